@@ -1,0 +1,43 @@
+# SPDX-License-Identifier: Apache-2.0
+# What every target of this project is built with. A target takes it by vkt_target_defaults().
+include(GNUInstallDirs)
+
+set(VKT_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+
+# Log records name their source file: as a path below the project's root, not of the build machine.
+set(VKT_COMPILE_OPTIONS ${VKT_WARNINGS} "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
+
+function(vkt_target_defaults target)
+  target_compile_features(${target} PRIVATE cxx_std_20)
+  target_compile_options(${target} PRIVATE ${VKT_COMPILE_OPTIONS})
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    C_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON)
+  target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>")
+  if(VKT_SANITIZE)
+    target_compile_options(${target} PRIVATE
+      -fsanitize=${VKT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${VKT_SANITIZE})
+  endif()
+endfunction()
+
+# vkt_add_library(<target> OUTPUT <name> SOURCES <file>...)
+# One shared library, and its objects as <target>_objects: tests link the objects of the library
+# under test with fakes of the libraries that it calls.
+function(vkt_add_library target)
+  cmake_parse_arguments(arg "" "OUTPUT" "SOURCES" ${ARGN})
+  add_library(${target}_objects OBJECT ${arg_SOURCES})
+  vkt_target_defaults(${target}_objects)
+  add_library(${target} SHARED $<TARGET_OBJECTS:${target}_objects>)
+  vkt_target_defaults(${target})
+  set_target_properties(${target} PROPERTIES
+    OUTPUT_NAME ${arg_OUTPUT}
+    LINKER_LANGUAGE CXX
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_link_options(${target} PRIVATE
+    $<$<NOT:$<BOOL:${VKT_SANITIZE}>>:-Wl,--no-undefined> -Wl,--as-needed)
+endfunction()

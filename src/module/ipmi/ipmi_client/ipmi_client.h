@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// IPMI 2.0 over LAN (RMCP+): one object is one session with one management module.
+///
+/// An object is used by one thread at a time; any number of objects may be used side by side.
+/// Nothing throws. Every wait is bounded by the configuration keys `IPMI_SESSION_TIMEOUT_MS`
+/// (default 5000) and `IPMI_RETRANSMISSION_TIMEOUT_MS` (default 1000).
+#ifndef MODULE_IPMI_IPMI_CLIENT_IPMI_CLIENT_H
+#define MODULE_IPMI_IPMI_CLIENT_IPMI_CLIENT_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "common/platform/export.h"
+#include "module/ipmi/ipmi_client/ipmi_command.h"
+
+namespace Tulvo {
+
+/// How an attempt to open a session ended.
+enum CONNECTIONSTATE : std::int32_t
+{
+    CONNECTION_CONNECTED = 0,  ///< The session is open.
+    CONNECTION_FAILED = 1,     ///< Neither of the others: a bad address, no route, a local fault.
+    CONNECTION_REFUSED = 2,    ///< Wrong user, password, privilege or cipher suite: asking again
+                               ///< will not help.
+    CONNECTION_TRY_AGAIN = 3,  ///< No answer in time, module busy, out of sessions: a second try
+                               ///< may succeed.
+};
+
+/// What the inventory library needs of an IPMI client.
+class VKT_EXPORT IpmiClientInterface
+{
+public:
+    /// Opens a session; an open one is closed first.
+    virtual CONNECTIONSTATE connect() = 0;
+
+    /// Closes the session, on the module too. Without a session it does nothing.
+    virtual void disconnect() = 0;
+
+    /// Sends one request and waits for its answer.
+    /// @param request        what to send.
+    /// @param response       the answer's data, without the completion code; emptied on failure.
+    /// @param completionCode the answer's completion code; 0xFF on failure.
+    /// @return 0 when an answer came, whatever its completion code; negative when none did.
+    virtual std::int32_t send(const IPMICOMMAND& request, std::vector<std::uint8_t>& response,
+                              std::uint8_t& completionCode) = 0;
+
+    virtual ~IpmiClientInterface();
+
+    /// Limits the data bytes of one request; 0 is the client's own limit.
+    virtual void setBlockLength(std::uint16_t length) = 0;
+};
+
+/// An RMCP+ session through libfreeipmi.
+class VKT_EXPORT IpmiClient : public IpmiClientInterface
+{
+public:
+    /// Keeps the parameters; connects nowhere.
+    /// @param address     IPv4 address, IPv6 address or host name.
+    /// @param userName    name to log in with.
+    /// @param password    at most 20 bytes, the limit of IPMI 2.0; a longer one is refused by
+    ///                    connect(), never cut.
+    /// @param port        UDP port in decimal.
+    /// @param cipherSuite cipher suite id (3 or 17); the configuration key `IPMI_CIPHER_SUITE`
+    ///                    overrides it.
+    IpmiClient(const std::string& address, const std::string& userName, const std::string& password,
+               const std::string& port, std::uint64_t cipherSuite);
+    IpmiClient(const IpmiClient&) = delete;
+    IpmiClient& operator=(const IpmiClient&) = delete;
+
+    CONNECTIONSTATE connect() override;
+    void disconnect() override;
+    std::int32_t send(const IPMICOMMAND& request, std::vector<std::uint8_t>& response,
+                      std::uint8_t& completionCode) override;
+    /// Does what disconnect() would.
+    ~IpmiClient() override;
+    void setBlockLength(std::uint16_t length) override;
+
+private:
+    struct Session;
+    // Shared only in type: this pointer alone lets a replacement of this library be compiled
+    // against the header without knowing, or linking, what a Session is.
+    std::shared_ptr<Session> session_;
+};
+
+}  // namespace Tulvo
+
+#endif

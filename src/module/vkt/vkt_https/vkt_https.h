@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// One raw IPMI request in one HTTPS call, for modules that offer it beside their Redfish tree.
+///
+/// An object keeps one connection and one TLS session for all its requests and is used by one
+/// thread at a time. Nothing throws; every wait is bounded by the connection record's timeouts.
+#ifndef MODULE_VKT_VKT_HTTPS_VKT_HTTPS_H
+#define MODULE_VKT_VKT_HTTPS_VKT_HTTPS_H
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "common/connection/connection_info.h"
+#include "common/platform/export.h"
+#include "module/ipmi/ipmi_client/ipmi_command.h"
+
+namespace Tulvo {
+
+/// How a request over HTTPS ended.
+enum VKTHttpsErrorCode : std::int32_t
+{
+    VKT_HTTPS_SUCCESS = 0,                ///< An IPMI answer came, whatever its completion code.
+    VKT_HTTPS_TLS_ERROR = 1,              ///< The server could not prove that it is the module.
+    VKT_HTTPS_AUTHENTICATION_FAILED = 2,  ///< 401 or 403.
+    VKT_HTTPS_TIMEOUT = 3,                ///< 408, 504, or a time limit of this side.
+    VKT_HTTPS_HTTP_ERROR = 4,             ///< Any other status than 200.
+    VKT_HTTPS_MALFORMED_REPLY = 5,        ///< A 200 whose content is not an IPMI answer.
+    VKT_HTTPS_CONNECT_FAILED = 6,         ///< The address cannot be resolved or reached.
+    VKT_HTTPS_INTERNAL_ERROR = 7,         ///< A fault on this side.
+    VKT_HTTPS_NO_DATA = 8,                ///< A 200 with an empty body.
+};
+
+/// The HTTPS transport.
+class VKT_EXPORT VKTHttps
+{
+public:
+    /// Keeps a copy of the record; connects nowhere.
+    explicit VKTHttps(const TulvoConnection::ConnectionInfo& connectionInfo);
+    VKTHttps(const VKTHttps&) = delete;
+    VKTHttps& operator=(const VKTHttps&) = delete;
+
+    /// Sends one request and waits for its answer.
+    /// @param request        what to send.
+    /// @param response       the answer's data, without the completion code.
+    /// @param completionCode the answer's completion code.
+    /// @return VKT_HTTPS_SUCCESS when both outputs are filled; otherwise both are left alone.
+    VKTHttpsErrorCode SendIpmiCmdOverHttps(const IPMICOMMAND& request,
+                                           std::vector<std::uint8_t>& response,
+                                           std::uint8_t& completionCode);
+
+private:
+    struct Transport;
+    // Shared only in type: this pointer alone lets a replacement of this library be compiled
+    // against the header without knowing, or linking, what a Transport is.
+    std::shared_ptr<Transport> transport_;
+};
+
+}  // namespace Tulvo
+
+#endif
