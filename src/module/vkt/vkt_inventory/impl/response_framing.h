@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// How each answer is framed: what a VKT2 puts before it, how long it must be, what a failure is
+/// called.
+#ifndef MODULE_VKT_VKT_INVENTORY_IMPL_RESPONSE_FRAMING_H
+#define MODULE_VKT_VKT_INVENTORY_IMPL_RESPONSE_FRAMING_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace Tulvo {
+
+/// When a VKT2's leading bytes are dropped.
+enum class Reframing
+{
+    ALWAYS,          ///< Whatever came, an error or a short answer included.
+    GOOD_AND_LONG,   ///< Completion code 0 and at least `reframedLength` bytes.
+    GOOD_AND_EXACT,  ///< Completion code 0 and exactly `reframedLength` bytes.
+};
+
+struct ResponseFraming
+{
+    const char* routine;  ///< Name in trace records.
+    Reframing reframing;
+    std::size_t reframedLength;  ///< Of the answer as it came; see Reframing.
+    std::size_t leadingBytes;    ///< What a VKT2 puts before the answer.
+    std::size_t minimumLength;   ///< Without leading bytes.
+    const char* failure;         ///< Record of a refused or short answer; null writes none.
+    bool tracesExit;
+};
+
+constexpr ResponseFraming MACHINE_TYPE_FRAMING{
+    "ParseMachineType", Reframing::ALWAYS, 0, 2, 4, "Get vkt mt failed with error code:", true};
+constexpr ResponseFraming SERIAL_NUMBER_FRAMING{
+    "ParseGetSerialNumber", Reframing::ALWAYS, 0, 2, 1, "Get vkt sn failed with error code:", true};
+constexpr ResponseFraming NAME_FRAMING{
+    "ParseName", Reframing::ALWAYS, 0, 2, 1, "Get vkt name failed with error code:", true};
+constexpr ResponseFraming FIRMWARE_VERSION_FRAMING{"ParseGetFirmwareVersion",
+                                                   Reframing::ALWAYS,
+                                                   0,
+                                                   1,
+                                                   6,
+                                                   "Get vkt version failed with error code:",
+                                                   true};
+constexpr ResponseFraming CHASSIS_POWER_CONSUMPTION_FRAMING{
+    "ParseChassisPowerConsumption",
+    Reframing::ALWAYS,
+    0,
+    1,
+    6,
+    "Get vkt chassis power consumption failed with error code:",
+    true};
+constexpr ResponseFraming CHASSIS_POWER_CAP_FRAMING{
+    "ParseChassisPowerCap",
+    Reframing::ALWAYS,
+    0,
+    1,
+    10,
+    "Get vkt chassis power cap failed with error code:",
+    true};
+// The chassis' text stands here too: readers of logs search for it.
+constexpr ResponseFraming NODE_POWER_CONSUMPTION_FRAMING{
+    "ParseNodePowerConsumption",
+    Reframing::GOOD_AND_LONG,
+    7,
+    1,
+    6,
+    "Get vkt chassis power consumption failed with error code:",
+    false};
+constexpr ResponseFraming NODE_STATUS_FRAMING{
+    "ParseNodeStatus", Reframing::GOOD_AND_EXACT, 5, 1, 4, nullptr, false};
+
+constexpr bool DropsLeadingBytes(const ResponseFraming& framing, std::size_t length,
+                                 std::uint8_t completionCode)
+{
+    switch (framing.reframing) {
+        case Reframing::ALWAYS:
+            return true;
+        case Reframing::GOOD_AND_LONG:
+            return completionCode == 0 && length >= framing.reframedLength;
+        case Reframing::GOOD_AND_EXACT:
+            return completionCode == 0 && length == framing.reframedLength;
+    }
+    return false;
+}
+
+}  // namespace Tulvo
+
+#endif

@@ -1,0 +1,505 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "module/vkt/vkt_inventory/impl/vkt_inventory_parse_response.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <locale>
+#include <string_view>
+#include <utility>
+
+#include "module/vkt/vkt_inventory/impl/byte_dump.h"
+#include "module/vkt/vkt_inventory/impl/byte_view.h"
+#include "module/vkt/vkt_inventory/impl/log_statement.h"
+#include "module/vkt/vkt_inventory/impl/number_text.h"
+#include "module/vkt/vkt_inventory/impl/platform_table.h"
+#include "module/vkt/vkt_inventory/impl/psu_status_bits.h"
+#include "module/vkt/vkt_inventory/impl/response_framing.h"
+
+namespace Tulvo {
+
+namespace {
+
+using Response = std::vector<std::uint8_t>;
+
+constexpr std::string_view CLASS_NAME = "Tulvo::VKTInventoryParseResponse::";
+constexpr char NOT_AVAILABLE[] = "N/A";
+
+unsigned Number(std::uint8_t byte)
+{
+    return byte;
+}
+
+char RawCharacter(std::uint8_t byte)
+{
+    return static_cast<char>(byte);
+}
+
+void TraceEntry(const char* routine)
+{
+    VKT_LOG(LOG_TRACE) << "Entering  " << CLASS_NAME << routine;
+}
+
+void TraceExit(const char* routine)
+{
+    VKT_LOG(LOG_TRACE) << "Exiting  " << CLASS_NAME << routine;
+}
+
+VKTInventoryErrorCode Fail(const char* failure, std::uint8_t completionCode)
+{
+    VKT_LOG(LOG_FAILURE) << failure << Number(completionCode);
+    return VKT_INVENTORY_FAILED;
+}
+
+/// The answer as a first-generation module would have sent it.
+ByteView Reframe(const ResponseFraming& framing, VKTIype vktType, const Response& response,
+                 std::uint8_t completionCode)
+{
+    const ByteView bytes(response);
+    if (vktType != VKT_TYPE_VKT2 || !DropsLeadingBytes(framing, bytes.Size(), completionCode)) {
+        return bytes;
+    }
+    VKT_LOG(LOG_TRACE) << "it is vkt2...";
+    const ByteView rest = bytes.Without(framing.leadingBytes);
+    VKT_LOG(LOG_TRACE) << "New response=" << CharacterDump{rest.Bytes()};
+    VKT_LOG(LOG_TRACE) << "New response=" << HexDump{rest.Bytes()};
+    return rest;
+}
+
+/// The frame of every answer that fails for its completion code or its length: `decode` gets only
+/// bytes that are long enough.
+template <class Decode>
+VKTInventoryErrorCode DecodeFramed(const ResponseFraming& framing, VKTIype vktType,
+                                   const Response& response, std::uint8_t completionCode,
+                                   Decode decode)
+{
+    TraceEntry(framing.routine);
+    const ByteView bytes = Reframe(framing, vktType, response, completionCode);
+    const bool usable = completionCode == 0 && bytes.Size() >= framing.minimumLength;
+    const VKTInventoryErrorCode result =
+        usable ? decode(bytes) : Fail(framing.failure, completionCode);
+    if (framing.tracesExit) {
+        TraceExit(framing.routine);
+    }
+    return result;
+}
+
+bool IsLetterOrDigit(std::uint8_t byte)
+{
+    return (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
+           (byte >= 'a' && byte <= 'z');
+}
+
+bool IsPrintable(std::uint8_t byte)
+{
+    return byte >= 0x20 && byte <= 0x7E;
+}
+
+/// The printable characters from `start` up to the first byte that is not one.
+std::string PrintableRun(const ByteView& bytes, std::size_t start)
+{
+    const auto text = bytes.Without(start).Bytes();
+    return {text.begin(), std::find_if_not(text.begin(), text.end(), IsPrintable)};
+}
+
+/// White space is what the host program's locale takes for it.
+std::string Trimmed(const std::string& text)
+{
+    const std::locale locale;
+    const auto isText = [&locale](char character) { return !std::isspace(character, locale); };
+    const auto first = std::find_if(text.begin(), text.end(), isText);
+    const auto last = std::find_if(text.rbegin(), std::make_reverse_iterator(first), isText).base();
+    return {first, last};
+}
+
+void HideZero(std::string& reading)
+{
+    if (reading == "0") {
+        reading = NOT_AVAILABLE;
+    }
+}
+
+/// A node's absent reading is 0 or 65535.
+void HideAbsent(std::string& reading)
+{
+    constexpr std::string_view ALL_BITS_SET = "65535";
+    if (reading == ALL_BITS_SET) {
+        reading = NOT_AVAILABLE;
+    }
+    HideZero(reading);
+}
+
+void ReadPowerConsumption(const ByteView& bytes, ChassisPowerCon& consumption)
+{
+    consumption.min = Decimal(bytes.LittleEndian16(0));
+    consumption.avg = Decimal(bytes.LittleEndian16(2));
+    consumption.max = Decimal(bytes.LittleEndian16(4));
+    VKT_LOG(LOG_TRACE) << "Min:" << consumption.min << ",Avg:" << consumption.avg
+                       << ",Max:" << consumption.max;
+}
+
+struct CodeText
+{
+    std::uint8_t code;
+    const char* text;
+};
+
+template <std::size_t size>
+const char* TextOf(const std::array<CodeText, size>& table, std::uint8_t code,
+                   const char* textOfUnknown)
+{
+    const auto row = std::find_if(table.begin(), table.end(),
+                                  [code](const CodeText& entry) { return entry.code == code; });
+    return row == table.end() ? textOfUnknown : row->text;
+}
+
+constexpr std::array<CodeText, 3> FAN_STATUS{{
+    {0, "Not Present"},
+    {1, "Abnormal"},
+    {2, "Normal"},
+}};
+
+const char* FanStatus(std::uint8_t code)
+{
+    return TextOf(FAN_STATUS, code, "Unknown");
+}
+
+constexpr std::array<CodeText, 4> POWER_STATE{{
+    {0x00, "Power OFF"},
+    {0x20, "No Permission"},
+    {0x40, "Power Fault"},
+    {0x80, "Power ON"},
+}};
+
+std::string PowerState(std::uint8_t code)
+{
+    const char* text = TextOf(POWER_STATE, code, nullptr);
+    if (text != nullptr) {
+        return text;
+    }
+    VKT_LOG(LOG_FAILURE) << "Wrong result";
+    return "Fault";
+}
+
+constexpr std::uint8_t SIZE_NOT_AVAILABLE = 255;
+
+std::string NodeHeight(std::uint8_t code)
+{
+    return code == SIZE_NOT_AVAILABLE ? NOT_AVAILABLE : Decimal(code);
+}
+
+/// Only widths have names.
+std::string NodeWidth(std::uint8_t code)
+{
+    constexpr std::array<CodeText, 2> NAMED{{{1, "Half"}, {2, "Full"}}};
+    const char* name = TextOf(NAMED, code, nullptr);
+    return name != nullptr ? name : NodeHeight(code);
+}
+
+/// Both fans of a supply, after the answer's leading byte.
+void ReadFansOfVkt2(const ByteView& bytes, PSUFanSpeed& record)
+{
+    record.speedA = Decimal(bytes.LittleEndian16(0));
+    record.patA = Decimal(bytes[2]);
+    record.speedB = Decimal(bytes.LittleEndian16(3));
+    record.patB = Decimal(bytes[5]);
+    record.status = FanStatus(bytes[6]);
+    VKT_LOG(LOG_TRACE) << "PSU:" << record.psu << ",Speed-A:" << record.speedA
+                       << ",Pat-A:" << record.patA << ",Speed-B:" << record.speedB
+                       << ",Pat-B:" << record.patB << ",Status:" << record.status;
+    HideZero(record.speedB);
+    HideZero(record.patB);
+}
+
+void ReadFanOfFirstGeneration(const ByteView& bytes, PSUFanSpeed& record)
+{
+    record.speedA = Decimal(bytes.LittleEndian16(0));
+    record.patA = Decimal(bytes[2]);
+    record.status = FanStatus(bytes[3]);
+    VKT_LOG(LOG_TRACE) << "PSU:" << record.psu << ",Speed:" << record.speedA
+                       << ",Pat:" << record.patA << ",Status:" << record.status;
+}
+
+/// How each generation tells of a supply's fans. The failure texts speak of the power cap; they
+/// stay as they are, since readers of logs search for them.
+struct FanFormat
+{
+    std::size_t minimumLength;
+    std::size_t leadingBytes;
+    const char* failure;
+    void (*read)(const ByteView& bytes, PSUFanSpeed& record);
+};
+
+constexpr FanFormat FANS_OF_VKT2{
+    8, 1, "Get vkt2 chassis power cap failed with error code:", ReadFansOfVkt2};
+constexpr FanFormat FAN_OF_FIRST_GENERATION{
+    4, 0, "Get vkt chassis power cap failed with error code:", ReadFanOfFirstGeneration};
+
+VKTInventoryErrorCode DecodeFans(const FanFormat& format, const Response& response,
+                                 std::uint8_t completionCode, std::int32_t slot,
+                                 PSUFanSpeed& record)
+{
+    if (completionCode != 0 || response.size() < format.minimumLength) {
+        return Fail(format.failure, completionCode);
+    }
+    record.psu = "PSU" + std::to_string(slot);
+    format.read(ByteView(response).Without(format.leadingBytes), record);
+    HideZero(record.speedA);
+    HideZero(record.patA);
+    return VKT_INVENTORY_SUCCESS;
+}
+
+std::string Characters(const ByteView& bytes, std::size_t start, std::size_t count)
+{
+    const auto text = bytes.Bytes().subspan(start, count);
+    return {text.begin(), text.end()};
+}
+
+constexpr std::uint8_t GENERATION_OF_NINE_SUPPLIES = 3;
+constexpr std::uint8_t GENERATION_EGS = 4;
+
+std::int32_t PsuCountOfLargePlatform(std::uint8_t generation)
+{
+    if (generation == GENERATION_OF_NINE_SUPPLIES) {
+        return 9;
+    }
+    if (generation == GENERATION_EGS) {
+        VKT_LOG(LOG_WARNING) << "checked VKT2 Type is EGS, For EGS, set default value 6";
+    }
+    return 6;
+}
+
+void ReadModuleStatus(const ByteView& bytes, VKTStatus& vktStatus)
+{
+    const std::uint8_t moduleType = bytes[0];
+    const std::uint8_t generation = bytes[13];
+    VKT_LOG(LOG_NOTICE) << "VKT Type: 0x" << AsHex{moduleType};
+    if (IsLargePlatform(moduleType)) {
+        vktStatus.platformId = moduleType;
+        vktStatus.psuCount = PsuCountOfLargePlatform(generation);
+    } else {
+        vktStatus = VKTStatus();
+    }
+}
+
+}  // namespace
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParseMachineType(const Response& response,
+                                                                  std::uint8_t completionCode,
+                                                                  std::string& machineType) const
+{
+    const auto decode = [&machineType](const ByteView& bytes) {
+        const auto text = bytes.Bytes().first(MACHINE_TYPE_FRAMING.minimumLength);
+        if (!std::all_of(text.begin(), text.end(), IsLetterOrDigit)) {
+            VKT_LOG(LOG_WARNING) << "[WARN]: VKT machine type is empty";
+            return VKT_INVENTORY_NO_DATA;
+        }
+        machineType.assign(text.begin(), text.end());
+        return VKT_INVENTORY_SUCCESS;
+    };
+    return DecodeFramed(MACHINE_TYPE_FRAMING, vktType, response, completionCode, decode);
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetSerialNumber(
+    const Response& response, std::uint8_t completionCode, std::string& serialNumber) const
+{
+    const auto decode = [&serialNumber](const ByteView& bytes) {
+        serialNumber = Trimmed(PrintableRun(bytes, 0));
+        return VKT_INVENTORY_SUCCESS;
+    };
+    return DecodeFramed(SERIAL_NUMBER_FRAMING, vktType, response, completionCode, decode);
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetFirmwareVersion(
+    const Response& response, std::uint8_t completionCode, std::string& firmwareVersion) const
+{
+    const auto decode = [&firmwareVersion](const ByteView& bytes) {
+        const std::string buildName = PrintableRun(bytes, 5);
+        firmwareVersion = buildName + "-" + Hex(bytes[0]) + "." + HexOfTwoDigits(bytes[1]);
+        return VKT_INVENTORY_SUCCESS;
+    };
+    return DecodeFramed(FIRMWARE_VERSION_FRAMING, vktType, response, completionCode, decode);
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParseName(const Response& response,
+                                                           std::uint8_t completionCode,
+                                                           std::string& name) const
+{
+    const auto decode = [&name](const ByteView& bytes) {
+        name = PrintableRun(bytes, 0);
+        return VKT_INVENTORY_SUCCESS;
+    };
+    return DecodeFramed(NAME_FRAMING, vktType, response, completionCode, decode);
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParseChassisPowerConsumption(
+    const Response& response, std::uint8_t completionCode, ChassisPowerCon& consumption) const
+{
+    const auto decode = [&consumption](const ByteView& bytes) {
+        ReadPowerConsumption(bytes, consumption);
+        return VKT_INVENTORY_SUCCESS;
+    };
+    return DecodeFramed(CHASSIS_POWER_CONSUMPTION_FRAMING, vktType, response, completionCode,
+                        decode);
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParseChassisPowerCap(const Response& response,
+                                                                      std::uint8_t completionCode,
+                                                                      ChassisPowerCap& cap) const
+{
+    const auto decode = [&cap](const ByteView& bytes) {
+        cap.min = Decimal(bytes.LittleEndian16(0));
+        cap.max = Decimal(bytes.LittleEndian16(2));
+        cap.protectiveCap = Decimal(bytes.LittleEndian16(4));
+        cap.userCap = Decimal(bytes.LittleEndian16(6));
+        cap.thermalCap = Decimal(bytes.LittleEndian16(8));
+        VKT_LOG(LOG_TRACE) << "Min:" << cap.min << ",Max:" << cap.max
+                           << ",ProtectiveCap:" << cap.protectiveCap << ",UserCap:" << cap.userCap
+                           << ",ThermalCap:" << cap.thermalCap;
+        for (std::string* reading :
+             {&cap.min, &cap.max, &cap.protectiveCap, &cap.userCap, &cap.thermalCap}) {
+            HideZero(*reading);
+        }
+        return VKT_INVENTORY_SUCCESS;
+    };
+    return DecodeFramed(CHASSIS_POWER_CAP_FRAMING, vktType, response, completionCode, decode);
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParseNodePowerConsumption(
+    const Response& response, std::uint8_t completionCode, ChassisPowerCon& consumption) const
+{
+    const auto decode = [&consumption](const ByteView& bytes) {
+        ReadPowerConsumption(bytes, consumption);
+        for (std::string* reading : {&consumption.min, &consumption.avg, &consumption.max}) {
+            HideAbsent(*reading);
+        }
+        return VKT_INVENTORY_SUCCESS;
+    };
+    return DecodeFramed(NODE_POWER_CONSUMPTION_FRAMING, vktType, response, completionCode, decode);
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUFanSpeed(const Response& response,
+                                                                  std::uint8_t completionCode,
+                                                                  std::int32_t slot,
+                                                                  PSUFanSpeed& record) const
+{
+    TraceEntry(__func__);
+    const FanFormat& format = vktType == VKT_TYPE_VKT2 ? FANS_OF_VKT2 : FAN_OF_FIRST_GENERATION;
+    const VKTInventoryErrorCode result = DecodeFans(format, response, completionCode, slot, record);
+    TraceExit(__func__);
+    return result;
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUVersion(const Response& response,
+                                                                 std::uint8_t completionCode,
+                                                                 std::string& version) const
+{
+    TraceEntry(__func__);
+    if (completionCode != 0 || response.size() < 2) {
+        return Fail("Get psu firmware version failed with error code:", completionCode);
+    }
+    version = Hex(response[1]) + "." + HexOfTwoDigits(response[0]);
+    return VKT_INVENTORY_SUCCESS;
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUManufacture(
+    const Response& response, std::uint8_t completionCode, std::string& manufacturer) const
+{
+    TraceEntry(__func__);
+    if (completionCode != 0 || response.size() < 5) {
+        return VKT_INVENTORY_SUCCESS;
+    }
+    const ByteView bytes(response);
+    switch (vktType) {
+        case VKT_TYPE_FIRST_GENERATION:  // byte 0 is the register's length byte
+            manufacturer = Characters(bytes, 1, 4);
+            VKT_LOG(LOG_TRACE) << "PSU slot  manufacture:" << manufacturer;
+            return VKT_INVENTORY_SUCCESS;
+        case VKT_TYPE_VKT2:
+            manufacturer = Characters(bytes, 0, 4);
+            VKT_LOG(LOG_TRACE) << "PSU  manufacture:" << manufacturer;
+            return VKT_INVENTORY_SUCCESS;
+        default:
+            VKT_LOG(LOG_WARNING) << "[WARN]: PSU manufacture is empty";
+            return VKT_INVENTORY_NO_DATA;
+    }
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUPosition(const Response& response,
+                                                                  std::uint8_t completionCode,
+                                                                  std::string& position) const
+{
+    TraceEntry(__func__);
+    if (completionCode != 0 || response.size() < 2) {
+        return Fail("Get psu position id failed with error code:", completionCode);
+    }
+    position = Hex(response[0]) + HexOfTwoDigits(response[1]);
+    return VKT_INVENTORY_SUCCESS;
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUStatus(
+    const Response& response, std::uint8_t completionCode, std::uint64_t slotCount,
+    std::vector<PSUStatus>& statuses) const
+{
+    TraceEntry(__func__);
+    statuses.resize(slotCount);
+    if (completionCode != 0 || response.size() < PSU_STATUS_MINIMUM_LENGTH) {
+        VKT_LOG(LOG_TRACE) << PSU_STATUS_HEADING
+                           << "\nGet PSU statue failed with completionCode is "
+                           << Number(completionCode) << ", response.size() is " << response.size();
+        return VKT_INVENTORY_FAILED;
+    }
+    const PSUStatusBytes bits = ReadPSUStatusBytes(vktType, ByteView(response));
+    for (std::uint64_t supply = 0; supply < slotCount; ++supply) {
+        FillPSUStatus(bits, supply, statuses[supply]);
+    }
+    VKT_LOG(LOG_TRACE) << PSU_STATUS_HEADING << PSUStatusTrace{bits, slotCount};
+    return VKT_INVENTORY_SUCCESS;
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParseNodeStatus(const Response& response,
+                                                                 std::uint8_t completionCode,
+                                                                 NodeStatus& nodeStatus) const
+{
+    TraceEntry(NODE_STATUS_FRAMING.routine);
+    const ByteView bytes = Reframe(NODE_STATUS_FRAMING, vktType, response, completionCode);
+    if (completionCode != 0 || bytes.Size() != NODE_STATUS_FRAMING.minimumLength) {
+        return VKT_INVENTORY_FAILED;
+    }
+    nodeStatus.powerState = PowerState(bytes[0]);
+    nodeStatus.width = NodeWidth(bytes[1]);
+    nodeStatus.height = NodeHeight(bytes[2]);
+    nodeStatus.permissionState = bytes[3];
+    return VKT_INVENTORY_SUCCESS;
+}
+
+VKTInventoryErrorCode VKTInventoryParseResponse::ParseVKTStatusImp(const Response& response,
+                                                                   std::uint8_t completionCode,
+                                                                   VKTStatus& vktStatus) const
+{
+    constexpr std::size_t MINIMUM_LENGTH = 14;
+    TraceEntry(__func__);
+    VKTInventoryErrorCode result = VKT_INVENTORY_SUCCESS;
+    if (response.empty() || completionCode != 0) {
+        VKT_LOG(LOG_WARNING) << "response is empty or completeCode: "
+                             << RawCharacter(completionCode);
+        result = VKT_INVENTORY_NO_DATA;
+    }
+    if (response.size() < MINIMUM_LENGTH) {
+        VKT_LOG(LOG_WARNING) << "VKT Type is 0x" << AsHex{static_cast<std::uint32_t>(vktType)}
+                             << "use default value";
+        return result;
+    }
+    ReadModuleStatus(ByteView(response), vktStatus);
+    return result;
+}
+
+void VKTInventoryParseResponse::ParseNodeCount(const VKTStatus& vktStatus,
+                                               std::uint64_t& nodeCount) const
+{
+    VKT_LOG(LOG_TRACE) << " GetVKTStatus success, platformId =0x"
+                       << AsHex{static_cast<std::uint32_t>(vktStatus.platformId)};
+    nodeCount = NodeCountOf(vktStatus.platformId);
+}
+
+}  // namespace Tulvo
