@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/fakes/fake_config.h"
+
+#include "common/config/global_config.h"
+#include "tests/fakes/journal.h"
+
+namespace Tulvo {
+
+int GetGlobalConfigValue(const std::string& key, int defaultValue)
+{
+    Fakes::Journal::Write("config " + key + " " + std::to_string(defaultValue));
+    const Fakes::FakeConfig* const fake = Fakes::FakeConfig::Get();
+    if (fake == nullptr || fake->values.count(key) == 0) {
+        return defaultValue;
+    }
+    return fake->values.at(key);
+}
+
+}  // namespace Tulvo

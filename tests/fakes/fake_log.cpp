@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/fakes/fake_log.h"
+
+#include <ostream>
+#include <sstream>
+
+#include "common/log/log.h"
+#include "tests/fakes/journal.h"
+
+namespace Tulvo {
+
+struct Log::Record
+{
+    int level;
+    const char* file;
+    int line;
+    std::ostringstream text;
+};
+
+Log::Log(int level, const char* file, int line)
+{
+    const Fakes::FakeLog* const fake = Fakes::FakeLog::Get();
+    if (fake != nullptr && level <= fake->threshold) {
+        record_ = new Record{level, file, line, {}};
+    }
+}
+
+Log::~Log()
+{
+    if (record_ != nullptr) {
+        Fakes::FakeLog::Get()->Add(
+            {{record_->level, record_->text.str()}, record_->file, record_->line});
+        delete record_;
+    }
+}
+
+std::ostream& Log::Stream()
+{
+    static std::ostream failed(nullptr);
+    return record_ != nullptr ? record_->text : failed;
+}
+
+namespace Fakes {
+
+void PrintTo(const LogLine& line, std::ostream* out)
+{
+    *out << line.level << " " << ::testing::PrintToString(line.text);
+}
+
+void FakeLog::Add(const Record& record)
+{
+    records_.push_back(record);
+    Journal::Write("log " + std::to_string(record.line.level) + " " + record.line.text);
+}
+
+LogLines FakeLog::Lines() const
+{
+    LogLines lines;
+    for (const Record& record : records_) {
+        lines.push_back(record.line);
+    }
+    return lines;
+}
+
+LogLines FakeLog::Lines(int level) const
+{
+    LogLines lines = Lines();
+    std::erase_if(lines, [level](const LogLine& line) { return line.level != level; });
+    return lines;
+}
+
+}  // namespace Fakes
+
+}  // namespace Tulvo

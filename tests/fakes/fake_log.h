@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// A logger that keeps every record for the test.
+#ifndef TESTS_FAKES_FAKE_LOG_H
+#define TESTS_FAKES_FAKE_LOG_H
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "tests/fakes/current.h"
+
+namespace Tulvo::Fakes {
+
+/// Level and text of a record.
+struct LogLine
+{
+    int level;
+    std::string text;
+
+    bool operator==(const LogLine&) const = default;
+};
+using LogLines = std::vector<LogLine>;
+
+/// Shows a line in a test's message, control characters escaped.
+void PrintTo(const LogLine& line, std::ostream* out);
+
+/// Keeps the records; writes each into the journal too, as "log LEVEL TEXT". A record's stream has
+/// the global locale: a logger may be replaced by one that doesn't think of it.
+class FakeLog : public Current<FakeLog>
+{
+public:
+    struct Record
+    {
+        LogLine line;
+        std::string file;
+        int lineNumber;
+    };
+
+    /// Records above this level are dropped, and their streams are in a failed state.
+    int threshold = 4;
+
+    void Add(const Record& record);
+    const std::vector<Record>& Records() const { return records_; }
+    LogLines Lines() const;
+    /// The lines of `level` only.
+    LogLines Lines(int level) const;
+    void Clear() { records_.clear(); }
+
+private:
+    std::vector<Record> records_;
+};
+
+}  // namespace Tulvo::Fakes
+
+#endif
