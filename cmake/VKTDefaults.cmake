@@ -38,6 +38,8 @@ function(vkt_add_library target)
     LINKER_LANGUAGE CXX
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR})
-  target_link_options(${target} PRIVATE
-    $<$<NOT:$<BOOL:${VKT_SANITIZE}>>:-Wl,--no-undefined> -Wl,--as-needed)
+  target_link_options(${target} PRIVATE -Wl,--as-needed)
+  if(NOT VKT_SANITIZE) # the program brings the sanitizers' runtime, a library leaves it open
+    target_link_options(${target} PRIVATE -Wl,--no-undefined)
+  endif()
 endfunction()
