@@ -10,9 +10,12 @@
 
 #include "common/connection/connection_info.h"
 #include "module/vkt/vkt_info/vkt_info.h"
+#include "module/vkt/vkt_inventory/impl/log_statement.h"
 #include "module/vkt/vkt_inventory/vkt_inventory.h"
 
 namespace Tulvo {
+
+class VKTInventoryParseResponse;
 
 /// A road to one management module. The order of the operations is the facade's.
 class VKTInventoryImpl
@@ -40,8 +43,15 @@ public:
     virtual VKTInventoryErrorCode SelectPSU(std::int32_t psu) = 0;
 
 protected:
+    /// Learns once, while a backend is constructed, what kind of module answers and how many nodes
+    /// and supplies it manages. The status is asked by the backend's own GetVKTStatus().
+    void ReadModule(VKTInfo& info, VKTInventoryParseResponse& parser);
+
+    /// Whether the enclosure has this node; a record on behalf of `site` says when it has not.
+    bool HasNode(std::uint64_t node, const LogSite& site) const;
+
     TulvoConnection::ConnectionInfo connectionInfo;
-    /// Generation of the module; stays unknown when the module does not tell.
+    /// Generation of the module; unknown until it tells.
     VKTIype vktType = VKT_TYPE_UNKNOWN;
     /// As read at construction; no query refreshes it.
     VKTStatus status;

@@ -1,0 +1,222 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "module/vkt/vkt_inventory/impl/vkt_inventory_https_impl.h"
+
+#include "module/vkt/vkt_info/vkt_info.h"
+#include "module/vkt/vkt_inventory/impl/log_statement.h"
+#include "module/vkt/vkt_inventory/impl/retried_query.h"
+#include "module/vkt/vkt_inventory/impl/vkt_inventory_requests.h"
+
+namespace Tulvo {
+
+namespace {
+
+using Parser = VKTInventoryParseResponse;
+
+/// The record of a query whose request was not carried; the transport's code follows.
+namespace Failure {
+constexpr char MACHINE_TYPE[] = "Failed to get the vkt machine type through https, ret = ";
+constexpr char SERIAL_NUMBER[] = "Failed to get the vkt serial number through https, ret = ";
+constexpr char FIRMWARE_VERSION[] = "Failed to get the vkt firmware version through https, ret = ";
+constexpr char NAME[] = "Failed to get the vkt name through https, ret = ";
+constexpr char CHASSIS_POWER[] = "Failed to get the vkt PowerConsumption through https, ret = ";
+constexpr char POWER_CAP[] = "Failed to get the vkt power cap through https, ret = ";
+constexpr char PSU_FAN_SPEED[] = "Failed to get the vkt PSU fan speed through https, ret = ";
+constexpr char PSU_STATUS[] = "Failed to get the vkt PSU status through https, ret = ";
+constexpr char NODE_STATUS[] = "Failed to get the vkt node status through https, ret = ";
+constexpr char NODE_POWER[] = "Failed to get the vkt NodePowerConsumption through https, ret = ";
+constexpr const char* VKT_STATUS = NODE_POWER;  // shared: readers of logs know it by this text
+constexpr char SELECT_PSU[] = "Failed to get the vkt SelectPSUImpl through https, ret = ";
+constexpr char PSU_VERSION[] = "Failed to get the vkt PSU version through https, ret = ";
+constexpr char PSU_MANUFACTURE[] = "Failed to get the vkt PSUManufacture through https, ret = ";
+constexpr char PSU_POSITION[] = "Failed to get the vkt PSU position through https, ret = ";
+}  // namespace Failure
+
+}  // namespace
+
+VKTInventoryErrorCode ToInventoryErrorCode(VKTHttpsErrorCode code)
+{
+    switch (code) {
+        case VKT_HTTPS_TLS_ERROR:
+        case VKT_HTTPS_AUTHENTICATION_FAILED:
+        case VKT_HTTPS_TIMEOUT:
+        case VKT_HTTPS_HTTP_ERROR:
+        case VKT_HTTPS_MALFORMED_REPLY:
+            return VKT_INVENTORY_TRANSPORT_ERROR;
+        case VKT_HTTPS_CONNECT_FAILED:
+            return VKT_INVENTORY_CONNECT_FAILED;
+        case VKT_HTTPS_NO_DATA:
+            return VKT_INVENTORY_NO_DATA;
+        default:  // a replaced transport may know more codes
+            return VKT_INVENTORY_FAILED;
+    }
+}
+
+VKTInventoryHttpsImpl::VKTInventoryHttpsImpl(const TulvoConnection::ConnectionInfo& info)
+    : VKTInventoryImpl(info),
+      transport_(std::make_unique<VKTHttps>(info)),
+      parser_(std::make_unique<Parser>())
+{
+    VKTInfo vktInfo(transport_.get());
+    ReadModule(vktInfo, *parser_);
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::Send(const char* failure, const IPMICOMMAND& request,
+                                                  Answer& answer) const
+{
+    const VKTHttpsErrorCode code =
+        transport_->SendIpmiCmdOverHttps(request, answer.response, answer.completionCode);
+    if (code == VKT_HTTPS_SUCCESS) {
+        return VKT_INVENTORY_SUCCESS;
+    }
+    VKT_LOG(LOG_FAILURE) << failure << static_cast<int>(code);
+    return ToInventoryErrorCode(code);
+}
+
+template <class Parse, class... Arguments>
+VKTInventoryErrorCode VKTInventoryHttpsImpl::Query(const char* failure, const IPMICOMMAND& request,
+                                                   Parse parse, Arguments&&... arguments) const
+{
+    Answer answer;
+    const VKTInventoryErrorCode transport = Send(failure, request, answer);
+    return transport != VKT_INVENTORY_SUCCESS ? transport
+                                              : Decode(*parser_, parse, answer, arguments...);
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::GetMachineType(std::string& machineType)
+{
+    VKT_LOG(LOG_TRACE) << "Entering  Tulvo::VKTInventoryHttpsImpl::GetMachineType";
+    return Query(Failure::MACHINE_TYPE, Requests::MachineType(), &Parser::ParseMachineType,
+                 machineType);
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::GetSerialNumber(std::string& serialNumber)
+{
+    VKT_LOG(LOG_TRACE) << "Entering  Tulvo::VKTInventoryHttpsImpl::GetSerialNumber";
+    return Query(Failure::SERIAL_NUMBER, Requests::SerialNumber(), &Parser::ParseGetSerialNumber,
+                 serialNumber);
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::GetFirmwareVersion(std::string& firmwareVersion)
+{
+    VKT_LOG(LOG_TRACE) << "Entering  Tulvo::VKTInventoryHttpsImpl::GetFirmwareVersion";
+    return Query(Failure::FIRMWARE_VERSION, Requests::FirmwareVersion(),
+                 &Parser::ParseGetFirmwareVersion, firmwareVersion);
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::GetName(std::string& name)
+{
+    return Query(Failure::NAME, Requests::Name(), &Parser::ParseName, name);
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::GetChassisPowerConsumption(
+    ChassisPowerCon& consumption)
+{
+    return Query(Failure::CHASSIS_POWER, Requests::ChassisPowerConsumption(status.platformId),
+                 &Parser::ParseChassisPowerConsumption, consumption);
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::GetChassisPowerCap(ChassisPowerCap& cap)
+{
+    return Query(Failure::POWER_CAP, Requests::ChassisPowerCap(status.platformId),
+                 &Parser::ParseChassisPowerCap, cap);
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::GetPSUFanSpeed(std::vector<PSUFanSpeed>& fanSpeeds)
+{
+    if (psuSlotCount == 0) {
+        return VKT_INVENTORY_SUCCESS;
+    }
+    const auto ask = [this](std::uint64_t slot, Answer& answer) {
+        return Send(Failure::PSU_FAN_SPEED, Requests::PSUFanSpeed(slot), answer);
+    };
+    return WalkFans(*parser_, psuSlotCount, ask, fanSpeeds).TransportElseLastDecode();
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::GetPSUFwInfo(std::vector<PSUFwInfo>& firmware)
+{
+    return JoinPSUFwInfo([this](SlotTexts& texts) { return QueryPSUVersion(texts); },
+                         [this](SlotTexts& texts) { return QueryPSUManufacture(texts); },
+                         [this](SlotTexts& texts) { return QueryPSUPosition(texts); }, psuSlotCount,
+                         VKT_HERE, firmware);
+}
+
+template <class Request, class Parse>
+SlotWalk VKTInventoryHttpsImpl::ReadRegister(const char* failure, Request request, Parse parse,
+                                             SlotTexts& texts) const
+{
+    const auto ask = [this, failure, request](std::uint64_t slot, Answer& answer) {
+        return Send(failure, request(vktType, slot), answer);
+    };
+    return WalkRegister(*parser_, parse, psuSlotCount, ask, texts);
+}
+
+/// A version that cannot be decoded only leaves its slot out, also the last slot's.
+VKTInventoryErrorCode VKTInventoryHttpsImpl::QueryPSUVersion(SlotTexts& versions) const
+{
+    return ReadRegister(Failure::PSU_VERSION, Requests::PSUVersion, &Parser::ParsePSUVersion,
+                        versions)
+        .transport;
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::QueryPSUManufacture(SlotTexts& manufacturers) const
+{
+    return ReadRegister(Failure::PSU_MANUFACTURE, Requests::PSUManufacture,
+                        &Parser::ParsePSUManufacture, manufacturers)
+        .TransportElseLastDecode();
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::QueryPSUPosition(SlotTexts& positions) const
+{
+    return ReadRegister(Failure::PSU_POSITION, Requests::PSUPosition, &Parser::ParsePSUPosition,
+                        positions)
+        .TransportElseLastDecode();
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::GetPSUStatus(std::vector<PSUStatus>& statuses)
+{
+    return Query(Failure::PSU_STATUS, Requests::PSUStatus(), &Parser::ParsePSUStatus, psuSlotCount,
+                 statuses);
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::GetNodeStatus(std::uint64_t node,
+                                                           NodeStatus& nodeStatus)
+{
+    if (!HasNode(node, VKT_HERE)) {
+        return VKT_INVENTORY_FAILED;
+    }
+    return Query(Failure::NODE_STATUS, Requests::NodeStatus(node), &Parser::ParseNodeStatus,
+                 nodeStatus);
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::GetNodePowerConsumption(std::uint64_t node,
+                                                                     ChassisPowerCon& consumption)
+{
+    if (!HasNode(node, VKT_HERE)) {
+        return VKT_INVENTORY_FAILED;
+    }
+    return Query(Failure::NODE_POWER, Requests::NodePowerConsumption(node),
+                 &Parser::ParseNodePowerConsumption, consumption);
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::GetVKTStatus(VKTStatus& vktStatus)
+{
+    const auto exchange = [this](Answer& answer) {
+        return Send(Failure::VKT_STATUS, Requests::VKTStatus(), answer);
+    };
+    const Answer answer =
+        AskRepeatedly(VKT_STATUS_QUERY, AfterTransportFailure::RETRY_AT_ONCE, VKT_HERE, exchange);
+    return Decode(*parser_, &Parser::ParseVKTStatusImp, answer, vktStatus);
+}
+
+VKTInventoryErrorCode VKTInventoryHttpsImpl::SelectPSU(std::int32_t psu)
+{
+    const IPMICOMMAND request = Requests::SelectPSU(vktType, status.platformId, psu);
+    const auto exchange = [this, &request](Answer& answer) {
+        return Send(Failure::SELECT_PSU, request, answer);
+    };
+    const Answer answer =
+        AskRepeatedly(SELECT_PSU_QUERY, AfterTransportFailure::RETRY_AT_ONCE, VKT_HERE, exchange);
+    return SelectionResult(answer, VKT_HERE);
+}
+
+}  // namespace Tulvo
