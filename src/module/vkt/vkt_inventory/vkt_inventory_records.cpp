@@ -4,6 +4,7 @@
 /// so that the library exports them and a record's copying has one home across compilers.
 #include "module/vkt/vkt_inventory/vkt_inventory.h"
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a type's name cannot stand in parentheses
 #define VKT_TEXT_RECORD(Record)                             \
     Record::Record() = default;                             \
     Record::Record(const Record&) = default;                \
@@ -11,6 +12,7 @@
     Record& Record::operator=(const Record&) = default;     \
     Record& Record::operator=(Record&&) noexcept = default; \
     Record::~Record() = default
+// NOLINTEND(bugprone-macro-parentheses)
 
 namespace Tulvo {
 
