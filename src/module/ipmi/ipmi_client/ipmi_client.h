@@ -78,6 +78,10 @@ public:
     ~IpmiClient() override;
     void setBlockLength(std::uint16_t length) override;
 
+    /// What was tried, what came back and what to do about it, in one line, when the last connect()
+    /// or send() failed; empty when it did not. Never holds the password.
+    std::string lastError() const;
+
 private:
     struct Session;
     // Shared only in type: this pointer alone lets a replacement of this library be compiled
