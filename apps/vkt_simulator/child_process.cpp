@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vkt_simulator/child_process.h"
+
+#include <fcntl.h>
+#include <linux/close_range.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+
+namespace Tulvo::Simulator {
+
+namespace {
+
+constexpr int exitCodeCannotStart = 127;
+
+[[noreturn]] void Fail(const char* message)
+{
+    const ssize_t ignored = write(STDERR_FILENO, message, std::strlen(message));
+    static_cast<void>(ignored);
+    _exit(exitCodeCannotStart);
+}
+
+void DieWithParent(pid_t parent)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // The parent may have ended before the line above; then the signal would never come.
+    if (getppid() != parent) {
+        Fail("the process that started this one has ended");
+    }
+}
+
+void ResetSignals()
+{
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+void SetUpDescriptors(int output, const std::vector<int>& inherited)
+{
+    dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    dup2(output, STDOUT_FILENO);
+    dup2(output, STDERR_FILENO);
+    close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+    for (const int fd : inherited) {
+        fcntl(fd, F_SETFD, 0);
+    }
+}
+
+// Between fork and exec of a process with threads only async-signal-safe calls are allowed: no
+// allocation, no exception.
+[[noreturn]] void RunChild(char* const* arguments, int output, const std::vector<int>& inherited,
+                           pid_t parent)
+{
+    SetUpDescriptors(output, inherited);
+    DieWithParent(parent);
+    setpgid(0, 0);
+    ResetSignals();
+    execv(arguments[0], arguments);
+    Fail("the program cannot be executed");
+}
+
+}  // namespace
+
+std::string FindProgram(const std::string& name, const std::string& package)
+{
+    const char* path = std::getenv("PATH");
+    std::istringstream folders(std::string(path == nullptr ? "" : path) + ":/usr/bin:/usr/sbin");
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        const std::string candidate = folder + '/' + name;
+        if (access(candidate.c_str(), X_OK) == 0) {
+            return candidate;
+        }
+    }
+    throw std::runtime_error("the program " + name +
+                             " is not installed; install the Debian package " + package);
+}
+
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments,
+                           const std::vector<int>& inherited)
+    : output_(MakeMemoryFile("output", ""))
+{
+    std::vector<char*> pointers;
+    for (const std::string& argument : arguments) {
+        pointers.push_back(const_cast<char*>(argument.c_str()));
+    }
+    pointers.push_back(nullptr);
+    const pid_t parent = getpid();
+    pid_ = fork();
+    if (pid_ == 0) {
+        RunChild(pointers.data(), output_.Get(), inherited, parent);
+    }
+    if (pid_ < 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot start " + arguments[0]);
+    }
+    exit_ = FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, pid_, 0)),
+                           "cannot watch the started process");
+}
+
+ChildProcess::~ChildProcess()
+{
+    Kill();
+}
+
+bool ChildProcess::Running()
+{
+    reaped_ = reaped_ || waitpid(pid_, nullptr, WNOHANG) == pid_;
+    return !reaped_;
+}
+
+void ChildProcess::Kill()
+{
+    if (!Running()) {
+        return;
+    }
+    kill(pid_, SIGKILL);
+    while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    reaped_ = true;
+}
+
+}  // namespace Tulvo::Simulator

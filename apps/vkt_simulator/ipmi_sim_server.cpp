@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vkt_simulator/ipmi_sim_server.h"
+
+#include <poll.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <random>
+#include <stdexcept>
+#include <string_view>
+
+#include "apps/vkt_simulator/child_process.h"
+#include "apps/vkt_simulator/ipmi_sim_config.h"
+#include "apps/vkt_simulator/udp_endpoint.h"
+
+namespace Tulvo::Simulator {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto startLimit = std::chrono::seconds(20);
+constexpr int probeMilliseconds = 50;
+
+// `ipmi_sim` insists on a folder for what it would remember. It has nothing to remember here, so
+// the folder goes as soon as the server has looked at it.
+class StateFolder
+{
+public:
+    StateFolder()
+    {
+        std::string pattern = (std::filesystem::temp_directory_path() / "vkt-sim-XXXXXX").string();
+        if (mkdtemp(pattern.data()) == nullptr) {
+            throw std::runtime_error("cannot make a folder " + pattern +
+                                     "; set TMPDIR to a folder that can be written to");
+        }
+        path_ = pattern;
+    }
+    ~StateFolder() { Remove(); }
+    StateFolder(const StateFolder&) = delete;
+    StateFolder& operator=(const StateFolder&) = delete;
+
+    void Remove()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    const std::string& Path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+std::string RandomGuid()
+{
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::random_device random;
+    std::string guid;
+    while (guid.size() < 32) {
+        guid += digits[random() % digits.size()];
+    }
+    return guid;
+}
+
+IpmiSimOptions WithPort(IpmiSimOptions options, std::uint16_t port)
+{
+    options.port = port;
+    return options;
+}
+
+}  // namespace
+
+class IpmiSimServer::Impl
+{
+public:
+    explicit Impl(const IpmiSimOptions& options)
+        : reservation_(SocketAddress(options.address, options.port))
+    {
+        const std::string guid = RandomGuid();
+        const FileDescriptor input = MakeMemoryFile("input", options.moduleInput);
+        IpmiSimOptions complete = WithPort(options, reservation_.Address().Port());
+        if (!options.moduleInput.empty()) {
+            complete.moduleOptions = PathOf(input);
+        }
+        const FileDescriptor configuration =
+            MakeMemoryFile("configuration", IpmiSimConfiguration(complete, guid));
+        const FileDescriptor commands = MakeMemoryFile("commands", IpmiSimCommands());
+        StateFolder state;
+        process_.emplace(std::vector<std::string>{FindProgram("ipmi_sim", "openipmi"), "-n", "-c",
+                                                  PathOf(configuration), "-f", PathOf(commands),
+                                                  "-s", state.Path()},
+                         std::vector<int>{input.Get(), configuration.Get(), commands.Get()});
+        WaitUntilReady(guid);
+    }
+
+    const PortReservation& Reservation() const { return reservation_; }
+    ChildProcess& Process() { return *process_; }
+
+private:
+    void WaitUntilReady(const std::string& guid)
+    {
+        const SocketAddress address = reservation_.Address().Reachable();
+        const auto deadline = Clock::now() + startLimit;
+        while (!AnswersWithGuid(address, guid, probeMilliseconds)) {
+            // A port without a server is refused at once; the process's end is the other thing
+            // worth waking up for.
+            pollfd ended = {process_->ExitDescriptor(), POLLIN, 0};
+            if (poll(&ended, 1, 2) == 1) {
+                throw std::runtime_error("ipmi_sim ended while starting and said: " +
+                                         process_->Output());
+            }
+            if (Clock::now() > deadline) {
+                throw std::runtime_error("ipmi_sim does not answer on UDP port " +
+                                         std::to_string(address.Port()) +
+                                         " and said: " + process_->Output());
+            }
+        }
+    }
+
+    PortReservation reservation_;
+    std::optional<ChildProcess> process_;
+};
+
+IpmiSimServer::IpmiSimServer(const IpmiSimOptions& options) : impl_(std::make_unique<Impl>(options))
+{
+}
+
+IpmiSimServer::~IpmiSimServer() = default;
+
+std::uint16_t IpmiSimServer::Port() const
+{
+    return impl_->Reservation().Address().Port();
+}
+
+pid_t IpmiSimServer::Pid() const
+{
+    return impl_->Process().Pid();
+}
+
+void IpmiSimServer::Kill()
+{
+    impl_->Process().Kill();
+}
+
+bool IpmiSimServer::Running()
+{
+    return impl_->Process().Running();
+}
+
+int IpmiSimServer::ExitDescriptor() const
+{
+    return impl_->Process().ExitDescriptor();
+}
+
+}  // namespace Tulvo::Simulator

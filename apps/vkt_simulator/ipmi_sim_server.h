@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// An `ipmi_sim` process of one's own: a real RMCP+ server that nobody here wrote, on a port that
+/// nobody else has, gone when its owner is gone. The simulator runs one with the enclosure module
+/// loaded; tests of IPMI clients run bare ones.
+#ifndef APPS_VKT_SIMULATOR_IPMI_SIM_SERVER_H
+#define APPS_VKT_SIMULATOR_IPMI_SIM_SERVER_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Tulvo::Simulator {
+
+/// One account of the server. `ipmi_sim` reads names of 1 to 15 and passwords of 1 to 19 printable
+/// characters without blanks and double quotes; anything else is refused.
+struct IpmiSimUser
+{
+    std::string name;
+    std::string password;
+    int privilege = 4;     ///< highest level that the user may have: 2 user, 3 operator, 4 admin
+    int maxSessions = 10;  ///< written to the configuration; `ipmi_sim` does not enforce it
+};
+
+struct IpmiSimOptions
+{
+    std::vector<IpmiSimUser> users;
+    std::string address = "127.0.0.1";  ///< numeric IPv4 or IPv6 address to listen on
+    std::uint16_t port = 0;             ///< 0: a free one
+    std::string modulePath;             ///< absolute path of a module to load; empty: none
+    std::string moduleOptions;          ///< the text given to the module
+    /// When not empty, the module's options are the path of a file with this content, which exists
+    /// for the server's process alone (in memory, never on a disk).
+    std::string moduleInput;
+    int channelPrivilegeLimit = 4;  ///< highest level that any session may have
+};
+
+/// Runs one server for the life of the object. Accounts and passwords never reach a disk: the
+/// configuration is in memory files that only the server's process can open. Make the object on a
+/// thread that outlives it: the kernel ends the server when that thread (or the process) ends,
+/// however it ends, so that no orphan stays.
+class IpmiSimServer
+{
+public:
+    /// Returns when the server answers IPMI requests.
+    /// @throws std::runtime_error with what was tried, what `ipmi_sim` said and what to do.
+    explicit IpmiSimServer(const IpmiSimOptions& options);
+    ~IpmiSimServer();
+    IpmiSimServer(const IpmiSimServer&) = delete;
+    IpmiSimServer& operator=(const IpmiSimServer&) = delete;
+
+    /// The UDP port. It stays reserved for this object, also after Kill().
+    std::uint16_t Port() const;
+    pid_t Pid() const;
+    /// Ends the server at once, as a crash would; a second call does nothing.
+    void Kill();
+    bool Running();
+    /// Readable (in the sense of poll) as soon as the server has ended by itself.
+    int ExitDescriptor() const;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace Tulvo::Simulator
+
+#endif
