@@ -1,0 +1,240 @@
+// SPDX-License-Identifier: Apache-2.0
+// Records as text, on the standard error output and in files.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <time.h>
+
+#include <cstdlib>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/log/log.h"
+#include "tests/log/text_of.h"
+
+namespace Tulvo {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class LogTextTest : public testing::Test
+{
+protected:
+    LogTextTest()
+    {
+        SetLogLevel(4);
+        LogToStderr();
+    }
+    ~LogTextTest() override
+    {
+        LogToStderr();
+        SetLogLevel(2);
+    }
+};
+
+std::string StderrOf(int level, const std::string& text)
+{
+    testing::internal::CaptureStderr();
+    Log(level, "src/f.cpp", 12).Stream() << text;
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST_F(LogTextTest, LineNamesTimeLevelFileAndLine)
+{
+    const std::vector<std::pair<int, std::string>> names = {
+        {1, "error"}, {2, "warning"}, {3, "notice"}, {4, "trace"}};
+    for (const auto& [level, name] : names) {
+        EXPECT_EQ(AfterTime(StderrOf(level, "some text")), name + " src/f.cpp:12: some text\n");
+    }
+}
+
+TEST_F(LogTextTest, LevelsBesideTheScaleTakeItsEnds)
+{
+    SetLogLevel(100);
+    EXPECT_EQ(AfterTime(StderrOf(-3, "text")), "error src/f.cpp:12: text\n");
+    EXPECT_EQ(AfterTime(StderrOf(77, "text")), "trace src/f.cpp:12: text\n");
+}
+
+TEST_F(LogTextTest, TimeIsTheRecordsOwnWithTheZonesOffset)
+{
+    const char* const earlier = getenv("TZ");
+    const std::string zone = earlier == nullptr ? "" : earlier;
+    setenv("TZ", "HERE-5:30", 1);
+    tzset();
+    LogToStderr();
+    const time_t before = time(nullptr);
+    const std::string line = StderrOf(1, "text");
+    const time_t after = time(nullptr);
+    earlier == nullptr ? unsetenv("TZ") : setenv("TZ", zone.c_str(), 1);
+    tzset();
+
+    tm parsed = {};
+    ASSERT_NE(strptime(line.c_str(), "%Y-%m-%dT%H:%M:%S", &parsed), nullptr) << line;
+    const time_t written = timegm(&parsed) - (5 * 60 + 30) * 60;
+    EXPECT_GE(written, before);
+    EXPECT_LE(written, after);
+    EXPECT_EQ(line.substr(23, 6), "+05:30");
+}
+
+TEST_F(LogTextTest, BytesThatAreNoPrintableCharacterAreEscaped)
+{
+    struct Case
+    {
+        std::string text;
+        std::string written;
+    };
+    const std::string nul(1, '\0');
+    const std::vector<Case> cases = {
+        {"plain ~ text", "plain ~ text"},
+        {"tab\tstays", "tab\tstays"},
+        {"a" + nul + "b", "a\\x00b"},
+        {"\x01\x08\x0b\x0c\x1f", "\\x01\\x08\\x0b\\x0c\\x1f"},
+        {"over\rwritten", "over\\x0dwritten"},
+        {"\x1b[31mred", "\\x1b[31mred"},
+        {"\x7f", "\\x7f"},
+        // Two, three and four bytes: the first and last characters of each length stay.
+        {"\xc2\xa0\xc3\xa9\xdf\xbf", "\xc2\xa0\xc3\xa9\xdf\xbf"},
+        {"\xe0\xa0\x80\xe2\x82\xac\xef\xbf\xbf", "\xe0\xa0\x80\xe2\x82\xac\xef\xbf\xbf"},
+        {"\xf0\x90\x80\x80\xf4\x8f\xbf\xbf", "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"},
+        // C1 controls drive terminals too: U+009B starts a control sequence.
+        {"\xc2\x80\xc2\x85\xc2\x9b\xc2\x9f", "\\xc2\\x80\\xc2\\x85\\xc2\\x9b\\xc2\\x9f"},
+        {"\x9b"
+         "31m",
+         "\\x9b"
+         "31m"},
+        // Stray continuation, overlong forms, a surrogate, beyond U+10FFFF, impossible bytes.
+        {"\x80\xbf", "\\x80\\xbf"},
+        {"\xc0\xaf\xc1\x81", "\\xc0\\xaf\\xc1\\x81"},
+        {"\xe0\x9f\xbf", "\\xe0\\x9f\\xbf"},
+        {"\xf0\x8f\xbf\xbf", "\\xf0\\x8f\\xbf\\xbf"},
+        {"\xed\xa0\x80", "\\xed\\xa0\\x80"},
+        {"\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},
+        {"\xf5\xfe\xff", "\\xf5\\xfe\\xff"},
+        // Cut short, by the end or by another character.
+        {"\xc3", "\\xc3"},
+        {"\xe2\x82", "\\xe2\\x82"},
+        {"\xf0\x9f\x98", "\\xf0\\x9f\\x98"},
+        {"\xc3"
+         "A",
+         "\\xc3"
+         "A"},
+        {"\xe2\x82"
+         "A",
+         "\\xe2\\x82"
+         "A"},
+        {"\xe2\x82\x1b", "\\xe2\\x82\\x1b"},
+    };
+    for (const Case& row : cases) {
+        EXPECT_EQ(AfterTime(StderrOf(1, row.text)), "error src/f.cpp:12: " + row.written + "\n");
+    }
+}
+
+TEST_F(LogTextTest, FurtherLinesAreIndentedSoThatNoneLooksLikeARecord)
+{
+    const std::string forged = "2026-11-20T23:50:05.123+00:00 error src/f.cpp:1: all is well";
+    const auto lines = LinesOf(StderrOf(2, "name\n" + forged + "\n\n" + forged));
+    ASSERT_EQ(lines.size(), 4U);
+    EXPECT_EQ(AfterTime(lines[0]), "warning src/f.cpp:12: name");
+    EXPECT_THAT(std::vector(lines.begin() + 1, lines.end()),
+                ElementsAre("    " + forged, "    ", "    " + forged));
+}
+
+TEST_F(LogTextTest, EmptySinkGoesBackToText)
+{
+    SetLogSink([](const LogRecord&) {});
+    EXPECT_EQ(StderrOf(1, "to the host"), "");
+    SetLogSink({});
+    EXPECT_EQ(AfterTime(StderrOf(1, "to all")), "error src/f.cpp:12: to all\n");
+}
+
+TEST_F(LogTextTest, FileTakesTheRecordsAndIsExtended)
+{
+    const TemporaryDirectory directory;
+    std::ofstream(directory / "log.txt") << "what was there\n";
+    testing::internal::CaptureStderr();
+    ASSERT_TRUE(LogToFile(directory / "log.txt", 10000, 1));
+    Log(1, "src/f.cpp", 12).Stream() << "text";
+
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    const auto lines = LinesOf(ContentOf(directory / "log.txt"));
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[0], "what was there");
+    EXPECT_EQ(AfterTime(lines[1]), "error src/f.cpp:12: text");
+}
+
+TEST_F(LogTextTest, FullFileIsRotated)
+{
+    constexpr int kRecords = 20;
+    constexpr std::size_t kMaxBytes = 300;
+    const TemporaryDirectory directory;
+    ASSERT_TRUE(LogToFile(directory / "log.txt", kMaxBytes, 2));
+    for (int i = 0; i < kRecords; ++i) {
+        Log(1, "f", i).Stream() << "text";
+    }
+
+    std::string all;
+    for (const char* name : {"log.2.txt", "log.1.txt", "log.txt"}) {
+        const std::string content = ContentOf(directory / name);
+        EXPECT_LE(content.size(), kMaxBytes) << name;
+        EXPECT_NE(content, "") << name;
+        all += content;
+    }
+    EXPECT_FALSE(std::filesystem::exists(directory / "log.3.txt"));
+    const auto lines = LinesOf(all);
+    int expected = kRecords - static_cast<int>(lines.size());
+    for (const std::string& line : lines) {
+        EXPECT_EQ(AfterTime(line), "error f:" + std::to_string(expected++) + ": text");
+    }
+}
+
+TEST_F(LogTextTest, FileThatCannotBeUsedGivesOneWarningAndChangesNothing)
+{
+    const TemporaryDirectory directory;
+    ASSERT_TRUE(LogToFile(directory / "log.txt", 10000, 1));
+    EXPECT_FALSE(LogToFile("/dev/null/log.txt", 10000, 1));
+    EXPECT_FALSE(LogToFile(directory / "other.txt", 0, 1));
+
+    const auto lines = LinesOf(ContentOf(directory / "log.txt"));
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_THAT(lines[0], HasSubstr("log file /dev/null/log.txt is not used"));
+    EXPECT_THAT(lines[1], HasSubstr("other.txt is not used"));
+    EXPECT_FALSE(std::filesystem::exists(directory / "other.txt"));
+}
+
+TEST_F(LogTextTest, LinesOfManyThreadsDoNotMix)
+{
+    constexpr int kThreads = 8;
+    constexpr int kRecords = 500;
+    const std::string padding(200, '.');
+    const TemporaryDirectory directory;
+    ASSERT_TRUE(LogToFile(directory / "log.txt", 100'000'000, 1));
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        threads.emplace_back([thread, &padding] {
+            for (int i = 0; i < kRecords; ++i) {
+                Log(1, "f", thread).Stream() << i << padding;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+
+    std::map<std::string, int> next;
+    for (const std::string& line : LinesOf(ContentOf(directory / "log.txt"))) {
+        const std::string rest = AfterTime(line);
+        const std::string thread = rest.substr(0, rest.find(": ") + 2);
+        EXPECT_EQ(rest, thread + std::to_string(next[thread]++) + padding);
+    }
+    std::map<std::string, int> all;
+    for (int thread = 0; thread < kThreads; ++thread) {
+        all["error f:" + std::to_string(thread) + ": "] = kRecords;
+    }
+    EXPECT_EQ(next, all);
+}
+
+}  // namespace
+}  // namespace Tulvo
