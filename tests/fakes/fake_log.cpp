@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/fakes/fake_log.h"
 
+#include <locale>
 #include <ostream>
 #include <sstream>
 
@@ -22,6 +23,7 @@ Log::Log(int level, const char* file, int line)
     const Fakes::FakeLog* const fake = Fakes::FakeLog::Get();
     if (fake != nullptr && level <= fake->threshold) {
         record_ = new Record{level, file, line, {}};
+        record_->text.imbue(std::locale::classic());
     }
 }
 

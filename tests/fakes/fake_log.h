@@ -26,7 +26,7 @@ using LogLines = std::vector<LogLine>;
 void PrintTo(const LogLine& line, std::ostream* out);
 
 /// Keeps the records; writes each into the journal too, as "log LEVEL TEXT". A record's stream has
-/// the global locale: a logger may be replaced by one that doesn't think of it.
+/// the classic locale, as that of the logger it stands for.
 class FakeLog : public Current<FakeLog>
 {
 public:

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// One answer of the module and all that a decoder makes of it, as a row of a table.
+#ifndef TESTS_VKT_INVENTORY_DECODER_CASE_H
+#define TESTS_VKT_INVENTORY_DECODER_CASE_H
+
+#include <gtest/gtest.h>
+
+#include "tests/vkt_inventory/decoders.h"
+#include "tests/vkt_inventory/log_lines.h"
+
+namespace Tulvo {
+
+inline constexpr VKTIype kFirst = VKT_TYPE_FIRST_GENERATION;
+inline constexpr VKTIype kVkt2 = VKT_TYPE_VKT2;
+inline constexpr VKTIype kUnknown = VKT_TYPE_UNKNOWN;
+
+struct DecoderCase
+{
+    const char* behaviour;  ///< Names the test.
+    Answer answer;
+    VKTInventoryErrorCode result;
+    Fields fields;
+    LogLines log;
+};
+
+class Decoder : public ::testing::TestWithParam<std::pair<Decode, DecoderCase>>
+{
+protected:
+    Fakes::FakeLog log;
+};
+
+/// The table of one decoder; every row becomes a test.
+inline auto Rows(Decode decode, const std::vector<DecoderCase>& cases)
+{
+    std::vector<Decoder::ParamType> rows;
+    for (const DecoderCase& row : cases) {
+        rows.emplace_back(decode, row);
+    }
+    return ::testing::ValuesIn(rows);
+}
+
+inline std::string BehaviourOf(const ::testing::TestParamInfo<Decoder::ParamType>& row)
+{
+    return row.param.second.behaviour;
+}
+
+}  // namespace Tulvo
+
+#endif

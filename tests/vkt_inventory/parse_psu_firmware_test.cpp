@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/vkt_inventory/decoder_case.h"
+
+namespace Tulvo {
+namespace {
+
+using namespace std::string_literals;
+
+const std::vector<DecoderCase> kVersionCases = {
+    {"PutsTheSecondByteFirst",
+     {kFirst, 0, Hex("03 01")},
+     VKT_INVENTORY_SUCCESS,
+     {"1.03"},
+     Entered("ParsePSUVersion")},
+    {"WritesLowerCaseHexadecimal",
+     {kVkt2, 0, Hex("0A 12")},
+     VKT_INVENTORY_SUCCESS,
+     {"12.0a"},
+     Entered("ParsePSUVersion")},
+    {"IgnoresSurplusBytes",
+     {kUnknown, 0, Hex("FF 00 55")},
+     VKT_INVENTORY_SUCCESS,
+     {"0.ff"},
+     Entered("ParsePSUVersion")},
+    {"FailsOnCompletionCode",
+     {kFirst, 0xC1, Hex("03 01")},
+     VKT_INVENTORY_FAILED,
+     Untouched(1),
+     Entered("ParsePSUVersion", {{1, "Get psu firmware version failed with error code:193"}})},
+    {"FailsOnOneByte",
+     {kFirst, 0, Hex("05")},
+     VKT_INVENTORY_FAILED,
+     Untouched(1),
+     Entered("ParsePSUVersion", {{1, "Get psu firmware version failed with error code:0"}})},
+};
+INSTANTIATE_TEST_SUITE_P(ParsePSUVersion, Decoder, Rows(DecodePSUVersion, kVersionCases),
+                         BehaviourOf);
+
+const std::vector<DecoderCase> kPositionCases = {
+    {"PadsOnlyTheSecondByte",
+     {kFirst, 0, Hex("01 0A")},
+     VKT_INVENTORY_SUCCESS,
+     {"10a"},
+     Entered("ParsePSUPosition")},
+    {"KeepsALeadingZero",
+     {kVkt2, 0, Hex("00 05")},
+     VKT_INVENTORY_SUCCESS,
+     {"005"},
+     Entered("ParsePSUPosition")},
+    {"IgnoresSurplusBytes",
+     {kUnknown, 0, Hex("AB CD EF")},
+     VKT_INVENTORY_SUCCESS,
+     {"abcd"},
+     Entered("ParsePSUPosition")},
+    {"FailsOnCompletionCode",
+     {kFirst, 0xC1, Hex("01 0A")},
+     VKT_INVENTORY_FAILED,
+     Untouched(1),
+     Entered("ParsePSUPosition", {{1, "Get psu position id failed with error code:193"}})},
+    {"FailsOnOneByte",
+     {kVkt2, 0, Hex("05")},
+     VKT_INVENTORY_FAILED,
+     Untouched(1),
+     Entered("ParsePSUPosition", {{1, "Get psu position id failed with error code:0"}})},
+};
+INSTANTIATE_TEST_SUITE_P(ParsePSUPosition, Decoder, Rows(DecodePSUPosition, kPositionCases),
+                         BehaviourOf);
+
+const char* const kManufacture = "ParsePSUManufacture";
+
+const std::vector<DecoderCase> kManufactureCases = {
+    {"SkipsTheFirstByteOnTheFirstGeneration",
+     {kFirst, 0, Hex("04") + Chars("ACME")},
+     VKT_INVENTORY_SUCCESS,
+     {"ACME"},
+     Entered(kManufacture, {{4, "PSU slot  manufacture:ACME"}})},
+    {"TakesTheFirstFourBytesOfVkt2",
+     {kVkt2, 0, Chars("ACMEX")},
+     VKT_INVENTORY_SUCCESS,
+     {"ACME"},
+     Entered(kManufacture, {{4, "PSU  manufacture:ACME"}})},
+    {"KeepsNulAndBlanksInTheText",
+     {kFirst, 0, Hex("04 41 00 20 80 99")},
+     VKT_INVENTORY_SUCCESS,
+     {"A\0 \x80"s},
+     Entered(kManufacture, {{4, "PSU slot  manufacture:A\0 \x80"s}})},
+    {"SucceedsSilentlyOnFourBytes",
+     {kFirst, 0, Chars("ACME")},
+     VKT_INVENTORY_SUCCESS,
+     Untouched(1),
+     Entered(kManufacture)},
+    {"SucceedsSilentlyOnCompletionCode",
+     {kVkt2, 0xC1, Chars("ACMEX")},
+     VKT_INVENTORY_SUCCESS,
+     Untouched(1),
+     Entered(kManufacture)},
+    {"SucceedsSilentlyOnAShortAnswerOfAnUnknownType",
+     {kUnknown, 0, {}},
+     VKT_INVENTORY_SUCCESS,
+     Untouched(1),
+     Entered(kManufacture)},
+    {"HasNoDataForAnUnknownType",
+     {kUnknown, 0, Chars("ACMEX")},
+     VKT_INVENTORY_NO_DATA,
+     Untouched(1),
+     Entered(kManufacture, {{2, "[WARN]: PSU manufacture is empty"}})},
+    {"HasNoDataForATypeNobodyKnows",
+     {static_cast<VKTIype>(-1), 0, Chars("ACMEX")},
+     VKT_INVENTORY_NO_DATA,
+     Untouched(1),
+     Entered(kManufacture, {{2, "[WARN]: PSU manufacture is empty"}})},
+};
+INSTANTIATE_TEST_SUITE_P(ParsePSUManufacture, Decoder,
+                         Rows(DecodePSUManufacture, kManufactureCases), BehaviourOf);
+
+}  // namespace
+}  // namespace Tulvo
