@@ -8,15 +8,15 @@ namespace Tulvo {
 
 namespace {
 
-constexpr std::int32_t CONNECTION_TYPE_IPMI = 7;
-constexpr std::int32_t CONNECTION_TYPE_HTTPS = 9;
+constexpr std::int32_t kConnectionTypeIpmi = 7;
+constexpr std::int32_t kConnectionTypeHttps = 9;
 
 std::unique_ptr<VKTInventoryImpl> MakeBackend(const TulvoConnection::ConnectionInfo& info)
 {
     switch (info.connectionType) {
-        case CONNECTION_TYPE_HTTPS:
+        case kConnectionTypeHttps:
             return std::make_unique<VKTInventoryHttpsImpl>(info);
-        case CONNECTION_TYPE_IPMI:
+        case kConnectionTypeIpmi:
             return std::make_unique<VKTInventoryIpmiImpl>(info);
         default:
             return nullptr;

@@ -8,10 +8,10 @@
 
 namespace Tulvo {
 
-constexpr int LOG_FAILURE = 1;
-constexpr int LOG_WARNING = 2;
-constexpr int LOG_NOTICE = 3;
-constexpr int LOG_TRACE = 4;
+constexpr int kLogFailure = 1;
+constexpr int kLogWarning = 2;
+constexpr int kLogNotice = 3;
+constexpr int kLogTrace = 4;
 
 /// The statement on whose behalf shared code writes a record: a reader of the log looks for the
 /// backend that was at work, not for the code that both backends share.

@@ -9,14 +9,14 @@
 
 namespace Tulvo {
 
-constexpr std::int32_t PLATFORM_FC = 0xFC;
-constexpr std::int32_t PLATFORM_FD = 0xFD;
-constexpr std::int32_t PLATFORM_FE = 0xFE;  ///< Also what a module of no known platform counts as.
+constexpr std::int32_t kPlatformFC = 0xFC;
+constexpr std::int32_t kPlatformFD = 0xFD;
+constexpr std::int32_t kPlatformFE = 0xFE;  ///< Also what a module of no known platform counts as.
 
 /// The newer platforms: 12 nodes, 6 or 9 power supplies.
 constexpr bool IsLargePlatform(std::int32_t platformId)
 {
-    return platformId == PLATFORM_FC || platformId == PLATFORM_FD;
+    return platformId == kPlatformFC || platformId == kPlatformFD;
 }
 
 struct PlatformRow
@@ -25,22 +25,22 @@ struct PlatformRow
     std::uint64_t nodeCount;
 };
 
-constexpr std::array<PlatformRow, 3> PLATFORM_TABLE{{
-    {PLATFORM_FE, 4},
-    {PLATFORM_FD, 12},
-    {PLATFORM_FC, 12},
+constexpr std::array<PlatformRow, 3> kPlatformTable{{
+    {kPlatformFE, 4},
+    {kPlatformFD, 12},
+    {kPlatformFC, 12},
 }};
 
-constexpr std::uint64_t NODE_COUNT_OF_UNKNOWN_PLATFORM = 4;
+constexpr std::uint64_t kNodeCountOfUnknownPlatform = 4;
 
 constexpr std::uint64_t NodeCountOf(std::int32_t platformId)
 {
-    for (const PlatformRow& row : PLATFORM_TABLE) {
+    for (const PlatformRow& row : kPlatformTable) {
         if (row.platformId == platformId) {
             return row.nodeCount;
         }
     }
-    return NODE_COUNT_OF_UNKNOWN_PLATFORM;
+    return kNodeCountOfUnknownPlatform;
 }
 
 }  // namespace Tulvo

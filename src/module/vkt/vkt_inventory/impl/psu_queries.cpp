@@ -30,11 +30,11 @@ void AppendPSUFwInfo(const PSURegisters& registers, std::uint64_t slotCount, con
     for (std::uint64_t slot = 1; slot <= slotCount; ++slot) {
         const auto key = static_cast<std::int32_t>(slot);
         if (!HasModule(registers, key)) {
-            VKT_LOG_AT(LOG_TRACE, site) << "PSU slot " << slot << " has no PSU module.";
+            VKT_LOG_AT(kLogTrace, site) << "PSU slot " << slot << " has no PSU module.";
             continue;
         }
         const PSUFwInfo& info = firmware.emplace_back(FwInfoOf(registers, key));
-        VKT_LOG_AT(LOG_TRACE, site) << info.name << " " << info.psu << " " << info.slot << " "
+        VKT_LOG_AT(kLogTrace, site) << info.name << " " << info.psu << " " << info.slot << " "
                                     << info.version << " " << info.manufacturer;
     }
 }

@@ -14,20 +14,20 @@ struct Offsets
     std::size_t pwrGood;
 };
 
-constexpr Offsets FIRST_GENERATION{0, 1, 2, 3};
-constexpr Offsets VKT2{0, 2, 4, 6};
+constexpr Offsets kFirstGeneration{0, 1, 2, 3};
+constexpr Offsets kVkt2{0, 2, 4, 6};
 
-// The long answer is first thinned out to its bytes 0, 2, 4, 6, 8 and 9, and VKT2's offsets then
+// The long answer is first thinned out to its bytes 0, 2, 4, 6, 8 and 9, and kVkt2's offsets then
 // count in what is left. The last of them points past it, where byte 6 of the answer still stands.
-constexpr std::size_t LONG_ANSWER_LENGTH = 10;
-constexpr Offsets VKT2_LONG_ANSWER{0, 4, 8, 6};
+constexpr std::size_t kLongAnswerLength = 10;
+constexpr Offsets kVkt2LongAnswer{0, 4, 8, 6};
 
 const Offsets& OffsetsOf(VKTIype vktType, std::size_t length)
 {
     if (vktType != VKT_TYPE_VKT2) {
-        return FIRST_GENERATION;
+        return kFirstGeneration;
     }
-    return length == LONG_ANSWER_LENGTH ? VKT2_LONG_ANSWER : VKT2;
+    return length == kLongAnswerLength ? kVkt2LongAnswer : kVkt2;
 }
 
 bool Bit(std::uint8_t byte, std::uint64_t supply)

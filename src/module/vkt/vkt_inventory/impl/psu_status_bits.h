@@ -14,8 +14,8 @@
 
 namespace Tulvo {
 
-constexpr std::size_t PSU_STATUS_MINIMUM_LENGTH = 6;
-constexpr char PSU_STATUS_HEADING[] = "The gotted PSU psu_status is :\n";
+constexpr std::size_t kPsuStatusMinimumLength = 6;
+constexpr char kPsuStatusHeading[] = "The gotted PSU psu_status is :\n";
 
 /// One bit a supply, the first supply's the least significant. Supplies beyond the eighth have
 /// none: theirs count as 0.
@@ -27,7 +27,7 @@ struct PSUStatusBytes
     std::uint8_t pwrGood;
 };
 
-/// Picks the four bytes from a good answer of at least PSU_STATUS_MINIMUM_LENGTH bytes.
+/// Picks the four bytes from a good answer of at least kPsuStatusMinimumLength bytes.
 PSUStatusBytes ReadPSUStatusBytes(VKTIype vktType, const ByteView& response);
 
 /// @param supply counts from 0.

@@ -29,20 +29,20 @@ struct ResponseFraming
     bool tracesExit;
 };
 
-constexpr ResponseFraming MACHINE_TYPE_FRAMING{
+constexpr ResponseFraming kMachineTypeFraming{
     "ParseMachineType", Reframing::ALWAYS, 0, 2, 4, "Get vkt mt failed with error code:", true};
-constexpr ResponseFraming SERIAL_NUMBER_FRAMING{
+constexpr ResponseFraming kSerialNumberFraming{
     "ParseGetSerialNumber", Reframing::ALWAYS, 0, 2, 1, "Get vkt sn failed with error code:", true};
-constexpr ResponseFraming NAME_FRAMING{
+constexpr ResponseFraming kNameFraming{
     "ParseName", Reframing::ALWAYS, 0, 2, 1, "Get vkt name failed with error code:", true};
-constexpr ResponseFraming FIRMWARE_VERSION_FRAMING{"ParseGetFirmwareVersion",
-                                                   Reframing::ALWAYS,
-                                                   0,
-                                                   1,
-                                                   6,
-                                                   "Get vkt version failed with error code:",
-                                                   true};
-constexpr ResponseFraming CHASSIS_POWER_CONSUMPTION_FRAMING{
+constexpr ResponseFraming kFirmwareVersionFraming{"ParseGetFirmwareVersion",
+                                                  Reframing::ALWAYS,
+                                                  0,
+                                                  1,
+                                                  6,
+                                                  "Get vkt version failed with error code:",
+                                                  true};
+constexpr ResponseFraming kChassisPowerConsumptionFraming{
     "ParseChassisPowerConsumption",
     Reframing::ALWAYS,
     0,
@@ -50,7 +50,7 @@ constexpr ResponseFraming CHASSIS_POWER_CONSUMPTION_FRAMING{
     6,
     "Get vkt chassis power consumption failed with error code:",
     true};
-constexpr ResponseFraming CHASSIS_POWER_CAP_FRAMING{
+constexpr ResponseFraming kChassisPowerCapFraming{
     "ParseChassisPowerCap",
     Reframing::ALWAYS,
     0,
@@ -59,7 +59,7 @@ constexpr ResponseFraming CHASSIS_POWER_CAP_FRAMING{
     "Get vkt chassis power cap failed with error code:",
     true};
 // The chassis' text stands here too: readers of logs search for it.
-constexpr ResponseFraming NODE_POWER_CONSUMPTION_FRAMING{
+constexpr ResponseFraming kNodePowerConsumptionFraming{
     "ParseNodePowerConsumption",
     Reframing::GOOD_AND_LONG,
     7,
@@ -67,7 +67,7 @@ constexpr ResponseFraming NODE_POWER_CONSUMPTION_FRAMING{
     6,
     "Get vkt chassis power consumption failed with error code:",
     false};
-constexpr ResponseFraming NODE_STATUS_FRAMING{
+constexpr ResponseFraming kNodeStatusFraming{
     "ParseNodeStatus", Reframing::GOOD_AND_EXACT, 5, 1, 4, nullptr, false};
 
 constexpr bool DropsLeadingBytes(const ResponseFraming& framing, std::size_t length,

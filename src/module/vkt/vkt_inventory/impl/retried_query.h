@@ -19,12 +19,12 @@ struct RetriedQuery
     bool (*isAnswered)(const Answer& answer);
 };
 
-constexpr RetriedQuery VKT_STATUS_QUERY{
+constexpr RetriedQuery kVktStatusQuery{
     "Try to get VKT status, retry ", "Succeeded get VKT Status",
     [](const Answer& answer) { return answer.completionCode == 0 && answer.response.size() > 13; }};
 
 // The announcement speaks of the status; it stays, since readers of logs search for it.
-constexpr RetriedQuery SELECT_PSU_QUERY{
+constexpr RetriedQuery kSelectPsuQuery{
     "Try to get PSU status, start retry ", "Succeeded select PSU ",
     [](const Answer& answer) { return answer.completionCode == 0 && answer.response.size() == 1; }};
 
@@ -43,21 +43,21 @@ template <class Exchange>
 Answer AskRepeatedly(const RetriedQuery& query, AfterTransportFailure afterFailure,
                      const LogSite& site, Exchange exchange)
 {
-    constexpr int TRIES = 6;
-    constexpr std::uint32_t PAUSE_MILLISECONDS = 3000;
+    constexpr int kTries = 6;
+    constexpr std::uint32_t kPauseMilliseconds = 3000;
     Answer answer;
-    for (int count = 1; count <= TRIES; ++count) {
-        VKT_LOG_AT(LOG_NOTICE, site)
+    for (int count = 1; count <= kTries; ++count) {
+        VKT_LOG_AT(kLogNotice, site)
             << query.announcement << count << (count == 1 ? " time" : " times");
         const bool exchanged = exchange(answer) == VKT_INVENTORY_SUCCESS;
         if (!exchanged && afterFailure == AfterTransportFailure::RETRY_AT_ONCE) {
             continue;
         }
         if (query.isAnswered(answer)) {
-            VKT_LOG_AT(LOG_NOTICE, site) << query.success;
+            VKT_LOG_AT(kLogNotice, site) << query.success;
             break;
         }
-        Sleep(PAUSE_MILLISECONDS);
+        Sleep(kPauseMilliseconds);
     }
     return answer;
 }
@@ -69,7 +69,7 @@ inline VKTInventoryErrorCode SelectionResult(const Answer& answer, const LogSite
     if (!answer.response.empty() && answer.completionCode == 0) {
         return VKT_INVENTORY_SUCCESS;
     }
-    VKT_LOG_AT(LOG_WARNING, site) << "response is empty or completionCode: "
+    VKT_LOG_AT(kLogWarning, site) << "response is empty or completionCode: "
                                   << static_cast<char>(answer.completionCode);
     return VKT_INVENTORY_NO_DATA;
 }

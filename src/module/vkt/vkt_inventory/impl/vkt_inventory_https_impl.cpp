@@ -14,21 +14,21 @@ using Parser = VKTInventoryParseResponse;
 
 /// The record of a query whose request was not carried; the transport's code follows.
 namespace Failure {
-constexpr char MACHINE_TYPE[] = "Failed to get the vkt machine type through https, ret = ";
-constexpr char SERIAL_NUMBER[] = "Failed to get the vkt serial number through https, ret = ";
-constexpr char FIRMWARE_VERSION[] = "Failed to get the vkt firmware version through https, ret = ";
-constexpr char NAME[] = "Failed to get the vkt name through https, ret = ";
-constexpr char CHASSIS_POWER[] = "Failed to get the vkt PowerConsumption through https, ret = ";
-constexpr char POWER_CAP[] = "Failed to get the vkt power cap through https, ret = ";
-constexpr char PSU_FAN_SPEED[] = "Failed to get the vkt PSU fan speed through https, ret = ";
-constexpr char PSU_STATUS[] = "Failed to get the vkt PSU status through https, ret = ";
-constexpr char NODE_STATUS[] = "Failed to get the vkt node status through https, ret = ";
-constexpr char NODE_POWER[] = "Failed to get the vkt NodePowerConsumption through https, ret = ";
-constexpr const char* VKT_STATUS = NODE_POWER;  // shared: readers of logs know it by this text
-constexpr char SELECT_PSU[] = "Failed to get the vkt SelectPSUImpl through https, ret = ";
-constexpr char PSU_VERSION[] = "Failed to get the vkt PSU version through https, ret = ";
-constexpr char PSU_MANUFACTURE[] = "Failed to get the vkt PSUManufacture through https, ret = ";
-constexpr char PSU_POSITION[] = "Failed to get the vkt PSU position through https, ret = ";
+constexpr char kMachineType[] = "Failed to get the vkt machine type through https, ret = ";
+constexpr char kSerialNumber[] = "Failed to get the vkt serial number through https, ret = ";
+constexpr char kFirmwareVersion[] = "Failed to get the vkt firmware version through https, ret = ";
+constexpr char kName[] = "Failed to get the vkt name through https, ret = ";
+constexpr char kChassisPower[] = "Failed to get the vkt PowerConsumption through https, ret = ";
+constexpr char kPowerCap[] = "Failed to get the vkt power cap through https, ret = ";
+constexpr char kPsuFanSpeed[] = "Failed to get the vkt PSU fan speed through https, ret = ";
+constexpr char kPsuStatus[] = "Failed to get the vkt PSU status through https, ret = ";
+constexpr char kNodeStatus[] = "Failed to get the vkt node status through https, ret = ";
+constexpr char kNodePower[] = "Failed to get the vkt NodePowerConsumption through https, ret = ";
+constexpr const char* kVktStatus = kNodePower;  // shared: readers of logs know it by this text
+constexpr char kSelectPsu[] = "Failed to get the vkt SelectPSUImpl through https, ret = ";
+constexpr char kPsuVersion[] = "Failed to get the vkt PSU version through https, ret = ";
+constexpr char kPsuManufacture[] = "Failed to get the vkt PSUManufacture through https, ret = ";
+constexpr char kPsuPosition[] = "Failed to get the vkt PSU position through https, ret = ";
 }  // namespace Failure
 
 }  // namespace
@@ -68,7 +68,7 @@ VKTInventoryErrorCode VKTInventoryHttpsImpl::Send(const char* failure, const IPM
     if (code == VKT_HTTPS_SUCCESS) {
         return VKT_INVENTORY_SUCCESS;
     }
-    VKT_LOG(LOG_FAILURE) << failure << static_cast<int>(code);
+    VKT_LOG(kLogFailure) << failure << static_cast<int>(code);
     return ToInventoryErrorCode(code);
 }
 
@@ -84,40 +84,40 @@ VKTInventoryErrorCode VKTInventoryHttpsImpl::Query(const char* failure, const IP
 
 VKTInventoryErrorCode VKTInventoryHttpsImpl::GetMachineType(std::string& machineType)
 {
-    VKT_LOG(LOG_TRACE) << "Entering  Tulvo::VKTInventoryHttpsImpl::GetMachineType";
-    return Query(Failure::MACHINE_TYPE, Requests::MachineType(), &Parser::ParseMachineType,
+    VKT_LOG(kLogTrace) << "Entering  Tulvo::VKTInventoryHttpsImpl::GetMachineType";
+    return Query(Failure::kMachineType, Requests::MachineType(), &Parser::ParseMachineType,
                  machineType);
 }
 
 VKTInventoryErrorCode VKTInventoryHttpsImpl::GetSerialNumber(std::string& serialNumber)
 {
-    VKT_LOG(LOG_TRACE) << "Entering  Tulvo::VKTInventoryHttpsImpl::GetSerialNumber";
-    return Query(Failure::SERIAL_NUMBER, Requests::SerialNumber(), &Parser::ParseGetSerialNumber,
+    VKT_LOG(kLogTrace) << "Entering  Tulvo::VKTInventoryHttpsImpl::GetSerialNumber";
+    return Query(Failure::kSerialNumber, Requests::SerialNumber(), &Parser::ParseGetSerialNumber,
                  serialNumber);
 }
 
 VKTInventoryErrorCode VKTInventoryHttpsImpl::GetFirmwareVersion(std::string& firmwareVersion)
 {
-    VKT_LOG(LOG_TRACE) << "Entering  Tulvo::VKTInventoryHttpsImpl::GetFirmwareVersion";
-    return Query(Failure::FIRMWARE_VERSION, Requests::FirmwareVersion(),
+    VKT_LOG(kLogTrace) << "Entering  Tulvo::VKTInventoryHttpsImpl::GetFirmwareVersion";
+    return Query(Failure::kFirmwareVersion, Requests::FirmwareVersion(),
                  &Parser::ParseGetFirmwareVersion, firmwareVersion);
 }
 
 VKTInventoryErrorCode VKTInventoryHttpsImpl::GetName(std::string& name)
 {
-    return Query(Failure::NAME, Requests::Name(), &Parser::ParseName, name);
+    return Query(Failure::kName, Requests::Name(), &Parser::ParseName, name);
 }
 
 VKTInventoryErrorCode VKTInventoryHttpsImpl::GetChassisPowerConsumption(
     ChassisPowerCon& consumption)
 {
-    return Query(Failure::CHASSIS_POWER, Requests::ChassisPowerConsumption(status.platformId),
+    return Query(Failure::kChassisPower, Requests::ChassisPowerConsumption(status.platformId),
                  &Parser::ParseChassisPowerConsumption, consumption);
 }
 
 VKTInventoryErrorCode VKTInventoryHttpsImpl::GetChassisPowerCap(ChassisPowerCap& cap)
 {
-    return Query(Failure::POWER_CAP, Requests::ChassisPowerCap(status.platformId),
+    return Query(Failure::kPowerCap, Requests::ChassisPowerCap(status.platformId),
                  &Parser::ParseChassisPowerCap, cap);
 }
 
@@ -127,7 +127,7 @@ VKTInventoryErrorCode VKTInventoryHttpsImpl::GetPSUFanSpeed(std::vector<PSUFanSp
         return VKT_INVENTORY_SUCCESS;
     }
     const auto ask = [this](std::uint64_t slot, Answer& answer) {
-        return Send(Failure::PSU_FAN_SPEED, Requests::PSUFanSpeed(slot), answer);
+        return Send(Failure::kPsuFanSpeed, Requests::PSUFanSpeed(slot), answer);
     };
     return WalkFans(*parser_, psuSlotCount, ask, fanSpeeds).TransportElseLastDecode();
 }
@@ -153,28 +153,28 @@ SlotWalk VKTInventoryHttpsImpl::ReadRegister(const char* failure, Request reques
 /// A version that cannot be decoded only leaves its slot out, also the last slot's.
 VKTInventoryErrorCode VKTInventoryHttpsImpl::QueryPSUVersion(SlotTexts& versions) const
 {
-    return ReadRegister(Failure::PSU_VERSION, Requests::PSUVersion, &Parser::ParsePSUVersion,
+    return ReadRegister(Failure::kPsuVersion, Requests::PSUVersion, &Parser::ParsePSUVersion,
                         versions)
         .transport;
 }
 
 VKTInventoryErrorCode VKTInventoryHttpsImpl::QueryPSUManufacture(SlotTexts& manufacturers) const
 {
-    return ReadRegister(Failure::PSU_MANUFACTURE, Requests::PSUManufacture,
+    return ReadRegister(Failure::kPsuManufacture, Requests::PSUManufacture,
                         &Parser::ParsePSUManufacture, manufacturers)
         .TransportElseLastDecode();
 }
 
 VKTInventoryErrorCode VKTInventoryHttpsImpl::QueryPSUPosition(SlotTexts& positions) const
 {
-    return ReadRegister(Failure::PSU_POSITION, Requests::PSUPosition, &Parser::ParsePSUPosition,
+    return ReadRegister(Failure::kPsuPosition, Requests::PSUPosition, &Parser::ParsePSUPosition,
                         positions)
         .TransportElseLastDecode();
 }
 
 VKTInventoryErrorCode VKTInventoryHttpsImpl::GetPSUStatus(std::vector<PSUStatus>& statuses)
 {
-    return Query(Failure::PSU_STATUS, Requests::PSUStatus(), &Parser::ParsePSUStatus, psuSlotCount,
+    return Query(Failure::kPsuStatus, Requests::PSUStatus(), &Parser::ParsePSUStatus, psuSlotCount,
                  statuses);
 }
 
@@ -184,7 +184,7 @@ VKTInventoryErrorCode VKTInventoryHttpsImpl::GetNodeStatus(std::uint64_t node,
     if (!HasNode(node, VKT_HERE)) {
         return VKT_INVENTORY_FAILED;
     }
-    return Query(Failure::NODE_STATUS, Requests::NodeStatus(node), &Parser::ParseNodeStatus,
+    return Query(Failure::kNodeStatus, Requests::NodeStatus(node), &Parser::ParseNodeStatus,
                  nodeStatus);
 }
 
@@ -194,17 +194,17 @@ VKTInventoryErrorCode VKTInventoryHttpsImpl::GetNodePowerConsumption(std::uint64
     if (!HasNode(node, VKT_HERE)) {
         return VKT_INVENTORY_FAILED;
     }
-    return Query(Failure::NODE_POWER, Requests::NodePowerConsumption(node),
+    return Query(Failure::kNodePower, Requests::NodePowerConsumption(node),
                  &Parser::ParseNodePowerConsumption, consumption);
 }
 
 VKTInventoryErrorCode VKTInventoryHttpsImpl::GetVKTStatus(VKTStatus& vktStatus)
 {
     const auto exchange = [this](Answer& answer) {
-        return Send(Failure::VKT_STATUS, Requests::VKTStatus(), answer);
+        return Send(Failure::kVktStatus, Requests::VKTStatus(), answer);
     };
     const Answer answer =
-        AskRepeatedly(VKT_STATUS_QUERY, AfterTransportFailure::RETRY_AT_ONCE, VKT_HERE, exchange);
+        AskRepeatedly(kVktStatusQuery, AfterTransportFailure::RETRY_AT_ONCE, VKT_HERE, exchange);
     return Decode(*parser_, &Parser::ParseVKTStatusImp, answer, vktStatus);
 }
 
@@ -212,10 +212,10 @@ VKTInventoryErrorCode VKTInventoryHttpsImpl::SelectPSU(std::int32_t psu)
 {
     const IPMICOMMAND request = Requests::SelectPSU(vktType, status.platformId, psu);
     const auto exchange = [this, &request](Answer& answer) {
-        return Send(Failure::SELECT_PSU, request, answer);
+        return Send(Failure::kSelectPsu, request, answer);
     };
     const Answer answer =
-        AskRepeatedly(SELECT_PSU_QUERY, AfterTransportFailure::RETRY_AT_ONCE, VKT_HERE, exchange);
+        AskRepeatedly(kSelectPsuQuery, AfterTransportFailure::RETRY_AT_ONCE, VKT_HERE, exchange);
     return SelectionResult(answer, VKT_HERE);
 }
 

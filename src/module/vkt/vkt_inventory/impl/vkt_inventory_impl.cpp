@@ -22,7 +22,7 @@ bool VKTInventoryImpl::HasNode(std::uint64_t node, const LogSite& site) const
     if (node >= 1 && node <= nodeCount) {
         return true;
     }
-    VKT_LOG_AT(LOG_FAILURE, site) << "node " << node << "is wrong: need 1-" << nodeCount;
+    VKT_LOG_AT(kLogFailure, site) << "node " << node << "is wrong: need 1-" << nodeCount;
     return false;
 }
 

@@ -18,8 +18,8 @@ namespace {
 
 using Parser = VKTInventoryParseResponse;
 
-constexpr std::uint64_t CIPHER_SUITE = 3;  // SHA1 and AES-128: what every module offers
-constexpr std::uint8_t NO_ANSWER = 0xFF;
+constexpr std::uint64_t kCipherSuite = 3;  // SHA1 and AES-128: what every module offers
+constexpr std::uint8_t kNoAnswer = 0xFF;
 
 /// Tries again while the module says that a later try may succeed.
 CONNECTIONSTATE Connect(IpmiClient& client)
@@ -34,18 +34,18 @@ CONNECTIONSTATE Connect(IpmiClient& client)
 
 void TraceExchange(const IPMICOMMAND& request, const std::vector<std::uint8_t>& response)
 {
-    VKT_LOG(LOG_TRACE) << "Send impi cmd suceess: "
+    VKT_LOG(kLogTrace) << "Send impi cmd suceess: "
                        << "FN=0x" << AsHex{request.netFn} << " cmd=0x" << AsHex{request.cmd}
                        << " data=" << HexDump{request.data};
-    VKT_LOG(LOG_TRACE) << "Response=" << CharacterDump{response};
-    VKT_LOG(LOG_TRACE) << "Response=" << HexDump{response};
+    VKT_LOG(kLogTrace) << "Response=" << CharacterDump{response};
+    VKT_LOG(kLogTrace) << "Response=" << HexDump{response};
 }
 
 /// Versions and manufacturers; a position that cannot be asked is left to SendIpmiCmd's record.
 void LogFailedRead(VKTInventoryErrorCode transport)
 {
     if (transport != VKT_INVENTORY_SUCCESS) {
-        VKT_LOG(LOG_FAILURE) << "Failed to send IPMI command with returns "
+        VKT_LOG(kLogFailure) << "Failed to send IPMI command with returns "
                              << static_cast<int>(transport);
     }
 }
@@ -57,7 +57,7 @@ VKTInventoryIpmiImpl::VKTInventoryIpmiImpl(const TulvoConnection::ConnectionInfo
 {
     const std::unique_ptr<IpmiClient> client(new (std::nothrow) IpmiClient(
         connectionInfo.address, connectionInfo.userName, connectionInfo.password,
-        std::to_string(connectionInfo.port), CIPHER_SUITE));
+        std::to_string(connectionInfo.port), kCipherSuite));
     VKTInfo vktInfo(client.get());  // ends before the client, which it does not own
     ReadModule(vktInfo, *parser_);
 }
@@ -67,12 +67,12 @@ VKTInventoryErrorCode VKTInventoryIpmiImpl::SendIpmiCmd(const IPMICOMMAND& reque
                                                         std::uint8_t& completionCode) const
 {
     IpmiClient client(connectionInfo.address, connectionInfo.userName, connectionInfo.password,
-                      std::to_string(connectionInfo.port), CIPHER_SUITE);
+                      std::to_string(connectionInfo.port), kCipherSuite);
     const CONNECTIONSTATE state = Connect(client);
     if (state != CONNECTION_CONNECTED) {
         response.clear();
-        completionCode = NO_ANSWER;
-        VKT_LOG(LOG_FAILURE) << "connect failed with error:" << static_cast<int>(state);
+        completionCode = kNoAnswer;
+        VKT_LOG(kLogFailure) << "connect failed with error:" << static_cast<int>(state);
         return VKT_INVENTORY_CONNECT_FAILED;
     }
     // A failed send needs no branch: it leaves an empty response, which every decoder checks.
@@ -206,7 +206,7 @@ VKTInventoryErrorCode VKTInventoryIpmiImpl::GetVKTStatus(VKTStatus& vktStatus)
         return SendIpmiCmd(Requests::VKTStatus(), answer);
     };
     const Answer answer =
-        AskRepeatedly(VKT_STATUS_QUERY, AfterTransportFailure::PAUSE, VKT_HERE, exchange);
+        AskRepeatedly(kVktStatusQuery, AfterTransportFailure::PAUSE, VKT_HERE, exchange);
     return Decode(*parser_, &Parser::ParseVKTStatusImp, answer, vktStatus);
 }
 
@@ -216,12 +216,12 @@ VKTInventoryErrorCode VKTInventoryIpmiImpl::SelectPSU(std::int32_t psu)
     const auto exchange = [this, &request](Answer& answer) {
         const VKTInventoryErrorCode transport = SendIpmiCmd(request, answer);
         if (transport != VKT_INVENTORY_SUCCESS) {
-            VKT_LOG(LOG_FAILURE) << "SendIpmiCmd failed ";
+            VKT_LOG(kLogFailure) << "SendIpmiCmd failed ";
         }
         return transport;
     };
     const Answer answer =
-        AskRepeatedly(SELECT_PSU_QUERY, AfterTransportFailure::PAUSE, VKT_HERE, exchange);
+        AskRepeatedly(kSelectPsuQuery, AfterTransportFailure::PAUSE, VKT_HERE, exchange);
     return SelectionResult(answer, VKT_HERE);
 }
 

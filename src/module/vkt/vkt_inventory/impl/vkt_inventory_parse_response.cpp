@@ -22,8 +22,8 @@ namespace {
 
 using Response = std::vector<std::uint8_t>;
 
-constexpr std::string_view CLASS_NAME = "Tulvo::VKTInventoryParseResponse::";
-constexpr char NOT_AVAILABLE[] = "N/A";
+constexpr std::string_view kClassName = "Tulvo::VKTInventoryParseResponse::";
+constexpr char kNotAvailable[] = "N/A";
 
 unsigned Number(std::uint8_t byte)
 {
@@ -37,17 +37,17 @@ char RawCharacter(std::uint8_t byte)
 
 void TraceEntry(const char* routine)
 {
-    VKT_LOG(LOG_TRACE) << "Entering  " << CLASS_NAME << routine;
+    VKT_LOG(kLogTrace) << "Entering  " << kClassName << routine;
 }
 
 void TraceExit(const char* routine)
 {
-    VKT_LOG(LOG_TRACE) << "Exiting  " << CLASS_NAME << routine;
+    VKT_LOG(kLogTrace) << "Exiting  " << kClassName << routine;
 }
 
 VKTInventoryErrorCode Fail(const char* failure, std::uint8_t completionCode)
 {
-    VKT_LOG(LOG_FAILURE) << failure << Number(completionCode);
+    VKT_LOG(kLogFailure) << failure << Number(completionCode);
     return VKT_INVENTORY_FAILED;
 }
 
@@ -59,10 +59,10 @@ ByteView Reframe(const ResponseFraming& framing, VKTIype vktType, const Response
     if (vktType != VKT_TYPE_VKT2 || !DropsLeadingBytes(framing, bytes.Size(), completionCode)) {
         return bytes;
     }
-    VKT_LOG(LOG_TRACE) << "it is vkt2...";
+    VKT_LOG(kLogTrace) << "it is vkt2...";
     const ByteView rest = bytes.Without(framing.leadingBytes);
-    VKT_LOG(LOG_TRACE) << "New response=" << CharacterDump{rest.Bytes()};
-    VKT_LOG(LOG_TRACE) << "New response=" << HexDump{rest.Bytes()};
+    VKT_LOG(kLogTrace) << "New response=" << CharacterDump{rest.Bytes()};
+    VKT_LOG(kLogTrace) << "New response=" << HexDump{rest.Bytes()};
     return rest;
 }
 
@@ -115,16 +115,16 @@ std::string Trimmed(const std::string& text)
 void HideZero(std::string& reading)
 {
     if (reading == "0") {
-        reading = NOT_AVAILABLE;
+        reading = kNotAvailable;
     }
 }
 
 /// A node's absent reading is 0 or 65535.
 void HideAbsent(std::string& reading)
 {
-    constexpr std::string_view ALL_BITS_SET = "65535";
-    if (reading == ALL_BITS_SET) {
-        reading = NOT_AVAILABLE;
+    constexpr std::string_view kAllBitsSet = "65535";
+    if (reading == kAllBitsSet) {
+        reading = kNotAvailable;
     }
     HideZero(reading);
 }
@@ -134,7 +134,7 @@ void ReadPowerConsumption(const ByteView& bytes, ChassisPowerCon& consumption)
     consumption.min = Decimal(bytes.LittleEndian16(0));
     consumption.avg = Decimal(bytes.LittleEndian16(2));
     consumption.max = Decimal(bytes.LittleEndian16(4));
-    VKT_LOG(LOG_TRACE) << "Min:" << consumption.min << ",Avg:" << consumption.avg
+    VKT_LOG(kLogTrace) << "Min:" << consumption.min << ",Avg:" << consumption.avg
                        << ",Max:" << consumption.max;
 }
 
@@ -153,7 +153,7 @@ const char* TextOf(const std::array<CodeText, size>& table, std::uint8_t code,
     return row == table.end() ? textOfUnknown : row->text;
 }
 
-constexpr std::array<CodeText, 3> FAN_STATUS{{
+constexpr std::array<CodeText, 3> kFanStatus{{
     {0, "Not Present"},
     {1, "Abnormal"},
     {2, "Normal"},
@@ -161,10 +161,10 @@ constexpr std::array<CodeText, 3> FAN_STATUS{{
 
 const char* FanStatus(std::uint8_t code)
 {
-    return TextOf(FAN_STATUS, code, "Unknown");
+    return TextOf(kFanStatus, code, "Unknown");
 }
 
-constexpr std::array<CodeText, 4> POWER_STATE{{
+constexpr std::array<CodeText, 4> kPowerState{{
     {0x00, "Power OFF"},
     {0x20, "No Permission"},
     {0x40, "Power Fault"},
@@ -173,26 +173,26 @@ constexpr std::array<CodeText, 4> POWER_STATE{{
 
 std::string PowerState(std::uint8_t code)
 {
-    const char* text = TextOf(POWER_STATE, code, nullptr);
+    const char* text = TextOf(kPowerState, code, nullptr);
     if (text != nullptr) {
         return text;
     }
-    VKT_LOG(LOG_FAILURE) << "Wrong result";
+    VKT_LOG(kLogFailure) << "Wrong result";
     return "Fault";
 }
 
-constexpr std::uint8_t SIZE_NOT_AVAILABLE = 255;
+constexpr std::uint8_t kSizeNotAvailable = 255;
 
 std::string NodeHeight(std::uint8_t code)
 {
-    return code == SIZE_NOT_AVAILABLE ? NOT_AVAILABLE : Decimal(code);
+    return code == kSizeNotAvailable ? kNotAvailable : Decimal(code);
 }
 
 /// Only widths have names.
 std::string NodeWidth(std::uint8_t code)
 {
-    constexpr std::array<CodeText, 2> NAMED{{{1, "Half"}, {2, "Full"}}};
-    const char* name = TextOf(NAMED, code, nullptr);
+    constexpr std::array<CodeText, 2> kNamed{{{1, "Half"}, {2, "Full"}}};
+    const char* name = TextOf(kNamed, code, nullptr);
     return name != nullptr ? name : NodeHeight(code);
 }
 
@@ -204,7 +204,7 @@ void ReadFansOfVkt2(const ByteView& bytes, PSUFanSpeed& record)
     record.speedB = Decimal(bytes.LittleEndian16(3));
     record.patB = Decimal(bytes[5]);
     record.status = FanStatus(bytes[6]);
-    VKT_LOG(LOG_TRACE) << "PSU:" << record.psu << ",Speed-A:" << record.speedA
+    VKT_LOG(kLogTrace) << "PSU:" << record.psu << ",Speed-A:" << record.speedA
                        << ",Pat-A:" << record.patA << ",Speed-B:" << record.speedB
                        << ",Pat-B:" << record.patB << ",Status:" << record.status;
     HideZero(record.speedB);
@@ -216,7 +216,7 @@ void ReadFanOfFirstGeneration(const ByteView& bytes, PSUFanSpeed& record)
     record.speedA = Decimal(bytes.LittleEndian16(0));
     record.patA = Decimal(bytes[2]);
     record.status = FanStatus(bytes[3]);
-    VKT_LOG(LOG_TRACE) << "PSU:" << record.psu << ",Speed:" << record.speedA
+    VKT_LOG(kLogTrace) << "PSU:" << record.psu << ",Speed:" << record.speedA
                        << ",Pat:" << record.patA << ",Status:" << record.status;
 }
 
@@ -230,9 +230,9 @@ struct FanFormat
     void (*read)(const ByteView& bytes, PSUFanSpeed& record);
 };
 
-constexpr FanFormat FANS_OF_VKT2{
+constexpr FanFormat kFansOfVkt2{
     8, 1, "Get vkt2 chassis power cap failed with error code:", ReadFansOfVkt2};
-constexpr FanFormat FAN_OF_FIRST_GENERATION{
+constexpr FanFormat kFanOfFirstGeneration{
     4, 0, "Get vkt chassis power cap failed with error code:", ReadFanOfFirstGeneration};
 
 VKTInventoryErrorCode DecodeFans(const FanFormat& format, const Response& response,
@@ -255,16 +255,16 @@ std::string Characters(const ByteView& bytes, std::size_t start, std::size_t cou
     return {text.begin(), text.end()};
 }
 
-constexpr std::uint8_t GENERATION_OF_NINE_SUPPLIES = 3;
-constexpr std::uint8_t GENERATION_EGS = 4;
+constexpr std::uint8_t kGenerationOfNineSupplies = 3;
+constexpr std::uint8_t kGenerationEgs = 4;
 
 std::int32_t PsuCountOfLargePlatform(std::uint8_t generation)
 {
-    if (generation == GENERATION_OF_NINE_SUPPLIES) {
+    if (generation == kGenerationOfNineSupplies) {
         return 9;
     }
-    if (generation == GENERATION_EGS) {
-        VKT_LOG(LOG_WARNING) << "checked VKT2 Type is EGS, For EGS, set default value 6";
+    if (generation == kGenerationEgs) {
+        VKT_LOG(kLogWarning) << "checked VKT2 Type is EGS, For EGS, set default value 6";
     }
     return 6;
 }
@@ -273,7 +273,7 @@ void ReadModuleStatus(const ByteView& bytes, VKTStatus& vktStatus)
 {
     const std::uint8_t moduleType = bytes[0];
     const std::uint8_t generation = bytes[13];
-    VKT_LOG(LOG_NOTICE) << "VKT Type: 0x" << AsHex{moduleType};
+    VKT_LOG(kLogNotice) << "VKT Type: 0x" << AsHex{moduleType};
     if (IsLargePlatform(moduleType)) {
         vktStatus.platformId = moduleType;
         vktStatus.psuCount = PsuCountOfLargePlatform(generation);
@@ -289,15 +289,15 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseMachineType(const Response
                                                                   std::string& machineType) const
 {
     const auto decode = [&machineType](const ByteView& bytes) {
-        const auto text = bytes.Bytes().first(MACHINE_TYPE_FRAMING.minimumLength);
+        const auto text = bytes.Bytes().first(kMachineTypeFraming.minimumLength);
         if (!std::all_of(text.begin(), text.end(), IsLetterOrDigit)) {
-            VKT_LOG(LOG_WARNING) << "[WARN]: VKT machine type is empty";
+            VKT_LOG(kLogWarning) << "[WARN]: VKT machine type is empty";
             return VKT_INVENTORY_NO_DATA;
         }
         machineType.assign(text.begin(), text.end());
         return VKT_INVENTORY_SUCCESS;
     };
-    return DecodeFramed(MACHINE_TYPE_FRAMING, vktType, response, completionCode, decode);
+    return DecodeFramed(kMachineTypeFraming, vktType, response, completionCode, decode);
 }
 
 VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetSerialNumber(
@@ -307,7 +307,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetSerialNumber(
         serialNumber = Trimmed(PrintableRun(bytes, 0));
         return VKT_INVENTORY_SUCCESS;
     };
-    return DecodeFramed(SERIAL_NUMBER_FRAMING, vktType, response, completionCode, decode);
+    return DecodeFramed(kSerialNumberFraming, vktType, response, completionCode, decode);
 }
 
 VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetFirmwareVersion(
@@ -318,7 +318,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetFirmwareVersion(
         firmwareVersion = buildName + "-" + Hex(bytes[0]) + "." + HexOfTwoDigits(bytes[1]);
         return VKT_INVENTORY_SUCCESS;
     };
-    return DecodeFramed(FIRMWARE_VERSION_FRAMING, vktType, response, completionCode, decode);
+    return DecodeFramed(kFirmwareVersionFraming, vktType, response, completionCode, decode);
 }
 
 VKTInventoryErrorCode VKTInventoryParseResponse::ParseName(const Response& response,
@@ -329,7 +329,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseName(const Response& respo
         name = PrintableRun(bytes, 0);
         return VKT_INVENTORY_SUCCESS;
     };
-    return DecodeFramed(NAME_FRAMING, vktType, response, completionCode, decode);
+    return DecodeFramed(kNameFraming, vktType, response, completionCode, decode);
 }
 
 VKTInventoryErrorCode VKTInventoryParseResponse::ParseChassisPowerConsumption(
@@ -339,8 +339,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseChassisPowerConsumption(
         ReadPowerConsumption(bytes, consumption);
         return VKT_INVENTORY_SUCCESS;
     };
-    return DecodeFramed(CHASSIS_POWER_CONSUMPTION_FRAMING, vktType, response, completionCode,
-                        decode);
+    return DecodeFramed(kChassisPowerConsumptionFraming, vktType, response, completionCode, decode);
 }
 
 VKTInventoryErrorCode VKTInventoryParseResponse::ParseChassisPowerCap(const Response& response,
@@ -353,7 +352,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseChassisPowerCap(const Resp
         cap.protectiveCap = Decimal(bytes.LittleEndian16(4));
         cap.userCap = Decimal(bytes.LittleEndian16(6));
         cap.thermalCap = Decimal(bytes.LittleEndian16(8));
-        VKT_LOG(LOG_TRACE) << "Min:" << cap.min << ",Max:" << cap.max
+        VKT_LOG(kLogTrace) << "Min:" << cap.min << ",Max:" << cap.max
                            << ",ProtectiveCap:" << cap.protectiveCap << ",UserCap:" << cap.userCap
                            << ",ThermalCap:" << cap.thermalCap;
         for (std::string* reading :
@@ -362,7 +361,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseChassisPowerCap(const Resp
         }
         return VKT_INVENTORY_SUCCESS;
     };
-    return DecodeFramed(CHASSIS_POWER_CAP_FRAMING, vktType, response, completionCode, decode);
+    return DecodeFramed(kChassisPowerCapFraming, vktType, response, completionCode, decode);
 }
 
 VKTInventoryErrorCode VKTInventoryParseResponse::ParseNodePowerConsumption(
@@ -375,7 +374,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseNodePowerConsumption(
         }
         return VKT_INVENTORY_SUCCESS;
     };
-    return DecodeFramed(NODE_POWER_CONSUMPTION_FRAMING, vktType, response, completionCode, decode);
+    return DecodeFramed(kNodePowerConsumptionFraming, vktType, response, completionCode, decode);
 }
 
 VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUFanSpeed(const Response& response,
@@ -384,7 +383,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUFanSpeed(const Response
                                                                   PSUFanSpeed& record) const
 {
     TraceEntry(__func__);
-    const FanFormat& format = vktType == VKT_TYPE_VKT2 ? FANS_OF_VKT2 : FAN_OF_FIRST_GENERATION;
+    const FanFormat& format = vktType == VKT_TYPE_VKT2 ? kFansOfVkt2 : kFanOfFirstGeneration;
     const VKTInventoryErrorCode result = DecodeFans(format, response, completionCode, slot, record);
     TraceExit(__func__);
     return result;
@@ -413,14 +412,14 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUManufacture(
     switch (vktType) {
         case VKT_TYPE_FIRST_GENERATION:  // byte 0 is the register's length byte
             manufacturer = Characters(bytes, 1, 4);
-            VKT_LOG(LOG_TRACE) << "PSU slot  manufacture:" << manufacturer;
+            VKT_LOG(kLogTrace) << "PSU slot  manufacture:" << manufacturer;
             return VKT_INVENTORY_SUCCESS;
         case VKT_TYPE_VKT2:
             manufacturer = Characters(bytes, 0, 4);
-            VKT_LOG(LOG_TRACE) << "PSU  manufacture:" << manufacturer;
+            VKT_LOG(kLogTrace) << "PSU  manufacture:" << manufacturer;
             return VKT_INVENTORY_SUCCESS;
         default:
-            VKT_LOG(LOG_WARNING) << "[WARN]: PSU manufacture is empty";
+            VKT_LOG(kLogWarning) << "[WARN]: PSU manufacture is empty";
             return VKT_INVENTORY_NO_DATA;
     }
 }
@@ -443,9 +442,8 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUStatus(
 {
     TraceEntry(__func__);
     statuses.resize(slotCount);
-    if (completionCode != 0 || response.size() < PSU_STATUS_MINIMUM_LENGTH) {
-        VKT_LOG(LOG_TRACE) << PSU_STATUS_HEADING
-                           << "\nGet PSU statue failed with completionCode is "
+    if (completionCode != 0 || response.size() < kPsuStatusMinimumLength) {
+        VKT_LOG(kLogTrace) << kPsuStatusHeading << "\nGet PSU statue failed with completionCode is "
                            << Number(completionCode) << ", response.size() is " << response.size();
         return VKT_INVENTORY_FAILED;
     }
@@ -453,7 +451,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUStatus(
     for (std::uint64_t supply = 0; supply < slotCount; ++supply) {
         FillPSUStatus(bits, supply, statuses[supply]);
     }
-    VKT_LOG(LOG_TRACE) << PSU_STATUS_HEADING << PSUStatusTrace{bits, slotCount};
+    VKT_LOG(kLogTrace) << kPsuStatusHeading << PSUStatusTrace{bits, slotCount};
     return VKT_INVENTORY_SUCCESS;
 }
 
@@ -461,9 +459,9 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseNodeStatus(const Response&
                                                                  std::uint8_t completionCode,
                                                                  NodeStatus& nodeStatus) const
 {
-    TraceEntry(NODE_STATUS_FRAMING.routine);
-    const ByteView bytes = Reframe(NODE_STATUS_FRAMING, vktType, response, completionCode);
-    if (completionCode != 0 || bytes.Size() != NODE_STATUS_FRAMING.minimumLength) {
+    TraceEntry(kNodeStatusFraming.routine);
+    const ByteView bytes = Reframe(kNodeStatusFraming, vktType, response, completionCode);
+    if (completionCode != 0 || bytes.Size() != kNodeStatusFraming.minimumLength) {
         return VKT_INVENTORY_FAILED;
     }
     nodeStatus.powerState = PowerState(bytes[0]);
@@ -477,16 +475,16 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseVKTStatusImp(const Respons
                                                                    std::uint8_t completionCode,
                                                                    VKTStatus& vktStatus) const
 {
-    constexpr std::size_t MINIMUM_LENGTH = 14;
+    constexpr std::size_t kMinimumLength = 14;
     TraceEntry(__func__);
     VKTInventoryErrorCode result = VKT_INVENTORY_SUCCESS;
     if (response.empty() || completionCode != 0) {
-        VKT_LOG(LOG_WARNING) << "response is empty or completeCode: "
+        VKT_LOG(kLogWarning) << "response is empty or completeCode: "
                              << RawCharacter(completionCode);
         result = VKT_INVENTORY_NO_DATA;
     }
-    if (response.size() < MINIMUM_LENGTH) {
-        VKT_LOG(LOG_WARNING) << "VKT Type is 0x" << AsHex{static_cast<std::uint32_t>(vktType)}
+    if (response.size() < kMinimumLength) {
+        VKT_LOG(kLogWarning) << "VKT Type is 0x" << AsHex{static_cast<std::uint32_t>(vktType)}
                              << "use default value";
         return result;
     }
@@ -497,7 +495,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseVKTStatusImp(const Respons
 void VKTInventoryParseResponse::ParseNodeCount(const VKTStatus& vktStatus,
                                                std::uint64_t& nodeCount) const
 {
-    VKT_LOG(LOG_TRACE) << " GetVKTStatus success, platformId =0x"
+    VKT_LOG(kLogTrace) << " GetVKTStatus success, platformId =0x"
                        << AsHex{static_cast<std::uint32_t>(vktStatus.platformId)};
     nodeCount = NodeCountOf(vktStatus.platformId);
 }

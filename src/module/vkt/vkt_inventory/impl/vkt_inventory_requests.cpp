@@ -13,21 +13,21 @@ namespace {
 
 using Data = std::vector<std::uint8_t>;
 
-constexpr std::uint8_t NETFN_APP = 0x06;
-constexpr std::uint8_t NETFN_OEM = 0x32;
+constexpr std::uint8_t kNetFnApp = 0x06;
+constexpr std::uint8_t kNetFnOem = 0x32;
 
-constexpr std::uint8_t CMD_MASTER_WRITE_READ = 0x52;  // standard, netFn App
-constexpr std::uint8_t CMD_PSU_STATUS = 0x91;
-constexpr std::uint8_t CMD_PSU_REGISTER = 0x92;
-constexpr std::uint8_t CMD_POWER_CONSUMPTION = 0x98;
-constexpr std::uint8_t CMD_POWER_CAP = 0x9D;
-constexpr std::uint8_t CMD_PSU_FAN_SPEED = 0xA5;
-constexpr std::uint8_t CMD_NODE_STATUS = 0xA7;
-constexpr std::uint8_t CMD_MODULE_STATUS = 0xA8;
-constexpr std::uint8_t CMD_IDENTITY = 0xB0;
-constexpr std::uint8_t CMD_SELECT_PSU = 0xF4;
+constexpr std::uint8_t kCmdMasterWriteRead = 0x52;  // standard, netFn App
+constexpr std::uint8_t kCmdPsuStatus = 0x91;
+constexpr std::uint8_t kCmdPsuRegister = 0x92;
+constexpr std::uint8_t kCmdPowerConsumption = 0x98;
+constexpr std::uint8_t kCmdPowerCap = 0x9D;
+constexpr std::uint8_t kCmdPsuFanSpeed = 0xA5;
+constexpr std::uint8_t kCmdNodeStatus = 0xA7;
+constexpr std::uint8_t kCmdModuleStatus = 0xA8;
+constexpr std::uint8_t kCmdIdentity = 0xB0;
+constexpr std::uint8_t kCmdSelectPsu = 0xF4;
 
-constexpr std::uint8_t IDENTITY_OF_CHASSIS = 0x05;
+constexpr std::uint8_t kIdentityOfChassis = 0x05;
 
 struct PSURegister
 {
@@ -35,13 +35,13 @@ struct PSURegister
     std::uint8_t code;
 };
 
-constexpr PSURegister REGISTER_VERSION{0x02, 0xFC};
-constexpr PSURegister REGISTER_MANUFACTURE{0x05, 0x99};  // PMBus MFR_ID
-constexpr PSURegister REGISTER_POSITION{0x20, 0xF0};
+constexpr PSURegister kRegisterVersion{0x02, 0xFC};
+constexpr PSURegister kRegisterManufacture{0x05, 0x99};  // PMBus MFR_ID
+constexpr PSURegister kRegisterPosition{0x20, 0xF0};
 
-constexpr std::uint8_t PSU_SLAVE_ADDRESS = 0xD0;
-constexpr std::uint8_t PRIVATE_BUS_7 = 0x0F;
-constexpr std::uint8_t PRIVATE_BUS_6 = 0x0D;
+constexpr std::uint8_t kPsuSlaveAddress = 0xD0;
+constexpr std::uint8_t kPrivateBus7 = 0x0F;
+constexpr std::uint8_t kPrivateBus6 = 0x0D;
 
 constexpr std::uint8_t LowByte(std::uint64_t number)
 {
@@ -50,7 +50,7 @@ constexpr std::uint8_t LowByte(std::uint64_t number)
 
 IPMICOMMAND Oem(std::uint8_t cmd, Data data)
 {
-    return {cmd, std::move(data), NETFN_OEM};
+    return {cmd, std::move(data), kNetFnOem};
 }
 
 /// Stands where a node number would: 13 and 5 are one more than the nodes of the platform.
@@ -64,69 +64,69 @@ constexpr std::uint8_t ChassisSelector(std::int32_t platformId)
 IPMICOMMAND ReadRegister(VKTIype vktType, std::uint64_t slot, PSURegister reg)
 {
     if (vktType == VKT_TYPE_VKT2) {
-        return Oem(CMD_PSU_REGISTER, {LowByte(slot), reg.readCount, reg.code});
+        return Oem(kCmdPsuRegister, {LowByte(slot), reg.readCount, reg.code});
     }
-    const std::uint8_t bus = slot == 1 ? PRIVATE_BUS_7 : PRIVATE_BUS_6;
-    return {CMD_MASTER_WRITE_READ, {bus, PSU_SLAVE_ADDRESS, reg.readCount, reg.code}, NETFN_APP};
+    const std::uint8_t bus = slot == 1 ? kPrivateBus7 : kPrivateBus6;
+    return {kCmdMasterWriteRead, {bus, kPsuSlaveAddress, reg.readCount, reg.code}, kNetFnApp};
 }
 
 /// A VKT2 takes the number only below the platform's limit; beyond it the request goes out without
 /// a number.
 constexpr bool Vkt2TakesNumber(std::int32_t platformId, std::int32_t psu)
 {
-    return (IsLargePlatform(platformId) && psu < 10) || (platformId == PLATFORM_FE && psu < 3);
+    return (IsLargePlatform(platformId) && psu < 10) || (platformId == kPlatformFE && psu < 3);
 }
 
 }  // namespace
 
 IPMICOMMAND MachineType()
 {
-    return Oem(CMD_IDENTITY, {IDENTITY_OF_CHASSIS, 0x00});
+    return Oem(kCmdIdentity, {kIdentityOfChassis, 0x00});
 }
 
 IPMICOMMAND SerialNumber()
 {
-    return Oem(CMD_IDENTITY, {IDENTITY_OF_CHASSIS, 0x01});
+    return Oem(kCmdIdentity, {kIdentityOfChassis, 0x01});
 }
 
 IPMICOMMAND FirmwareVersion()
 {
-    return Oem(CMD_MODULE_STATUS, {});
+    return Oem(kCmdModuleStatus, {});
 }
 
 IPMICOMMAND Name()
 {
-    return Oem(CMD_IDENTITY, {IDENTITY_OF_CHASSIS, 0x0B});
+    return Oem(kCmdIdentity, {kIdentityOfChassis, 0x0B});
 }
 
 IPMICOMMAND ChassisPowerConsumption(std::int32_t platformId)
 {
-    return Oem(CMD_POWER_CONSUMPTION, {ChassisSelector(platformId)});
+    return Oem(kCmdPowerConsumption, {ChassisSelector(platformId)});
 }
 
 IPMICOMMAND ChassisPowerCap(std::int32_t platformId)
 {
-    return Oem(CMD_POWER_CAP, {ChassisSelector(platformId)});
+    return Oem(kCmdPowerCap, {ChassisSelector(platformId)});
 }
 
 IPMICOMMAND PSUFanSpeed(std::uint64_t slot)
 {
-    return Oem(CMD_PSU_FAN_SPEED, {LowByte(slot)});
+    return Oem(kCmdPsuFanSpeed, {LowByte(slot)});
 }
 
 IPMICOMMAND PSUStatus()
 {
-    return Oem(CMD_PSU_STATUS, {});
+    return Oem(kCmdPsuStatus, {});
 }
 
 IPMICOMMAND NodeStatus(std::uint64_t node)
 {
-    return Oem(CMD_NODE_STATUS, {LowByte(node)});
+    return Oem(kCmdNodeStatus, {LowByte(node)});
 }
 
 IPMICOMMAND NodePowerConsumption(std::uint64_t node)
 {
-    return Oem(CMD_POWER_CONSUMPTION, {LowByte(node)});
+    return Oem(kCmdPowerConsumption, {LowByte(node)});
 }
 
 IPMICOMMAND VKTStatus()
@@ -136,7 +136,7 @@ IPMICOMMAND VKTStatus()
 
 IPMICOMMAND SelectPSU(VKTIype vktType, std::int32_t platformId, std::int32_t psu)
 {
-    IPMICOMMAND request = Oem(CMD_SELECT_PSU, {0x00});
+    IPMICOMMAND request = Oem(kCmdSelectPsu, {0x00});
     if (vktType != VKT_TYPE_VKT2) {
         request.data.push_back(LowByte(static_cast<std::uint32_t>(std::min(psu, 3))));
     } else if (Vkt2TakesNumber(platformId, psu)) {
@@ -147,17 +147,17 @@ IPMICOMMAND SelectPSU(VKTIype vktType, std::int32_t platformId, std::int32_t psu
 
 IPMICOMMAND PSUVersion(VKTIype vktType, std::uint64_t slot)
 {
-    return ReadRegister(vktType, slot, REGISTER_VERSION);
+    return ReadRegister(vktType, slot, kRegisterVersion);
 }
 
 IPMICOMMAND PSUManufacture(VKTIype vktType, std::uint64_t slot)
 {
-    return ReadRegister(vktType, slot, REGISTER_MANUFACTURE);
+    return ReadRegister(vktType, slot, kRegisterManufacture);
 }
 
 IPMICOMMAND PSUPosition(VKTIype vktType, std::uint64_t slot)
 {
-    return ReadRegister(vktType, slot, REGISTER_POSITION);
+    return ReadRegister(vktType, slot, kRegisterPosition);
 }
 
 }  // namespace Tulvo::Requests
