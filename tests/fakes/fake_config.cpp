@@ -16,4 +16,14 @@ int GetGlobalConfigValue(const std::string& key, int defaultValue)
     return fake->values.at(key);
 }
 
+std::string GetGlobalConfigText(const std::string& key, const std::string& defaultText)
+{
+    Fakes::Journal::Write("config " + key + " " + defaultText);
+    const Fakes::FakeConfig* const fake = Fakes::FakeConfig::Get();
+    if (fake == nullptr || fake->texts.count(key) == 0) {
+        return defaultText;
+    }
+    return fake->texts.at(key);
+}
+
 }  // namespace Tulvo

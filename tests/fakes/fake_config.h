@@ -16,6 +16,7 @@ class FakeConfig : public Current<FakeConfig>
 {
 public:
     std::map<std::string, int> values;
+    std::map<std::string, std::string> texts;
 };
 
 }  // namespace Tulvo::Fakes

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "common/connection/connection_info.h"
@@ -48,6 +49,11 @@ public:
     VKTHttpsErrorCode SendIpmiCmdOverHttps(const IPMICOMMAND& request,
                                            std::vector<std::uint8_t>& response,
                                            std::uint8_t& completionCode);
+
+    /// What the last request failed with, on one line for a person: what was tried, what came back,
+    /// what to do. After a failure to trust the server it names the server's key, in the form of
+    /// the configuration key `HTTPS_PINNED_KEY`. Empty after a success. Holds no secret.
+    std::string LastError() const;
 
 private:
     struct Transport;

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Why an exchange gave no IPMI answer. Every layer returns it upwards; only VKTHttps writes it to
+/// the log, so that one failure is one record.
+#ifndef MODULE_VKT_VKT_HTTPS_FAILURE_H
+#define MODULE_VKT_VKT_HTTPS_FAILURE_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "module/vkt/vkt_https/vkt_https.h"
+
+namespace Tulvo::Https {
+
+/// One failure, in the order in which a person reads it.
+struct Failure
+{
+    VKTHttpsErrorCode code = VKT_HTTPS_INTERNAL_ERROR;
+    std::string what{};    ///< What happened, in words of this library only.
+    std::string advice{};  ///< What to do about it; may be empty.
+    std::string
+        detail{};  ///< What libcurl or the server says about it: foreign text, may be empty.
+};
+
+/// `what (detail); advice` on one line. The detail is cut to 200 characters, its control and
+/// non-ASCII characters are replaced, and it is left out altogether when it holds one of `secrets`:
+/// a server may echo what it was sent.
+std::string Describe(const Failure& failure, const std::vector<std::string_view>& secrets);
+
+/// The enumerator's name.
+const char* NameOf(VKTHttpsErrorCode code);
+
+}  // namespace Tulvo::Https
+
+#endif

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// What one exchange sends and what it brings back.
+#ifndef MODULE_VKT_VKT_HTTPS_HTTP_MESSAGE_H
+#define MODULE_VKT_VKT_HTTPS_HTTP_MESSAGE_H
+
+#include <string>
+#include <string_view>
+
+#include "module/vkt/vkt_https/secret_text.h"
+
+namespace Tulvo::Https {
+
+/// Where a raw IPMI request goes.
+inline constexpr std::string_view kIpmiActionPath =
+    "/redfish/v1/Managers/1/Actions/Oem/VKTManager.SendIpmiCommand";
+
+/// Where a session is opened; one session's own path lies below it.
+inline constexpr std::string_view kSessionsPath = "/redfish/v1/SessionService/Sessions";
+
+enum class Method
+{
+    Post,
+    Delete,
+};
+
+/// A request; the texts that it refers to must outlive the exchange.
+struct HttpRequest
+{
+    Method method = Method::Post;
+    std::string path{};               ///< From "/" on.
+    std::string_view body{};          ///< JSON; for Method::Post only.
+    std::string_view sessionToken{};  ///< Value for X-Auth-Token; empty for none.
+    long longestSeconds = 0;          ///< Shorter limit than the record's; 0 for none.
+};
+
+/// A reply whose header came whole. The body may be cut short unless `status` is 2xx.
+struct HttpReply
+{
+    long status = 0;
+    std::string contentType;
+    std::string location;
+    SecretText sessionToken;
+    std::string body;
+};
+
+}  // namespace Tulvo::Https
+
+#endif

@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "module/vkt/vkt_https/https_client.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include "module/vkt/vkt_https/connection_checks.h"
+#include "module/vkt/vkt_https/request_body.h"
+#include "module/vkt/vkt_https/request_headers.h"
+#include "module/vkt/vkt_https/result_tables.h"
+#include "module/vkt/vkt_https/server_key.h"
+#include "module/vkt/vkt_https/tls_trust.h"
+
+namespace Tulvo::Https {
+namespace {
+
+constexpr long kDefaultConnectSeconds = 5;
+constexpr long kDefaultRequestSeconds = 30;
+constexpr long kFirstErrorStatus = 300;
+
+long OrDefault(std::uint16_t seconds, long defaultSeconds)
+{
+    return seconds == 0 ? defaultSeconds : seconds;
+}
+
+long IpResolve(std::int32_t addressFamily)
+{
+    switch (addressFamily) {
+        case 4:
+            return CURL_IPRESOLVE_V4;
+        case 6:
+            return CURL_IPRESOLVE_V6;
+        default:
+            return CURL_IPRESOLVE_WHATEVER;
+    }
+}
+
+// Once per process and never undone: the host program may use libcurl too.
+bool LibraryIsReady()
+{
+    static const CURLcode result = curl_global_init(CURL_GLOBAL_DEFAULT);
+    return result == CURLE_OK;
+}
+
+template <bool (ReplyCollector::*Take)(std::string_view)>
+std::size_t Collect(char* bytes, std::size_t size, std::size_t count, void* collector)
+try {
+    const std::string_view piece(bytes, size * count);
+    return (static_cast<ReplyCollector*>(collector)->*Take)(piece) ? piece.size() : 0;
+} catch (...) {
+    return 0;  // No exception may pass through libcurl's C code.
+}
+
+void SetLimits(CurlOptions& options, const TulvoConnection::ConnectionInfo& info)
+{
+    options
+        .Set(CURLOPT_CONNECTTIMEOUT, OrDefault(info.connectTimeoutSeconds, kDefaultConnectSeconds))
+        .Set(CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(kLargestBody))
+        .Set(CURLOPT_MAXCONNECTS, 1L)
+        // A name service that hangs is left behind when the time is over, not waited for.
+        .Set(CURLOPT_QUICK_EXIT, 1L);
+}
+
+void SetTransport(CurlOptions& options, const TulvoConnection::ConnectionInfo& info)
+{
+    options.Set(CURLOPT_PROTOCOLS_STR, "https")
+        .Set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1))
+        .Set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2))
+        .Set(CURLOPT_IPRESOLVE, IpResolve(info.addressFamily))
+        .Set(CURLOPT_FOLLOWLOCATION, 0L)
+        // The module is in the management network. A proxy named in the environment, for other
+        // purposes, is neither on the way there nor to be trusted with the log-in.
+        .Set(CURLOPT_PROXY, "")
+        .Set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED))
+        // Without signals libcurl is safe in a program with threads.
+        .Set(CURLOPT_NOSIGNAL, 1L)
+        .Set(CURLOPT_USERAGENT, "vktinventory/" VKT_VERSION);
+}
+
+}  // namespace
+
+std::optional<Failure> HttpsClient::Exchange(const HttpRequest& request, HttpReply& reply)
+{
+    if (auto failure = MakeHandle()) {
+        return failure;
+    }
+    CurlOptions options(handle_.get());
+    const std::string url = origin_ + request.path;
+    const long seconds = OrDefault(info_.requestTimeoutSeconds, kDefaultRequestSeconds);
+    options.Set(CURLOPT_URL, url.c_str())
+        .Set(CURLOPT_TIMEOUT,
+             request.longestSeconds == 0 ? seconds : std::min(seconds, request.longestSeconds))
+        .Set(CURLOPT_FRESH_CONNECT, ConnectionIsUsable() ? 0L : 1L);
+    SetMethod(options, request);
+    return Perform(request, reply, options);
+}
+
+std::optional<Failure> HttpsClient::MakeHandle()
+{
+    if (handle_) {
+        return std::nullopt;
+    }
+    if (auto failure = CheckConnection(info_, origin_)) {
+        return failure;
+    }
+    std::unique_ptr<CURL, Close> handle(LibraryIsReady() ? curl_easy_init() : nullptr);
+    if (!handle) {
+        return FailureOf(CURLE_FAILED_INIT, false);
+    }
+    if (auto failure = SetUp(handle.get())) {
+        return failure;
+    }
+    handle_ = std::move(handle);
+    return std::nullopt;
+}
+
+std::optional<Failure> HttpsClient::SetUp(CURL* handle)
+{
+    CurlOptions options(handle);
+    options.Set(CURLOPT_ERRORBUFFER, errorText_.data())
+        .Set(CURLOPT_WRITEFUNCTION, &Collect<&ReplyCollector::TakeBody>)
+        .Set(CURLOPT_HEADERFUNCTION, &Collect<&ReplyCollector::TakeHeader>);
+    SetTransport(options, info_);
+    SetLimits(options, info_);
+    SetCredentials(options);
+    auto failure = SetTrust(options, info_.tlsVerification, origin_);
+    WatchServerKey(handle, serverPin_);
+    if (!failure && options.Refusal() != CURLE_OK) {
+        failure = FailureOf(options.Refusal(), false);
+    }
+    return failure;
+}
+
+void HttpsClient::SetCredentials(CurlOptions& options) const
+{
+    if (info_.authentication == AUTHENTICATE_BASIC) {
+        options.Set(CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC))
+            .Set(CURLOPT_USERNAME, info_.userName.c_str())
+            .Set(CURLOPT_PASSWORD, info_.password.c_str());
+    }
+}
+
+void HttpsClient::SetMethod(CurlOptions& options, const HttpRequest& request) const
+{
+    if (request.method == Method::Post) {
+        options.Set(CURLOPT_POST, 1L).Set(CURLOPT_CUSTOMREQUEST, static_cast<char*>(nullptr));
+    } else {
+        options.Set(CURLOPT_HTTPGET, 1L).Set(CURLOPT_CUSTOMREQUEST, "DELETE");
+    }
+}
+
+std::optional<Failure> HttpsClient::Perform(const HttpRequest& request, HttpReply& reply,
+                                            CurlOptions& options)
+{
+    RequestBody body(request.body);
+    RequestHeaders headers(request);
+    ReplyCollector collector(reply);
+    if (request.method == Method::Post) {
+        body.AttachTo(options);
+    }
+    options.Set(CURLOPT_HTTPHEADER, headers.Lines())
+        .Set(CURLOPT_WRITEDATA, &collector)
+        .Set(CURLOPT_HEADERDATA, &collector);
+    if (headers.Lines() == nullptr || options.Refusal() != CURLE_OK) {
+        return FailureOf(CURLE_OUT_OF_MEMORY, false);
+    }
+    errorText_.front() = '\0';
+    const CURLcode result = curl_easy_perform(handle_.get());
+    connectionIsSpent_ = false;
+    curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &reply.status);
+    return Judge(result, collector, reply);
+}
+
+std::optional<Failure> HttpsClient::Judge(CURLcode result, const ReplyCollector& collector,
+                                          const HttpReply& reply) const
+{
+    // A refusal is a refusal, however its explanation ends.
+    const bool refused = collector.HeaderIsWhole() && reply.status >= kFirstErrorStatus;
+    if (refused || (result == CURLE_OK && collector.HeaderIsWhole())) {
+        return std::nullopt;
+    }
+    // libcurl is content with a header that the end of the connection cuts short.
+    return Blame(result == CURLE_OK ? CURLE_PARTIAL_FILE : result, collector.Began());
+}
+
+Failure HttpsClient::Blame(CURLcode result, bool replyBegan) const
+{
+    Failure failure = FailureOf(result, replyBegan);
+    if (errorText_.front() != '\0') {
+        failure.detail = errorText_.data();
+    }
+    if (result == CURLE_COULDNT_CONNECT) {
+        long error = 0;
+        curl_easy_getinfo(handle_.get(), CURLINFO_OS_ERRNO, &error);
+        failure.detail += ": " + std::generic_category().message(static_cast<int>(error));
+    }
+    if (failure.code == VKT_HTTPS_TLS_ERROR && !serverPin_.empty()) {
+        failure.advice += "; the server's key is " + serverPin_;
+    }
+    return failure;
+}
+
+// Bytes that wait on an idle connection are the server's good-bye, or belong to no request.
+bool HttpsClient::ConnectionIsUsable() const
+{
+    curl_socket_t connection = CURL_SOCKET_BAD;
+    curl_easy_getinfo(handle_.get(), CURLINFO_ACTIVESOCKET, &connection);
+    if (connection == CURL_SOCKET_BAD || connectionIsSpent_) {
+        return false;
+    }
+    char byte = 0;
+    const auto waiting = recv(connection, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+    return waiting < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+}
+
+}  // namespace Tulvo::Https

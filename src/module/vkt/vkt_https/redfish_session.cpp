@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "module/vkt/vkt_https/redfish_session.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+#include "common/log/log.h"
+#include "module/vkt/vkt_https/result_tables.h"
+
+namespace Tulvo::Https {
+namespace {
+
+constexpr long kCreated = 201;
+constexpr long kLongestFarewellSeconds = 2;
+constexpr std::size_t kLongestToken = 4096;
+constexpr std::size_t kLongestPath = 512;
+
+// A token becomes part of a header line, so it must not be able to end that line.
+bool IsToken(std::string_view text)
+{
+    return !text.empty() && text.size() <= kLongestToken &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c <= '~'; });
+}
+
+bool IsSessionName(std::string_view text)
+{
+    constexpr std::string_view kUnreserved =
+        "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._~";
+    return !text.empty() && text != "." && text != ".." &&
+           text.find_first_not_of(kUnreserved) == std::string_view::npos;
+}
+
+std::string_view WithoutOrigin(std::string_view location)
+{
+    const auto scheme = location.find("://");
+    if (scheme == std::string_view::npos) {
+        return location;
+    }
+    const auto path = location.find('/', scheme + 3);
+    return path == std::string_view::npos ? std::string_view() : location.substr(path);
+}
+
+std::optional<Failure> LoginBody(const TulvoConnection::ConnectionInfo& info, SecretText& body)
+{
+    nlohmann::ordered_json login = {{"UserName", info.userName}, {"Password", info.password}};
+    std::optional<Failure> failure;
+    try {
+        body.text = login.dump();
+    } catch (const nlohmann::json::exception&) {
+        // The exception's text quotes the password.
+        failure = Failure{VKT_HTTPS_INTERNAL_ERROR, "user name or password is not UTF-8",
+                          "write it in UTF-8, or use Basic authentication"};
+    }
+    Wipe(login["Password"].get_ref<std::string&>());
+    return failure;
+}
+
+std::optional<Failure> CheckLogin(const HttpReply& reply)
+{
+    if (reply.status != kCreated) {
+        return FailureOf(reply);
+    }
+    if (!IsToken(reply.sessionToken.text)) {
+        return Failure{VKT_HTTPS_MALFORMED_REPLY,
+                       "the server opened a session without a usable X-Auth-Token",
+                       "use Basic authentication"};
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<Failure> RedfishSession::Open()
+{
+    if (!token_.text.empty()) {
+        return std::nullopt;
+    }
+    SecretText body;
+    if (auto failure = LoginBody(info_, body)) {
+        return failure;
+    }
+    HttpReply reply;
+    if (auto failure =
+            client_.Exchange({.path = std::string(kSessionsPath), .body = body.text}, reply)) {
+        return failure;
+    }
+    if (auto failure = CheckLogin(reply)) {
+        return failure;
+    }
+    token_ = std::move(reply.sessionToken);
+    path_ = SessionPath(reply.location);
+    return std::nullopt;
+}
+
+void RedfishSession::Close() noexcept
+{
+    try {
+        if (!token_.text.empty()) {
+            Delete();
+        }
+    } catch (...) {
+        // Out of memory: the module ends the session by itself.
+    }
+    Wipe(token_.text);
+}
+
+void RedfishSession::Delete()
+{
+    HttpReply reply;
+    std::optional<Failure> failure =
+        Failure{VKT_HTTPS_MALFORMED_REPLY, "it has no usable Location"};
+    if (!path_.empty()) {
+        failure = client_.Exchange({.method = Method::Delete,
+                                    .path = path_,
+                                    .sessionToken = token_.text,
+                                    .longestSeconds = kLongestFarewellSeconds},
+                                   reply);
+    }
+    if (failure) {
+        Log(2, __FILE__, __LINE__).Stream()
+            << client_.Origin()
+            << ": the session was not deleted: " << Describe(*failure, {token_.text})
+            << ". The module ends it after its own time limit.";
+    }
+}
+
+std::string SessionPath(std::string_view location)
+{
+    std::string_view path = WithoutOrigin(location);
+    if (path.ends_with('/')) {
+        path.remove_suffix(1);
+    }
+    const bool below = path.starts_with(kSessionsPath) && path.size() <= kLongestPath &&
+                       path.substr(kSessionsPath.size()).starts_with('/') &&
+                       IsSessionName(path.substr(kSessionsPath.size() + 1));
+    return below ? std::string(path) : "";
+}
+
+}  // namespace Tulvo::Https

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// A Redfish session on the module. Modules have few, and one that is left open locks others out
+/// until the module's own time limit ends it.
+#ifndef MODULE_VKT_VKT_HTTPS_REDFISH_SESSION_H
+#define MODULE_VKT_VKT_HTTPS_REDFISH_SESSION_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "common/connection/connection_info.h"
+#include "module/vkt/vkt_https/failure.h"
+#include "module/vkt/vkt_https/https_client.h"
+#include "module/vkt/vkt_https/secret_text.h"
+
+namespace Tulvo::Https {
+
+/// At most one open session.
+class RedfishSession
+{
+public:
+    /// Both outlive this object.
+    RedfishSession(HttpsClient& client, const TulvoConnection::ConnectionInfo& info)
+        : client_(client), info_(info)
+    {
+    }
+    /// Closes.
+    ~RedfishSession() { Close(); }
+    RedfishSession(const RedfishSession&) = delete;
+    RedfishSession& operator=(const RedfishSession&) = delete;
+
+    /// Logs in, unless a session is open.
+    std::optional<Failure> Open();
+
+    /// Deletes the session on the module, which gets two seconds for it. Without a session it does
+    /// nothing; a failure is a warning in the log.
+    void Close() noexcept;
+
+    /// Empty without a session.
+    std::string_view Token() const { return token_.text; }
+
+private:
+    void Delete();
+
+    HttpsClient& client_;
+    const TulvoConnection::ConnectionInfo& info_;
+    SecretText token_;
+    std::string path_;
+};
+
+/// The path of a session's `Location`, which servers give with or without scheme and host; empty
+/// unless it is that of one session. Only the path counts: the token goes nowhere else.
+std::string SessionPath(std::string_view location);
+
+}  // namespace Tulvo::Https
+
+#endif

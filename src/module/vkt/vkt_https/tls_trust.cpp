@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "module/vkt/vkt_https/tls_trust.h"
+
+#include <string>
+
+#include "common/config/global_config.h"
+#include "common/log/log.h"
+#include "module/vkt/vkt_https/connection_checks.h"
+
+namespace Tulvo::Https {
+namespace {
+
+constexpr long kPeerHasAuthority = 1;
+constexpr long kNameMatches = 2;
+
+bool IsOnePin(std::string_view pin)
+{
+    constexpr std::string_view kScheme = "sha256//";
+    constexpr std::size_t kDigits = 43;  // of 32 bytes in Base64, before one "="
+    constexpr std::string_view kBase64 =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    if (!pin.starts_with(kScheme)) {
+        return false;
+    }
+    const std::string_view digest = pin.substr(kScheme.size());
+    return digest.find_first_not_of(kBase64) == kDigits && digest.substr(kDigits) == "=";
+}
+
+void TrustAuthorities(CurlOptions& options)
+{
+    options.Set(CURLOPT_SSL_VERIFYPEER, kPeerHasAuthority);
+    options.Set(CURLOPT_SSL_VERIFYHOST, kNameMatches);
+    const std::string file = GetGlobalConfigText("HTTPS_CA_FILE", "");
+    if (!file.empty()) {
+        options.Set(CURLOPT_CAINFO, file.c_str());
+        // Without this the system's authorities would be trusted beside the configured one.
+        options.Set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+    }
+}
+
+void TrustAnyCertificate(CurlOptions& options)
+{
+    options.Set(CURLOPT_SSL_VERIFYPEER, 0L).Set(CURLOPT_SSL_VERIFYHOST, 0L);
+}
+
+std::optional<Failure> TrustPinnedKey(CurlOptions& options)
+{
+    const std::string pin = GetGlobalConfigText("HTTPS_PINNED_KEY", "");
+    if (!IsPin(pin)) {
+        return Failure{VKT_HTTPS_TLS_ERROR,
+                       pin.empty() ? "the server's key is to be checked, but no key is pinned"
+                                   : "the pinned key is not of the form sha256//BASE64",
+                       "set HTTPS_PINNED_KEY to the key's pin, sha256//..."};
+    }
+    TrustAnyCertificate(options);
+    options.Set(CURLOPT_PINNEDPUBLICKEY, pin.c_str());
+    return std::nullopt;
+}
+
+}  // namespace
+
+bool IsPin(std::string_view pin)
+{
+    const auto end = pin.find(';');
+    const bool fits = IsOnePin(pin.substr(0, end));
+    return end == std::string_view::npos ? fits : fits && IsPin(pin.substr(end + 1));
+}
+
+std::optional<Failure> SetTrust(CurlOptions& options, std::int32_t tlsVerification,
+                                std::string_view origin)
+{
+    switch (tlsVerification) {
+        case TLS_VERIFY_PINNED_KEY:
+            return TrustPinnedKey(options);
+        case TLS_VERIFY_NOTHING:
+            Log(2, __FILE__, __LINE__).Stream()
+                << origin
+                << ": the server's certificate is not verified; anyone in between can read the "
+                   "password. Verify it, or pin its key with HTTPS_PINNED_KEY.";
+            TrustAnyCertificate(options);
+            return std::nullopt;
+        default:
+            TrustAuthorities(options);
+            return std::nullopt;
+    }
+}
+
+}  // namespace Tulvo::Https

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// How the server has to prove that it is the module, before anything of a request leaves.
+#ifndef MODULE_VKT_VKT_HTTPS_TLS_TRUST_H
+#define MODULE_VKT_VKT_HTTPS_TLS_TRUST_H
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "module/vkt/vkt_https/curl_options.h"
+#include "module/vkt/vkt_https/failure.h"
+
+namespace Tulvo::Https {
+
+/// Sets what a TlsVerification asks for, from the configuration keys `HTTPS_CA_FILE` and
+/// `HTTPS_PINNED_KEY`. To verify nothing writes a warning that names `origin`. A pin that is
+/// missing or misspelt is a failure: nobody who asked for a check may be left without one.
+std::optional<Failure> SetTrust(CurlOptions& options, std::int32_t tlsVerification,
+                                std::string_view origin);
+
+/// Whether `pin` is one or more `sha256//BASE64`, separated by semicolons. libcurl takes any other
+/// text for the name of a file with the key in it.
+bool IsPin(std::string_view pin);
+
+}  // namespace Tulvo::Https
+
+#endif

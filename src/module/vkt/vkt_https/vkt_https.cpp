@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "module/vkt/vkt_https/vkt_https.h"
+
+#include <ios>
+#include <string>
+
+#include "common/log/log.h"
+#include "module/vkt/vkt_https/base64.h"
+#include "module/vkt/vkt_https/connection_checks.h"
+#include "module/vkt/vkt_https/failure.h"
+#include "module/vkt/vkt_https/https_client.h"
+#include "module/vkt/vkt_https/ipmi_codec.h"
+#include "module/vkt/vkt_https/redfish_session.h"
+#include "module/vkt/vkt_https/result_tables.h"
+#include "module/vkt/vkt_https/secret_text.h"
+
+namespace Tulvo {
+
+using namespace Https;
+
+namespace {
+
+constexpr long kOk = 200;
+constexpr long kUnauthorized = 401;
+
+}  // namespace
+
+struct VKTHttps::Transport
+{
+    explicit Transport(const TulvoConnection::ConnectionInfo& connectionInfo) : info(connectionInfo)
+    {
+    }
+    ~Transport()
+    {
+        session.Close();
+        Wipe(info.password);
+    }
+    Transport(const Transport&) = delete;
+    Transport& operator=(const Transport&) = delete;
+
+    std::optional<Failure> Ask(const IPMICOMMAND& request, IpmiReply& answer);
+    std::optional<Failure> Post(const std::string& body, HttpReply& reply);
+    std::optional<Failure> PostInSession(const std::string& body, HttpReply& reply);
+    VKTHttpsErrorCode Report(const IPMICOMMAND& request, const Failure& failure);
+
+    TulvoConnection::ConnectionInfo info;
+    HttpsClient client{info};
+    RedfishSession session{client, info};
+    std::string lastError;
+};
+
+std::optional<Failure> VKTHttps::Transport::Ask(const IPMICOMMAND& request, IpmiReply& answer)
+{
+    std::string body;
+    if (auto failure = EncodeIpmiRequest(request, body)) {
+        return failure;
+    }
+    HttpReply reply;
+    if (auto failure = Post(body, reply)) {
+        return failure;
+    }
+    if (reply.status != kOk) {
+        return FailureOf(reply);
+    }
+    auto failure = DecodeIpmiReply(request, reply.contentType, reply.body, answer);
+    if (failure) {
+        client.LeaveConnection();
+    }
+    return failure;
+}
+
+std::optional<Failure> VKTHttps::Transport::Post(const std::string& body, HttpReply& reply)
+{
+    if (info.authentication != AUTHENTICATE_SESSION) {
+        return client.Exchange({.path = std::string(kIpmiActionPath), .body = body}, reply);
+    }
+    if (auto failure = PostInSession(body, reply)) {
+        return failure;
+    }
+    if (reply.status != kUnauthorized) {
+        return std::nullopt;
+    }
+    // The session has expired, so the module has not executed the request: a new one may try it.
+    session.Close();
+    reply = {};
+    auto failure = PostInSession(body, reply);
+    if (!failure && reply.status == kUnauthorized) {
+        session.Close();
+    }
+    return failure;
+}
+
+std::optional<Failure> VKTHttps::Transport::PostInSession(const std::string& body, HttpReply& reply)
+{
+    if (auto failure = session.Open()) {
+        return failure;
+    }
+    return client.Exchange(
+        {.path = std::string(kIpmiActionPath), .body = body, .sessionToken = session.Token()},
+        reply);
+}
+
+VKTHttpsErrorCode VKTHttps::Transport::Report(const IPMICOMMAND& request, const Failure& failure)
+{
+    const SecretText basic{ToBase64(info.userName + ":" + info.password)};
+    lastError = client.Origin().empty() ? "" : client.Origin() + ": ";
+    lastError += Describe(failure, {info.password, basic.text, session.Token()});
+    Log(1, __FILE__, __LINE__).Stream()
+        << "IPMI request 0x" << std::hex << +request.netFn << " 0x" << +request.cmd
+        << " over HTTPS: " << NameOf(failure.code) << ", " << lastError;
+    return failure.code;
+}
+
+VKTHttps::VKTHttps(const TulvoConnection::ConnectionInfo& connectionInfo)
+    : transport_(std::make_shared<Transport>(connectionInfo))
+{
+}
+
+VKTHttpsErrorCode VKTHttps::SendIpmiCmdOverHttps(const IPMICOMMAND& request,
+                                                 std::vector<std::uint8_t>& response,
+                                                 std::uint8_t& completionCode)
+try {
+    IpmiReply answer;
+    if (const auto failure = transport_->Ask(request, answer)) {
+        return transport_->Report(request, *failure);
+    }
+    transport_->lastError.clear();
+    response = std::move(answer.data);
+    completionCode = answer.completionCode;
+    return VKT_HTTPS_SUCCESS;
+} catch (...) {
+    // Only memory can have run out.
+    return VKT_HTTPS_INTERNAL_ERROR;
+}
+
+std::string VKTHttps::LastError() const
+{
+    return transport_->lastError;
+}
+
+}  // namespace Tulvo
