@@ -13,7 +13,7 @@
 #include <string>
 
 #include "common/log/log.h"
-#include "tests/log/text_of.h"
+#include "tests/support/temporary_directory.h"
 
 namespace Tulvo {
 namespace {

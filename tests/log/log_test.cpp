@@ -16,6 +16,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/run_in_threads.h"
+
 namespace Tulvo {
 namespace {
 
@@ -73,7 +75,9 @@ TEST_F(LogTest, TextArrivesByteForByte)
 
 TEST_F(LogTest, RecordWithoutTextIsARecord)
 {
-    Log(1, "f", 1);
+    {
+        const Log record(1, "f", 1);
+    }
     EXPECT_THAT(Texts(), ElementsAre(""));
 }
 
@@ -232,7 +236,7 @@ TEST_F(LogTest, SinkMayReplaceItself)
         records.push_back({record.level, record.file, *alive, "replaced"});
     });
     EXPECT_EQ(alive.use_count(), 2);
-    Log(1, "f", 1);
+    Log(1, "f", 1).Stream() << "by the old one";
     Log(1, "f", 2).Stream() << "by the new one";
     EXPECT_THAT(Texts(), ElementsAre("replaced", "by the new one"));
     EXPECT_EQ(alive.use_count(), 1);
@@ -249,17 +253,11 @@ TEST_F(LogTest, SinkIsCalledByOneThreadAtATime)
         records.push_back(record);
         inside.fetch_sub(1);
     });
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([thread] {
-            for (int i = 0; i < kRecords; ++i) {
-                Log(1, "f", thread).Stream() << i;
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    RunInThreads(kThreads, [](int thread) {
+        for (int i = 0; i < kRecords; ++i) {
+            Log(1, "f", thread).Stream() << i;
+        }
+    });
 
     EXPECT_EQ(overlaps, 0);
     std::vector<int> next(kThreads, 0);

@@ -4,15 +4,17 @@
 #include <gtest/gtest.h>
 #include <time.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <map>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "common/log/log.h"
 #include "tests/log/text_of.h"
+#include "tests/support/run_in_threads.h"
+#include "tests/support/temporary_directory.h"
 
 namespace Tulvo {
 namespace {
@@ -34,6 +36,11 @@ protected:
         SetLogLevel(2);
     }
 };
+
+time_t Now()
+{
+    return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+}
 
 std::string StderrOf(int level, const std::string& text)
 {
@@ -65,15 +72,15 @@ TEST_F(LogTextTest, TimeIsTheRecordsOwnWithTheZonesOffset)
     setenv("TZ", "HERE-5:30", 1);
     tzset();
     LogToStderr();
-    const time_t before = time(nullptr);
+    const time_t before = Now();
     const std::string line = StderrOf(1, "text");
-    const time_t after = time(nullptr);
+    const time_t after = Now();
     earlier == nullptr ? unsetenv("TZ") : setenv("TZ", zone.c_str(), 1);
     tzset();
 
     tm parsed = {};
     ASSERT_NE(strptime(line.c_str(), "%Y-%m-%dT%H:%M:%S", &parsed), nullptr) << line;
-    const time_t written = timegm(&parsed) - (5 * 60 + 30) * 60;
+    const time_t written = timegm(&parsed) - 19800;  // five and a half hours
     EXPECT_GE(written, before);
     EXPECT_LE(written, after);
     EXPECT_EQ(line.substr(23, 6), "+05:30");
@@ -211,23 +218,18 @@ TEST_F(LogTextTest, LinesOfManyThreadsDoNotMix)
     const std::string padding(200, '.');
     const TemporaryDirectory directory;
     ASSERT_TRUE(LogToFile(directory / "log.txt", 100'000'000, 1));
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
-        threads.emplace_back([thread, &padding] {
-            for (int i = 0; i < kRecords; ++i) {
-                Log(1, "f", thread).Stream() << i << padding;
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    RunInThreads(kThreads, [&padding](int thread) {
+        for (int i = 0; i < kRecords; ++i) {
+            Log(1, "f", thread).Stream() << i << padding;
+        }
+    });
 
     std::map<std::string, int> next;
     for (const std::string& line : LinesOf(ContentOf(directory / "log.txt"))) {
         const std::string rest = AfterTime(line);
         const std::string thread = rest.substr(0, rest.find(": ") + 2);
-        EXPECT_EQ(rest, thread + std::to_string(next[thread]++) + padding);
+        const int number = next[thread]++;
+        EXPECT_EQ(rest.substr(thread.size()), std::to_string(number) + padding);
     }
     std::map<std::string, int> all;
     for (int thread = 0; thread < kThreads; ++thread) {

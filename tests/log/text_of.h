@@ -10,29 +10,7 @@
 #include <string>
 #include <vector>
 
-#include <stdlib.h>
-
 namespace Tulvo {
-
-/// A directory of its own, removed with all that is in it.
-class TemporaryDirectory
-{
-public:
-    TemporaryDirectory()
-    {
-        std::string pattern = std::filesystem::temp_directory_path() / "vkt_log_XXXXXX";
-        path_ = mkdtemp(pattern.data());
-    }
-    ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
-    const std::filesystem::path& Path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
 
 inline std::string ContentOf(const std::filesystem::path& path)
 {
