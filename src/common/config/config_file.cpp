@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "common/config/config_file.h"
+
+#include <toml++/toml.h>
+
+#include <optional>
+#include <string_view>
+#include <utility>
+
+namespace Tulvo {
+
+namespace {
+
+using Variant = std::variant<std::monostate, std::int64_t, std::string>;
+
+Variant ValueOf(const toml::node& node)
+{
+    if (const auto* const integer = node.as_integer()) {
+        return integer->get();
+    }
+    if (const auto* const text = node.as_string()) {
+        return text->get();
+    }
+    return {};
+}
+
+template <class Value>
+std::optional<Value> Convert(const Variant& variant);
+
+template <>
+std::optional<int> Convert<int>(const Variant& variant)
+{
+    const auto* const integer = std::get_if<std::int64_t>(&variant);
+    const bool fits = integer != nullptr && std::in_range<int>(*integer);
+    return fits ? std::optional(static_cast<int>(*integer)) : std::nullopt;
+}
+
+template <>
+std::optional<std::string> Convert<std::string>(const Variant& variant)
+{
+    const auto* const text = std::get_if<std::string>(&variant);
+    return text != nullptr ? std::optional(*text) : std::nullopt;
+}
+
+}  // namespace
+
+void ConfigFile::Read(const std::string& path, bool mayBeMissing)
+{
+    SmallFile file = ReadSmallFile(path);
+    if (file.missing && mayBeMissing) {
+        file = {};
+    }
+    if (path == path_ && file == file_) {
+        return;
+    }
+    path_ = path;
+    file_ = std::move(file);
+    Parse();
+}
+
+void ConfigFile::Parse()
+{
+    entries_.clear();
+    complaint_ = file_.failure.empty() ? "" : path_ + " cannot be read: " + file_.failure;
+    const toml::parse_result result = toml::parse(std::string_view(file_.content));
+    if (!result) {
+        const toml::parse_error& error = result.error();
+        complaint_ = path_ + ':' + std::to_string(error.source().begin.line) +
+                     ": not TOML: " + std::string(error.description());
+        return;
+    }
+    for (const auto& [key, node] : result.table()) {
+        entries_[std::string(key.str())] = {ValueOf(node), node.source().begin.line};
+    }
+}
+
+template <class Value>
+Answer<Value> ConfigFile::Find(const std::string& key) const
+{
+    const auto found = entries_.find(key);
+    if (found == entries_.end()) {
+        return {};
+    }
+    const auto& [variant, line] = found->second;
+    if (std::optional<Value> value = Convert<Value>(variant)) {
+        return {std::move(value), {}};
+    }
+    return {{}, path_ + ':' + std::to_string(line) + ": " + key + " must be " + kWanted<Value>};
+}
+
+template Answer<int> ConfigFile::Find<int>(const std::string& key) const;
+template Answer<std::string> ConfigFile::Find<std::string>(const std::string& key) const;
+
+}  // namespace Tulvo

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+// What depends on the user or the root directory of a process, each in a process of its own that
+// exits with the value.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "common/config/global_config.h"
+#include "tests/support/temporary_directory.h"
+
+namespace Tulvo {
+namespace {
+
+using testing::AllOf;
+using testing::ExitedWithCode;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr int kDefault = 99;
+constexpr int kNotPrepared = 100;
+
+[[noreturn]] void ExitWithValue()
+{
+    GetGlobalConfigValue("KEY", kDefault);
+    std::exit(GetGlobalConfigValue("KEY", kDefault));
+}
+
+class GlobalConfigProcessTest : public testing::Test
+{
+protected:
+    GlobalConfigProcessTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+
+    const TemporaryDirectory directory;
+};
+
+TEST_F(GlobalConfigProcessTest, UnreadableFileGivesAWarning)
+{
+    namespace fs = std::filesystem;
+    const fs::path file = directory / "config.toml";
+    std::ofstream(file) << "KEY = 3\n";
+    fs::permissions(directory.Path(), fs::perms::all);
+    fs::permissions(file, fs::perms::none);
+    EXPECT_EXIT(
+        {
+            // Root reads everything, so the process becomes nobody.
+            constexpr uid_t kNobody = 65534;
+            if (geteuid() == 0 && setuid(kNobody) != 0) {
+                std::exit(kNotPrepared);
+            }
+            setenv("VKT_CONFIG", file.c_str(), 1);
+            ExitWithValue();
+        },
+        ExitedWithCode(kDefault),
+        AllOf(HasSubstr("config.toml cannot be read: Permission denied"), HasSubstr("KEY")));
+}
+
+class GlobalConfigDefaultFileTest : public GlobalConfigProcessTest
+{
+protected:
+    void SetUp() override
+    {
+        if (geteuid() != 0) {
+            GTEST_SKIP() << "only root may give a process another root directory";
+        }
+    }
+
+    [[noreturn]] void ExitWithValueOfDefaultFile() const
+    {
+        unsetenv("VKT_CONFIG");
+        if (chroot(directory.Path().c_str()) != 0) {
+            std::exit(kNotPrepared);
+        }
+        ExitWithValue();
+    }
+};
+
+TEST_F(GlobalConfigDefaultFileTest, IsReadWhenNoneIsNamed)
+{
+    std::filesystem::create_directories(directory / "etc/vktinventory");
+    std::ofstream(directory / "etc/vktinventory/config.toml") << "KEY = 3\n";
+    EXPECT_EXIT(ExitWithValueOfDefaultFile(), ExitedWithCode(3), Not(HasSubstr("warning")));
+}
+
+TEST_F(GlobalConfigDefaultFileTest, NeedNotExist)
+{
+    EXPECT_EXIT(ExitWithValueOfDefaultFile(), ExitedWithCode(kDefault), Not(HasSubstr("warning")));
+}
+
+TEST_F(GlobalConfigDefaultFileTest, GivesAWarningWhenItIsBroken)
+{
+    std::filesystem::create_directories(directory / "etc/vktinventory");
+    std::ofstream(directory / "etc/vktinventory/config.toml") << "KEY =\n";
+    EXPECT_EXIT(ExitWithValueOfDefaultFile(), ExitedWithCode(kDefault),
+                HasSubstr("/etc/vktinventory/config.toml:1:"));
+}
+
+}  // namespace
+}  // namespace Tulvo
