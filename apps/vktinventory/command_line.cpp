@@ -1,0 +1,277 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vktinventory/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <map>
+#include <sstream>
+
+namespace Tulvo::Cli {
+namespace {
+
+constexpr std::uint16_t kIpmiPort = 623;
+constexpr std::uint16_t kHttpsPort = 443;
+/// The lowest suite that signs and encrypts, and the highest that IPMI names.
+constexpr int kFirstSafeSuite = 3;
+constexpr int kLastSuite = 17;
+
+const std::map<std::string, Interface> kInterfaces = {{"lanplus", Interface::lanplus},
+                                                      {"https", Interface::https}};
+const std::map<std::string, Format> kFormats = {{"table", Format::table}, {"json", Format::json}};
+const std::map<std::string, Authentication> kAuthentications = {
+    {"basic", Authentication::basic}, {"session", Authentication::session}};
+const std::map<std::string, int> kPrivileges = {{"USER", 2}, {"OPERATOR", 3}, {"ADMINISTRATOR", 4}};
+
+/// A transformer that explains itself by the names alone, not by our numbers.
+template <class T>
+CLI::CheckedTransformer OneOf(const std::map<std::string, T>& names)
+{
+    CLI::CheckedTransformer transformer(names, CLI::ignore_case);
+    transformer.description("");
+    return transformer;
+}
+
+std::string ExitCodeHelp()
+{
+    std::string help = "Exit codes:";
+    for (const ExitCodeMeaning& entry : kExitCodes) {
+        std::string code = std::to_string(static_cast<int>(entry.code));
+        code.resize(5, ' ');
+        help += "\n  " + code + std::string(entry.meaning);
+    }
+    return help;
+}
+
+constexpr std::string_view kAbout =
+    "Inventory and health of an enclosure, read from its management module (VKT).";
+
+constexpr std::size_t kHelpColumn = 28;
+
+std::string Synopsis(const Command& command)
+{
+    return std::string(command.name) + (command.argument.empty() ? "" : " N");
+}
+
+constexpr std::string_view kPasswordHelp =
+    "Without -P, -f and -E the password is asked on the terminal. It is best kept in\n"
+    "a file that only you can read: -f FILE.\n";
+
+constexpr std::string_view kExamples =
+    "Examples:\n"
+    "  vktinventory -H 10.0.0.5 -U admin -f ~/.vkt-password\n"
+    "  vktinventory -H 10.0.0.5 -U admin -E --format json psu\n"
+    "  vktinventory -I https -H vkt.example.com -U admin --ca-file ca.pem node 3\n";
+
+/// Usage and description by our table of commands; the rest as CLI11 does it.
+class HelpFormatter : public CLI::Formatter
+{
+public:
+    HelpFormatter() { column_width(kHelpColumn); }
+
+    std::string make_usage(const CLI::App* app, std::string) const override
+    {
+        const Command* command = CommandNamed(app->get_name());
+        const std::string words = command == nullptr ? "[COMMAND]" : Synopsis(*command);
+        return "Usage: vktinventory -H HOST [FLAG]... " + words + "\n";
+    }
+
+    std::string make_description(const CLI::App* app) const override
+    {
+        const Command* command = CommandNamed(app->get_name());
+        const std::string_view about = command == nullptr ? kAbout : command->details;
+        return std::string(about) + "\n\n";
+    }
+
+private:
+    static const Command* CommandNamed(std::string_view name)
+    {
+        const auto* const found =
+            std::find_if(std::begin(kCommands), std::end(kCommands),
+                         [&](const Command& command) { return command.name == name; });
+        return found == std::end(kCommands) ? nullptr : found;
+    }
+};
+
+struct Flags
+{
+    std::string hiddenPassword;
+    bool fromEnvironment = false;
+};
+
+constexpr const char* kConnection = "Connection";
+constexpr const char* kIpmiOnly = "Connection, -I lanplus only";
+constexpr const char* kHttpsOnly = "Connection, -I https only";
+
+void AddConnectionFlags(CLI::App& app, Options& options, Flags& flags)
+{
+    app.add_option("-I,--interface", options.interface, "lanplus (default) or https")
+        ->transform(OneOf(kInterfaces))
+        ->option_text("NAME")
+        ->group(kConnection);
+    app.add_option("-H,--host", options.host, "Address or name of the module; required")
+        ->option_text("HOST")
+        ->group(kConnection);
+    app.add_option("-p,--port", options.port, "Port; default 623, with https 443")
+        ->check(CLI::Range(1, 65535).description(""))
+        ->option_text("PORT")
+        ->group(kConnection);
+    app.add_option("-U,--user", options.user, "User to log in as")
+        ->option_text("USER")
+        ->group(kConnection);
+    auto* password = app.add_option("-P,--password", flags.hiddenPassword,
+                                    "Password; hidden from process lists at once")
+                         ->option_text("PASSWORD")
+                         ->group(kConnection);
+    auto* file = app.add_option("-f,--password-file", options.passwordFile,
+                                "File whose first line is the password")
+                     ->option_text("FILE")
+                     ->group(kConnection);
+    app.add_flag("-E,--password-env", flags.fromEnvironment,
+                 "Password from the variable IPMI_PASSWORD")
+        ->group(kConnection)
+        ->excludes(password)
+        ->excludes(file);
+    file->excludes(password);
+}
+
+void AddIpmiFlags(CLI::App& app, Options& options)
+{
+    app.add_option("-C,--cipher-suite", options.cipherSuite, "Cipher suite, 3 (default) to 17")
+        ->check(CLI::Range(kFirstSafeSuite, kLastSuite).description(""))
+        ->option_text("SUITE")
+        ->group(kIpmiOnly);
+    app.add_option("-L,--privilege", options.privilege, "USER, OPERATOR, ADMINISTRATOR (default)")
+        ->transform(OneOf(kPrivileges))
+        ->option_text("LEVEL")
+        ->group(kIpmiOnly);
+}
+
+void AddHttpsFlags(CLI::App& app, Options& options)
+{
+    auto* caFile = app.add_option("--ca-file", options.caFile,
+                                  "Authorities to trust, PEM; default the system's")
+                       ->check(CLI::ExistingFile.description(""))
+                       ->option_text("FILE")
+                       ->group(kHttpsOnly);
+    auto* pin = app.add_option("--pin", options.pin, "Trust only this key: sha256//BASE64")
+                    ->option_text("PIN")
+                    ->group(kHttpsOnly)
+                    ->excludes(caFile);
+    app.add_flag("--insecure", options.insecure, "Trust any certificate; not for real passwords")
+        ->group(kHttpsOnly)
+        ->excludes(caFile)
+        ->excludes(pin);
+    app.add_option("--auth", options.authentication, "basic (default) or session")
+        ->transform(OneOf(kAuthentications))
+        ->option_text("HOW")
+        ->group(kHttpsOnly);
+}
+
+void AddOutputFlags(CLI::App& app, Options& options)
+{
+    app.add_option("--format", options.format, "table (default) or json")
+        ->transform(OneOf(kFormats))
+        ->option_text("FORMAT")
+        ->group("Output");
+    app.add_flag("-v,--verbose", options.verbosity, "Log to standard error; -vv logs every byte")
+        ->group("Output");
+}
+
+void AddCommand(CLI::App& app, Options& options, const Command& command)
+{
+    CLI::App* sub = app.add_subcommand(std::string(command.name), std::string(command.help));
+    sub->fallthrough();
+    sub->footer("\nFlags of the connection and exit codes: vktinventory --help");
+    if (!command.argument.empty()) {
+        sub->add_option("N", options.number, std::string(command.argument))
+            ->required()
+            ->option_text("")
+            ->check(CLI::Range(std::uint64_t{1}, command.largest).description(""));
+    }
+    sub->final_callback([&options, &command] { options.command = &command; });
+}
+
+/// Flags of one interface make no sense with the other; silence would let a typing error decide how
+/// a certificate is checked.
+void RefuseFlagsOfTheOther(const CLI::App& app, const Options& options)
+{
+    const char* const foreign = options.interface == Interface::lanplus ? kHttpsOnly : kIpmiOnly;
+    for (const CLI::Option* option : app.get_options()) {
+        if (option->count() != 0 && option->get_group() == foreign) {
+            throw CLI::ValidationError(option->get_name(), std::string("is for ") + foreign);
+        }
+    }
+}
+
+PasswordSource SourceOf(const CLI::App& app, const Flags& flags)
+{
+    if (flags.fromEnvironment) {
+        return PasswordSource::environment;
+    }
+    if (app.count("--password-file") != 0) {
+        return PasswordSource::file;
+    }
+    return app.count("--password") != 0 ? PasswordSource::argument : PasswordSource::terminal;
+}
+
+void Complete(const CLI::App& app, const Flags& flags, Options& options)
+{
+    if (options.host.empty()) {
+        throw CLI::ValidationError("-H HOST", "is required");
+    }
+    RefuseFlagsOfTheOther(app, options);
+    options.passwordSource = SourceOf(app, flags);
+    if (options.port == 0) {
+        options.port = options.interface == Interface::lanplus ? kIpmiPort : kHttpsPort;
+    }
+    if (options.command == nullptr) {
+        options.command = kCommands;
+    }
+}
+
+void Describe(CLI::App& app, Options& options, Flags& flags)
+{
+    app.set_help_flag("-h,--help", "Print this help and end");
+    app.set_version_flag("-V,--version", "vktinventory " VKT_VERSION, "Print the version and end");
+    app.formatter(std::make_shared<HelpFormatter>());
+    AddConnectionFlags(app, options, flags);
+    AddIpmiFlags(app, options);
+    AddHttpsFlags(app, options);
+    AddOutputFlags(app, options);
+    for (const Command& command : kCommands) {
+        AddCommand(app, options, command);
+    }
+    app.require_subcommand(0, 1);
+    app.footer("\n" + std::string(kPasswordHelp) + "\n" + std::string(kExamples) + "\n" +
+               ExitCodeHelp());
+}
+
+Farewell FarewellOf(const CLI::App& app, const CLI::ParseError& error)
+{
+    std::ostringstream out;
+    std::ostringstream complaint;
+    if (app.exit(error, out, complaint) == 0) {
+        return {ExitCode::everythingRead, out.str()};
+    }
+    return {ExitCode::wrongUsage, std::string(error.what()) + "; see vktinventory --help"};
+}
+
+}  // namespace
+
+std::variant<Options, Farewell> ParseCommandLine(const std::vector<std::string>& words)
+{
+    Options options;
+    Flags flags;
+    CLI::App app("", "vktinventory");
+    Describe(app, options, flags);
+    std::vector<std::string> reversed(words.rbegin(), words.rend());
+    try {
+        app.parse(reversed);
+        Complete(app, flags, options);
+    } catch (const CLI::ParseError& error) {
+        return FarewellOf(app, error);
+    }
+    return options;
+}
+
+}  // namespace Tulvo::Cli

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// The command line: from words to what is wanted, and the help texts.
+#ifndef APPS_VKTINVENTORY_COMMAND_LINE_H
+#define APPS_VKTINVENTORY_COMMAND_LINE_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "apps/vktinventory/commands.h"
+#include "apps/vktinventory/exit_code.h"
+
+namespace Tulvo::Cli {
+
+/// How the module is reached; the numbers are those of ConnectionInfo::connectionType.
+enum class Interface
+{
+    lanplus = 7,
+    https = 9,
+};
+
+enum class Format
+{
+    table,
+    json,
+};
+
+/// The numbers are those of ConnectionInfo::authentication.
+enum class Authentication
+{
+    basic = 0,
+    session = 1,
+};
+
+enum class PasswordSource
+{
+    terminal,
+    argument,
+    file,
+    environment,
+};
+
+struct Options
+{
+    Interface interface = Interface::lanplus;
+    std::string host;
+    std::uint16_t port = 0;
+    std::string user;
+    PasswordSource passwordSource = PasswordSource::terminal;
+    std::string passwordFile;
+    std::optional<int> cipherSuite;
+    std::optional<int> privilege;  ///< As IPMI numbers them: 2 user, 3 operator, 4 administrator.
+    std::string caFile;
+    std::string pin;
+    bool insecure = false;
+    Authentication authentication = Authentication::basic;
+    int verbosity = 0;
+    Format format = Format::table;
+    const Command* command = nullptr;
+    std::uint64_t number = 0;  ///< The command's argument; 0 when it takes none.
+};
+
+/// The suite that is proposed when neither -C nor the configuration names one.
+inline constexpr std::uint64_t kDefaultCipherSuite = 3;
+
+/// What to print instead of working, and how to end then.
+struct Farewell
+{
+    ExitCode code = ExitCode::everythingRead;
+    std::string text;  ///< For standard output when code is everythingRead, else for error output.
+};
+
+/// @param words the arguments without the program's name and without a password.
+std::variant<Options, Farewell> ParseCommandLine(const std::vector<std::string>& words);
+
+}  // namespace Tulvo::Cli
+
+#endif

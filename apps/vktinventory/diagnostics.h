@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// All that goes to standard error. Quiet by default: the library's records then only serve to say
+/// more about a failed query and to show, on a terminal, that a module is not ready yet.
+#ifndef APPS_VKTINVENTORY_DIAGNOSTICS_H
+#define APPS_VKTINVENTORY_DIAGNOSTICS_H
+
+#include <string>
+#include <string_view>
+
+namespace Tulvo::Cli {
+
+/// "vktinventory: text" on standard error; what is not printable is escaped.
+void Complain(std::string_view text);
+
+/// @param verbosity 0 quiet, 1 errors, warnings and notices as log lines, 2 and above traces too.
+void StartLogging(int verbosity);
+
+/// The last error or warning that the library logged since the last call; empty without one, and
+/// when it has been printed already.
+std::string TakeLogDetail();
+
+/// Removes the line that says which try the library is at, if it stands.
+void EraseProgress();
+
+/// Whether standard output takes colours: a terminal, and the environment does not object.
+bool WantsColour();
+
+}  // namespace Tulvo::Cli
+
+#endif

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vktinventory/grid.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+namespace Tulvo::Cli {
+namespace {
+
+constexpr std::size_t kLineWidth = 80;
+constexpr std::size_t kMargin = 2;
+constexpr std::size_t kGap = 2;
+/// Room that the last column keeps however wide the others are.
+constexpr std::size_t kNarrowest = 16;
+
+constexpr std::string_view kReset = "\033[0m";
+
+std::string_view ColourOf(Mark mark)
+{
+    switch (mark) {
+        case Mark::bad:
+            return "\033[1;31m";
+        case Mark::warning:
+            return "\033[33m";
+        default:
+            return {};
+    }
+}
+
+std::string Painted(std::string_view text, Mark mark, bool colour)
+{
+    const std::string_view start = colour ? ColourOf(mark) : std::string_view();
+    if (start.empty()) {
+        return std::string(text);
+    }
+    return std::string(start) + std::string(text) + std::string(kReset);
+}
+
+std::vector<std::size_t> WidthsOf(const std::vector<GridRow>& rows)
+{
+    std::vector<std::size_t> widths(1);
+    for (const GridRow& row : rows) {
+        if (row.size() == 1) {
+            continue;
+        }
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            widths[column] = std::max(widths[column], row[column].text.size());
+        }
+    }
+    return widths;
+}
+
+/// A cell before the last of its row: padded to its column.
+std::string Padded(const GridCell& cell, std::size_t width, bool colour)
+{
+    const std::string padding(width - cell.text.size(), ' ');
+    const std::string text = Painted(cell.text, cell.mark, colour);
+    return (cell.alignRight ? padding + text : text + padding) + std::string(kGap, ' ');
+}
+
+std::string LastCell(const GridCell& cell, std::size_t width, std::size_t start, bool colour)
+{
+    const std::size_t room = std::max(kLineWidth - std::min(kLineWidth, start), kNarrowest);
+    const std::string padding(cell.alignRight && width <= room ? width - cell.text.size() : 0, ' ');
+    std::string text = padding + Painted(cell.text.substr(0, room), cell.mark, colour) + "\n";
+    for (std::size_t at = room; at < cell.text.size(); at += room) {
+        text += std::string(start, ' ') + Painted(cell.text.substr(at, room), cell.mark, colour);
+        text += "\n";
+    }
+    return text;
+}
+
+std::string RenderRow(const GridRow& row, const std::vector<std::size_t>& widths, bool colour)
+{
+    std::string line(kMargin, ' ');
+    std::size_t start = kMargin;
+    for (std::size_t column = 0; column + 1 < row.size(); ++column) {
+        line += Padded(row[column], widths[column], colour);
+        start += widths[column] + kGap;
+    }
+    return line + LastCell(row.back(), widths[row.size() - 1], start, colour);
+}
+
+}  // namespace
+
+std::string RenderGrid(const std::vector<GridRow>& rows, bool colour)
+{
+    const std::vector<std::size_t> widths = WidthsOf(rows);
+    std::string text;
+    for (const GridRow& row : rows) {
+        text += RenderRow(row, widths, colour);
+    }
+    return text;
+}
+
+}  // namespace Tulvo::Cli

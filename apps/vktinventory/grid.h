@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Aligned columns of text, some of them coloured.
+#ifndef APPS_VKTINVENTORY_GRID_H
+#define APPS_VKTINVENTORY_GRID_H
+
+#include <string>
+#include <vector>
+
+#include "apps/vktinventory/cell.h"
+
+namespace Tulvo::Cli {
+
+struct GridCell
+{
+    std::string text;
+    Mark mark = Mark::none;
+    bool alignRight = false;
+};
+
+using GridRow = std::vector<GridCell>;
+
+/// The rows, indented by two, with two blanks between columns. A text that would pass column 80 in
+/// the last column goes on below its beginning. A row of one cell stands across all columns.
+/// @param colour whether marks become terminal colours.
+std::string RenderGrid(const std::vector<GridRow>& rows, bool colour);
+
+}  // namespace Tulvo::Cli
+
+#endif

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vktinventory/interrupt.h"
+
+#include <csignal>
+#include <thread>
+
+#include <unistd.h>
+
+#include "apps/vktinventory/diagnostics.h"
+#include "apps/vktinventory/password.h"
+
+namespace Tulvo::Cli {
+namespace {
+
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+/// What a shell reports for a program that a signal ended: this and the signal's number.
+constexpr int kSignalBase = 128;
+
+/// A signal that whoever started us switched off (nohup, a job in the background) stays off.
+bool IsIgnored(int signal)
+{
+    struct sigaction action = {};
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+sigset_t EndingSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : kEndingSignals) {
+        if (!IsIgnored(signal)) {
+            sigaddset(&signals, signal);
+        }
+    }
+    return signals;
+}
+
+[[noreturn]] void EndAt(const sigset_t& signals)
+{
+    int signal = 0;
+    while (sigwait(&signals, &signal) != 0) {
+    }
+    RestoreEcho();
+    EraseProgress();
+    _exit(kSignalBase + signal);
+}
+
+}  // namespace
+
+void WatchForInterrupts()
+{
+    std::signal(SIGPIPE, SIG_IGN);
+    const sigset_t signals = EndingSignals();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    std::thread([signals] { EndAt(signals); }).detach();
+}
+
+}  // namespace Tulvo::Cli

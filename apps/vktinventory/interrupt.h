@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Ctrl-C and its like. A thread of its own waits for them, because the main thread may be deep in
+/// a wait of the library; it gives back what the command holds and ends the process.
+#ifndef APPS_VKTINVENTORY_INTERRUPT_H
+#define APPS_VKTINVENTORY_INTERRUPT_H
+
+namespace Tulvo::Cli {
+
+/// To be called before any other thread starts. Also lets a broken pipe be an error of write().
+void WatchForInterrupts();
+
+}  // namespace Tulvo::Cli
+
+#endif

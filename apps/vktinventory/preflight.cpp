@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vktinventory/preflight.h"
+
+#include <string_view>
+#include <vector>
+
+#include "apps/vktinventory/command_line.h"
+#include "module/ipmi/ipmi_client/ipmi_client.h"
+#include "module/vkt/vkt_https/vkt_https.h"
+
+namespace Tulvo::Cli {
+namespace {
+
+using TulvoConnection::ConnectionInfo;
+
+/// What a failed exchange means to the person who started it. The transport's own reason names the
+/// configuration's keys; `flags` are this command's for the same things.
+template <class Result>
+struct Meaning
+{
+    Result result;
+    ExitCode code;
+    std::string_view what;
+    std::string_view flags;
+};
+
+constexpr Meaning<CONNECTIONSTATE> kIpmiMeanings[] = {
+    {CONNECTION_CONNECTED, ExitCode::everythingRead, "", ""},
+    {CONNECTION_REFUSED, ExitCode::refused, "refused", "see -U, -f, -L and -C"},
+    {CONNECTION_TRY_AGAIN, ExitCode::noConnection, "no connection", "see -H and -p"},
+    {CONNECTION_FAILED, ExitCode::noConnection, "no connection", "see -H and -p"},
+};
+
+constexpr Meaning<VKTHttpsErrorCode> kHttpsMeanings[] = {
+    {VKT_HTTPS_SUCCESS, ExitCode::everythingRead, "", ""},
+    {VKT_HTTPS_TLS_ERROR, ExitCode::refused, "not trusted", "see --ca-file and --pin"},
+    {VKT_HTTPS_AUTHENTICATION_FAILED, ExitCode::refused, "refused", "see -U and -f"},
+    {VKT_HTTPS_TIMEOUT, ExitCode::noConnection, "no connection", "see -H and -p"},
+    {VKT_HTTPS_HTTP_ERROR, ExitCode::noConnection, "no service", "see -H and -p"},
+    {VKT_HTTPS_MALFORMED_REPLY, ExitCode::noConnection, "no service", "see -H and -p"},
+    {VKT_HTTPS_NO_DATA, ExitCode::noConnection, "no service", "see -H and -p"},
+    {VKT_HTTPS_CONNECT_FAILED, ExitCode::noConnection, "no connection", "see -H and -p"},
+    {VKT_HTTPS_INTERNAL_ERROR, ExitCode::noConnection, "no connection", "see -H and -p"},
+};
+
+template <class Result, std::size_t N>
+PreflightResult Explain(const Meaning<Result> (&meanings)[N], Result result,
+                        const std::string& reason)
+{
+    const Meaning<Result>* meaning = &meanings[N - 1];
+    for (const Meaning<Result>& each : meanings) {
+        meaning = each.result == result ? &each : meaning;
+    }
+    if (meaning->code == ExitCode::everythingRead) {
+        return {};
+    }
+    return {meaning->code,
+            std::string(meaning->what) + ": " + reason + " (" + std::string(meaning->flags) + ")"};
+}
+
+PreflightResult TryIpmi(const ConnectionInfo& connection, std::uint64_t cipherSuite)
+{
+    IpmiClient client(connection.address, connection.userName, connection.password,
+                      std::to_string(connection.port), cipherSuite);
+    const CONNECTIONSTATE state = client.connect();
+    const std::string reason = client.lastError();
+    client.disconnect();
+    return Explain(kIpmiMeanings, state, reason);
+}
+
+/// Get Device ID, which every management controller answers and which changes nothing.
+IPMICOMMAND HarmlessRequest()
+{
+    return {.cmd = 0x01, .data = {}, .netFn = 0x06};
+}
+
+PreflightResult TryHttps(const ConnectionInfo& connection)
+{
+    VKTHttps transport(connection);
+    std::vector<std::uint8_t> response;
+    std::uint8_t completionCode = 0;
+    const VKTHttpsErrorCode result =
+        transport.SendIpmiCmdOverHttps(HarmlessRequest(), response, completionCode);
+    return Explain(kHttpsMeanings, result, transport.LastError());
+}
+
+}  // namespace
+
+PreflightResult TryConnection(const ConnectionInfo& connection, std::uint64_t cipherSuite)
+{
+    if (connection.connectionType == static_cast<std::int32_t>(Interface::https)) {
+        return TryHttps(connection);
+    }
+    return TryIpmi(connection, cipherSuite);
+}
+
+}  // namespace Tulvo::Cli

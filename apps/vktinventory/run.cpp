@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vktinventory/run.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "apps/vktinventory/arguments.h"
+#include "apps/vktinventory/diagnostics.h"
+#include "apps/vktinventory/password.h"
+#include "apps/vktinventory/preflight.h"
+#include "apps/vktinventory/render_json.h"
+#include "apps/vktinventory/render_table.h"
+#include "common/config/global_config.h"
+
+namespace Tulvo::Cli {
+namespace {
+
+using TulvoConnection::ConnectionInfo;
+
+/// ConnectionInfo::tlsVerification.
+enum class Trust
+{
+    authorities = 0,
+    pinnedKey = 1,
+    anyone = 2,
+};
+
+ExitCode Fail(ExitCode code, std::string_view message)
+{
+    Complain(message);
+    return code;
+}
+
+/// Whether all of it went out; errno says why not.
+bool WriteOut(std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
+        if (written < 0 && errno != EINTR) {
+            return false;
+        }
+        text.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
+    }
+    return true;
+}
+
+ExitCode Print(std::string_view text, ExitCode code)
+{
+    if (WriteOut(text)) {
+        return code;
+    }
+    return Fail(ExitCode::outputFailed, "the results cannot be written to standard output: " +
+                                            std::generic_category().message(errno));
+}
+
+std::string PasswordFor(const Options& options, std::string given)
+{
+    switch (options.passwordSource) {
+        case PasswordSource::argument:
+            return given;
+        case PasswordSource::file:
+            return PasswordFromFile(options.passwordFile);
+        case PasswordSource::environment:
+            return PasswordFromEnvironment();
+        default:
+            return PasswordFromTerminal();
+    }
+}
+
+Trust TrustOf(const Options& options)
+{
+    if (options.insecure) {
+        return Trust::anyone;
+    }
+    return options.pin.empty() ? Trust::authorities : Trust::pinnedKey;
+}
+
+ConnectionInfo ConnectionOf(const Options& options, std::string password)
+{
+    ConnectionInfo connection;
+    connection.address = options.host;
+    connection.userName = options.user;
+    connection.password = std::move(password);
+    connection.port = options.port;
+    connection.connectionType = static_cast<std::int32_t>(options.interface);
+    connection.tlsVerification = static_cast<std::int32_t>(TrustOf(options));
+    connection.authentication = static_cast<std::int32_t>(options.authentication);
+    return connection;
+}
+
+/// What ConnectionInfo has no field for. A flag that was not given leaves the configured value.
+void Configure(const Options& options)
+{
+    if (options.cipherSuite) {
+        SetGlobalConfigValue("IPMI_CIPHER_SUITE", *options.cipherSuite);
+    }
+    if (options.privilege) {
+        SetGlobalConfigValue("IPMI_PRIVILEGE_LEVEL", *options.privilege);
+    }
+    if (!options.caFile.empty()) {
+        SetGlobalConfigText("HTTPS_CA_FILE", options.caFile);
+    }
+    if (!options.pin.empty()) {
+        SetGlobalConfigText("HTTPS_PINNED_KEY", options.pin);
+    }
+}
+
+Target TargetOf(const Options& options)
+{
+    return {options.interface == Interface::https ? "https" : "lanplus", options.host,
+            options.port};
+}
+
+/// Only the module knows how many nodes it has; a number above that is still wrong usage.
+bool NodeIsOutOfRange(const Options& options, std::uint64_t nodeCount)
+{
+    return options.command->Runs(Section::nodes) && nodeCount != 0 && options.number > nodeCount;
+}
+
+ExitCode PrintReport(const Report& report, Format format)
+{
+    const std::vector<std::string> failures = Failures(report);
+    for (const std::string& failure : failures) {
+        Complain(failure);
+    }
+    return Print(format == Format::json ? RenderJson(report) : RenderTable(report, WantsColour()),
+                 failures.empty() ? ExitCode::everythingRead : ExitCode::someQueriesFailed);
+}
+
+ExitCode AskModule(const Options& options, const ConnectionInfo& connection)
+{
+    VKTInventory inventory(connection);
+    EraseProgress();
+    if (const std::uint64_t nodes = inventory.GetNodeNub(); NodeIsOutOfRange(options, nodes)) {
+        return Fail(ExitCode::wrongUsage, "node " + std::to_string(options.number) +
+                                              ": this enclosure has nodes 1 to " +
+                                              std::to_string(nodes));
+    }
+    Report report = Ask(inventory, *options.command, options.number, TakeLogDetail);
+    report.target = TargetOf(options);
+    EraseProgress();
+    return PrintReport(report, options.format);
+}
+
+ExitCode RunWith(const Options& options, std::string givenPassword)
+{
+    StartLogging(options.verbosity);
+    Configure(options);
+    try {
+        const ConnectionInfo connection =
+            ConnectionOf(options, PasswordFor(options, std::move(givenPassword)));
+        const PreflightResult preflight = TryConnection(connection, kDefaultCipherSuite);
+        if (preflight.code != ExitCode::everythingRead) {
+            return Fail(preflight.code, preflight.message);
+        }
+        return AskModule(options, connection);
+    } catch (const NoPassword& reason) {
+        return Fail(ExitCode::wrongUsage, reason.what());
+    }
+}
+
+ExitCode SayFarewell(const Farewell& farewell)
+{
+    return farewell.code == ExitCode::everythingRead ? Print(farewell.text, farewell.code)
+                                                     : Fail(farewell.code, farewell.text);
+}
+
+}  // namespace
+
+ExitCode Run(int argc, char** argv)
+{
+    Arguments arguments = TakeArguments(argc, argv);
+    const auto parsed = ParseCommandLine(arguments.words);
+    if (const auto* const farewell = std::get_if<Farewell>(&parsed)) {
+        return SayFarewell(*farewell);
+    }
+    return RunWith(std::get<Options>(parsed), std::move(arguments.password));
+}
+
+}  // namespace Tulvo::Cli

@@ -1,0 +1,238 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the words of a command line mean, and which of them are refused.
+#include "apps/vktinventory/command_line.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+namespace Tulvo::Test {
+namespace {
+
+using Cli::ExitCode;
+using Cli::Farewell;
+using Cli::Options;
+using testing::HasSubstr;
+
+std::vector<std::string> Words(const std::string& line)
+{
+    std::istringstream stream(line);
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+Options Parsed(const std::string& line)
+{
+    const auto result = Cli::ParseCommandLine(Words(line));
+    if (const auto* const farewell = std::get_if<Farewell>(&result)) {
+        ADD_FAILURE() << line << ": " << farewell->text;
+        return {};
+    }
+    return std::get<Options>(result);
+}
+
+Farewell Refused(const std::string& line)
+{
+    const auto result = Cli::ParseCommandLine(Words(line));
+    if (std::holds_alternative<Options>(result)) {
+        ADD_FAILURE() << line << " was accepted";
+        return {};
+    }
+    return std::get<Farewell>(result);
+}
+
+TEST(CommandLine, HasDefaults)
+{
+    const Options options = Parsed("-H host");
+    EXPECT_EQ(options.interface, Cli::Interface::lanplus);
+    EXPECT_EQ(options.host, "host");
+    EXPECT_EQ(options.port, 623);
+    EXPECT_EQ(options.user, "");
+    EXPECT_EQ(options.passwordSource, Cli::PasswordSource::terminal);
+    EXPECT_FALSE(options.cipherSuite);
+    EXPECT_FALSE(options.privilege);
+    EXPECT_EQ(options.verbosity, 0);
+    EXPECT_EQ(options.format, Cli::Format::table);
+    EXPECT_EQ(options.command->name, "show");
+}
+
+TEST(CommandLine, TakesShortFlags)
+{
+    const Options options = Parsed("-I lanplus -H host -p 1623 -U admin -E -C 17 -L OPERATOR -v");
+    EXPECT_EQ(options.host, "host");
+    EXPECT_EQ(options.port, 1623);
+    EXPECT_EQ(options.user, "admin");
+    EXPECT_EQ(options.passwordSource, Cli::PasswordSource::environment);
+    EXPECT_EQ(options.cipherSuite, 17);
+    EXPECT_EQ(options.privilege, 3);
+    EXPECT_EQ(options.verbosity, 1);
+}
+
+TEST(CommandLine, TakesLongFlags)
+{
+    const Options options = Parsed(
+        "--interface lanplus --host host --port 1623 --user admin --password-file file "
+        "--cipher-suite 17 --privilege USER --verbose --verbose --format json psu");
+    EXPECT_EQ(options.port, 1623);
+    EXPECT_EQ(options.user, "admin");
+    EXPECT_EQ(options.passwordSource, Cli::PasswordSource::file);
+    EXPECT_EQ(options.passwordFile, "file");
+    EXPECT_EQ(options.cipherSuite, 17);
+    EXPECT_EQ(options.privilege, 2);
+    EXPECT_EQ(options.verbosity, 2);
+    EXPECT_EQ(options.format, Cli::Format::json);
+    EXPECT_EQ(options.command->name, "psu");
+}
+
+TEST(CommandLine, TakesFlagsBehindTheCommand)
+{
+    const Options options = Parsed("node 3 -H host -vv --format json");
+    EXPECT_EQ(options.command->name, "node");
+    EXPECT_EQ(options.number, 3U);
+    EXPECT_EQ(options.host, "host");
+    EXPECT_EQ(options.verbosity, 2);
+}
+
+TEST(CommandLine, TakesPrivilegesInEitherCase)
+{
+    EXPECT_EQ(Parsed("-H h -L administrator").privilege, 4);
+    EXPECT_EQ(Parsed("-H h -L Administrator").privilege, 4);
+    EXPECT_EQ(Parsed("-H h -L operator").privilege, 3);
+}
+
+TEST(CommandLine, TakesHttpsFlags)
+{
+    const Options options = Parsed("-I https -H h --ca-file /dev/null --auth session");
+    EXPECT_EQ(options.interface, Cli::Interface::https);
+    EXPECT_EQ(options.port, 443);
+    EXPECT_EQ(options.caFile, "/dev/null");
+    EXPECT_EQ(options.authentication, Cli::Authentication::session);
+    EXPECT_EQ(Parsed("-I https -H h --pin sha256//AA=").pin, "sha256//AA=");
+    EXPECT_TRUE(Parsed("-I https -H h --insecure").insecure);
+}
+
+TEST(CommandLine, KnowsEveryCommand)
+{
+    for (const Cli::Command& command : Cli::kCommands) {
+        const std::string name(command.name);
+        EXPECT_EQ(Parsed("-H h " + name + (command.argument.empty() ? "" : " 1")).command->name,
+                  name);
+    }
+}
+
+struct RefusedCase
+{
+    const char* name;
+    const char* line;
+    const char* reason;  ///< Part of the message.
+};
+
+class Refusal : public testing::TestWithParam<RefusedCase>
+{
+};
+
+TEST_P(Refusal, IsWrongUsageWithAReason)
+{
+    const Farewell farewell = Refused(GetParam().line);
+    EXPECT_EQ(farewell.code, ExitCode::wrongUsage);
+    EXPECT_THAT(farewell.text, HasSubstr(GetParam().reason));
+    EXPECT_THAT(farewell.text, HasSubstr("vktinventory --help"));
+    EXPECT_THAT(farewell.text, testing::Not(HasSubstr("\n")));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, Refusal,
+    testing::Values(
+        RefusedCase{"NoHost", "show", "-H"},
+        RefusedCase{"UnknownFlag", "-H h --frobnicate", "--frobnicate"},
+        RefusedCase{"UnknownCommand", "-H h reboot", "reboot"},
+        RefusedCase{"TwoCommands", "-H h power psu", "psu"},
+        RefusedCase{"NoPassword", "-H h -P", "--password"},
+        RefusedCase{"NoFile", "-H h -f", "--password-file"},
+        RefusedCase{"TwoPasswords", "-H h -P * -E", "--password"},
+        RefusedCase{"FileAndEnvironment", "-H h -f x -E", "--password-"},
+        RefusedCase{"FileAndArgument", "-H h -f x -P *", "--password"},
+        RefusedCase{"PortZero", "-H h -p 0", "--port"},
+        RefusedCase{"PortTooHigh", "-H h -p 65536", "--port"},
+        RefusedCase{"PortNoNumber", "-H h -p ipmi", "--port"},
+        RefusedCase{"PortNegative", "-H h -p=-1", "-p"},
+        RefusedCase{"SuiteZero", "-H h -C 0", "--cipher-suite"},
+        RefusedCase{"SuiteOne", "-H h -C 1", "--cipher-suite"},
+        RefusedCase{"SuiteTwo", "-H h -C 2", "--cipher-suite"},
+        RefusedCase{"SuiteUnknown", "-H h -C 18", "--cipher-suite"},
+        RefusedCase{"Privilege", "-H h -L root", "--privilege"},
+        RefusedCase{"PrivilegeNumber", "-H h -L 5", "--privilege"},
+        RefusedCase{"Format", "-H h --format xml", "--format"},
+        RefusedCase{"Interface", "-H h -I serial", "--interface"},
+        RefusedCase{"Authentication", "-H h -I https --auth digest", "--auth"},
+        RefusedCase{"HttpsFlagOverLanplus", "-H h --insecure", "-I https"},
+        RefusedCase{"LanplusFlagOverHttps", "-H h -I https -C 3", "-I lanplus"},
+        RefusedCase{"PinAndAuthorities", "-H h -I https --pin sha256//x --ca-file /dev/null",
+                    "--pin"},
+        RefusedCase{"InsecureAndPin", "-H h -I https --pin sha256//x --insecure", "--insecure"},
+        RefusedCase{"NoAuthorities", "-H h -I https --ca-file /no/such/file", "--ca-file"},
+        RefusedCase{"NodeWithoutNumber", "-H h node", "N"},
+        RefusedCase{"NodeZero", "-H h node 0", "1 to 12"},
+        RefusedCase{"NodeTooHigh", "-H h node 13", "1 to 12"},
+        RefusedCase{"NodeNegative", "-H h node -1", "-1"},
+        RefusedCase{"NodeNoNumber", "-H h node one", "one"},
+        RefusedCase{"SupplyZero", "-H h select-psu 0", "1 to 9"},
+        RefusedCase{"SupplyTooHigh", "-H h select-psu 10", "1 to 9"},
+        RefusedCase{"SurplusWord", "-H h power 3", "3"}),
+    [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST(Help, NamesEveryCommandFlagAndExitCode)
+{
+    const Farewell help = Refused("--help");
+    EXPECT_EQ(help.code, ExitCode::everythingRead);
+    for (const Cli::Command& command : Cli::kCommands) {
+        EXPECT_THAT(help.text, HasSubstr("\n  " + std::string(command.name) + " "));
+    }
+    for (const Cli::ExitCodeMeaning& entry : Cli::kExitCodes) {
+        EXPECT_THAT(help.text, HasSubstr(std::string(entry.meaning)));
+    }
+    for (const char* flag :
+         {"-I,--interface", "-H,--host", "-p,--port", "-U,--user", "-P,--password",
+          "-f,--password-file", "-E,--password-env", "-C,--cipher-suite", "-L,--privilege",
+          "--ca-file", "--pin", "--insecure", "--auth", "--format", "-v,--verbose", "-h,--help",
+          "-V,--version"}) {
+        EXPECT_THAT(help.text, HasSubstr(flag));
+    }
+}
+
+TEST(Help, FitsAnOrdinaryTerminal)
+{
+    std::vector<std::string> lines = {"--help"};
+    for (const Cli::Command& command : Cli::kCommands) {
+        lines.push_back(std::string(command.name) + " --help");
+    }
+    for (const std::string& line : lines) {
+        std::istringstream help(Refused(line).text);
+        for (std::string text; std::getline(help, text);) {
+            EXPECT_LE(text.size(), 80U) << line << ": " << text;
+        }
+    }
+}
+
+TEST(Help, TellsOfEachCommandHowToCallItAndWhatItPrints)
+{
+    for (const Cli::Command& command : Cli::kCommands) {
+        const Farewell help = Refused(std::string(command.name) + " --help");
+        EXPECT_EQ(help.code, ExitCode::everythingRead);
+        EXPECT_THAT(help.text, HasSubstr("Usage: vktinventory -H HOST [FLAG]... " +
+                                         std::string(command.name)));
+        EXPECT_THAT(help.text, HasSubstr(std::string(command.details)));
+        EXPECT_THAT(help.text, HasSubstr(std::string(command.argument)));
+    }
+}
+
+TEST(Help, TellsTheVersion)
+{
+    EXPECT_THAT(Refused("--version").text, testing::MatchesRegex("vktinventory [0-9.]+\n"));
+}
+
+}  // namespace
+}  // namespace Tulvo::Test
