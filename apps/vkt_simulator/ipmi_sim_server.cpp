@@ -3,6 +3,7 @@
 
 #include <poll.h>
 
+#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -92,24 +93,28 @@ public:
                                                   PathOf(configuration), "-f", PathOf(commands),
                                                   "-s", state.Path()},
                          std::vector<int>{input.Get(), configuration.Get(), commands.Get()});
-        WaitUntilReady(guid);
+        WaitUntilReady(guid, options.cancelDescriptor);
     }
 
     const PortReservation& Reservation() const { return reservation_; }
     ChildProcess& Process() { return *process_; }
 
 private:
-    void WaitUntilReady(const std::string& guid)
+    void WaitUntilReady(const std::string& guid, int cancel)
     {
         const SocketAddress address = reservation_.Address().Reachable();
         const auto deadline = Clock::now() + startLimit;
         while (!AnswersWithGuid(address, guid, probeMilliseconds)) {
-            // A port without a server is refused at once; the process's end is the other thing
-            // worth waking up for.
-            pollfd ended = {process_->ExitDescriptor(), POLLIN, 0};
-            if (poll(&ended, 1, 2) == 1) {
+            // A port without a server is refused at once, so the loop needs a rest.
+            std::array<pollfd, 2> events = {
+                {{process_->ExitDescriptor(), POLLIN, 0}, {cancel, POLLIN, 0}}};
+            poll(events.data(), events.size(), 2);
+            if (events[0].revents != 0) {
                 throw std::runtime_error("ipmi_sim ended while starting and said: " +
                                          process_->Output());
+            }
+            if (events[1].revents != 0) {
+                throw std::runtime_error("the start of ipmi_sim was given up on request");
             }
             if (Clock::now() > deadline) {
                 throw std::runtime_error("ipmi_sim does not answer on UDP port " +

@@ -35,6 +35,8 @@ struct IpmiSimOptions
     /// When not empty, the module's options are the path of a file with this content, which exists
     /// for the server's process alone (in memory, never on a disk).
     std::string moduleInput;
+    /// When this descriptor becomes readable while the server starts, the start is given up.
+    int cancelDescriptor = -1;
     int channelPrivilegeLimit = 4;  ///< highest level that any session may have
 };
 

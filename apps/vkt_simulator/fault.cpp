@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vkt_simulator/fault.h"
+
+#include <algorithm>
+
+namespace Tulvo::Simulator {
+
+namespace {
+
+void Apply(const Fault& fault, Delivery& delivery)
+{
+    switch (fault.kind) {
+        case FaultKind::LATENCY:
+            delivery.latency += fault.latency;
+            break;
+        case FaultKind::DROP:
+            delivery.dropped = true;
+            break;
+        case FaultKind::TRUNCATE:
+            delivery.answer.bytes.resize(std::min(fault.keptBytes, delivery.answer.bytes.size()));
+            break;
+        case FaultKind::COMPLETION_CODE:
+            delivery.answer.completionCode = fault.completionCode;
+            if (!fault.keepData) {
+                delivery.answer.bytes.clear();
+            }
+            break;
+    }
+}
+
+}  // namespace
+
+bool Fault::Hits(std::uint8_t requestNetFn, std::uint8_t requestCommand,
+                 const std::vector<std::uint8_t>& data) const
+{
+    return times != 0U && requestNetFn == netFn && requestCommand == command &&
+           data.size() >= dataPrefix.size() &&
+           std::equal(dataPrefix.begin(), dataPrefix.end(), data.begin());
+}
+
+Delivery FaultyEnclosure::Serve(std::uint8_t netFn, std::uint8_t command,
+                                const std::vector<std::uint8_t>& data)
+{
+    Delivery delivery;
+    delivery.answer = enclosure_.Serve(netFn, command, data);
+    for (Fault& fault : faults_) {
+        if (!fault.Hits(netFn, command, data)) {
+            continue;
+        }
+        Apply(fault, delivery);
+        if (fault.times) {
+            --*fault.times;
+        }
+    }
+    return delivery;
+}
+
+}  // namespace Tulvo::Simulator

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// What can go wrong between a good answer and the one who asked for it.
+#ifndef APPS_VKT_SIMULATOR_FAULT_H
+#define APPS_VKT_SIMULATOR_FAULT_H
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "apps/vkt_simulator/enclosure.h"
+
+namespace Tulvo::Simulator {
+
+enum class FaultKind
+{
+    LATENCY,
+    DROP,
+    TRUNCATE,
+    COMPLETION_CODE
+};
+
+struct Fault
+{
+    std::uint8_t netFn = 0;
+    std::uint8_t command = 0;
+    std::vector<std::uint8_t> dataPrefix;  ///< only requests whose data begin with these bytes
+    FaultKind kind = FaultKind::LATENCY;
+    std::chrono::milliseconds latency{0};  ///< LATENCY: how much later the answer comes
+    std::size_t keptBytes = 0;             ///< TRUNCATE: how many bytes are left at most
+    std::uint8_t completionCode = 0;       ///< COMPLETION_CODE: the code instead of the real one
+    bool keepData = false;                 ///< COMPLETION_CODE: the bytes stay, against all custom
+    std::optional<unsigned int> times;     ///< how many requests are hit; without it: all
+
+    bool Hits(std::uint8_t requestNetFn, std::uint8_t requestCommand,
+              const std::vector<std::uint8_t>& data) const;
+};
+
+/// What a front end does with one request: waits, then sends the answer unless it is dropped.
+struct Delivery
+{
+    Answer answer;
+    std::chrono::milliseconds latency{0};
+    bool dropped = false;
+};
+
+/// An enclosure that answers as its faults let it.
+class FaultyEnclosure
+{
+public:
+    FaultyEnclosure(EnclosureState state, std::vector<Fault> faults)
+        : enclosure_(std::move(state)), faults_(std::move(faults))
+    {
+    }
+
+    /// Every fault that hits the request is applied, in the order given.
+    Delivery Serve(std::uint8_t netFn, std::uint8_t command, const std::vector<std::uint8_t>& data);
+
+private:
+    Enclosure enclosure_;
+    std::vector<Fault> faults_;
+};
+
+}  // namespace Tulvo::Simulator
+
+#endif

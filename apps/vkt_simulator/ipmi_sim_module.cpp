@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+// The enclosure as a module of ipmi_sim. Its options are the path of the scenario file.
+#include <OpenIPMI/serv.h>
+extern "C" {  // this header does not say so itself
+#include <OpenIPMI/mcserv.h>
+}
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <thread>
+#include <utility>
+
+#include "apps/vkt_simulator/scenario.h"
+#include "common/platform/export.h"
+
+namespace Tulvo::Simulator {
+
+namespace {
+
+constexpr unsigned char controllerAddress = 0x20;
+constexpr unsigned int lanChannel = 1;
+static_assert(maxSessions == MAX_SESSIONS);
+
+// The module has one enclosure and ipmi_sim one thread, so what a request needs stands here.
+struct Module
+{
+    FaultyEnclosure enclosure;
+    std::uint32_t sessions;
+    bool dropAnswer = false;
+};
+
+std::unique_ptr<Module> module;
+
+void Handle(lmc_data_t* /*controller*/, msg_t* message, unsigned char* answer,
+            unsigned int* answerLength, void* /*unused*/)
+{
+    const Delivery delivery = module->enclosure.Serve(
+        message->netfn, message->cmd, {message->data, message->data + message->len});
+    // The server has one thread, as a small module has: while one answer is late, all are.
+    std::this_thread::sleep_for(delivery.latency);
+    module->dropAnswer = delivery.dropped;
+    const std::vector<std::uint8_t>& bytes = delivery.answer.bytes;
+    const std::size_t count = std::min<std::size_t>(bytes.size(), *answerLength - 1);
+    answer[0] = delivery.answer.completionCode;
+    std::copy_n(bytes.begin(), count, answer + 1);
+    *answerLength = static_cast<unsigned int>(count + 1);
+}
+
+// Called for every answer just before it is sent; what is "handled" here is not sent.
+int SwallowDropped(channel_t* /*channel*/, msg_t* /*message*/, rsp_msg_t* /*answer*/)
+{
+    return std::exchange(module->dropAnswer, false) ? 1 : 0;
+}
+
+// A module with few sessions is one in which others hold most of them, for ever.
+void OccupySessions(lanserv_data_t& lan, std::uint32_t count)
+{
+    for (std::uint32_t i = 1; i <= count; ++i) {
+        lan.sessions[i].active = 1;
+        lan.sessions[i].time_left = std::numeric_limits<unsigned int>::max();
+    }
+}
+
+void RegisterHandlers()
+{
+    for (const RequestCode& request : ServedRequests()) {
+        ipmi_emu_register_cmd_handler(request.netFn, request.command, Handle, nullptr);
+    }
+}
+
+}  // namespace
+
+}  // namespace Tulvo::Simulator
+
+extern "C" {
+
+VKT_EXPORT int ipmi_sim_module_print_version(sys_data_t* /*system*/, const char* /*options*/)
+{
+    std::puts("enclosure module");
+    return 0;
+}
+
+VKT_EXPORT int ipmi_sim_module_init(sys_data_t* /*system*/, const char* options)
+{
+    using namespace Tulvo::Simulator;
+    try {
+        Scenario scenario = ParseScenario(ReadScenarioFile(options), options);
+        module = std::make_unique<Module>(
+            Module{{std::move(scenario.enclosure), std::move(scenario.faults)}, scenario.sessions});
+        RegisterHandlers();
+        return 0;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 1;
+    }
+}
+
+VKT_EXPORT int ipmi_sim_module_post_init(sys_data_t* system)
+{
+    using namespace Tulvo::Simulator;
+    channel_t* lan = system->mc_get_channelset(system->ipmb_addrs[controllerAddress])[lanChannel];
+    lan->oem.oem_handle_rsp = SwallowDropped;
+    OccupySessions(*static_cast<lanserv_data_t*>(lan->chan_info), maxSessions - module->sessions);
+    return 0;
+}
+}

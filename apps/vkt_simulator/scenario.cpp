@@ -1,0 +1,281 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vkt_simulator/scenario.h"
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string_view>
+
+#include "apps/vkt_simulator/json_members.h"
+
+namespace Tulvo::Simulator {
+
+namespace {
+
+template <typename Value>
+using Words = std::vector<std::pair<std::string_view, Value>>;
+
+std::uint8_t WordOrByte(const JsonValue& value, const Words<std::uint8_t>& words)
+{
+    return value.IsText() ? value.Word<std::uint8_t>(words) : value.NumberAs<std::uint8_t>();
+}
+
+// ipmi_sim's configuration has no way to write other words.
+std::string ReadWord(const JsonValue& value, std::size_t longest)
+{
+    std::string word = value.Text(1, longest);
+    if (word.find_first_of(" \"") != std::string::npos) {
+        value.Fail("must not contain blanks or double quotes");
+    }
+    return word;
+}
+
+Credentials ReadCredentials(const JsonValue& value)
+{
+    static const Words<int> privileges = {{"user", 2}, {"operator", 3}, {"administrator", 4}};
+    JsonMembers members(value);
+    Credentials credentials;
+    credentials.user = ReadWord(members["user"], 15);
+    credentials.password = ReadWord(members["password"], 19);
+    credentials.privilege = members["privilege"].Word<int>(privileges);
+    members.RejectOthers();
+    return credentials;
+}
+
+PowerReading ReadPower(const JsonValue& value)
+{
+    JsonMembers members(value);
+    PowerReading power;
+    power.minimum = members["minimum"].NumberAs<std::uint16_t>();
+    power.average = members["average"].NumberAs<std::uint16_t>();
+    power.maximum = members["maximum"].NumberAs<std::uint16_t>();
+    members.RejectOthers();
+    return power;
+}
+
+PowerCaps ReadCaps(const JsonValue& value)
+{
+    JsonMembers members(value);
+    PowerCaps caps;
+    caps.minimum = members["minimum"].NumberAs<std::uint16_t>();
+    caps.maximum = members["maximum"].NumberAs<std::uint16_t>();
+    caps.protective = members["protective"].NumberAs<std::uint16_t>();
+    caps.user = members["user"].NumberAs<std::uint16_t>();
+    caps.thermal = members["thermal"].NumberAs<std::uint16_t>();
+    members.RejectOthers();
+    return caps;
+}
+
+Firmware ReadFirmware(const JsonValue& value, Generation generation)
+{
+    JsonMembers members(value);
+    Firmware firmware;
+    firmware.build = members["build"].Text(0, MaxBuildLength(generation));
+    const JsonValue major = members["major"];
+    firmware.major = major.NumberAs<std::uint8_t>();
+    firmware.minor = members["minor"].NumberAs<std::uint8_t>();
+    members.RejectOthers();
+    // The byte of a first generation's major version is where a VKT2 shows its type code.
+    if (generation == Generation::FIRST && firmware.major >= 0xFC && firmware.major <= 0xFE) {
+        major.Fail("252 to 254 would make this first-generation module a VKT2");
+    }
+    return firmware;
+}
+
+void ReadModule(const JsonValue& value, EnclosureState& state)
+{
+    static const Words<Generation> generations = {{"first", Generation::FIRST},
+                                                  {"vkt2", Generation::VKT2}};
+    static const Words<std::uint8_t> platforms = {{"0xFC", 0xFC}, {"0xFD", 0xFD}, {"0xFE", 0xFE}};
+    // Above this, the code would continue a printable text that stands before it.
+    constexpr std::uint8_t highestGenerationCode = 31;
+    JsonMembers members(value);
+    state.generation = members["generation"].Word<Generation>(generations);
+    if (state.generation == Generation::VKT2) {
+        state.platformId = members["platformId"].Word<std::uint8_t>(platforms);
+        state.generationCode =
+            static_cast<std::uint8_t>(members["generationCode"].Number(0, highestGenerationCode));
+    }
+    state.machineType = members["machineType"].Text(0, maxTextLength);
+    state.serialNumber = members["serialNumber"].Text(0, maxTextLength);
+    state.name = members["name"].Text(0, maxTextLength);
+    state.firmware = ReadFirmware(members["firmware"], state.generation);
+    members.RejectOthers();
+}
+
+void ReadChassis(const JsonValue& value, EnclosureState& state)
+{
+    JsonMembers members(value);
+    state.power = ReadPower(members["power"]);
+    state.caps = ReadCaps(members["powerCap"]);
+    members.RejectOthers();
+}
+
+Node ReadNode(const JsonValue& value)
+{
+    static const Words<std::uint8_t> powerStates = {
+        {"off", 0x00}, {"noPermission", 0x20}, {"fault", 0x40}, {"on", 0x80}};
+    JsonMembers members(value);
+    Node node;
+    node.powerState = WordOrByte(members["powerState"], powerStates);
+    node.width = members["width"].NumberAs<std::uint8_t>();
+    node.height = members["height"].NumberAs<std::uint8_t>();
+    node.permission = members["permission"].NumberAs<std::uint8_t>();
+    node.power = ReadPower(members["power"]);
+    members.RejectOthers();
+    return node;
+}
+
+Fan ReadFan(const JsonValue& value)
+{
+    JsonMembers members(value);
+    Fan fan;
+    fan.speed = members["speed"].NumberAs<std::uint16_t>();
+    fan.pattern = members["pattern"].NumberAs<std::uint8_t>();
+    members.RejectOthers();
+    return fan;
+}
+
+std::vector<JsonValue> Exactly(const JsonValue& value, std::size_t count, const char* why)
+{
+    const std::vector<JsonValue> elements = value.Elements();
+    if (elements.size() != count) {
+        value.Fail("must have " + std::to_string(count) + " elements, not " +
+                   std::to_string(elements.size()) + ": " + why);
+    }
+    return elements;
+}
+
+void ReadFans(const JsonValue& value, Generation generation, PowerSupply& supply)
+{
+    const bool isVkt2 = generation == Generation::VKT2;
+    const char* why =
+        isVkt2 ? "a supply of a VKT2 has two fans" : "a supply of the first generation has one fan";
+    std::size_t next = 0;
+    for (const JsonValue& fan : Exactly(value, isVkt2 ? 2 : 1, why)) {
+        supply.fans[next++] = ReadFan(fan);
+    }
+}
+
+PowerSupply ReadSupply(const JsonValue& value, Generation generation)
+{
+    static const Words<std::uint8_t> fanStates = {
+        {"notPresent", 0}, {"abnormal", 1}, {"normal", 2}};
+    JsonMembers members(value);
+    PowerSupply supply;
+    supply.present = members["present"].Boolean();
+    supply.powerGood = members["powerGood"].Boolean();
+    supply.earlyPowerWarning = members["earlyPowerWarning"].Boolean();
+    supply.throttle = members["throttle"].Boolean();
+    supply.fanStatus = WordOrByte(members["fanStatus"], fanStates);
+    ReadFans(members["fans"], generation, supply);
+    JsonMembers firmware(members["firmware"]);
+    supply.firmwareMajor = firmware["major"].NumberAs<std::uint8_t>();
+    supply.firmwareMinor = firmware["minor"].NumberAs<std::uint8_t>();
+    firmware.RejectOthers();
+    supply.manufacturer = members["manufacturer"].Text(4, 4);
+    supply.position = members["position"].NumberAs<std::uint16_t>();
+    members.RejectOthers();
+    return supply;
+}
+
+void ReadFaultKind(JsonMembers& members, Fault& fault)
+{
+    static const Words<FaultKind> kinds = {{"latency", FaultKind::LATENCY},
+                                           {"drop", FaultKind::DROP},
+                                           {"truncate", FaultKind::TRUNCATE},
+                                           {"completionCode", FaultKind::COMPLETION_CODE}};
+    constexpr std::uint32_t longestLatency = 60000;
+    fault.kind = members["kind"].Word<FaultKind>(kinds);
+    if (fault.kind == FaultKind::LATENCY) {
+        fault.latency =
+            std::chrono::milliseconds(members["milliseconds"].Number(0, longestLatency));
+    }
+    if (fault.kind == FaultKind::TRUNCATE) {
+        fault.keptBytes = members["keep"].NumberAs<std::uint8_t>();
+    }
+    if (fault.kind == FaultKind::COMPLETION_CODE) {
+        fault.completionCode = members["completionCode"].NumberAs<std::uint8_t>();
+        fault.keepData = members.Has("keepData") && members["keepData"].Boolean();
+    }
+}
+
+Fault ReadFault(const JsonValue& value)
+{
+    constexpr std::uint32_t highestNetFn = 0x3E;
+    constexpr std::uint32_t mostTimes = 1000000;
+    JsonMembers members(value);
+    Fault fault;
+    fault.netFn = static_cast<std::uint8_t>(members["netFn"].Number(0, highestNetFn));
+    fault.command = members["command"].NumberAs<std::uint8_t>();
+    if (members.Has("data")) {
+        fault.dataPrefix = members["data"].HexadecimalBytes();
+    }
+    ReadFaultKind(members, fault);
+    if (members.Has("times")) {
+        fault.times = members["times"].Number(1, mostTimes);
+    }
+    members.RejectOthers();
+    return fault;
+}
+
+EnclosureState ReadEnclosure(JsonMembers& members)
+{
+    EnclosureState state;
+    ReadModule(members["module"], state);
+    ReadChassis(members["chassis"], state);
+    for (const JsonValue& node : Exactly(members["nodes"], NodeCount(state.platformId),
+                                         "the platform decides how many nodes there are")) {
+        state.nodes.push_back(ReadNode(node));
+    }
+    for (const JsonValue& supply :
+         Exactly(members["supplies"], SupplyCount(state.platformId, state.generationCode),
+                 "the platform and its generation code decide how many slots there are")) {
+        state.supplies.push_back(ReadSupply(supply, state.generation));
+    }
+    return state;
+}
+
+Scenario ReadScenario(const JsonValue& value)
+{
+    JsonMembers members(value);
+    Scenario scenario;
+    scenario.description = members["description"].Text(1, 100);
+    scenario.credentials = ReadCredentials(members["credentials"]);
+    scenario.enclosure = ReadEnclosure(members);
+    if (members.Has("faults")) {
+        for (const JsonValue& fault : members["faults"].Elements()) {
+            scenario.faults.push_back(ReadFault(fault));
+        }
+    }
+    if (members.Has("sessions")) {
+        scenario.sessions = members["sessions"].Number(0, maxSessions);
+    }
+    members.RejectOthers();
+    return scenario;
+}
+
+}  // namespace
+
+Scenario ParseScenario(const std::string& text, const std::string& name)
+{
+    try {
+        const nlohmann::json document = ParseJson(text);
+        return ReadScenario(JsonValue(document, ""));
+    } catch (const JsonError& error) {
+        throw std::runtime_error(name + ": " + error.what());
+    }
+}
+
+std::string ReadScenarioFile(const std::string& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream text;
+    // A folder can be opened, but nothing comes out of it, as nothing comes out of an empty file.
+    if (!stream.is_open() || !(text << stream.rdbuf())) {
+        throw std::runtime_error(file + ": cannot be read; it must be a file with a scenario");
+    }
+    return text.str();
+}
+
+}  // namespace Tulvo::Simulator

@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: Apache-2.0
+// The program vkt-simulator: plays one enclosure until it is asked to end.
+#include <poll.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+
+#include "apps/vkt_simulator/ipmi_sim_server.h"
+#include "apps/vkt_simulator/scenario.h"
+#include "apps/vkt_simulator/shipped_files.h"
+#include "apps/vkt_simulator/stop_signals.h"
+#include "apps/vkt_simulator/udp_endpoint.h"
+
+namespace {
+
+using namespace Tulvo::Simulator;
+
+enum ExitCode
+{
+    ENDED_ON_REQUEST = 0,
+    CANNOT_RUN = 1,
+    WRONG_USAGE = 2
+};
+
+struct CommandLine
+{
+    std::string scenario;
+    std::string address = "127.0.0.1";
+    std::uint16_t port = 0;
+    bool allowRemote = false;
+    bool list = false;
+};
+
+void Describe(CLI::App& app, CommandLine& line)
+{
+    app.description(
+        "Plays one enclosure's management module on loopback, over RMCP+ (IPMI 2.0).\n"
+        "When it is ready to answer it prints one line with its endpoints as JSON; it ends on\n"
+        "SIGTERM or SIGINT and leaves nothing behind.");
+    app.add_option("-s,--scenario", line.scenario,
+                   "Scenario: a file, or the name of one that comes with the simulator");
+    app.add_flag("--list", line.list, "List the scenarios that come with the simulator");
+    app.add_option("-p,--port", line.port, "UDP port for RMCP+; 0 picks a free one")
+        ->capture_default_str();
+    app.add_option("--listen", line.address, "Numeric address to listen on")->capture_default_str();
+    app.add_flag("--allow-remote", line.allowRemote,
+                 "Let --listen name an address that other machines can reach");
+    app.footer(
+        "Exit codes:\n"
+        "  0  ended on request\n"
+        "  1  could not start, or a part of it ended by itself\n"
+        "  2  wrong usage or a bad scenario\n\n"
+        "Example:\n"
+        "  vkt-simulator --scenario healthy-vkt2-fc-9");
+}
+
+int List()
+{
+    for (const std::string& name : ScenarioNames()) {
+        const std::string text = ReadScenarioFile(ScenarioFile(name));
+        std::cout << name << std::string(24 - std::min<std::size_t>(name.size(), 23), ' ')
+                  << ParseScenario(text, name).description << '\n';
+    }
+    return ENDED_ON_REQUEST;
+}
+
+// Accounts of a simulated enclosure are no secret, and its answers are no protection either.
+void CheckAddress(const CommandLine& line)
+{
+    if (!line.allowRemote && !SocketAddress(line.address, line.port).IsLoopback()) {
+        throw std::runtime_error(line.address +
+                                 " can be reached from other machines; --allow-remote permits it");
+    }
+}
+
+IpmiSimOptions ServerOptions(const CommandLine& line, const Credentials& credentials)
+{
+    IpmiSimOptions options;
+    options.users = {{credentials.user, credentials.password, credentials.privilege}};
+    options.address = line.address;
+    options.port = line.port;
+    options.modulePath = ModuleFile();
+    return options;
+}
+
+void PrintEndpoints(const CommandLine& line, const Credentials& credentials, std::uint16_t port)
+{
+    nlohmann::ordered_json endpoints;
+    endpoints["rmcp"] = {{"address", line.address},
+                         {"port", port},
+                         {"user", credentials.user},
+                         {"password", credentials.password}};
+    std::cout << endpoints.dump() << std::endl;
+}
+
+int WaitForTheEnd(const StopSignals& signals, const IpmiSimServer& server)
+{
+    std::array<pollfd, 2> events = {
+        {{signals.Descriptor(), POLLIN, 0}, {server.ExitDescriptor(), POLLIN, 0}}};
+    poll(events.data(), events.size(), -1);
+    if (events[0].revents != 0) {
+        return ENDED_ON_REQUEST;
+    }
+    std::cerr << "vkt-simulator: ipmi_sim has ended by itself\n";
+    return CANNOT_RUN;
+}
+
+int Play(const CommandLine& line, const StopSignals& signals, const std::string& text,
+         const Credentials& credentials)
+{
+    try {
+        IpmiSimOptions options = ServerOptions(line, credentials);
+        options.moduleInput = text;
+        options.cancelDescriptor = signals.Descriptor();
+        const IpmiSimServer server(options);
+        PrintEndpoints(line, credentials, server.Port());
+        return WaitForTheEnd(signals, server);
+    } catch (const std::exception& error) {
+        if (signals.Received()) {
+            return ENDED_ON_REQUEST;
+        }
+        std::cerr << "vkt-simulator: " << error.what() << '\n';
+        return CANNOT_RUN;
+    }
+}
+
+int Run(const CommandLine& line, const StopSignals& signals)
+{
+    std::string text;
+    Credentials credentials;
+    try {
+        if (line.list) {
+            return List();
+        }
+        if (line.scenario.empty()) {
+            throw std::runtime_error("--scenario is missing; --help tells more");
+        }
+        CheckAddress(line);
+        const std::string file = ScenarioFile(line.scenario);
+        text = ReadScenarioFile(file);
+        credentials = ParseScenario(text, file).credentials;
+    } catch (const std::exception& error) {
+        std::cerr << "vkt-simulator: " << error.what() << '\n';
+        return WRONG_USAGE;
+    }
+    return Play(line, signals, text, credentials);
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    const StopSignals signals;
+    CLI::App app;
+    CommandLine line;
+    Describe(app, line);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? ENDED_ON_REQUEST : WRONG_USAGE;
+    }
+    return Run(line, signals);
+}
