@@ -2,8 +2,12 @@
 #include "module/ipmi/ipmi_client/ipmi_client.h"
 
 #include <algorithm>
+#include <chrono>
+#include <memory>
+#include <utility>
 
 #include "common/log/log.h"
+#include "module/ipmi/ipmi_client/interruption.h"
 #include "module/ipmi/ipmi_client/login.h"
 #include "module/ipmi/ipmi_client/outcome.h"
 #include "module/ipmi/ipmi_client/rmcp_session.h"
@@ -18,9 +22,10 @@ constexpr std::size_t kMostData = 200;
 constexpr std::uint8_t kNoCompletionCode = 0xFF;
 constexpr std::uint8_t kLastRequestNetFn = 0x3E;
 
-std::string Endpoint(const Credentials& credentials)
+std::string Target(const Credentials& credentials)
 {
-    const bool colons = credentials.address.find(':') != std::string::npos;
+    const bool colons =
+        credentials.address.find(':') != std::string::npos && credentials.address.front() != '[';
     const std::string host = colons ? "[" + credentials.address + "]" : credentials.address;
     return host + ":" + credentials.port;
 }
@@ -33,7 +38,8 @@ int Level(CONNECTIONSTATE state)
 
 }  // namespace
 
-struct IpmiClient::Session
+// Hidden, or it would be exported like the class around it.
+struct [[gnu::visibility("hidden")]] IpmiClient::Session
 {
     Session(const std::string& address, const std::string& userName, const std::string& password,
             const std::string& port, std::uint64_t cipherSuite)
@@ -42,7 +48,7 @@ struct IpmiClient::Session
     }
 
     Credentials credentials;
-    RmcpSession session;
+    std::unique_ptr<RmcpSession> session;
     std::size_t mostData = kMostData;
     std::string lastError;
 
@@ -56,22 +62,29 @@ void IpmiClient::Session::Report(const std::string& tried, const Outcome& outcom
 {
     lastError.clear();
     if (!outcome.Good()) {
-        lastError = tried + Endpoint(credentials) + ": " + outcome.text;
+        lastError = tried + Target(credentials) + ": " + outcome.text;
         Log(Level(outcome.state), __FILE__, __LINE__).Stream() << lastError;
     }
 }
 
 Outcome IpmiClient::Session::Open()
 {
-    session.Close();
+    session.reset();
     LoginSettings settings;
     Outcome outcome = PrepareLogin(credentials, settings);
-    return outcome.Good() ? session.Open(credentials, settings) : outcome;
+    if (outcome.Good()) {
+        session = std::make_unique<RmcpSession>(credentials, settings);
+        outcome = session->Open();
+    }
+    if (!outcome.Good()) {
+        session.reset();
+    }
+    return outcome;
 }
 
 Outcome IpmiClient::Session::Check(const IPMICOMMAND& request) const
 {
-    if (!session.IsOpen()) {
+    if (session == nullptr) {
         return {CONNECTION_FAILED, "no session is open; connect first"};
     }
     if (request.netFn > kLastRequestNetFn || request.netFn % 2 != 0) {
@@ -89,7 +102,13 @@ Outcome IpmiClient::Session::Check(const IPMICOMMAND& request) const
 Outcome IpmiClient::Session::Ask(const IPMICOMMAND& request, Answer& answer)
 {
     Outcome outcome = Check(request);
-    return outcome.Good() ? session.Ask(request, answer) : outcome;
+    if (outcome.Good()) {
+        outcome = session->Ask(request, answer);
+    }
+    if (Interruption::Raised()) {
+        session.reset();
+    }
+    return outcome;
 }
 
 IpmiClientInterface::~IpmiClientInterface() = default;
@@ -112,7 +131,7 @@ CONNECTIONSTATE IpmiClient::connect()
 
 void IpmiClient::disconnect()
 {
-    session_->session.Close();
+    session_->session.reset();
 }
 
 std::int32_t IpmiClient::send(const IPMICOMMAND& request, std::vector<std::uint8_t>& response,
@@ -129,6 +148,16 @@ std::int32_t IpmiClient::send(const IPMICOMMAND& request, std::vector<std::uint8
 void IpmiClient::setBlockLength(std::uint16_t length)
 {
     session_->mostData = length == 0 ? kMostData : std::min<std::size_t>(length, kMostData);
+}
+
+void IpmiClient::interruptAll()
+{
+    Interruption::Raise();
+}
+
+bool IpmiClient::waitUntilAllClosed(std::uint32_t milliseconds)
+{
+    return Interruption::WaitForNone(std::chrono::milliseconds(milliseconds));
 }
 
 std::string IpmiClient::lastError() const

@@ -82,6 +82,18 @@ public:
     /// or send() failed; empty when it did not. Never holds the password.
     std::string lastError() const;
 
+    /// Tells every client of this process that the program ends, for good: a connect() or send()
+    /// that waits, in whatever thread, closes its session on the module and fails at once, and so
+    /// does every later one. A session whose thread is not inside a call is closed by that thread,
+    /// with disconnect() or the destructor, which then do not wait for the module. May be called
+    /// from a signal handler; a child made by fork() shares the word with its parent.
+    static void interruptAll();
+
+    /// Waits until no client of this process holds a session, for at most so long. After
+    /// interruptAll() the program may end as soon as this is true.
+    /// @return whether all are closed.
+    static bool waitUntilAllClosed(std::uint32_t milliseconds);
+
 private:
     struct Session;
     // Shared only in type: this pointer alone lets a replacement of this library be compiled

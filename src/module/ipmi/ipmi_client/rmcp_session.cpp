@@ -1,93 +1,430 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "module/ipmi/ipmi_client/rmcp_session.h"
 
-#include <freeipmi/freeipmi.h>
+#include <algorithm>
+#include <string>
 
-#include <array>
+#include "module/ipmi/ipmi_client/rmcp_status.h"
 
 namespace Tulvo {
 namespace {
 
-struct Verdict
-{
-    int errnum;
-    CONNECTIONSTATE state;
-    const char* advice;
-};
+// The module looks the user up by name alone, not by name and privilege, as every common client
+// asks it to: a user's name is unique.
+constexpr std::uint8_t kLookUp = IPMI_NAME_ONLY_LOOKUP;
 
-constexpr std::array kVerdicts{
-    Verdict{IPMI_ERR_USERNAME_INVALID, CONNECTION_REFUSED, "check the user name"},
-    Verdict{IPMI_ERR_PASSWORD_INVALID, CONNECTION_REFUSED, "check the password"},
-    Verdict{IPMI_ERR_PRIVILEGE_LEVEL_INSUFFICIENT, CONNECTION_REFUSED, "ask for less privilege"},
-    Verdict{IPMI_ERR_PRIVILEGE_LEVEL_CANNOT_BE_OBTAINED, CONNECTION_REFUSED,
-            "ask for less privilege or use another user"},
-    Verdict{IPMI_ERR_CIPHER_SUITE_ID_UNAVAILABLE, CONNECTION_REFUSED, "use another cipher suite"},
-    Verdict{IPMI_ERR_IPMI_ERROR, CONNECTION_REFUSED, "use another cipher suite"},
-    Verdict{IPMI_ERR_PASSWORD_VERIFICATION_TIMEOUT, CONNECTION_TRY_AGAIN, "try again"},
-    Verdict{IPMI_ERR_CONNECTION_TIMEOUT, CONNECTION_TRY_AGAIN, "check address and port"},
-    Verdict{IPMI_ERR_SESSION_TIMEOUT, CONNECTION_TRY_AGAIN, "try again"},
-    Verdict{IPMI_ERR_BMC_BUSY, CONNECTION_TRY_AGAIN, "try again later"},
-};
+constexpr std::uint8_t kApplication = 0x06;
+constexpr std::uint8_t kSetSessionPrivilegeLevel = 0x3B;
+constexpr std::uint8_t kCloseSession = 0x3C;
 
-Outcome Failure(int errnum)
+// A module that answers at all answers this at once, so a longer wait would only delay the caller.
+constexpr int kCloseTries = 2;
+
+constexpr std::chrono::milliseconds kPatience{200};
+
+constexpr std::uint8_t kRequestNumbers = 64;
+
+// No other message has this tag, so that an answer to it is taken for nothing else.
+constexpr std::uint8_t kAbortTag = 0;
+
+/// The type of a log-in message's reply is the next one.
+constexpr std::uint8_t ReplyType(std::uint8_t type)
 {
-    for (const Verdict& verdict : kVerdicts) {
-        if (verdict.errnum == errnum) {
-            return {verdict.state, std::string(ipmi_ctx_strerror(errnum)) + "; " + verdict.advice};
-        }
+    return static_cast<std::uint8_t>(type + 1);
+}
+
+const fiid_field_t* LayoutOf(std::uint8_t type)
+{
+    switch (type) {
+        case IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_REQUEST:
+            return tmpl_rmcpplus_open_session_request;
+        case IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_RESPONSE:
+            return tmpl_rmcpplus_open_session_response;
+        case IPMI_PAYLOAD_TYPE_RAKP_MESSAGE_1:
+            return tmpl_rmcpplus_rakp_message_1;
+        case IPMI_PAYLOAD_TYPE_RAKP_MESSAGE_2:
+            return tmpl_rmcpplus_rakp_message_2;
+        case IPMI_PAYLOAD_TYPE_RAKP_MESSAGE_3:
+            return tmpl_rmcpplus_rakp_message_3;
+        default:
+            return tmpl_rmcpplus_rakp_message_4;
     }
-    return {CONNECTION_FAILED,
-            std::string(ipmi_ctx_strerror(errnum)) + "; check the address and the network"};
+}
+
+Outcome LocalFault(const char* step)
+{
+    return {CONNECTION_FAILED, std::string(step) + " failed on this host; report this"};
+}
+
+Outcome NoAnswer(std::chrono::milliseconds limit)
+{
+    return {CONNECTION_TRY_AGAIN, "no answer within " + std::to_string(limit.count()) +
+                                      " ms; check that the address is the module's and that it is "
+                                      "up, or raise IPMI_SESSION_TIMEOUT_MS"};
+}
+
+Outcome Interrupted()
+{
+    return {CONNECTION_FAILED, "interrupted; the program is ending"};
+}
+
+bool LibraryIsReady()
+{
+    static const bool ready = ipmi_rmcpplus_init() == 0;
+    return ready;
+}
+
+template <class Value>
+void Randomize(Value& value)
+{
+    ipmi_get_random(&value, sizeof value);
+}
+
+/// The module knows its session by this id; 0 is none.
+std::uint32_t RandomId()
+{
+    std::uint32_t id = 0;
+    while (id == 0) {
+        Randomize(id);
+    }
+    return id;
+}
+
+/// Completion codes of a module that cannot answer now: node busy, timeout, out of space, being
+/// updated, being initialised.
+bool IsBusy(std::uint8_t completionCode)
+{
+    constexpr std::array<std::uint8_t, 5> kBusy{0xC0, 0xC3, 0xC4, 0xD1, 0xD2};
+    return std::find(kBusy.begin(), kBusy.end(), completionCode) != kBusy.end();
+}
+
+/// Whether the module repeats what it was asked for.
+bool Agrees(const FiidObject& reply, const Algorithms& algorithms)
+{
+    return reply.Number("authentication_payload.authentication_algorithm") ==
+               algorithms.authentication &&
+           reply.Number("integrity_payload.integrity_algorithm") == algorithms.integrity &&
+           reply.Number("confidentiality_payload.confidentiality_algorithm") ==
+               algorithms.confidentiality;
+}
+
+template <std::size_t Size>
+void CopyField(const FiidObject& message, const char* field, std::array<std::uint8_t, Size>& to)
+{
+    const std::vector<std::uint8_t> bytes = message.Bytes(field);
+    std::copy_n(bytes.begin(), std::min(bytes.size(), Size), to.begin());
 }
 
 }  // namespace
 
-Outcome RmcpSession::Open(const Credentials& credentials, const LoginSettings& settings)
+RmcpSession::RmcpSession(const Credentials& credentials, const LoginSettings& settings)
+    : credentials_(credentials), settings_(settings)
 {
-    const std::string host = credentials.address.find(':') == std::string::npos
-                                 ? credentials.address
-                                 : "[" + credentials.address + "]";
-    const std::string endpoint = host + ":" + std::to_string(settings.port);
-    Secret<kLongestPassword + 1> password(
-        std::string_view(credentials.password.Data(), credentials.password.Size()));
-    context_ = ipmi_ctx_create();
-    const int result = ipmi_ctx_open_outofband_2_0(
-        context_, endpoint.c_str(), credentials.userName.c_str(), password.Data(), nullptr, 0,
-        settings.privilege, settings.cipherSuite,
-        static_cast<unsigned>(settings.sessionTimeout.count()),
-        static_cast<unsigned>(settings.retransmissionTimeout.count()),
-        IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE, IPMI_FLAGS_DEFAULT);
-    if (result == 0) {
-        return {};
-    }
-    const Outcome failure = Failure(ipmi_ctx_errnum(context_));
+}
+
+RmcpSession::~RmcpSession()
+{
     Close();
-    return failure;
+}
+
+Outcome RmcpSession::Open()
+{
+    Outcome outcome = Prepare();
+    std::vector<Endpoint> endpoints;
+    if (outcome.Good()) {
+        outcome =
+            LookUpHost(credentials_.address, settings_.port, settings_.sessionTimeout, endpoints);
+    }
+    if (outcome.Good()) {
+        outcome = OpenAnyOf(endpoints);
+    }
+    for (const auto step :
+         {&RmcpSession::ExchangeRandomNumbers, &RmcpSession::Prove, &RmcpSession::RaisePrivilege}) {
+        if (outcome.Good()) {
+            outcome = (this->*step)();
+        }
+    }
+    return outcome;
+}
+
+Outcome RmcpSession::Prepare()
+{
+    if (Interruption::Raised()) {
+        return Interrupted();
+    }
+    Algorithms& algorithms = state_.algorithms;
+    const bool known =
+        LibraryIsReady() &&
+        ipmi_cipher_suite_id_to_algorithms(settings_.cipherSuite, &algorithms.authentication,
+                                           &algorithms.integrity, &algorithms.confidentiality) == 0;
+    return known ? Outcome{} : LocalFault("preparing the cipher suite's algorithms");
+}
+
+// A name may stand for addresses of which the module listens on one; the wait is shared among them.
+Outcome RmcpSession::OpenAnyOf(const std::vector<Endpoint>& endpoints)
+{
+    const auto limit = settings_.sessionTimeout / static_cast<int>(endpoints.size());
+    Outcome outcome;
+    for (const Endpoint& endpoint : endpoints) {
+        outcome = link_.Open(endpoint);
+        if (outcome.Good()) {
+            outcome = Negotiate(limit);
+        }
+        if (outcome.Good() || outcome.state == CONNECTION_REFUSED) {
+            return outcome;
+        }
+    }
+    return outcome;
+}
+
+Outcome RmcpSession::Negotiate(std::chrono::milliseconds limit)
+{
+    constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_REQUEST;
+    state_.consoleId = RandomId();
+    const FiidObject request(LayoutOf(kType));
+    const FiidObject reply(LayoutOf(ReplyType(kType)));
+    fill_rmcpplus_open_session(++tag_, settings_.privilege, state_.consoleId,
+                               state_.algorithms.authentication, state_.algorithms.integrity,
+                               state_.algorithms.confidentiality, request.Get());
+    const Outcome outcome = ExchangeLogin(kType, request, reply, limit);
+    if (Interruption::Raised()) {
+        ForgetLate();
+    }
+    if (!outcome.Good()) {
+        return outcome;
+    }
+    state_.moduleId = static_cast<std::uint32_t>(reply.Number("managed_system_session_id"));
+    stage_ = Stage::kHalfOpen;
+    return OutcomeOfStatus(Agrees(reply, state_.algorithms) ? 0 : kNoCipherSuiteMatch, settings_);
+}
+
+Outcome RmcpSession::ExchangeRandomNumbers()
+{
+    constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RAKP_MESSAGE_1;
+    Randomize(consoleRandom_);
+    const FiidObject request(LayoutOf(kType));
+    const FiidObject reply(LayoutOf(ReplyType(kType)));
+    fill_rmcpplus_rakp_message_1(++tag_, state_.moduleId, consoleRandom_.data(), kRandomSize,
+                                 settings_.privilege, kLookUp, credentials_.userName.c_str(),
+                                 static_cast<unsigned>(credentials_.userName.size()),
+                                 request.Get());
+    const Outcome outcome = ExchangeLogin(kType, request, reply, settings_.sessionTimeout);
+    return outcome.Good() ? CheckModule(reply) : outcome;
+}
+
+// The module proves first that it knows the password, so a wrong one shows here. An empty password
+// and one that is padded with zeros make the same key, so the whole buffer is given.
+Outcome RmcpSession::CheckModule(const FiidObject& reply)
+{
+    CopyField(reply, "managed_system_random_number", moduleRandom_);
+    CopyField(reply, "managed_system_guid", moduleGuid_);
+    const int proven = ipmi_rmcpplus_check_rakp_2_key_exchange_authentication_code(
+        state_.algorithms.authentication, credentials_.password.Data(), Password::kCapacity,
+        state_.consoleId, state_.moduleId, consoleRandom_.data(), kRandomSize, moduleRandom_.data(),
+        kRandomSize, moduleGuid_.data(), kRandomSize, kLookUp, settings_.privilege,
+        credentials_.userName.c_str(), static_cast<unsigned>(credentials_.userName.size()),
+        reply.Get());
+    return OutcomeOfStatus(proven == 1 ? 0 : kInvalidIntegrityCheckValue, settings_);
+}
+
+Outcome RmcpSession::Prove()
+{
+    constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RAKP_MESSAGE_3;
+    std::array<std::uint8_t, Key::kCapacity> proof{};
+    const int length = ipmi_calculate_rakp_3_key_exchange_authentication_code(
+        state_.algorithms.authentication, credentials_.password.Data(), Password::kCapacity,
+        moduleRandom_.data(), kRandomSize, state_.consoleId, kLookUp, settings_.privilege,
+        credentials_.userName.c_str(), static_cast<unsigned>(credentials_.userName.size()),
+        proof.data(), proof.size());
+    if (length <= 0 || !DeriveKeys().Good()) {
+        return LocalFault("computing the session's keys");
+    }
+    const FiidObject request(LayoutOf(kType));
+    const FiidObject reply(LayoutOf(ReplyType(kType)));
+    fill_rmcpplus_rakp_message_3(++tag_, 0, state_.moduleId, proof.data(),
+                                 static_cast<unsigned>(length), request.Get());
+    stage_ = Stage::kProving;
+    const Outcome outcome = ExchangeLogin(kType, request, reply, settings_.sessionTimeout);
+    if (!outcome.Good()) {
+        return outcome;
+    }
+    const int proven = ipmi_rmcpplus_check_rakp_4_integrity_check_value(
+        state_.algorithms.authentication, state_.sessionKey.Data(), state_.sessionKey.Size(),
+        consoleRandom_.data(), kRandomSize, state_.moduleId, moduleGuid_.data(), kRandomSize,
+        reply.Get());
+    if (proven != 1) {
+        return OutcomeOfStatus(kInvalidIntegrityCheckValue, settings_);
+    }
+    stage_ = Stage::kOpen;
+    return {};
+}
+
+Outcome RmcpSession::DeriveKeys()
+{
+    struct Part
+    {
+        Key& key;
+        void* data = key.Data();
+        unsigned size = Key::kCapacity;
+    };
+    Part session{state_.sessionKey};
+    Part integrity{state_.integrityKey};
+    Part confidentiality{state_.confidentialityKey};
+    const int result = ipmi_calculate_rmcpplus_session_keys(
+        state_.algorithms.authentication, state_.algorithms.integrity,
+        state_.algorithms.confidentiality, credentials_.password.Data(), Password::kCapacity,
+        nullptr, 0, consoleRandom_.data(), kRandomSize, moduleRandom_.data(), kRandomSize, kLookUp,
+        settings_.privilege, credentials_.userName.c_str(),
+        static_cast<unsigned>(credentials_.userName.size()), &session.data, &session.size,
+        &integrity.data, &integrity.size, &confidentiality.data, &confidentiality.size);
+    for (const Part* part : {&session, &integrity, &confidentiality}) {
+        part->key.Resize(std::min<std::size_t>(part->size, Key::kCapacity));
+    }
+    return result == 0 ? Outcome{} : LocalFault("computing the session's keys");
+}
+
+// A session starts with little privilege whatever was asked for in the log-in. The module answers
+// with the level that it granted.
+Outcome RmcpSession::RaisePrivilege()
+{
+    Answer answer;
+    const Outcome outcome =
+        Ask({kSetSessionPrivilegeLevel, {settings_.privilege}, kApplication}, answer);
+    if (!outcome.Good()) {
+        return outcome;
+    }
+    if (IsBusy(answer.completionCode)) {
+        return {CONNECTION_TRY_AGAIN, "the module is busy; try again"};
+    }
+    const bool granted = answer.completionCode == 0 && !answer.data.empty() &&
+                         (answer.data[0] & 0x0FU) == settings_.privilege;
+    return granted ? Outcome{} : PrivilegeRefused(settings_);
 }
 
 Outcome RmcpSession::Ask(const IPMICOMMAND& request, Answer& answer)
 {
-    std::vector<std::uint8_t> out{request.cmd};
-    out.insert(out.end(), request.data.begin(), request.data.end());
-    std::array<std::uint8_t, 1024> in{};
-    const int length =
-        ipmi_cmd_raw(context_, 0, request.netFn, out.data(), static_cast<unsigned>(out.size()),
-                     in.data(), static_cast<unsigned>(in.size()));
-    if (length < 2) {
-        return Failure(ipmi_ctx_errnum(context_));
+    return AskWithin(settings_.sessionTimeout, request, answer);
+}
+
+Outcome RmcpSession::AskWithin(std::chrono::milliseconds limit, const IPMICOMMAND& request,
+                               Answer& answer)
+{
+    requestNumber_ = static_cast<std::uint8_t>((requestNumber_ + 1) % kRequestNumbers);
+    // A request that is sent again keeps its number, so that a slow module's answer to the first
+    // is taken; the sequence number of the packet is a new one.
+    const Outcome outcome = Exchange(
+        limit, [&] { return PackRequest(state_, request, requestNumber_); },
+        [&](const Packet& packet) {
+            std::optional<Answer> came = UnpackAnswer(state_, packet, request, requestNumber_);
+            if (came) {
+                answer = std::move(*came);
+            }
+            return came.has_value();
+        });
+    answers_ = outcome.Good();
+    return outcome;
+}
+
+Outcome RmcpSession::ExchangeLogin(std::uint8_t type, const FiidObject& request,
+                                   const FiidObject& reply, std::chrono::milliseconds limit)
+{
+    const Packet packet = PackLogin(type, request);
+    const Outcome outcome = Exchange(
+        limit, [&] { return packet; },
+        [&](const Packet& came) {
+            return UnpackLogin(came, ReplyType(type), reply) &&
+                   ipmi_rmcpplus_check_message_tag(reply.Get(), tag_) == 1;
+        });
+    if (!outcome.Good()) {
+        return outcome;
     }
-    answer.completionCode = in[1];
-    answer.data.assign(in.begin() + 2, in.begin() + length);
-    return {};
+    const auto status = static_cast<std::uint8_t>(reply.Number("rmcpplus_status_code"));
+    return OutcomeOfStatus(status, settings_);
+}
+
+template <class Pack, class Take>
+Outcome RmcpSession::Exchange(std::chrono::milliseconds limit, Pack pack, Take take)
+{
+    const Clock::time_point deadline = Clock::now() + limit;
+    do {
+        link_.Send(pack());
+        const auto resend = std::min(deadline, Clock::now() + settings_.retransmissionTimeout);
+        Packet packet;
+        Reception reception = link_.Receive(resend, packet);
+        while (reception == Reception::kPacket) {
+            if (take(packet)) {
+                return {};
+            }
+            ForgetDuplicate(packet);
+            reception = link_.Receive(resend, packet);
+        }
+        if (reception == Reception::kInterrupted) {
+            return Interrupted();
+        }
+        if (reception == Reception::kFailed) {
+            return link_.Failure();
+        }
+    } while (Clock::now() < deadline);
+    return NoAnswer(limit);
+}
+
+// A module that answers slowly may have opened a session for each copy of the request.
+void RmcpSession::ForgetDuplicate(const Packet& packet)
+{
+    constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_RESPONSE;
+    const FiidObject reply(LayoutOf(kType));
+    if (UnpackLogin(packet, kType, reply) && reply.Number("rmcpplus_status_code") == 0 &&
+        reply.Number("remote_console_session_id") == state_.consoleId &&
+        reply.Number("managed_system_session_id") != state_.moduleId) {
+        Abort(static_cast<std::uint32_t>(reply.Number("managed_system_session_id")));
+    }
+}
+
+// The request for a session is on its way and its answer may be, too: a moment's patience spares
+// the module a half-open session.
+void RmcpSession::ForgetLate()
+{
+    Packet packet;
+    if (link_.Receive(Clock::now() + kPatience, packet, UdpLink::OnInterruption::kGoOn) ==
+        Reception::kPacket) {
+        ForgetDuplicate(packet);
+    }
+}
+
+// The third message of the log-in with a failure in it makes the module drop a half-open session.
+// It need not answer, and nothing depends on its answer.
+void RmcpSession::Abort(std::uint32_t moduleId)
+{
+    constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RAKP_MESSAGE_3;
+    const FiidObject message(LayoutOf(kType));
+    fill_rmcpplus_rakp_message_3(kAbortTag, kInvalidIntegrityCheckValue, moduleId, nullptr, 0,
+                                 message.Get());
+    link_.Send(PackLogin(kType, message));
 }
 
 void RmcpSession::Close()
 {
-    if (context_ != nullptr) {
-        ipmi_ctx_close(context_);
-        ipmi_ctx_destroy(context_);
-        context_ = nullptr;
+    if (stage_ == Stage::kHalfOpen || stage_ == Stage::kProving) {
+        Abort(state_.moduleId);
     }
+    // While proving, the module may have come further than this side has heard.
+    if (stage_ == Stage::kProving || stage_ == Stage::kOpen) {
+        CloseKeyed();
+    }
+    stage_ = Stage::kNothing;
+}
+
+// A module that left the last request unanswered is told, but not waited for.
+void RmcpSession::CloseKeyed()
+{
+    IPMICOMMAND request{kCloseSession, {}, kApplication};
+    for (unsigned shift = 0; shift < 32; shift += 8) {
+        request.data.push_back(static_cast<std::uint8_t>(state_.moduleId >> shift));
+    }
+    const auto limit = answers_ ? kCloseTries * settings_.retransmissionTimeout
+                                : std::chrono::milliseconds::zero();
+    Answer answer;
+    AskWithin(limit, request, answer);
 }
 
 }  // namespace Tulvo

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "module/ipmi/ipmi_client/host_lookup.h"
+
+#include <netdb.h>
+
+#include <cstring>
+#include <future>
+#include <memory>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace Tulvo {
+namespace {
+
+// A name with many addresses would share the wait among too many of them.
+constexpr std::size_t kMostEndpoints = 4;
+
+struct Found
+{
+    int error = 0;
+    std::vector<Endpoint> endpoints;
+};
+
+std::vector<Endpoint> Copy(const addrinfo* list)
+{
+    std::vector<Endpoint> endpoints;
+    for (; list != nullptr && endpoints.size() < kMostEndpoints; list = list->ai_next) {
+        Endpoint endpoint;
+        std::memcpy(&endpoint.address, list->ai_addr, list->ai_addrlen);
+        endpoint.length = list->ai_addrlen;
+        endpoints.push_back(endpoint);
+    }
+    return endpoints;
+}
+
+Found Ask(const std::string& host, std::uint16_t port, int flags)
+{
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_DGRAM;
+    hints.ai_flags = flags | AI_NUMERICSERV;
+    addrinfo* list = nullptr;
+    Found found;
+    found.error = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &list);
+    if (found.error == 0) {
+        found.endpoints = Copy(list);
+        freeaddrinfo(list);
+    }
+    return found;
+}
+
+// A resolver may take half a minute to give up and cannot be told to stop, so the wait for it ends
+// here and its thread is left to end alone; it owns all that it touches.
+Found AskWithin(std::chrono::milliseconds limit, const std::string& host, std::uint16_t port)
+{
+    std::promise<Found> promise;
+    std::future<Found> future = promise.get_future();
+    try {
+        std::thread([host, port, promise = std::move(promise)]() mutable {
+            promise.set_value(Ask(host, port, AI_ADDRCONFIG));
+        }).detach();
+    } catch (const std::system_error&) {
+        return {EAI_AGAIN, {}};
+    }
+    return future.wait_for(limit) == std::future_status::ready ? future.get()
+                                                               : Found{EAI_AGAIN, {}};
+}
+
+std::string WithoutBrackets(const std::string& host)
+{
+    const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
+    return bracketed ? host.substr(1, host.size() - 2) : host;
+}
+
+}  // namespace
+
+Outcome LookUpHost(const std::string& host, std::uint16_t port, std::chrono::milliseconds limit,
+                   std::vector<Endpoint>& endpoints)
+{
+    const std::string name = WithoutBrackets(host);
+    Found found = Ask(name, port, AI_NUMERICHOST);
+    if (found.error != 0) {
+        found = AskWithin(limit, name, port);
+    }
+    if (found.error != 0) {
+        return {CONNECTION_FAILED, "the address cannot be resolved (" +
+                                       std::string(gai_strerror(found.error)) +
+                                       "); check its spelling and the name service"};
+    }
+    endpoints = std::move(found.endpoints);
+    return {};
+}
+
+}  // namespace Tulvo

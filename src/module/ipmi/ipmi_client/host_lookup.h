@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+/// @file
+/// From a host's name to addresses, in bounded time.
+#ifndef MODULE_IPMI_IPMI_CLIENT_HOST_LOOKUP_H
+#define MODULE_IPMI_IPMI_CLIENT_HOST_LOOKUP_H
+
+#include <sys/socket.h>
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "module/ipmi/ipmi_client/outcome.h"
+
+namespace Tulvo {
+
+/// An address and port to send to.
+struct Endpoint
+{
+    sockaddr_storage address{};
+    socklen_t length = 0;
+};
+
+/// Finds the addresses of `host`: an IPv4 or IPv6 address (with or without brackets), or a name.
+Outcome LookUpHost(const std::string& host, std::uint16_t port, std::chrono::milliseconds limit,
+                   std::vector<Endpoint>& endpoints);
+
+}  // namespace Tulvo
+
+#endif

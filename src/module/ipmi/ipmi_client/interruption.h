@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+/// @file
+/// The one thing that all clients of a process share: the word that everything is over, and the
+/// number of sessions that are still to be closed then.
+#ifndef MODULE_IPMI_IPMI_CLIENT_INTERRUPTION_H
+#define MODULE_IPMI_IPMI_CLIENT_INTERRUPTION_H
+
+#include <chrono>
+
+namespace Tulvo::Interruption {
+
+/// A descriptor that is readable, for ever, once Raise() was called; wait on it beside the socket.
+/// -1, which poll() leaves out, when the process has no descriptor to spare.
+int Descriptor();
+
+/// May be called from a signal handler.
+void Raise();
+bool Raised();
+
+/// Counts the sessions that this process may hold on modules, half-open ones included.
+class OpenSession
+{
+public:
+    OpenSession();
+    OpenSession(const OpenSession&) = delete;
+    OpenSession& operator=(const OpenSession&) = delete;
+    ~OpenSession();
+};
+
+/// Waits until no session is counted. False when that takes longer than `limit`.
+bool WaitForNone(std::chrono::milliseconds limit);
+
+}  // namespace Tulvo::Interruption
+
+#endif

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+/// @file
+/// Datagrams to and from one endpoint, with a bound on every wait.
+#ifndef MODULE_IPMI_IPMI_CLIENT_UDP_LINK_H
+#define MODULE_IPMI_IPMI_CLIENT_UDP_LINK_H
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "module/ipmi/ipmi_client/host_lookup.h"
+#include "module/ipmi/ipmi_client/outcome.h"
+
+namespace Tulvo {
+
+using Clock = std::chrono::steady_clock;
+using Packet = std::vector<std::uint8_t>;
+
+/// How a wait for a datagram ended.
+enum class Reception
+{
+    kPacket,
+    kSilence,      ///< The time is up.
+    kInterrupted,  ///< The process wants to end.
+    kFailed,       ///< The network said why: see UdpLink::Failure().
+};
+
+/// A socket of its own per session, connected, so that the kernel drops what others send and
+/// nothing of an earlier session can arrive.
+class UdpLink
+{
+public:
+    UdpLink() = default;
+    UdpLink(const UdpLink&) = delete;
+    UdpLink& operator=(const UdpLink&) = delete;
+    ~UdpLink() { Close(); }
+
+    enum class OnInterruption
+    {
+        kReturn,
+        kGoOn,
+    };
+
+    Outcome Open(const Endpoint& endpoint);
+    void Close();
+
+    /// A datagram that cannot be sent now is like one lost on the way: the caller sends it again.
+    void Send(const Packet& packet) const;
+    Reception Receive(Clock::time_point deadline, Packet& packet,
+                      OnInterruption onInterruption = OnInterruption::kReturn);
+    /// What the network said, after Reception::kFailed.
+    Outcome Failure() const;
+
+private:
+    Reception Read(Packet& packet);
+
+    // Twice what an Ethernet frame carries; a longer datagram is no answer of a module.
+    std::array<std::uint8_t, 3000> buffer_{};
+    int socket_ = -1;
+    int error_ = 0;
+};
+
+}  // namespace Tulvo
+
+#endif

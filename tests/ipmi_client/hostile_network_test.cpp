@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the client makes of a network that loses, repeats and delays packets, and of somebody on the
+// way who changes them.
+#include <atomic>
+#include <chrono>
+
+#include "tests/fakes/fake_log.h"
+#include "tests/ipmi_client/meddling_relay.h"
+#include "tests/ipmi_client/server_test.h"
+
+namespace Tulvo {
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr PayloadType kReplies[] = {kOpenSessionResponse, kRakp2, kRakp4, kSealedIpmi};
+
+/// Changes the packets that carry `type`; passes the others on.
+MeddlingRelay::Meddler Change(PayloadType type, const std::function<void(Datagram&)>& change)
+{
+    return [=](Datagram datagram) -> std::vector<Datagram> {
+        if (Carries(datagram, type)) {
+            change(datagram);
+        }
+        return {datagram};
+    };
+}
+
+class HostileNetworkTest : public ServerTest
+{
+protected:
+    // An answer that the client must not take ends in a wait, which nothing here depends on.
+    void WaitShortly()
+    {
+        config.values = {{"IPMI_SESSION_TIMEOUT_MS", 60}, {"IPMI_RETRANSMISSION_TIMEOUT_MS", 30}};
+    }
+};
+
+struct StatusCase
+{
+    PayloadType reply;
+    std::uint8_t status;
+    CONNECTIONSTATE state;
+    std::string said;
+};
+
+TEST_F(HostileNetworkTest, EachStatusHasItsMeaning)
+{
+    const std::vector<StatusCase> cases{
+        {kOpenSessionResponse, 0x01, CONNECTION_TRY_AGAIN, "no session free"},
+        {kOpenSessionResponse, 0x04, CONNECTION_REFUSED, "cipher suite 3"},
+        {kOpenSessionResponse, 0x05, CONNECTION_REFUSED, "cipher suite 3"},
+        {kOpenSessionResponse, 0x06, CONNECTION_REFUSED, "cipher suite 3"},
+        {kOpenSessionResponse, 0x07, CONNECTION_REFUSED, "cipher suite 3"},
+        {kOpenSessionResponse, 0x09, CONNECTION_REFUSED, "privilege administrator"},
+        {kOpenSessionResponse, 0x0B, CONNECTION_TRY_AGAIN, "no session free"},
+        {kOpenSessionResponse, 0x10, CONNECTION_REFUSED, "cipher suite 3"},
+        {kOpenSessionResponse, 0x11, CONNECTION_REFUSED, "cipher suite 3"},
+        {kOpenSessionResponse, 0x12, CONNECTION_FAILED, "status 18"},
+        {kOpenSessionResponse, 0xFF, CONNECTION_FAILED, "status 255"},
+        {kRakp2, 0x01, CONNECTION_TRY_AGAIN, "no session free"},
+        {kRakp2, 0x02, CONNECTION_TRY_AGAIN, "forgot the log-in"},
+        {kRakp2, 0x08, CONNECTION_TRY_AGAIN, "forgot the log-in"},
+        {kRakp2, 0x09, CONNECTION_REFUSED, "privilege administrator"},
+        {kRakp2, 0x0A, CONNECTION_REFUSED, "privilege administrator"},
+        {kRakp2, 0x0C, CONNECTION_REFUSED, "user name"},
+        {kRakp2, 0x0D, CONNECTION_REFUSED, "user name"},
+        {kRakp4, 0x0F, CONNECTION_REFUSED, "password is wrong"},
+    };
+    for (const StatusCase& c : cases) {
+        SCOPED_TRACE(std::to_string(c.reply) + ": " + std::to_string(c.status));
+        const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
+                                  Change(c.reply, [&](Datagram& d) { d[kStatus] = c.status; }));
+        const auto client = ClientAt(relay.Port());
+        EXPECT_EQ(client->connect(), c.state);
+        EXPECT_THAT(client->lastError(), HasSubstr(c.said));
+    }
+}
+
+TEST_F(HostileNetworkTest, AUserWithTooLittlePrivilegeIsRefusedAndLeavesNoSession)
+{
+    // The server looks at a user's privilege only when it is asked to look the user up by it.
+    constexpr std::size_t kLookUpAndRole = 40;
+    constexpr std::uint8_t kByNameAlone = 0x10;
+    const MeddlingRelay relay(
+        server.Port(), Change(kRakp1, [](Datagram& d) { d[kLookUpAndRole] ^= kByNameAlone; }));
+    for (std::size_t i = 0; i < 2 * kServerSessions; ++i) {
+        const auto client = ClientAt(relay.Port(), kOperator, kPassword);
+        ASSERT_EQ(client->connect(), CONNECTION_REFUSED) << client->lastError();
+        ASSERT_THAT(client->lastError(), HasSubstr("privilege"));
+    }
+    EXPECT_EQ(FreeSessions(), kServerSessions);
+}
+
+TEST_F(HostileNetworkTest, EveryShorterReplyIsDroppedWithoutHarm)
+{
+    WaitShortly();
+    for (const PayloadType reply : kReplies) {
+        std::size_t longest = 0;
+        {
+            const MeddlingRelay measure(
+                server.Port(), MeddlingRelay::PassOn,
+                Change(reply, [&](Datagram& d) { longest = std::max(longest, d.size()); }));
+            const auto client = ClientAt(measure.Port());
+            ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
+            client->disconnect();
+        }
+        ASSERT_GT(longest, kStatus);
+        // The last three bytes of the first reply are reserved, and no loss.
+        const std::size_t end = reply == kOpenSessionResponse ? longest - 3 : longest;
+        for (std::size_t length = 0; length < end; length += 3) {
+            const MeddlingRelay relay(
+                server.Port(), MeddlingRelay::PassOn,
+                Change(reply, [=](Datagram& d) { d.resize(std::min(d.size(), length)); }));
+            const auto client = ClientAt(relay.Port());
+            EXPECT_NE(client->connect(), CONNECTION_CONNECTED) << int{reply} << " " << length;
+        }
+    }
+}
+
+TEST_F(HostileNetworkTest, ALogInWithAnyChangedReplyFails)
+{
+    WaitShortly();
+    // The last byte of each of these belongs to a code that the password or a key vouches for.
+    for (const PayloadType reply : {kRakp2, kRakp4, kSealedIpmi}) {
+        const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
+                                  Change(reply, [](Datagram& d) { d.back() ^= 1; }));
+        EXPECT_NE(ClientAt(relay.Port())->connect(), CONNECTION_CONNECTED) << int{reply};
+    }
+    EXPECT_EQ(FreeSessions(), kServerSessions);
+}
+
+TEST_F(HostileNetworkTest, AnAnswerInPlainTextIsNotTaken)
+{
+    WaitShortly();
+    const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
+                              Change(kSealedIpmi, [](Datagram& d) { d[kPayloadType] = 0; }));
+    EXPECT_EQ(ClientAt(relay.Port())->connect(), CONNECTION_TRY_AGAIN);
+}
+
+TEST_F(HostileNetworkTest, JunkBeforeEveryReplyIsSkipped)
+{
+    const MeddlingRelay relay(
+        server.Port(), MeddlingRelay::PassOn, [](const Datagram& d) -> std::vector<Datagram> {
+            return {Datagram{},           Datagram(1, 0x06),    Datagram(16, 0xFF),
+                    Datagram(60000, 'x'), Datagram(1400, 0x06), d};
+        });
+    const auto client = ClientAt(relay.Port());
+    ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
+    EXPECT_TRUE(Serves(*client));
+}
+
+TEST_F(HostileNetworkTest, AnEndlessFloodOfJunkEndsAtTheTimeLimit)
+{
+    WaitShortly();
+    const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn, [](const Datagram&) {
+        return std::vector<Datagram>(500, Datagram(100, 0x06));
+    });
+    EXPECT_EQ(ClientAt(relay.Port())->connect(), CONNECTION_TRY_AGAIN);
+}
+
+TEST_F(HostileNetworkTest, ARepeatedReplyIsTakenOnce)
+{
+    const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn, [](const Datagram& d) {
+        return std::vector<Datagram>{d, d, d};
+    });
+    const auto client = ClientAt(relay.Port());
+    ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
+    for (int i = 0; i < 5; ++i) {
+        const Reply deviceId = Send(*client);
+        EXPECT_EQ(deviceId.data.size(), 15U);
+        const Reply unknown = Send(*client, {0xA8, {}, 0x32});
+        EXPECT_EQ(unknown.completionCode, 0xC1);
+    }
+}
+
+TEST_F(HostileNetworkTest, AnOldReplyIsNotTakenForANewOne)
+{
+    // Requests are numbered modulo 64: before every reply comes the one to the request that had the
+    // same number last.
+    std::vector<Datagram> replies;
+    const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
+                              [&](const Datagram& d) -> std::vector<Datagram> {
+                                  if (!Carries(d, kSealedIpmi)) {
+                                      return {d};
+                                  }
+                                  replies.push_back(d);
+                                  const bool wrapped = replies.size() > 64;
+                                  return {wrapped ? replies[replies.size() - 65] : Datagram{}, d};
+                              });
+    const auto client = ClientAt(relay.Port());
+    ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
+    for (int i = 0; i < 200; ++i) {
+        // The module repeats the privilege level, which differs from that of 64 requests ago.
+        const auto level = static_cast<std::uint8_t>(2 + i % 3);
+        EXPECT_EQ(Send(*client, {0x3B, {level}, 0x06}).data, std::vector<std::uint8_t>{level});
+    }
+}
+
+TEST_F(HostileNetworkTest, LostPacketsAreSentAgain)
+{
+    config.values = {{"IPMI_SESSION_TIMEOUT_MS", 5000}, {"IPMI_RETRANSMISSION_TIMEOUT_MS", 20}};
+    std::atomic<int> count{0};
+    const auto loseTwoOfThree = [&](const Datagram& d) {
+        return std::vector<Datagram>(++count % 3 == 0 ? 1 : 0, d);
+    };
+    {
+        const MeddlingRelay relay(server.Port(), loseTwoOfThree);
+        const auto client = ClientAt(relay.Port());
+        ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
+        EXPECT_TRUE(Serves(*client));
+    }
+}
+
+TEST_F(HostileNetworkTest, LostRepliesLeaveNoSecondSession)
+{
+    config.values = {{"IPMI_SESSION_TIMEOUT_MS", 5000}, {"IPMI_RETRANSMISSION_TIMEOUT_MS", 20}};
+    // Holds back the first reply to an open-session request, which makes the client ask again and
+    // the server open two sessions; then hands over both.
+    Datagram held;
+    const auto holdFirst = [&](const Datagram& d) -> std::vector<Datagram> {
+        if (!Carries(d, kOpenSessionResponse)) {
+            return {d};
+        }
+        if (held.empty()) {
+            held = d;
+            return {};
+        }
+        return {d, held};
+    };
+    for (std::size_t i = 0; i < kServerSessions; ++i) {
+        held.clear();
+        const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn, holdFirst);
+        const auto client = ClientAt(relay.Port());
+        ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
+    }
+    config.values["IPMI_RETRANSMISSION_TIMEOUT_MS"] = 500;
+    EXPECT_EQ(FreeSessions(), kServerSessions);
+}
+
+TEST_F(HostileNetworkTest, AModuleThatFallsSilentHalfWayKeepsNoSession)
+{
+    WaitShortly();
+    for (const PayloadType silent : {kRakp2, kRakp4, kSealedIpmi}) {
+        const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
+                                  [=](const Datagram& d) -> std::vector<Datagram> {
+                                      return std::vector<Datagram>(Carries(d, silent) ? 0 : 1, d);
+                                  });
+        for (int i = 0; i < 30; ++i) {
+            const auto client = ClientAt(relay.Port());
+            ASSERT_EQ(client->connect(), CONNECTION_TRY_AGAIN) << client->lastError();
+            ASSERT_THAT(client->lastError(), HasSubstr("no answer within 60 ms"));
+        }
+    }
+    config.values = {};
+    EXPECT_EQ(FreeSessions(), kServerSessions);
+}
+
+}  // namespace
+}  // namespace Tulvo

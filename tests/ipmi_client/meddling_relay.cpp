@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/ipmi_client/meddling_relay.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <utility>
+
+namespace Tulvo {
+namespace {
+
+sockaddr_in Loopback(std::uint16_t port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    return address;
+}
+
+const sockaddr* Generic(const sockaddr_in& address)
+{
+    return reinterpret_cast<const sockaddr*>(&address);
+}
+
+std::uint16_t BindToFreePort(int socket)
+{
+    sockaddr_in address = Loopback(0);
+    socklen_t length = sizeof address;
+    bind(socket, Generic(address), length);
+    getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin_port);
+}
+
+}  // namespace
+
+MeddlingRelay::MeddlingRelay(std::uint16_t serverPort, Meddler toServer, Meddler toClient)
+    : toServer_(std::move(toServer)),
+      toClient_(std::move(toClient)),
+      client_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
+      server_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
+      stop_(eventfd(0, EFD_CLOEXEC)),
+      port_(BindToFreePort(client_))
+{
+    const sockaddr_in server = Loopback(serverPort);
+    connect(server_, Generic(server), sizeof server);
+    thread_ = std::thread(&MeddlingRelay::Run, this);
+}
+
+MeddlingRelay::~MeddlingRelay()
+{
+    eventfd_write(stop_, 1);
+    thread_.join();
+    for (const int descriptor : {client_, server_, stop_}) {
+        close(descriptor);
+    }
+}
+
+void MeddlingRelay::Run()
+{
+    std::array<pollfd, 3> events{pollfd{stop_, POLLIN, 0}, pollfd{client_, POLLIN, 0},
+                                 pollfd{server_, POLLIN, 0}};
+    // What the client sent before the end is still passed on.
+    while (poll(events.data(), events.size(), -1) > 0 &&
+           (events[0].revents == 0 || events[1].revents != 0)) {
+        if (events[1].revents != 0) {
+            FromClient();
+        }
+        if (events[2].revents != 0) {
+            FromServer();
+        }
+    }
+}
+
+void MeddlingRelay::FromClient()
+{
+    Datagram datagram(65536);
+    sockaddr_in from{};
+    socklen_t fromLength = sizeof from;
+    const ssize_t length = recvfrom(client_, datagram.data(), datagram.size(), 0,
+                                    reinterpret_cast<sockaddr*>(&from), &fromLength);
+    if (length >= 0) {
+        answerTo_ = from.sin_port;
+        datagram.resize(static_cast<std::size_t>(length));
+        for (const Datagram& changed : toServer_(datagram)) {
+            send(server_, changed.data(), changed.size(), 0);
+        }
+    }
+}
+
+void MeddlingRelay::FromServer()
+{
+    Datagram datagram(65536);
+    const ssize_t length = recv(server_, datagram.data(), datagram.size(), 0);
+    if (length >= 0) {
+        datagram.resize(static_cast<std::size_t>(length));
+        const sockaddr_in to = Loopback(ntohs(answerTo_));
+        for (const Datagram& changed : toClient_(datagram)) {
+            sendto(client_, changed.data(), changed.size(), 0, Generic(to), sizeof to);
+        }
+    }
+}
+
+}  // namespace Tulvo

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Somebody on the way between client and module, who can do to packets what networks and attackers
+/// do.
+#ifndef TESTS_IPMI_CLIENT_MEDDLING_RELAY_H
+#define TESTS_IPMI_CLIENT_MEDDLING_RELAY_H
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <thread>
+#include <vector>
+
+namespace Tulvo {
+
+using Datagram = std::vector<std::uint8_t>;
+
+/// The low six bits of a packet's sixth byte tell what it carries.
+inline constexpr std::size_t kPayloadType = 5;
+/// Where a log-in message keeps the fields that tests touch.
+inline constexpr std::size_t kStatus = 17;
+inline constexpr std::size_t kOpenSessionPrivilege = 17;
+
+enum PayloadType : std::uint8_t
+{
+    kOpenSessionRequest = 0x10,
+    kOpenSessionResponse = 0x11,
+    kRakp1 = 0x12,
+    kRakp2 = 0x13,
+    kRakp3 = 0x14,
+    kRakp4 = 0x15,
+    kSealedIpmi = 0xC0,
+};
+
+inline bool Carries(const Datagram& datagram, PayloadType type)
+{
+    return datagram.size() > kPayloadType && datagram[kPayloadType] == type;
+}
+
+/// Relays between one client at a time and the server. What a meddler returns is passed on in the
+/// packet's place; meddlers run on the relay's thread.
+class MeddlingRelay
+{
+public:
+    using Meddler = std::function<std::vector<Datagram>(const Datagram&)>;
+
+    static std::vector<Datagram> PassOn(const Datagram& datagram) { return {datagram}; }
+
+    explicit MeddlingRelay(std::uint16_t serverPort, Meddler toServer = PassOn,
+                           Meddler toClient = PassOn);
+    MeddlingRelay(const MeddlingRelay&) = delete;
+    MeddlingRelay& operator=(const MeddlingRelay&) = delete;
+    ~MeddlingRelay();
+
+    std::uint16_t Port() const { return port_; }
+
+private:
+    void Run();
+    void FromClient();
+    void FromServer();
+
+    Meddler toServer_;
+    Meddler toClient_;
+    int client_;
+    int server_;
+    int stop_;
+    std::uint16_t port_ = 0;
+    std::uint16_t answerTo_ = 0;  ///< Port of the client that spoke last, as the socket gave it.
+    std::thread thread_;
+};
+
+}  // namespace Tulvo
+
+#endif
