@@ -17,8 +17,6 @@
 namespace Tulvo {
 namespace {
 
-using testing::AllOf;
-using testing::AnyOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;

@@ -15,7 +15,7 @@ namespace {
 
 /// Far above any settings file. It bounds how deep a file can nest, too, which the parser follows
 /// on the caller's stack.
-constexpr std::size_t kMaxBytes = 16 * 1024;
+constexpr std::size_t kMaxBytes = 16'384;
 
 class Descriptor
 {
