@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "module/vkt/vkt_info/vkt_info.h"
 
+#include <algorithm>
+#include <array>
 #include <vector>
 
 #include "common/config/global_config.h"
@@ -8,61 +10,57 @@
 #include "module/vkt/vkt_https/vkt_https.h"
 
 namespace Tulvo {
-
 namespace {
 
-constexpr int kAskTheModule = -1;
-
-struct Reply
+struct Answer
 {
-    std::vector<std::uint8_t> data;
-    std::uint8_t completionCode = 0;
+    std::vector<std::uint8_t> bytes;
+    std::uint8_t completionCode = 0xFF;
 };
 
-/// The module's status; its first byte is the module type code. Every generation answers it.
-IPMICOMMAND StatusRequest()
+/// The module's status, whose first byte names the platform.
+IPMICOMMAND Question()
 {
     return {0xA8, {}, 0x32};
 }
 
-/// Only a VKT2 has a module type code of its own; on a first-generation module the byte is the
-/// major version of its firmware.
-VKTIype TypeOf(std::uint8_t moduleTypeCode)
+// The platforms of the second generation. A first-generation module has something else there.
+constexpr std::array<std::uint8_t, 3> kVkt2Platforms{0xFC, 0xFD, 0xFE};
+
+VKTIype GenerationOf(std::uint8_t platform)
 {
-    switch (moduleTypeCode) {
-        case 0xFC:
-        case 0xFD:
-        case 0xFE:
-            return VKT_TYPE_VKT2;
-        default:
-            return VKT_TYPE_FIRST_GENERATION;
-    }
+    const bool second =
+        std::find(kVkt2Platforms.begin(), kVkt2Platforms.end(), platform) != kVkt2Platforms.end();
+    return second ? VKT_TYPE_VKT2 : VKT_TYPE_FIRST_GENERATION;
 }
 
-bool Ask(VKTHttps& transport, Reply& reply)
+bool IsConfigured(VKTIype& type)
 {
-    return transport.SendIpmiCmdOverHttps(StatusRequest(), reply.data, reply.completionCode) ==
-           VKT_HTTPS_SUCCESS;
-}
-
-bool Ask(IpmiClientInterface& client, Reply& reply)
-{
-    if (client.connect() != CONNECTION_CONNECTED) {
-        return false;
-    }
-    const bool answered = client.send(StatusRequest(), reply.data, reply.completionCode) >= 0;
-    client.disconnect();
-    return answered;
-}
-
-bool Configured(VKTIype& type)
-{
+    constexpr int kAskTheModule = -1;
     const int value = GetGlobalConfigValue("MODULE_TYPE", kAskTheModule);
     if (value < VKT_TYPE_FIRST_GENERATION || value > VKT_TYPE_UNKNOWN) {
         return false;
     }
     type = static_cast<VKTIype>(value);
     return true;
+}
+
+bool Ask(VKTHttps& transport, Answer& answer)
+{
+    return transport.SendIpmiCmdOverHttps(Question(), answer.bytes, answer.completionCode) ==
+           VKT_HTTPS_SUCCESS;
+}
+
+// One attempt to connect: who asks for the generation goes on with requests of its own, which bring
+// their own attempts, and a module that is away would be waited for twice.
+bool Ask(IpmiClientInterface& transport, Answer& answer)
+{
+    if (transport.connect() != CONNECTION_CONNECTED) {
+        return false;
+    }
+    const bool answered = transport.send(Question(), answer.bytes, answer.completionCode) >= 0;
+    transport.disconnect();
+    return answered;
 }
 
 }  // namespace
@@ -77,20 +75,19 @@ VKTInfo::VKTInfo(IpmiClientInterface* transport) : ipmi_(transport)
 
 VKTInfoErrorCode VKTInfo::GetVktType(VKTIype& type)
 {
-    if (Configured(type)) {
+    if (IsConfigured(type)) {
         return VKT_INFO_SUCCESS;
     }
-    Reply reply;
-    const bool answered = https_ != nullptr  ? Ask(*https_, reply)
-                          : ipmi_ != nullptr ? Ask(*ipmi_, reply)
-                                             : false;
+    Answer answer;
+    const bool answered =
+        (https_ != nullptr && Ask(*https_, answer)) || (ipmi_ != nullptr && Ask(*ipmi_, answer));
     if (!answered) {
         return VKT_INFO_TRANSPORT_ERROR;
     }
-    if (reply.completionCode != 0 || reply.data.empty()) {
+    if (answer.completionCode != 0 || answer.bytes.empty()) {
         return VKT_INFO_NO_DATA;
     }
-    type = TypeOf(reply.data[0]);
+    type = GenerationOf(answer.bytes.front());
     return VKT_INFO_SUCCESS;
 }
 

@@ -41,7 +41,9 @@ public:
     /// take ownership; the client must outlive this object.
     explicit VKTInfo(IpmiClientInterface* transport);
 
-    /// Fills `type`. The configuration key `MODULE_TYPE` (0, 1 or 2) decides without asking.
+    /// Fills `type`. The configuration key `MODULE_TYPE` (0, 1 or 2; any other value is as if it
+    /// were not set) decides without asking. Asks once, with one attempt to connect; a null
+    /// transport is one that does not answer.
     VKTInfoErrorCode GetVktType(VKTIype& type);
 
 private:
