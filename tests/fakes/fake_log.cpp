@@ -71,6 +71,17 @@ LogLines FakeLog::Lines(int level) const
     return lines;
 }
 
+LogLines FakeLog::LinesOf(std::string_view file) const
+{
+    LogLines lines;
+    for (const Record& record : records_) {
+        if (record.file.find(file) != std::string::npos) {
+            lines.push_back(record.line);
+        }
+    }
+    return lines;
+}
+
 }  // namespace Fakes
 
 }  // namespace Tulvo

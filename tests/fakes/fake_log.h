@@ -6,6 +6,7 @@
 
 #include <iosfwd>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/fakes/current.h"
@@ -45,6 +46,8 @@ public:
     LogLines Lines() const;
     /// The lines of `level` only.
     LogLines Lines(int level) const;
+    /// The lines of statements in files whose name contains `file` only.
+    LogLines LinesOf(std::string_view file) const;
     void Clear() { records_.clear(); }
 
 private:

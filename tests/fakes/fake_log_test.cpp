@@ -40,5 +40,13 @@ TEST(FakeLog, ShowsTheLinesOfOneLevel)
     EXPECT_THAT(log.Lines(3), IsEmpty());
 }
 
+TEST(FakeLog, ShowsTheLinesOfOneFile)
+{
+    FakeLog log;
+    Log(1, "dir/a.cpp", 1).Stream() << "of a";
+    Log(1, "dir/b.cpp", 2).Stream() << "of b";
+    EXPECT_THAT(log.LinesOf("b"), ElementsAre(LogLine{1, "of b"}));
+}
+
 }  // namespace
 }  // namespace Tulvo::Fakes

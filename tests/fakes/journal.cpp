@@ -52,6 +52,19 @@ std::vector<std::string> Journal::Of(std::initializer_list<std::string_view> fir
     return found;
 }
 
+std::vector<std::string> Journal::Requests() const
+{
+    static const std::string deed = " send ";
+    std::vector<std::string> requests;
+    for (const std::string& line : Of({"client", "https"})) {
+        const std::size_t at = line.find(deed);
+        if (at != std::string::npos) {
+            requests.push_back(line.substr(at + deed.size()));
+        }
+    }
+    return requests;
+}
+
 static std::string TwoDigits(std::uint8_t byte)
 {
     char digits[3];

@@ -31,6 +31,8 @@ public:
 
     /// All lines that begin with one of `firstWords`.
     std::vector<std::string> Of(std::initializer_list<std::string_view> firstWords) const;
+    /// The requests sent over any transport: "32 B0 05 00".
+    std::vector<std::string> Requests() const;
     void Clear() { lines_.clear(); }
 
 private:

@@ -1,146 +1,97 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/vkt_inventory/decoders.h"
 
+#include "module/vkt/vkt_inventory/impl/vkt_inventory_parse_response.h"
+
 namespace Tulvo {
 
 namespace {
 
-VKTInventoryParseResponse DecoderOf(VKTIype type)
+/// Calls a routine of a decoder for modules of the answer's type. `number` is the input that some
+/// routines take between completion code and output.
+template <class Output, auto routine, class... Number>
+Outcome Call(const Answer& answer, Number... number)
 {
     VKTInventoryParseResponse decoder;
-    decoder.vktType = type;
-    return decoder;
+    decoder.vktType = answer.vktType;
+    return OutcomeOf<Output>([&](Output& output) {
+        return (decoder.*routine)(answer.response, answer.completionCode, number..., output);
+    });
 }
 
-using TextDecoder = VKTInventoryErrorCode (VKTInventoryParseResponse::*)(const Bytes&, std::uint8_t,
-                                                                         std::string&) const;
-
-template <TextDecoder decode>
-Outcome DecodeText(const Answer& answer)
-{
-    std::string text = kBefore;
-    const auto result =
-        (DecoderOf(answer.vktType).*decode)(answer.response, answer.completionCode, text);
-    return {result, {text}};
-}
-
-using ConsumptionDecoder = VKTInventoryErrorCode (VKTInventoryParseResponse::*)(
-    const Bytes&, std::uint8_t, ChassisPowerCon&) const;
-
-template <ConsumptionDecoder decode>
-Outcome DecodeConsumption(const Answer& answer)
-{
-    ChassisPowerCon record;
-    record.min = record.avg = record.max = kBefore;
-    const auto result =
-        (DecoderOf(answer.vktType).*decode)(answer.response, answer.completionCode, record);
-    return {result, {record.min, record.avg, record.max}};
-}
+using Routines = VKTInventoryParseResponse;
 
 }  // namespace
 
 Outcome DecodeMachineType(const Answer& answer)
 {
-    return DecodeText<&VKTInventoryParseResponse::ParseMachineType>(answer);
+    return Call<std::string, &Routines::ParseMachineType>(answer);
 }
 
 Outcome DecodeSerialNumber(const Answer& answer)
 {
-    return DecodeText<&VKTInventoryParseResponse::ParseGetSerialNumber>(answer);
+    return Call<std::string, &Routines::ParseGetSerialNumber>(answer);
 }
 
 Outcome DecodeFirmwareVersion(const Answer& answer)
 {
-    return DecodeText<&VKTInventoryParseResponse::ParseGetFirmwareVersion>(answer);
+    return Call<std::string, &Routines::ParseGetFirmwareVersion>(answer);
 }
 
 Outcome DecodeName(const Answer& answer)
 {
-    return DecodeText<&VKTInventoryParseResponse::ParseName>(answer);
-}
-
-Outcome DecodePSUVersion(const Answer& answer)
-{
-    return DecodeText<&VKTInventoryParseResponse::ParsePSUVersion>(answer);
-}
-
-Outcome DecodePSUManufacture(const Answer& answer)
-{
-    return DecodeText<&VKTInventoryParseResponse::ParsePSUManufacture>(answer);
-}
-
-Outcome DecodePSUPosition(const Answer& answer)
-{
-    return DecodeText<&VKTInventoryParseResponse::ParsePSUPosition>(answer);
+    return Call<std::string, &Routines::ParseName>(answer);
 }
 
 Outcome DecodeChassisPowerConsumption(const Answer& answer)
 {
-    return DecodeConsumption<&VKTInventoryParseResponse::ParseChassisPowerConsumption>(answer);
-}
-
-Outcome DecodeNodePowerConsumption(const Answer& answer)
-{
-    return DecodeConsumption<&VKTInventoryParseResponse::ParseNodePowerConsumption>(answer);
+    return Call<ChassisPowerCon, &Routines::ParseChassisPowerConsumption>(answer);
 }
 
 Outcome DecodeChassisPowerCap(const Answer& answer)
 {
-    ChassisPowerCap cap;
-    cap.min = cap.max = cap.protectiveCap = cap.userCap = cap.thermalCap = kBefore;
-    const auto result =
-        DecoderOf(answer.vktType).ParseChassisPowerCap(answer.response, answer.completionCode, cap);
-    return {result, {cap.min, cap.max, cap.protectiveCap, cap.userCap, cap.thermalCap}};
+    return Call<ChassisPowerCap, &Routines::ParseChassisPowerCap>(answer);
+}
+
+Outcome DecodeNodePowerConsumption(const Answer& answer)
+{
+    return Call<ChassisPowerCon, &Routines::ParseNodePowerConsumption>(answer);
 }
 
 Outcome DecodePSUFanSpeed(const Answer& answer)
 {
-    PSUFanSpeed fans;
-    fans.psu = fans.speedA = fans.patA = fans.speedB = fans.patB = fans.status = kBefore;
-    const auto result = DecoderOf(answer.vktType)
-                            .ParsePSUFanSpeed(answer.response, answer.completionCode,
-                                              static_cast<std::int32_t>(answer.number), fans);
-    return {result, {fans.psu, fans.speedA, fans.patA, fans.speedB, fans.patB, fans.status}};
+    return Call<PSUFanSpeed, &Routines::ParsePSUFanSpeed>(answer,
+                                                          static_cast<std::int32_t>(answer.number));
+}
+
+Outcome DecodePSUVersion(const Answer& answer)
+{
+    return Call<std::string, &Routines::ParsePSUVersion>(answer);
+}
+
+Outcome DecodePSUManufacture(const Answer& answer)
+{
+    return Call<std::string, &Routines::ParsePSUManufacture>(answer);
+}
+
+Outcome DecodePSUPosition(const Answer& answer)
+{
+    return Call<std::string, &Routines::ParsePSUPosition>(answer);
 }
 
 Outcome DecodePSUStatus(const Answer& answer)
 {
-    std::vector<PSUStatus> supplies(1);
-    supplies[0].epow = supplies[0].throttle = supplies[0].present = supplies[0].pwrGood = kBefore;
-    const auto result =
-        DecoderOf(answer.vktType)
-            .ParsePSUStatus(answer.response, answer.completionCode, answer.number, supplies);
-    Outcome outcome{result, {}};
-    for (const PSUStatus& supply : supplies) {
-        outcome.fields.insert(outcome.fields.end(),
-                              {supply.epow, supply.throttle, supply.present, supply.pwrGood});
-    }
-    return outcome;
+    return Call<std::vector<PSUStatus>, &Routines::ParsePSUStatus>(answer, answer.number);
 }
 
 Outcome DecodeNodeStatus(const Answer& answer)
 {
-    NodeStatus node;
-    node.powerState = node.width = node.height = kBefore;
-    node.permissionState = kNumberBefore;
-    const auto result =
-        DecoderOf(answer.vktType).ParseNodeStatus(answer.response, answer.completionCode, node);
-    return {result,
-            {node.powerState, node.width, node.height, std::to_string(node.permissionState)}};
+    return Call<NodeStatus, &Routines::ParseNodeStatus>(answer);
 }
 
 Outcome DecodeVKTStatus(const Answer& answer)
 {
-    VKTStatus status;
-    status.platformId = status.psuCount = kNumberBefore;
-    const auto result =
-        DecoderOf(answer.vktType).ParseVKTStatusImp(answer.response, answer.completionCode, status);
-    return {result, {std::to_string(status.platformId), std::to_string(status.psuCount)}};
-}
-
-Fields Untouched(std::size_t texts)
-{
-    return Fields(texts, kBefore);
+    return Call<VKTStatus, &Routines::ParseVKTStatusImp>(answer);
 }
 
 }  // namespace Tulvo

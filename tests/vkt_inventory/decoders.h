@@ -1,30 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The thirteen decoders behind one call, so that tests can treat them as a table.
+/// The fourteen decoders of answers behind one call, so that tests can treat them as a table.
 #ifndef TESTS_VKT_INVENTORY_DECODERS_H
 #define TESTS_VKT_INVENTORY_DECODERS_H
 
 #include <cstdint>
-#include <string>
-#include <vector>
 
-#include "module/vkt/vkt_inventory/impl/vkt_inventory_parse_response.h"
+#include "module/vkt/vkt_info/vkt_info.h"
 #include "tests/vkt_inventory/bytes.h"
+#include "tests/vkt_inventory/fields.h"
 
 namespace Tulvo {
-
-using Fields = std::vector<std::string>;
-
-/// What a decode gave: every field of the output in its order, numbers in decimal. Before the
-/// call, texts held kBefore and numbers kNumberBefore.
-struct Outcome
-{
-    VKTInventoryErrorCode result;
-    Fields fields;
-};
-
-inline constexpr const char* kBefore = "before";
-inline constexpr std::int32_t kNumberBefore = -77;
 
 /// One answer of the module as a decoder gets it.
 struct Answer
@@ -52,9 +38,6 @@ Outcome DecodePSUPosition(const Answer& answer);
 Outcome DecodePSUStatus(const Answer& answer);
 Outcome DecodeNodeStatus(const Answer& answer);
 Outcome DecodeVKTStatus(const Answer& answer);
-
-/// The fields of an output that was left alone.
-Fields Untouched(std::size_t texts);
 
 }  // namespace Tulvo
 

@@ -5,6 +5,7 @@
 #include <locale>
 #include <vector>
 
+#include "module/vkt/vkt_inventory/impl/vkt_inventory_parse_response.h"
 #include "tests/vkt_inventory/decoder_case.h"
 
 namespace Tulvo {

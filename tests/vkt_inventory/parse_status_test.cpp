@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "module/vkt/vkt_inventory/impl/vkt_inventory_parse_response.h"
 #include "tests/vkt_inventory/decoder_case.h"
 
 namespace Tulvo {
