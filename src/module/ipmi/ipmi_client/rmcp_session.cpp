@@ -163,6 +163,7 @@ Outcome RmcpSession::Prepare()
 // A name may stand for addresses of which the module listens on one; the wait is shared among them.
 Outcome RmcpSession::OpenAnyOf(const std::vector<Endpoint>& endpoints)
 {
+    counted_.emplace();
     const auto limit = settings_.sessionTimeout / static_cast<int>(endpoints.size());
     Outcome outcome;
     for (const Endpoint& endpoint : endpoints) {

@@ -81,7 +81,7 @@ private:
 
     const Credentials& credentials_;
     const LoginSettings settings_;
-    Interruption::OpenSession counted_;
+    std::optional<Interruption::OpenSession> counted_;
     UdpLink link_;
     SessionState state_;
     Random consoleRandom_{};
