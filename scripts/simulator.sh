@@ -1,0 +1,40 @@
+# SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=sh
+# To be sourced: an enclosure on loopback, for scripts that show or test something on it.
+
+simulator_pid=
+simulator_dir=
+
+# Where the enclosure answers, as the simulator's endpoints tell it: "rmcp": {...}.
+endpoint() {
+    printf '%s\n' "$endpoints" | sed -n 's/.*"rmcp": *{[^}]*"'"$1"'": *"\{0,1\}\([^",}]*\).*/\1/p'
+}
+
+# shellcheck disable=SC2034 # what it sets is for the script that sources this
+# start_simulator PROGRAM SCENARIO: returns when the enclosure answers at $simulator_host,
+# $simulator_port, to $simulator_user with the password in IPMI_PASSWORD. A simulator that cannot
+# start says why itself.
+start_simulator() {
+    simulator_dir=$(mktemp -d)
+    mkfifo "$simulator_dir/endpoints"
+    "$1" --scenario "$2" >"$simulator_dir/endpoints" &
+    simulator_pid=$!
+    exec 3<"$simulator_dir/endpoints"
+    read -r endpoints <&3 || return 1
+    simulator_host=$(endpoint address)
+    simulator_port=$(endpoint port)
+    simulator_user=$(endpoint user)
+    IPMI_PASSWORD=$(endpoint password)
+    export IPMI_PASSWORD
+}
+
+stop_simulator() {
+    if [ -n "$simulator_pid" ]; then
+        kill "$simulator_pid" 2>/dev/null || true
+        wait "$simulator_pid" 2>/dev/null || true
+    fi
+    exec 3<&-
+    rm -rf "$simulator_dir"
+    simulator_pid=
+    simulator_dir=
+}

@@ -1,0 +1,44 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# readme_test.sh NAME PROGRAM...: one test a function, named like it; run from the project's root.
+set -eu
+# shellcheck source=scripts/simulator.sh
+. scripts/simulator.sh
+trap stop_simulator EXIT
+trap 'exit 143' INT TERM
+
+fail() {
+    printf '%s\n' "$@" >&2
+    exit 1
+}
+
+expect_same() {
+    [ "$1" = "$2" ] || fail "expected:" "$1" "actual:" "$2"
+}
+
+ExampleNamesTheEnclosure() {
+    start_simulator "$1" healthy-vkt2-fe-2
+    expect_same "7X2Z, 4 nodes" "$("$2" "$simulator_host" "$simulator_port" "$simulator_user")"
+}
+
+# The block that follows the command `vktinventory ... show`, without its indentation.
+readme_show() {
+    sed -n '/^    \$ vktinventory .* show$/,/^[^ ]/{/^[^ ]/d;s/^    //;p}' README.md | tail -n +2
+}
+
+ShowPrintsWhatTheReadmeShows() {
+    start_simulator "$1" healthy-vkt2-fe-2
+    expect_same "$(readme_show)" \
+        "$("$2" -H "$simulator_host" -p "$simulator_port" -U "$simulator_user" -E show)"
+}
+
+DependencyTableHasEveryLibraryThatIsInstalled() {
+    packages=$(sed -n 's/^\(build\|test\)  *\(lib[^ ]*\|.*json3[^ ]*\|openipmi\) .*/\2/p' \
+        scripts/install-dependencies)
+    [ -n "$packages" ] || fail "scripts/install-dependencies lists no library"
+    for package in $packages; do
+        grep -q "^|.*\`$package\`" README.md || fail "README.md's table lacks $package"
+    done
+}
+
+"$@"
