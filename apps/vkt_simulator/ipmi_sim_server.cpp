@@ -88,12 +88,12 @@ public:
         const FileDescriptor configuration =
             MakeMemoryFile("configuration", IpmiSimConfiguration(complete, guid));
         const FileDescriptor commands = MakeMemoryFile("commands", IpmiSimCommands());
-        StateFolder state;
         process_.emplace(std::vector<std::string>{FindProgram("ipmi_sim", "openipmi"), "-n", "-c",
                                                   PathOf(configuration), "-f", PathOf(commands),
-                                                  "-s", state.Path()},
+                                                  "-s", state_.Path()},
                          std::vector<int>{input.Get(), configuration.Get(), commands.Get()});
         WaitUntilReady(guid, options.cancelDescriptor);
+        state_.Remove();
     }
 
     const PortReservation& Reservation() const { return reservation_; }
@@ -125,6 +125,8 @@ private:
     }
 
     PortReservation reservation_;
+    // The process goes before its folder, which it could otherwise still be filling.
+    StateFolder state_;
     std::optional<ChildProcess> process_;
 };
 

@@ -4,12 +4,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -19,6 +15,9 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "tests/support/temporary_directory.h"
+#include "tests/vkt_simulator/shell.h"
 
 namespace Tulvo::Simulator {
 namespace {
@@ -33,23 +32,10 @@ IpmiSimOptions OneAdmin()
     return options;
 }
 
-std::string Run(const std::string& command)
-{
-    std::string output;
-    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    std::array<char, 256> block;
-    while (std::fgets(block.data(), block.size(), pipe) != nullptr) {
-        output += block.data();
-    }
-    output += "exit " + std::to_string(WEXITSTATUS(pclose(pipe)));
-    return output;
-}
-
 std::string GetDeviceId(const IpmiSimServer& server, const std::string& password,
                         const std::string& address = "127.0.0.1")
 {
-    return Run("ipmitool -I lanplus -C 3 -N 1 -R 1 -H " + address + " -p " +
-               std::to_string(server.Port()) + " -U admin -P '" + password + "' raw 6 1");
+    return Ipmitool(server.Port(), "-N 1 -R 1 -P '" + password + "' -H " + address, "6 1");
 }
 
 // "00 03 09 08 02 9f 91 12 ..." with the identity that the server is configured with.
@@ -167,18 +153,17 @@ TEST(IpmiSimServer, GivesEveryServerAPortOfItsOwn)
 
 TEST(IpmiSimServer, LeavesNoProcessAndNoFile)
 {
-    std::string folder = testing::TempDir() + "vkt-test-XXXXXX";
-    ASSERT_NE(mkdtemp(folder.data()), nullptr);
-    setenv("TMPDIR", folder.c_str(), 1);
+    const TemporaryDirectory folder;
+    setenv("TMPDIR", folder.Path().c_str(), 1);
     pid_t pid = 0;
     {
         const IpmiSimServer server(OneAdmin());
         pid = server.Pid();
         EXPECT_TRUE(Exists(pid));
-        EXPECT_TRUE(std::filesystem::is_empty(folder)) << "something is kept while it runs";
+        EXPECT_TRUE(std::filesystem::is_empty(folder.Path())) << "something is kept while it runs";
     }
     EXPECT_FALSE(Exists(pid));
-    EXPECT_TRUE(std::filesystem::remove(folder)) << "something was left";
+    EXPECT_TRUE(std::filesystem::is_empty(folder.Path())) << "something was left";
 }
 
 TEST(IpmiSimServer, KillEndsItAtOnceAndTellsSo)
