@@ -3,7 +3,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <map>
 #include <sstream>
 
 namespace Tulvo::Cli {
@@ -15,20 +14,40 @@ constexpr std::uint16_t kHttpsPort = 443;
 constexpr int kFirstSafeSuite = 3;
 constexpr int kLastSuite = 17;
 
-const std::map<std::string, Interface> kInterfaces = {{"lanplus", Interface::lanplus},
-                                                      {"https", Interface::https}};
-const std::map<std::string, Format> kFormats = {{"table", Format::table}, {"json", Format::json}};
-const std::map<std::string, Authentication> kAuthentications = {
-    {"basic", Authentication::basic}, {"session", Authentication::session}};
-const std::map<std::string, int> kPrivileges = {{"USER", 2}, {"OPERATOR", 3}, {"ADMINISTRATOR", 4}};
-
-/// A transformer that explains itself by the names alone, not by our numbers.
 template <class T>
-CLI::CheckedTransformer OneOf(const std::map<std::string, T>& names)
+struct Choice
 {
-    CLI::CheckedTransformer transformer(names, CLI::ignore_case);
-    transformer.description("");
-    return transformer;
+    std::string_view name;
+    T value;
+};
+
+constexpr Choice<Interface> kInterfaces[] = {{"lanplus", Interface::lanplus},
+                                             {"https", Interface::https}};
+constexpr Choice<Format> kFormats[] = {{"table", Format::table}, {"json", Format::json}};
+constexpr Choice<Authentication> kAuthentications[] = {{"basic", Authentication::basic},
+                                                       {"session", Authentication::session}};
+constexpr Choice<int> kPrivileges[] = {{"USER", 2}, {"OPERATOR", 3}, {"ADMINISTRATOR", 4}};
+
+template <class T, std::size_t N>
+std::string Choose(const Choice<T> (&choices)[N], std::string& word)
+{
+    std::string names;
+    for (const Choice<T>& choice : choices) {
+        const std::string name(choice.name);
+        if (CLI::detail::to_lower(word) == CLI::detail::to_lower(name)) {
+            word = std::to_string(static_cast<int>(choice.value));
+            return {};
+        }
+        names += (names.empty() ? "" : ", ") + name;
+    }
+    return "\"" + word + "\" is none of " + names;
+}
+
+/// Turns a name, in either case, into the number that CLI11 reads into an enumeration.
+template <class T, std::size_t N>
+CLI::Validator OneOf(const Choice<T> (&choices)[N])
+{
+    return CLI::Validator([&choices](std::string& word) { return Choose(choices, word); }, "");
 }
 
 std::string ExitCodeHelp()
@@ -75,6 +94,26 @@ public:
         return "Usage: vktinventory -H HOST [FLAG]... " + words + "\n";
     }
 
+    std::string make_subcommand(const CLI::App* sub) const override
+    {
+        const Command* command = CommandNamed(sub->get_name());
+        std::ostringstream line;
+        CLI::detail::format_help(line, Synopsis(*command), std::string(command->help), kHelpColumn);
+        return line.str();
+    }
+
+    std::string make_option_opts(const CLI::Option* option) const override
+    {
+        return option->get_option_text().empty() ? "" : " " + option->get_option_text();
+    }
+
+    std::string make_help(const CLI::App* app, std::string name,
+                          CLI::AppFormatMode mode) const override
+    {
+        return CLI::detail::find_and_replace(Formatter::make_help(app, name, mode), "\n\n\n",
+                                             "\n\n");
+    }
+
     std::string make_description(const CLI::App* app) const override
     {
         const Command* command = CommandNamed(app->get_name());
@@ -99,8 +138,8 @@ struct Flags
 };
 
 constexpr const char* kConnection = "Connection";
-constexpr const char* kIpmiOnly = "Connection, -I lanplus only";
-constexpr const char* kHttpsOnly = "Connection, -I https only";
+constexpr const char* kIpmiOnly = "With -I lanplus";
+constexpr const char* kHttpsOnly = "With -I https";
 
 void AddConnectionFlags(CLI::App& app, Options& options, Flags& flags)
 {
@@ -181,11 +220,11 @@ void AddCommand(CLI::App& app, Options& options, const Command& command)
 {
     CLI::App* sub = app.add_subcommand(std::string(command.name), std::string(command.help));
     sub->fallthrough();
+    sub->group("Commands");
     sub->footer("\nFlags of the connection and exit codes: vktinventory --help");
     if (!command.argument.empty()) {
         sub->add_option("N", options.number, std::string(command.argument))
             ->required()
-            ->option_text("")
             ->check(CLI::Range(std::uint64_t{1}, command.largest).description(""));
     }
     sub->final_callback([&options, &command] { options.command = &command; });
@@ -195,10 +234,12 @@ void AddCommand(CLI::App& app, Options& options, const Command& command)
 /// a certificate is checked.
 void RefuseFlagsOfTheOther(const CLI::App& app, const Options& options)
 {
-    const char* const foreign = options.interface == Interface::lanplus ? kHttpsOnly : kIpmiOnly;
+    const bool https = options.interface == Interface::https;
+    const std::string foreign = https ? kIpmiOnly : kHttpsOnly;
+    const std::string reason = https ? "does not go with -I https" : "goes only with -I https";
     for (const CLI::Option* option : app.get_options()) {
         if (option->count() != 0 && option->get_group() == foreign) {
-            throw CLI::ValidationError(option->get_name(), std::string("is for ") + foreign);
+            throw CLI::ValidationError(option->get_name(), reason);
         }
     }
 }
@@ -217,7 +258,7 @@ PasswordSource SourceOf(const CLI::App& app, const Flags& flags)
 void Complete(const CLI::App& app, const Flags& flags, Options& options)
 {
     if (options.host.empty()) {
-        throw CLI::ValidationError("-H HOST", "is required");
+        throw CLI::ValidationError("-H HOST", "is missing");
     }
     RefuseFlagsOfTheOther(app, options);
     options.passwordSource = SourceOf(app, flags);

@@ -52,7 +52,7 @@ inline constexpr Command kCommands[] = {
     {"nodes", "State and power consumption of all nodes",
      "Prints power state, size, permission and power consumption of each node.",
      Bit(Section::nodes), ""},
-    {"node", "The same of one node",
+    {"node", "State and power consumption of node N",
      "Prints power state, size, permission and power consumption of node N. An\n"
      "enclosure has 4 or 12 nodes; a number that it does not have is wrong usage.",
      Bit(Section::nodes), "number of the node, from 1", 12},
