@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cstdlib>
 #include <functional>
@@ -26,9 +27,15 @@ constexpr int kTries = 6;
 
 constexpr std::string_view kEraseLine = "\r\033[K";
 
+/// Guards what stands below it. Held for moments only: a record may come from within a request,
+/// whose session has to be closed before the process may end.
 std::mutex mutex;
 std::string detail;
 bool progressStands = false;
+bool outputEnded = false;
+
+/// Whoever prints holds it; EndOutput() takes it and keeps it.
+std::mutex printing;
 
 /// Nobody is left to tell when standard error itself fails.
 void WriteError(std::string_view text)
@@ -77,6 +84,9 @@ void Line(std::string_view text)
 void TakeRecordQuietly(const LogRecord& record)
 {
     const std::lock_guard lock(mutex);
+    if (outputEnded) {
+        return;
+    }
     if (record.level > kWarning) {
         if (const int number = TryIn(record.text); number > 1 && isatty(STDERR_FILENO) != 0) {
             ShowTry(number);
@@ -106,7 +116,7 @@ bool TerminalIsDumb()
 
 void Complain(std::string_view text)
 {
-    const std::lock_guard lock(mutex);
+    const std::scoped_lock lock(printing, mutex);
     Line(text);
 }
 
@@ -127,6 +137,31 @@ void EraseProgress()
 {
     const std::lock_guard lock(mutex);
     EraseStandingLine();
+}
+
+void EndOutput()
+{
+    {
+        const std::lock_guard lock(mutex);
+        outputEnded = true;
+        EraseStandingLine();
+    }
+    SetLogLevel(0);
+    // A print that has begun may be stuck in a pipe that nobody reads; it is not waited for.
+    static_cast<void>(printing.try_lock());
+}
+
+bool WriteOut(std::string_view text)
+{
+    const std::lock_guard lock(printing);
+    while (!text.empty()) {
+        const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
+        if (written < 0 && errno != EINTR) {
+            return false;
+        }
+        text.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
+    }
+    return true;
 }
 
 bool WantsColour()

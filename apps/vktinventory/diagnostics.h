@@ -23,6 +23,14 @@ std::string TakeLogDetail();
 /// Removes the line that says which try the library is at, if it stands.
 void EraseProgress();
 
+/// Silences this process for good: erases the progress, drops what is logged, and stops every
+/// thread that would complain or print from now on. For the thread that ends the process.
+void EndOutput();
+
+/// Writes all of it to standard output.
+/// @return false when that failed; errno says why.
+bool WriteOut(std::string_view text);
+
 /// Whether standard output takes colours: a terminal, and the environment does not object.
 bool WantsColour();
 

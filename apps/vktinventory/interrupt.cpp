@@ -2,12 +2,14 @@
 #include "apps/vktinventory/interrupt.h"
 
 #include <csignal>
+#include <cstdint>
 #include <thread>
 
 #include <unistd.h>
 
 #include "apps/vktinventory/diagnostics.h"
 #include "apps/vktinventory/password.h"
+#include "module/ipmi/ipmi_client/ipmi_client.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -15,6 +17,9 @@ namespace {
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 /// What a shell reports for a program that a signal ended: this and the signal's number.
 constexpr int kSignalBase = 128;
+
+/// How long a session may take to close; a module that does not answer keeps nobody waiting.
+constexpr std::uint32_t kPatienceMilliseconds = 1000;
 
 /// A signal that whoever started us switched off (nohup, a job in the background) stays off.
 bool IsIgnored(int signal)
@@ -41,7 +46,9 @@ sigset_t EndingSignals()
     while (sigwait(&signals, &signal) != 0) {
     }
     RestoreEcho();
-    EraseProgress();
+    EndOutput();
+    IpmiClient::interruptAll();
+    IpmiClient::waitUntilAllClosed(kPatienceMilliseconds);
     _exit(kSignalBase + signal);
 }
 

@@ -25,14 +25,12 @@ struct Meaning
 };
 
 constexpr Meaning<CONNECTIONSTATE> kIpmiMeanings[] = {
-    {CONNECTION_CONNECTED, ExitCode::everythingRead, "", ""},
     {CONNECTION_REFUSED, ExitCode::refused, "refused", "see -U, -f, -L and -C"},
     {CONNECTION_TRY_AGAIN, ExitCode::noConnection, "no connection", "see -H and -p"},
     {CONNECTION_FAILED, ExitCode::noConnection, "no connection", "see -H and -p"},
 };
 
 constexpr Meaning<VKTHttpsErrorCode> kHttpsMeanings[] = {
-    {VKT_HTTPS_SUCCESS, ExitCode::everythingRead, "", ""},
     {VKT_HTTPS_TLS_ERROR, ExitCode::refused, "not trusted", "see --ca-file and --pin"},
     {VKT_HTTPS_AUTHENTICATION_FAILED, ExitCode::refused, "refused", "see -U and -f"},
     {VKT_HTTPS_TIMEOUT, ExitCode::noConnection, "no connection", "see -H and -p"},
@@ -51,27 +49,48 @@ PreflightResult Explain(const Meaning<Result> (&meanings)[N], Result result,
     for (const Meaning<Result>& each : meanings) {
         meaning = each.result == result ? &each : meaning;
     }
-    if (meaning->code == ExitCode::everythingRead) {
-        return {};
-    }
     return {meaning->code,
             std::string(meaning->what) + ": " + reason + " (" + std::string(meaning->flags) + ")"};
 }
 
-PreflightResult TryIpmi(const ConnectionInfo& connection, std::uint64_t cipherSuite)
-{
-    IpmiClient client(connection.address, connection.userName, connection.password,
-                      std::to_string(connection.port), cipherSuite);
-    const CONNECTIONSTATE state = client.connect();
-    const std::string reason = client.lastError();
-    client.disconnect();
-    return Explain(kIpmiMeanings, state, reason);
-}
+/// The module's completion code for a session whose privilege is too low.
+constexpr std::uint8_t kInsufficientPrivilege = 0xD4;
 
 /// Get Device ID, which every management controller answers and which changes nothing.
 IPMICOMMAND HarmlessRequest()
 {
     return {.cmd = 0x01, .data = {}, .netFn = 0x06};
+}
+
+/// The module's status: the first of the requests that the library will send.
+IPMICOMMAND FirstRequest()
+{
+    return {.cmd = 0xA8, .data = {}, .netFn = 0x32};
+}
+
+PreflightResult JudgePrivilege(std::uint8_t completionCode)
+{
+    if (completionCode != kInsufficientPrivilege) {
+        return {};
+    }
+    return {ExitCode::refused,
+            "refused: the module allows its inventory to a higher privilege only (completion code "
+            "0xd4); log in with a higher one (see -U and -L)"};
+}
+
+/// Only the privilege is judged: a request that fails otherwise is the library's to repeat.
+PreflightResult TryIpmi(const ConnectionInfo& connection, std::uint64_t cipherSuite)
+{
+    IpmiClient client(connection.address, connection.userName, connection.password,
+                      std::to_string(connection.port), cipherSuite);
+    if (const CONNECTIONSTATE state = client.connect(); state != CONNECTION_CONNECTED) {
+        return Explain(kIpmiMeanings, state, client.lastError());
+    }
+    std::vector<std::uint8_t> response;
+    std::uint8_t completionCode = 0;
+    client.send(FirstRequest(), response, completionCode);
+    client.disconnect();
+    return JudgePrivilege(completionCode);
 }
 
 PreflightResult TryHttps(const ConnectionInfo& connection)
@@ -81,7 +100,11 @@ PreflightResult TryHttps(const ConnectionInfo& connection)
     std::uint8_t completionCode = 0;
     const VKTHttpsErrorCode result =
         transport.SendIpmiCmdOverHttps(HarmlessRequest(), response, completionCode);
-    return Explain(kHttpsMeanings, result, transport.LastError());
+    if (result != VKT_HTTPS_SUCCESS) {
+        return Explain(kHttpsMeanings, result, transport.LastError());
+    }
+    transport.SendIpmiCmdOverHttps(FirstRequest(), response, completionCode);
+    return JudgePrivilege(completionCode);
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vktinventory/run.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <string_view>
 #include <system_error>
@@ -33,19 +31,6 @@ ExitCode Fail(ExitCode code, std::string_view message)
 {
     Complain(message);
     return code;
-}
-
-/// Whether all of it went out; errno says why not.
-bool WriteOut(std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
-        if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        text.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
-    }
-    return true;
 }
 
 ExitCode Print(std::string_view text, ExitCode code)

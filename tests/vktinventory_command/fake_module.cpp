@@ -214,9 +214,11 @@ void IpmiClient::disconnect()
     Module().openSessions = 0;
 }
 
-std::int32_t IpmiClient::send(const IPMICOMMAND&, std::vector<std::uint8_t>&, std::uint8_t&)
+std::int32_t IpmiClient::send(const IPMICOMMAND&, std::vector<std::uint8_t>&,
+                              std::uint8_t& completionCode)
 {
-    return -1;
+    completionCode = Module().completionCode;
+    return 0;
 }
 
 void IpmiClient::setBlockLength(std::uint16_t)
@@ -225,6 +227,15 @@ void IpmiClient::setBlockLength(std::uint16_t)
 std::string IpmiClient::lastError() const
 {
     return Module().transportError;
+}
+
+void IpmiClient::interruptAll()
+{
+}
+
+bool IpmiClient::waitUntilAllClosed(std::uint32_t)
+{
+    return true;
 }
 
 struct VKTHttps::Transport
@@ -237,8 +248,9 @@ VKTHttps::VKTHttps(const TulvoConnection::ConnectionInfo& connectionInfo)
 }
 
 VKTHttpsErrorCode VKTHttps::SendIpmiCmdOverHttps(const IPMICOMMAND&, std::vector<std::uint8_t>&,
-                                                 std::uint8_t&)
+                                                 std::uint8_t& completionCode)
 {
+    completionCode = Module().completionCode;
     return Module().httpsResult;
 }
 

@@ -53,6 +53,7 @@ public:
     CONNECTIONSTATE ipmiState = CONNECTION_CONNECTED;
     VKTHttpsErrorCode httpsResult = VKT_HTTPS_SUCCESS;
     std::string transportError;
+    std::uint8_t completionCode = 0;
 
     // And the library's queries like this.
     Scripted<std::string> machineType, serialNumber, firmwareVersion, name;

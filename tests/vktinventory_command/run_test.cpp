@@ -142,6 +142,25 @@ INSTANTIATE_TEST_SUITE_P(
                     HttpsCase{VKT_HTTPS_INTERNAL_ERROR, ExitCode::noConnection, "no connection: "},
                     HttpsCase{VKT_HTTPS_NO_DATA, ExitCode::noConnection, "no service: "}));
 
+TEST_F(Run, IsRefusedAtOnceWhenThePrivilegeIsTooLow)
+{
+    Module().completionCode = 0xD4;
+    for (const char* interface : {"lanplus", "https"}) {
+        const Ran ran = RunConnected({"-I", interface});
+        EXPECT_EQ(ran.code, ExitCode::refused);
+        EXPECT_THAT(ran.error, HasSubstr("refused: the module allows its inventory to a higher "
+                                         "privilege only"));
+        EXPECT_FALSE(Module().asked);
+    }
+}
+
+TEST_F(Run, LeavesAnyOtherCompletionCodeToTheLibrary)
+{
+    Module().completionCode = 0xC1;
+    EXPECT_EQ(RunConnected({}).code, ExitCode::everythingRead);
+    EXPECT_EQ(RunConnected({"-I", "https"}).code, ExitCode::everythingRead);
+}
+
 TEST_F(Run, NamesEachQueryThatFailedAndWhatTheLibrarySaid)
 {
     Module().serialNumber.result = VKT_INVENTORY_FAILED;
