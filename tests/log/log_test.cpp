@@ -245,7 +245,7 @@ TEST_F(LogTest, SinkMayReplaceItself)
 TEST_F(LogTest, SinkIsCalledByOneThreadAtATime)
 {
     constexpr int kThreads = 8;
-    constexpr int kRecords = 500;
+    constexpr int kRecords = 5000;
     std::atomic<int> inside{0};
     std::atomic<int> overlaps{0};
     SetLogSink([&](const LogRecord& record) {
