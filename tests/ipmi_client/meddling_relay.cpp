@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/ipmi_client/meddling_relay.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -11,34 +9,9 @@
 #include <array>
 #include <utility>
 
+#include "tests/ipmi_client/loopback.h"
+
 namespace Tulvo {
-namespace {
-
-sockaddr_in Loopback(std::uint16_t port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    return address;
-}
-
-const sockaddr* Generic(const sockaddr_in& address)
-{
-    return reinterpret_cast<const sockaddr*>(&address);
-}
-
-std::uint16_t BindToFreePort(int socket)
-{
-    sockaddr_in address = Loopback(0);
-    socklen_t length = sizeof address;
-    bind(socket, Generic(address), length);
-    getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
-}
-
-}  // namespace
-
 MeddlingRelay::MeddlingRelay(std::uint16_t serverPort, Meddler toServer, Meddler toClient)
     : toServer_(std::move(toServer)),
       toClient_(std::move(toClient)),

@@ -127,6 +127,17 @@ RmcpSession::~RmcpSession()
     Close();
 }
 
+// The library takes an empty name for an error, and none for the empty name.
+const char* RmcpSession::UserName() const
+{
+    return credentials_.userName.empty() ? nullptr : credentials_.userName.c_str();
+}
+
+unsigned RmcpSession::UserNameSize() const
+{
+    return static_cast<unsigned>(credentials_.userName.size());
+}
+
 Outcome RmcpSession::Open()
 {
     Outcome outcome = Prepare();
@@ -206,8 +217,7 @@ Outcome RmcpSession::ExchangeRandomNumbers()
     const FiidObject request(LayoutOf(kType));
     const FiidObject reply(LayoutOf(ReplyType(kType)));
     fill_rmcpplus_rakp_message_1(++tag_, state_.moduleId, consoleRandom_.data(), kRandomSize,
-                                 settings_.privilege, kLookUp, credentials_.userName.c_str(),
-                                 static_cast<unsigned>(credentials_.userName.size()),
+                                 settings_.privilege, kLookUp, UserName(), UserNameSize(),
                                  request.Get());
     const Outcome outcome = ExchangeLogin(kType, request, reply, settings_.sessionTimeout);
     return outcome.Good() ? CheckModule(reply) : outcome;
@@ -222,9 +232,8 @@ Outcome RmcpSession::CheckModule(const FiidObject& reply)
     const int proven = ipmi_rmcpplus_check_rakp_2_key_exchange_authentication_code(
         state_.algorithms.authentication, credentials_.password.Data(), Password::kCapacity,
         state_.consoleId, state_.moduleId, consoleRandom_.data(), kRandomSize, moduleRandom_.data(),
-        kRandomSize, moduleGuid_.data(), kRandomSize, kLookUp, settings_.privilege,
-        credentials_.userName.c_str(), static_cast<unsigned>(credentials_.userName.size()),
-        reply.Get());
+        kRandomSize, moduleGuid_.data(), kRandomSize, kLookUp, settings_.privilege, UserName(),
+        UserNameSize(), reply.Get());
     return OutcomeOfStatus(proven == 1 ? 0 : kInvalidIntegrityCheckValue, settings_);
 }
 
@@ -235,8 +244,7 @@ Outcome RmcpSession::Prove()
     const int length = ipmi_calculate_rakp_3_key_exchange_authentication_code(
         state_.algorithms.authentication, credentials_.password.Data(), Password::kCapacity,
         moduleRandom_.data(), kRandomSize, state_.consoleId, kLookUp, settings_.privilege,
-        credentials_.userName.c_str(), static_cast<unsigned>(credentials_.userName.size()),
-        proof.data(), proof.size());
+        UserName(), UserNameSize(), proof.data(), proof.size());
     if (length <= 0 || !DeriveKeys().Good()) {
         return LocalFault("computing the session's keys");
     }
@@ -275,8 +283,7 @@ Outcome RmcpSession::DeriveKeys()
         state_.algorithms.authentication, state_.algorithms.integrity,
         state_.algorithms.confidentiality, credentials_.password.Data(), Password::kCapacity,
         nullptr, 0, consoleRandom_.data(), kRandomSize, moduleRandom_.data(), kRandomSize, kLookUp,
-        settings_.privilege, credentials_.userName.c_str(),
-        static_cast<unsigned>(credentials_.userName.size()), &session.data, &session.size,
+        settings_.privilege, UserName(), UserNameSize(), &session.data, &session.size,
         &integrity.data, &integrity.size, &confidentiality.data, &confidentiality.size);
     for (const Part* part : {&session, &integrity, &confidentiality}) {
         part->key.Resize(std::min<std::size_t>(part->size, Key::kCapacity));
@@ -348,7 +355,11 @@ Outcome RmcpSession::Exchange(std::chrono::milliseconds limit, Pack pack, Take t
 {
     const Clock::time_point deadline = Clock::now() + limit;
     do {
-        link_.Send(pack());
+        const Packet request = pack();
+        if (request.empty()) {
+            return LocalFault("packing a request");
+        }
+        link_.Send(request);
         const auto resend = std::min(deadline, Clock::now() + settings_.retransmissionTimeout);
         Packet packet;
         Reception reception = link_.Receive(resend, packet);

@@ -58,6 +58,8 @@ private:
         kOpen,      ///< It has one with keys.
     };
 
+    const char* UserName() const;
+    unsigned UserNameSize() const;
     Outcome Prepare();
     Outcome OpenAnyOf(const std::vector<Endpoint>& endpoints);
     Outcome Negotiate(std::chrono::milliseconds limit);

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// A module for what ipmi_sim cannot play: cipher suite 17, passwords of 20 bytes, privileges that
+/// are not granted, and answers of any length. Written from the protocol's side with OpenSSL, with
+/// none of the code that the client uses.
+#ifndef TESTS_IPMI_CLIENT_OBEDIENT_MODULE_H
+#define TESTS_IPMI_CLIENT_OBEDIENT_MODULE_H
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace Tulvo {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// One account, one cipher suite.
+struct ObedientModuleOptions
+{
+    std::string userName = "admin";
+    std::string password = "secret";
+    int cipherSuite = 3;
+    /// Answers a request of a session; the first byte is the completion code. Close Session is
+    /// obeyed before that.
+    std::function<Bytes(std::uint8_t netFn, std::uint8_t command, const Bytes& data)> answer;
+};
+
+/// Grants the privilege that is asked for; 0xC1 for everything else.
+Bytes GrantPrivilege(std::uint8_t netFn, std::uint8_t command, const Bytes& data);
+
+class ObedientModule
+{
+public:
+    explicit ObedientModule(ObedientModuleOptions options);
+    ObedientModule(const ObedientModule&) = delete;
+    ObedientModule& operator=(const ObedientModule&) = delete;
+    ~ObedientModule();
+
+    std::uint16_t Port() const { return port_; }
+    /// Sessions that nobody closed, half-open ones included. What arrived before is counted.
+    std::size_t OpenSessions();
+
+private:
+    struct Session
+    {
+        Bytes consoleId;
+        Bytes consoleRandom;
+        std::uint8_t role = 0;
+        Bytes sessionKey;
+        std::uint32_t sent = 0;
+    };
+
+    void Run();
+    void Take(const Bytes& packet);
+    Bytes OpenSession(const Bytes& message);
+    Bytes Rakp2(const Bytes& message);
+    Bytes Rakp4(const Bytes& message);
+    void TakeSealed(const Bytes& packet);
+    Bytes Respond(const Bytes& id, const Bytes& request);
+    void Seal(Session& session, Bytes message);
+
+    Bytes Digest(const Bytes& key, const Bytes& text) const;
+    Bytes PasswordKey() const;
+    Bytes UserAndRole(const Session& session) const;
+    void Send(const Bytes& packet) const;
+    void SendLogin(std::uint8_t type, const Bytes& message) const;
+
+    const ObedientModuleOptions options_;
+    int socket_;
+    int stop_;
+    std::uint16_t port_;
+    std::uint16_t answerTo_ = 0;
+    std::uint32_t lastId_ = 0x1000;
+    std::mutex mutex_;
+    std::map<Bytes, Session> sessions_;
+    std::thread thread_;
+};
+
+}  // namespace Tulvo
+
+#endif

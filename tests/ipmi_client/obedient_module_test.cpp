@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the client makes of modules that ipmi_sim cannot play.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "module/ipmi/ipmi_client/ipmi_client.h"
+#include "tests/fakes/fake_config.h"
+#include "tests/fakes/fake_log.h"
+#include "tests/ipmi_client/obedient_module.h"
+
+namespace Tulvo {
+namespace {
+
+using ::testing::HasSubstr;
+
+ObedientModuleOptions Module(int suite = 3)
+{
+    ObedientModuleOptions options;
+    options.cipherSuite = suite;
+    options.answer = GrantPrivilege;
+    return options;
+}
+
+IpmiClient ClientOf(const ObedientModule& module, const ObedientModuleOptions& options)
+{
+    return {"127.0.0.1", options.userName, options.password, std::to_string(module.Port()),
+            static_cast<std::uint64_t>(options.cipherSuite)};
+}
+
+TEST(CipherSuites, BothLogInAndCarryRequests)
+{
+    for (const int suite : {3, 17}) {
+        SCOPED_TRACE(suite);
+        const ObedientModuleOptions options = Module(suite);
+        ObedientModule module(options);
+        IpmiClient client = ClientOf(module, options);
+        ASSERT_EQ(client.connect(), CONNECTION_CONNECTED) << client.lastError();
+        Bytes response;
+        std::uint8_t completionCode = 0;
+        ASSERT_EQ(client.send({0x3B, {4}, 0x06}, response, completionCode), 0);
+        EXPECT_EQ(completionCode, 0);
+        EXPECT_EQ(response, Bytes{4});
+        client.disconnect();
+        EXPECT_EQ(module.OpenSessions(), 0U);
+    }
+}
+
+TEST(CipherSuites, TheConfiguredOneDecides)
+{
+    Fakes::FakeConfig config;
+    config.values["IPMI_CIPHER_SUITE"] = 17;
+    const ObedientModule module(Module(17));
+    EXPECT_EQ(ClientOf(module, Module(3)).connect(), CONNECTION_CONNECTED);
+}
+
+TEST(CipherSuites, OneThatTheModuleDoesNotOfferIsRefused)
+{
+    const ObedientModule module(Module(17));
+    IpmiClient client = ClientOf(module, Module(3));
+    EXPECT_EQ(client.connect(), CONNECTION_REFUSED);
+    EXPECT_THAT(client.lastError(), HasSubstr("does not offer cipher suite 3"));
+}
+
+TEST(LogIn, TakesNamesAndPasswordsUpToTheLimits)
+{
+    for (const int suite : {3, 17}) {
+        for (const std::size_t length : {0U, 1U, 16U, 19U, 20U}) {
+            ObedientModuleOptions options = Module(suite);
+            options.password = std::string(length, 'p');
+            options.userName = std::string(std::min<std::size_t>(length, 16), 'u');
+            const ObedientModule module(options);
+            IpmiClient client = ClientOf(module, options);
+            EXPECT_EQ(client.connect(), CONNECTION_CONNECTED)
+                << length << ": " << client.lastError();
+        }
+    }
+}
+
+TEST(LogIn, AWrongPasswordIsRefusedAndLeavesNoSession)
+{
+    for (const int suite : {3, 17}) {
+        ObedientModuleOptions options = Module(suite);
+        ObedientModule module(options);
+        options.password = "secreT";
+        IpmiClient client = ClientOf(module, options);
+        EXPECT_EQ(client.connect(), CONNECTION_REFUSED);
+        EXPECT_THAT(client.lastError(), HasSubstr("password is wrong"));
+        EXPECT_EQ(module.OpenSessions(), 0U);
+    }
+}
+
+struct PrivilegeCase
+{
+    Bytes answer;
+    CONNECTIONSTATE state;
+    std::string said;
+};
+
+TEST(Privilege, ThatIsNotGrantedEndsTheLogInAndTheSession)
+{
+    const std::vector<PrivilegeCase> cases{
+        {{0x80}, CONNECTION_REFUSED, "privilege administrator"},
+        {{0x81}, CONNECTION_REFUSED, "privilege administrator"},
+        {{0xD4}, CONNECTION_REFUSED, "privilege administrator"},
+        {{0x00}, CONNECTION_REFUSED, "privilege administrator"},
+        {{0x00, 0x02}, CONNECTION_REFUSED, "privilege administrator"},
+        {{0xC0}, CONNECTION_TRY_AGAIN, "busy"},
+        {{0xD2}, CONNECTION_TRY_AGAIN, "busy"},
+    };
+    for (const PrivilegeCase& c : cases) {
+        SCOPED_TRACE(::testing::PrintToString(c.answer));
+        ObedientModuleOptions options = Module();
+        options.answer = [&](std::uint8_t, std::uint8_t, const Bytes&) { return c.answer; };
+        ObedientModule module(options);
+        IpmiClient client = ClientOf(module, options);
+        EXPECT_EQ(client.connect(), c.state);
+        EXPECT_THAT(client.lastError(), HasSubstr(c.said));
+        EXPECT_EQ(module.OpenSessions(), 0U);
+    }
+}
+
+TEST(Privilege, TheConfiguredLevelIsAskedFor)
+{
+    for (const int level : {2, 3, 4}) {
+        Fakes::FakeConfig config;
+        config.values["IPMI_PRIVILEGE_LEVEL"] = level;
+        Bytes asked;
+        ObedientModuleOptions options = Module();
+        options.answer = [&](std::uint8_t netFn, std::uint8_t command, const Bytes& data) {
+            asked = data;
+            return GrantPrivilege(netFn, command, data);
+        };
+        const ObedientModule module(options);
+        IpmiClient client = ClientOf(module, options);
+        ASSERT_EQ(client.connect(), CONNECTION_CONNECTED) << client.lastError();
+        EXPECT_EQ(asked, Bytes{static_cast<std::uint8_t>(level)});
+    }
+}
+
+Bytes Counting(std::size_t length)
+{
+    Bytes bytes(length);
+    for (std::size_t i = 0; i < length; ++i) {
+        bytes[i] = static_cast<std::uint8_t>(i);
+    }
+    return bytes;
+}
+
+TEST(Answer, OfEveryLengthAndCompletionCodeIsBroughtWhole)
+{
+    for (const int suite : {3, 17}) {
+        Bytes next;
+        ObedientModuleOptions options = Module(suite);
+        options.answer = [&](std::uint8_t netFn, std::uint8_t command, const Bytes& data) {
+            return netFn == 0x06 ? GrantPrivilege(netFn, command, data) : next;
+        };
+        const ObedientModule module(options);
+        IpmiClient client = ClientOf(module, options);
+        ASSERT_EQ(client.connect(), CONNECTION_CONNECTED) << client.lastError();
+        for (std::size_t length = 0; length <= 0xFF; ++length) {
+            const auto code = static_cast<std::uint8_t>(length);
+            next = Counting(length);
+            next.insert(next.begin(), code);
+            Bytes response{0xEE};
+            std::uint8_t completionCode = 0xEE;
+            ASSERT_EQ(client.send({0xA8, {}, 0x32}, response, completionCode), 0) << length;
+            EXPECT_EQ(completionCode, code);
+            EXPECT_EQ(response, Counting(length));
+        }
+    }
+}
+
+TEST(Request, OfEveryLengthArrivesWhole)
+{
+    Bytes arrived;
+    ObedientModuleOptions options = Module();
+    options.answer = [&](std::uint8_t netFn, std::uint8_t command, const Bytes& data) {
+        arrived = data;
+        return GrantPrivilege(netFn, command, data);
+    };
+    const ObedientModule module(options);
+    IpmiClient client = ClientOf(module, options);
+    ASSERT_EQ(client.connect(), CONNECTION_CONNECTED) << client.lastError();
+    Bytes response;
+    std::uint8_t completionCode = 0;
+    for (std::size_t length = 0; length <= 200; ++length) {
+        ASSERT_EQ(client.send({0xA8, Counting(length), 0x32}, response, completionCode), 0);
+        EXPECT_EQ(arrived, Counting(length));
+    }
+    EXPECT_LT(client.send({0xA8, Counting(201), 0x32}, response, completionCode), 0);
+}
+
+}  // namespace
+}  // namespace Tulvo
