@@ -4,14 +4,18 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/sockios.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <strings.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <array>
 #include <charconv>
+#include <chrono>
 #include <csignal>
 #include <sstream>
 
@@ -31,6 +35,7 @@ void IgnoreBrokenPipes()
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
+/// Listens on `port`, which becomes a free one when it is 0.
 int Listen(const std::string& address, std::uint16_t& port)
 {
     const bool isIpv6 = address.find(':') != std::string::npos;
@@ -38,12 +43,16 @@ int Listen(const std::string& address, std::uint16_t& port)
     sockaddr_in ipv4{};
     ipv6.sin6_family = AF_INET6;
     ipv4.sin_family = AF_INET;
+    ipv6.sin6_port = htons(port);
+    ipv4.sin_port = htons(port);
     inet_pton(AF_INET6, address.c_str(), &ipv6.sin6_addr);
     inet_pton(AF_INET, address.c_str(), &ipv4.sin_addr);
     auto* const name =
         isIpv6 ? reinterpret_cast<sockaddr*>(&ipv6) : reinterpret_cast<sockaddr*>(&ipv4);
     socklen_t size = isIpv6 ? sizeof ipv6 : sizeof ipv4;
     const int listener = socket(name->sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const int on = 1;
+    setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     EXPECT_EQ(bind(listener, name, size), 0) << address;
     EXPECT_EQ(listen(listener, 16), 0);
     getsockname(listener, name, &size);
@@ -62,6 +71,20 @@ SSL_CTX* MakeContext(const Identity& identity, const ServerKind& kind)
     SSL_CTX_use_certificate(context, identity.certificate.get());
     SSL_CTX_use_PrivateKey(context, identity.key.get());
     return context;
+}
+
+/// Asks `isSo` until it is, for ten seconds at most.
+template <typename Condition>
+bool WaitFor(const Condition& isSo)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!isSo()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
 }
 
 std::size_t ContentLength(const Request& request)
@@ -144,6 +167,7 @@ std::optional<Request> Peer::Read()
             return std::nullopt;
         }
     }
+    ++server_.heads_;
     Request request{unread_.substr(0, unread_.find("\r\n")), unread_.substr(0, end + 4), ""};
     unread_.erase(0, end + 4);
     const std::size_t length = ContentLength(request);
@@ -206,8 +230,9 @@ void Peer::Close()
 void Peer::Break()
 {
     if (socket_ >= 0) {
-        close(socket_);
-        socket_ = -1;
+        shutdown(socket_, SHUT_WR);
+        AwaitDelivery();
+        Leave();
     }
 }
 
@@ -215,13 +240,33 @@ void Peer::Reset()
 {
     const linger atOnce{1, 0};
     setsockopt(socket_, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
-    Break();
+    Leave();
+}
+
+void Peer::Leave()
+{
+    close(socket_);
+    socket_ = -1;
+    ++server_.ends_;
+}
+
+void Peer::AwaitDelivery() const
+{
+    WaitFor([this] {
+        tcp_info info{};
+        socklen_t size = sizeof info;
+        getsockopt(socket_, IPPROTO_TCP, TCP_INFO, &info, &size);
+        int waiting = 0;  // Bytes that the client's side has not acknowledged, the end included.
+        ioctl(socket_, SIOCOUTQ, &waiting);
+        return info.tcpi_state == TCP_CLOSE || waiting == 0;
+    });
 }
 
 TlsServer::TlsServer(const Identity& identity, Play onConnection, const ServerKind& kind)
     : context_(MakeContext(identity, kind), SSL_CTX_free),
       onConnection_(std::move(onConnection)),
       stop_(eventfd(0, EFD_CLOEXEC)),
+      port_(kind.port),
       listener_(Listen(kind.listenOn, port_)),
       acceptor_([this] { Accept(); })
 {
@@ -254,6 +299,11 @@ void TlsServer::Accept()
             });
         }
     }
+}
+
+void TlsServer::AwaitEnds(int count) const
+{
+    EXPECT_TRUE(WaitFor([this, count] { return ends_ >= count; })) << ends_ << " of " << count;
 }
 
 std::vector<Request> TlsServer::Requests() const

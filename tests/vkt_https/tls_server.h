@@ -55,6 +55,8 @@ public:
     void SendForever(std::string_view bytes);
     /// Sends one byte of `bytes` every 200 ms.
     void Trickle(std::string_view bytes);
+    /// Waits until all that was sent has arrived in the client's socket.
+    void AwaitDelivery() const;
     /// Waits until the client has closed, reading nothing.
     void WaitForClient();
     /// Ends the connection properly.
@@ -68,6 +70,7 @@ private:
     bool Await(short events, int milliseconds = -1) const;
     bool Retry(int result);
     bool Fill();
+    void Leave();
 
     TlsServer& server_;
     int socket_;
@@ -80,6 +83,7 @@ struct ServerKind
 {
     int newestTls = TLS1_3_VERSION;
     std::string listenOn = "127.0.0.1";
+    std::uint16_t port = 0;  ///< 0: any free one.
 };
 
 class TlsServer
@@ -97,6 +101,10 @@ public:
     int Connections() const { return connections_; }
     int Handshakes() const { return handshakes_; }
     std::size_t BytesSent() const { return bytesSent_; }
+    /// Request heads that arrived, with or without a body behind them.
+    int Heads() const { return heads_; }
+    /// Waits until this many connections have been ended by the server, visibly for the client.
+    void AwaitEnds(int count) const;
     /// Requests that arrived whole, in order.
     std::vector<Request> Requests() const;
 
@@ -108,10 +116,12 @@ private:
     std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> context_;
     Play onConnection_;
     int stop_;
-    std::uint16_t port_ = 0;
+    std::uint16_t port_;
     int listener_;  // Sets port_.
     std::atomic<int> connections_ = 0;
     std::atomic<int> handshakes_ = 0;
+    std::atomic<int> heads_ = 0;
+    std::atomic<int> ends_ = 0;
     std::atomic<std::size_t> bytesSent_ = 0;
     mutable std::mutex mutex_;
     std::vector<Request> requests_;

@@ -11,7 +11,6 @@
 #include "module/vkt/vkt_https/request_body.h"
 #include "module/vkt/vkt_https/request_headers.h"
 #include "module/vkt/vkt_https/result_tables.h"
-#include "module/vkt/vkt_https/server_key.h"
 #include "module/vkt/vkt_https/tls_trust.h"
 
 namespace Tulvo::Https {
@@ -127,9 +126,9 @@ std::optional<Failure> HttpsClient::SetUp(CURL* handle)
     SetLimits(options, info_);
     SetCredentials(options);
     auto failure = SetTrust(options, info_.tlsVerification, origin_);
-    WatchServerKey(handle, serverPin_);
+    WatchServerProof(handle, proof_);
     if (!failure && options.Refusal() != CURLE_OK) {
-        failure = FailureOf(options.Refusal(), false);
+        failure = FailureOf(CURLE_FAILED_INIT, false);
     }
     return failure;
 }
@@ -165,9 +164,10 @@ std::optional<Failure> HttpsClient::Perform(const HttpRequest& request, HttpRepl
         .Set(CURLOPT_WRITEDATA, &collector)
         .Set(CURLOPT_HEADERDATA, &collector);
     if (headers.Lines() == nullptr || options.Refusal() != CURLE_OK) {
-        return FailureOf(CURLE_OUT_OF_MEMORY, false);
+        return FailureOf(CURLE_FAILED_INIT, false);
     }
     errorText_.front() = '\0';
+    proof_ = {};
     const CURLcode result = curl_easy_perform(handle_.get());
     connectionIsSpent_ = false;
     curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &reply.status);
@@ -188,19 +188,27 @@ std::optional<Failure> HttpsClient::Judge(CURLcode result, const ReplyCollector&
 
 Failure HttpsClient::Blame(CURLcode result, bool replyBegan) const
 {
-    Failure failure = FailureOf(result, replyBegan);
-    if (errorText_.front() != '\0') {
-        failure.detail = errorText_.data();
-    }
-    if (result == CURLE_COULDNT_CONNECT) {
-        long error = 0;
-        curl_easy_getinfo(handle_.get(), CURLINFO_OS_ERRNO, &error);
-        failure.detail += ": " + std::generic_category().message(static_cast<int>(error));
-    }
-    if (failure.code == VKT_HTTPS_TLS_ERROR && !serverPin_.empty()) {
-        failure.advice += "; the server's key is " + serverPin_;
+    // A certificate whose signature is wrong is called a broken handshake by libcurl.
+    const bool distrusted = result == CURLE_SSL_CONNECT_ERROR && !proof_.distrust.empty() &&
+                            info_.tlsVerification == TLS_VERIFY_AUTHORITY;
+    Failure failure = FailureOf(distrusted ? CURLE_PEER_FAILED_VERIFICATION : result, replyBegan);
+    failure.detail = distrusted ? proof_.distrust : Detail(result);
+    if (failure.code == VKT_HTTPS_TLS_ERROR && !proof_.pin.empty()) {
+        failure.advice += "; the server's key is " + proof_.pin;
     }
     return failure;
+}
+
+std::string HttpsClient::Detail(CURLcode result) const
+{
+    std::string detail =
+        errorText_.front() == '\0' ? curl_easy_strerror(result) : errorText_.data();
+    long error = 0;
+    curl_easy_getinfo(handle_.get(), CURLINFO_OS_ERRNO, &error);
+    if (result == CURLE_COULDNT_CONNECT && error != 0) {
+        detail += ": " + std::generic_category().message(static_cast<int>(error));
+    }
+    return detail;
 }
 
 // Bytes that wait on an idle connection are the server's good-bye, or belong to no request.

@@ -16,6 +16,7 @@
 #include "module/vkt/vkt_https/failure.h"
 #include "module/vkt/vkt_https/http_message.h"
 #include "module/vkt/vkt_https/reply_collector.h"
+#include "module/vkt/vkt_https/server_proof.h"
 
 namespace Tulvo::Https {
 
@@ -58,11 +59,12 @@ private:
     std::optional<Failure> Judge(CURLcode result, const ReplyCollector& collector,
                                  const HttpReply& reply) const;
     Failure Blame(CURLcode result, bool replyBegan) const;
+    std::string Detail(CURLcode result) const;
     bool ConnectionIsUsable() const;
 
     const TulvoConnection::ConnectionInfo& info_;
     std::string origin_;
-    std::string serverPin_;
+    ServerProof proof_;
     std::array<char, CURL_ERROR_SIZE> errorText_{};
     bool connectionIsSpent_ = false;
     // Last: libcurl writes into the members above until the handle is gone.

@@ -57,6 +57,10 @@ constexpr std::array kCurlMeanings = {
     CurlMeaning{CURLE_WEIRD_SERVER_REPLY, VKT_HTTPS_MALFORMED_REPLY, kNotHttp, kCheckServer},
     CurlMeaning{CURLE_UNSUPPORTED_PROTOCOL, VKT_HTTPS_MALFORMED_REPLY, kNotHttp, kCheckServer},
     CurlMeaning{CURLE_BAD_CONTENT_ENCODING, VKT_HTTPS_MALFORMED_REPLY, kNotHttp, kCheckServer},
+    // What libcurl says to a header line that is longer than its buffer may become.
+    CurlMeaning{CURLE_OUT_OF_MEMORY, VKT_HTTPS_MALFORMED_REPLY,
+                "a header line of the server's reply is too long, or memory ran out here",
+                kCheckServer},
     CurlMeaning{CURLE_FILESIZE_EXCEEDED, VKT_HTTPS_MALFORMED_REPLY, kTooLarge, kCheckServer},
     CurlMeaning{CURLE_WRITE_ERROR, VKT_HTTPS_MALFORMED_REPLY, kTooLarge, kCheckServer},
 };

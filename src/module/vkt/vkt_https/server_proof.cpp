@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "module/vkt/vkt_https/server_key.h"
+#include "module/vkt/vkt_https/server_proof.h"
 
 #include <openssl/evp.h>
 #include <openssl/ssl.h>
@@ -12,7 +12,7 @@
 namespace Tulvo::Https {
 namespace {
 
-int PinSlot()
+int ProofSlot()
 {
     static const int slot = SSL_CTX_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
     return slot;
@@ -34,24 +34,27 @@ std::string PinOf(X509* certificate)
 }
 
 // Called for every certificate of the chain with OpenSSL's own verdict, which is handed back.
-int NoteServerKey(int verdict, X509_STORE_CTX* chain)
+int NoteProof(int verdict, X509_STORE_CTX* chain)
 {
     const auto* tls =
         static_cast<SSL*>(X509_STORE_CTX_get_ex_data(chain, SSL_get_ex_data_X509_STORE_CTX_idx()));
-    auto* pin = static_cast<std::string*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(tls), PinSlot()));
+    auto* proof = static_cast<ServerProof*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(tls), ProofSlot()));
     try {
-        *pin = PinOf(X509_STORE_CTX_get0_cert(chain));
+        proof->pin = PinOf(X509_STORE_CTX_get0_cert(chain));
+        if (verdict == 0) {
+            proof->distrust = X509_verify_cert_error_string(X509_STORE_CTX_get_error(chain));
+        }
     } catch (...) {
-        pin->clear();
+        *proof = {};
     }
     return verdict;
 }
 
-CURLcode WatchContext(CURL*, void* context, void* pin)
+CURLcode WatchContext(CURL*, void* context, void* proof)
 {
     auto* tls = static_cast<SSL_CTX*>(context);
-    if (SSL_CTX_set_ex_data(tls, PinSlot(), pin) == 1) {
-        SSL_CTX_set_verify(tls, SSL_CTX_get_verify_mode(tls), NoteServerKey);
+    if (SSL_CTX_set_ex_data(tls, ProofSlot(), proof) == 1) {
+        SSL_CTX_set_verify(tls, SSL_CTX_get_verify_mode(tls), NoteProof);
     }
     return CURLE_OK;
 }
@@ -64,12 +67,12 @@ bool RunsOnOpenSsl()
 
 }  // namespace
 
-void WatchServerKey(CURL* handle, std::string& pin)
+void WatchServerProof(CURL* handle, ServerProof& proof)
 {
     if (RunsOnOpenSsl()) {
         CurlOptions(handle)
             .Set(CURLOPT_SSL_CTX_FUNCTION, &WatchContext)
-            .Set(CURLOPT_SSL_CTX_DATA, &pin);
+            .Set(CURLOPT_SSL_CTX_DATA, &proof);
     }
 }
 
