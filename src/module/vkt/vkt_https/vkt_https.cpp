@@ -25,7 +25,8 @@ constexpr long kUnauthorized = 401;
 
 }  // namespace
 
-struct VKTHttps::Transport
+// Not for export, unlike the class that it is nested in.
+struct __attribute__((visibility("hidden"))) VKTHttps::Transport
 {
     explicit Transport(const TulvoConnection::ConnectionInfo& connectionInfo) : info(connectionInfo)
     {
