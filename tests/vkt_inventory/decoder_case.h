@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+#include <utility>
+
 #include "tests/vkt_inventory/decoders.h"
 #include "tests/vkt_inventory/log_lines.h"
 
@@ -23,6 +26,11 @@ struct DecoderCase
     Fields fields;
     LogLines log;
 };
+
+inline void PrintTo(const DecoderCase& row, std::ostream* out)
+{
+    *out << row.behaviour;
+}
 
 class Decoder : public ::testing::TestWithParam<std::pair<Decode, DecoderCase>>
 {
