@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <locale>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -96,20 +96,19 @@ bool IsPrintable(std::uint8_t byte)
 }
 
 /// The printable characters from `start` up to the first byte that is not one.
-std::string PrintableRun(const ByteView& bytes, std::size_t start)
+std::span<const std::uint8_t> PrintableRun(const ByteView& bytes, std::size_t start)
 {
     const auto text = bytes.Without(start).Bytes();
     return {text.begin(), std::find_if_not(text.begin(), text.end(), IsPrintable)};
 }
 
 /// White space is what the host program's locale takes for it.
-std::string Trimmed(const std::string& text)
+void Trim(std::string& text)
 {
     const std::locale locale;
     const auto isText = [&locale](char character) { return !std::isspace(character, locale); };
-    const auto first = std::find_if(text.begin(), text.end(), isText);
-    const auto last = std::find_if(text.rbegin(), std::make_reverse_iterator(first), isText).base();
-    return {first, last};
+    text.erase(std::find_if(text.rbegin(), text.rend(), isText).base(), text.end());
+    text.erase(text.begin(), std::find_if(text.begin(), text.end(), isText));
 }
 
 void HideZero(std::string& reading)
@@ -304,7 +303,9 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetSerialNumber(
     const Response& response, std::uint8_t completionCode, std::string& serialNumber) const
 {
     const auto decode = [&serialNumber](const ByteView& bytes) {
-        serialNumber = Trimmed(PrintableRun(bytes, 0));
+        const auto text = PrintableRun(bytes, 0);
+        serialNumber.assign(text.begin(), text.end());
+        Trim(serialNumber);
         return VKT_INVENTORY_SUCCESS;
     };
     return DecodeFramed(kSerialNumberFraming, vktType, response, completionCode, decode);
@@ -314,8 +315,9 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetFirmwareVersion(
     const Response& response, std::uint8_t completionCode, std::string& firmwareVersion) const
 {
     const auto decode = [&firmwareVersion](const ByteView& bytes) {
-        const std::string buildName = PrintableRun(bytes, 5);
-        firmwareVersion = buildName + "-" + Hex(bytes[0]) + "." + HexOfTwoDigits(bytes[1]);
+        const auto buildName = PrintableRun(bytes, 5);
+        firmwareVersion.assign(buildName.begin(), buildName.end());
+        firmwareVersion += "-" + Hex(bytes[0]) + "." + HexOfTwoDigits(bytes[1]);
         return VKT_INVENTORY_SUCCESS;
     };
     return DecodeFramed(kFirmwareVersionFraming, vktType, response, completionCode, decode);
@@ -326,7 +328,8 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseName(const Response& respo
                                                            std::string& name) const
 {
     const auto decode = [&name](const ByteView& bytes) {
-        name = PrintableRun(bytes, 0);
+        const auto text = PrintableRun(bytes, 0);
+        name.assign(text.begin(), text.end());
         return VKT_INVENTORY_SUCCESS;
     };
     return DecodeFramed(kNameFraming, vktType, response, completionCode, decode);
