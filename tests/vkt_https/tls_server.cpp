@@ -35,7 +35,7 @@ void IgnoreBrokenPipes()
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
-/// Listens on `port`, which becomes a free one when it is 0.
+/// Listens on `port`, which becomes a free one when it is 0. Negative when that cannot be.
 int Listen(const std::string& address, std::uint16_t& port)
 {
     const bool isIpv6 = address.find(':') != std::string::npos;
@@ -53,8 +53,10 @@ int Listen(const std::string& address, std::uint16_t& port)
     const int listener = socket(name->sa_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     const int on = 1;
     setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    EXPECT_EQ(bind(listener, name, size), 0) << address;
-    EXPECT_EQ(listen(listener, 16), 0);
+    if (bind(listener, name, size) != 0 || listen(listener, 16) != 0) {
+        close(listener);
+        return -1;
+    }
     getsockname(listener, name, &size);
     port = ntohs(isIpv6 ? ipv6.sin6_port : ipv4.sin_port);
     return listener;
@@ -262,6 +264,16 @@ void Peer::AwaitDelivery() const
     });
 }
 
+bool CanListenOn(const std::string& address)
+{
+    std::uint16_t port = 0;
+    const int listener = Listen(address, port);
+    if (listener >= 0) {
+        close(listener);
+    }
+    return listener >= 0;
+}
+
 TlsServer::TlsServer(const Identity& identity, Play onConnection, const ServerKind& kind)
     : context_(MakeContext(identity, kind), SSL_CTX_free),
       onConnection_(std::move(onConnection)),
@@ -270,6 +282,7 @@ TlsServer::TlsServer(const Identity& identity, Play onConnection, const ServerKi
       listener_(Listen(kind.listenOn, port_)),
       acceptor_([this] { Accept(); })
 {
+    EXPECT_GE(listener_, 0) << kind.listenOn << " port " << kind.port;
 }
 
 TlsServer::~TlsServer()

@@ -86,6 +86,9 @@ struct ServerKind
     std::uint16_t port = 0;  ///< 0: any free one.
 };
 
+/// Whether the machine has this address.
+bool CanListenOn(const std::string& address);
+
 class TlsServer
 {
 public:

@@ -44,7 +44,8 @@ TEST_F(Connection, NoServerIsNoConnection)
 TEST_F(Connection, UnknownNameIsNoConnection)
 {
     auto record = Record();
-    record.address = "no-such-module.invalid";  // A name that no name service may know.
+    // No name has so long a part, so no name service is asked for it.
+    record.address = std::string(64, 'a') + ".invalid";
     Connect(record);
     ExpectFailure(VKT_HTTPS_CONNECT_FAILED, "the name was not found");
 }
@@ -62,6 +63,9 @@ TEST_F(Connection, ServerThatComesLaterIsFound)
 
 TEST_F(Connection, Ipv6AddressNeedsNoBrackets)
 {
+    if (!CanListenOn("::1")) {
+        GTEST_SKIP() << "this machine has no IPv6 loopback";
+    }
     Serve(Always(GoodReply()), Module(), {.listenOn = "::1"});
     for (const char* address : {"::1", "[::1]"}) {
         auto record = Record();

@@ -47,7 +47,7 @@ std::string BracketedIpv6(const std::string& text)
 
 std::string HostOf(const std::string& address)
 {
-    const std::string ipv6 = BracketedIpv6(WithoutBrackets(address));
+    std::string ipv6 = BracketedIpv6(WithoutBrackets(address));
     if (!ipv6.empty()) {
         return ipv6;
     }

@@ -30,9 +30,10 @@ RequestHeaders::RequestHeaders(const HttpRequest& request)
         Add(line);
     }
     if (!request.sessionToken.empty()) {
+        constexpr std::string_view kName = "X-Auth-Token: ";
         SecretText line;
-        line.text.reserve(request.sessionToken.size() + 16);
-        line.text.append("X-Auth-Token: ").append(request.sessionToken);
+        line.text.reserve(kName.size() + request.sessionToken.size());  // Growing leaves copies.
+        line.text.append(kName).append(request.sessionToken);
         Add(line.text.c_str());
     }
 }

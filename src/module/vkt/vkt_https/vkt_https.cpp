@@ -103,7 +103,8 @@ std::optional<Failure> VKTHttps::Transport::PostInSession(const std::string& bod
 
 VKTHttpsErrorCode VKTHttps::Transport::Report(const IPMICOMMAND& request, const Failure& failure)
 {
-    const SecretText basic{ToBase64(info.userName + ":" + info.password)};
+    const SecretText plain{info.userName + ":" + info.password};
+    const SecretText basic{ToBase64(plain.text)};
     lastError = client.Origin().empty() ? "" : client.Origin() + ": ";
     lastError += Describe(failure, {info.password, basic.text, session.Token()});
     Log(1, __FILE__, __LINE__).Stream()
