@@ -48,11 +48,11 @@ std::string FailureOf(const Query& query, const Answer& answer)
     return line;
 }
 
-/// Of all sections only the identity is asked for and decoded without knowing the platform.
-bool NeedsModuleStatus(const Command& command)
-{
-    return command.sections != Bit(Section::identity);
-}
+/// Without its status the library also does not know the module's generation, by which every answer
+/// is decoded.
+constexpr std::string_view kStatusNotRead =
+    "the module did not tell its platform: its nodes and power supplies cannot be asked for, and "
+    "other values may be misread; try again when it is ready";
 
 }  // namespace
 
@@ -83,10 +83,8 @@ Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number
 std::vector<std::string> Failures(const Report& report)
 {
     std::vector<std::string> failures;
-    if (!report.moduleStatusRead && NeedsModuleStatus(*report.command)) {
-        failures.emplace_back(
-            "the module did not tell its platform, so its nodes and power supplies are not known "
-            "and its power readings not certain; try again when it is ready");
+    if (!report.moduleStatusRead) {
+        failures.emplace_back(kStatusNotRead);
     }
     for (const Asked& asked : report.asked) {
         for (const Answer& answer : asked.answers) {

@@ -41,7 +41,7 @@ struct Report
     const Command* command = nullptr;
     Target target;
     /// Whether the module told platform and counts when it was first asked. If not, no node and no
-    /// supply can be asked for.
+    /// supply can be asked for, and other values may be misread.
     bool moduleStatusRead = false;
     std::vector<Asked> asked;
 };
