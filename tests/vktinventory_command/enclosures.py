@@ -1,0 +1,77 @@
+# SPDX-License-Identifier: Apache-2.0
+"""What the end-to-end tests share: simulated enclosures, and runs of the command against them."""
+import json
+import os
+import pathlib
+import subprocess
+import tempfile
+
+COMMAND = os.environ["VKTINVENTORY"]
+SIMULATOR = os.environ["VKT_SIMULATOR"]
+SCENARIOS = pathlib.Path(os.environ["VKT_SCENARIOS"])
+SCHEMA = pathlib.Path(os.environ["VKT_SCHEMA"])
+# Far above anything that is waited for here: a run that reaches it hangs.
+PATIENCE = 120
+
+
+# A configuration that says nothing, whatever this machine's own says.
+NO_CONFIGURATION = tempfile.NamedTemporaryFile(suffix=".toml")
+
+
+class Enclosure:
+    """A simulated enclosure for the length of a `with` block; `changes` are made to the scenario."""
+
+    def __init__(self, scenario, **changes):
+        self.scenario = json.loads((SCENARIOS / f"{scenario}.json").read_text()) | changes
+        with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
+            json.dump(self.scenario, file)
+            file.flush()
+            self.process = subprocess.Popen(
+                [SIMULATOR, "--scenario", file.name], stdout=subprocess.PIPE, text=True
+            )
+            self.endpoint = json.loads(self.process.stdout.readline())["rmcp"]
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        self.process.wait(PATIENCE)
+        self.process.stdout.close()
+
+    def words(self, *words, **changes):
+        """The command's words with log-in flags, some of them changed or (None) left out."""
+        flags = {
+            "-H": self.endpoint["address"],
+            "-p": str(self.endpoint["port"]),
+            "-U": self.endpoint["user"],
+            "-P": self.endpoint["password"],
+        }
+        flags.update({"-" + flag: value for flag, value in changes.items()})
+        given = [word for flag, value in flags.items() if value is not None for word in (flag, value)]
+        return [COMMAND, *given, *words]
+
+    def run(self, *words, environment=None, **changes):
+        return run(self.words(*words, **changes), environment)
+
+    def ask(self, *words):
+        """The JSON that a command prints."""
+        return json.loads(self.run("--format", "json", *words).stdout)
+
+
+def environment_with(changes=None):
+    environment = {key: os.environ[key] for key in os.environ if key not in ("NO_COLOR", "TERM")}
+    environment.update({"TERM": "xterm", "VKT_CONFIG": NO_CONFIGURATION.name, **(changes or {})})
+    return environment
+
+
+def run(words, environment=None):
+    return subprocess.run(
+        words,
+        stdin=subprocess.DEVNULL,
+        capture_output=True,
+        text=True,
+        timeout=PATIENCE,
+        env=environment_with(environment),
+        start_new_session=True,  # without a terminal to ask for a password on
+    )

@@ -1,0 +1,283 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The command against simulated enclosures, over RMCP+."""
+import json
+import os
+import pathlib
+import socket
+import subprocess
+import tempfile
+import time
+import unittest
+
+import jsonschema
+from enclosures import PATIENCE, SCENARIOS, SCHEMA, Enclosure, environment_with, run
+
+VALIDATOR = jsonschema.Draft202012Validator(json.loads(SCHEMA.read_text()))
+
+# How the command ends by scenario, and which queries fail. Waiting for a status that never comes
+# takes 18 seconds, once at the start and once more for the query itself: only nodes are asked for.
+OUTCOMES = {
+    "busy": ("show", 3, None),
+    "dropped": ("show", 1, {"name"}),
+    "faulty-first": ("show", 0, set()),
+    "faulty-vkt2": ("show", 0, set()),
+    "healthy-first": ("show", 0, set()),
+    "healthy-vkt2-fc-6": ("show", 0, set()),
+    "healthy-vkt2-fc-9": ("show", 0, set()),
+    "healthy-vkt2-fd-6": ("show", 0, set()),
+    "healthy-vkt2-fd-9": ("show", 0, set()),
+    "healthy-vkt2-fe-2": ("show", 0, set()),
+    "no-status": ("nodes", 1, set()),
+    "slow": ("show", 0, set()),
+    "truncated": (
+        "show",
+        1,
+        {
+            "machineType",
+            "chassisPowerConsumption",
+            "chassisPowerCap",
+            "psuStatus",
+            "nodeStatus",
+            "nodePowerConsumption",
+        },
+    ),
+    "wrong-completion-codes": (
+        "show",
+        1,
+        {"machineType", "name", "chassisPowerCap", "psuStatus", "nodeStatus"},
+    ),
+}
+
+COMMANDS = [
+    ["show"],
+    ["identity"],
+    ["power"],
+    ["psu"],
+    ["nodes"],
+    ["node", "12"],
+    ["status"],
+    ["select-psu", "9"],
+]
+
+
+def failed_queries(document):
+    def failed(answer):
+        return any(map(failed, answer)) if isinstance(answer, list) else (
+            answer["result"] != "VKT_INVENTORY_SUCCESS"
+        )
+
+    return {name for name, answer in document["queries"].items() if failed(answer)}
+
+
+class Scenarios(unittest.TestCase):
+    def test_each_scenario_has_an_outcome_here(self):
+        self.assertEqual({path.stem for path in SCENARIOS.glob("*.json")}, set(OUTCOMES))
+
+    def test_each_scenario_ends_as_it_should(self):
+        for scenario, (command, code, failed) in OUTCOMES.items():
+            with self.subTest(scenario), Enclosure(scenario) as enclosure:
+                ran = enclosure.run("--format", "json", command)
+                self.assertEqual(ran.returncode, code, ran.stderr)
+                self.assertEqual(ran.stderr == "", code == 0, ran.stderr)
+                if failed is None:
+                    self.assertEqual(ran.stdout, "")
+                    continue
+                document = json.loads(ran.stdout)
+                VALIDATOR.validate(document)
+                self.assertEqual(failed_queries(document), failed)
+
+
+class HealthyEnclosure(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.enclosure = Enclosure("healthy-vkt2-fc-9")
+        cls.addClassCleanup(cls.enclosure.__exit__)
+
+    def test_every_command_prints_what_the_schema_promises(self):
+        for words in COMMANDS:
+            with self.subTest(words):
+                ran = self.enclosure.run("--format", "json", *words)
+                self.assertEqual((ran.returncode, ran.stderr), (0, ""))
+                VALIDATOR.validate(json.loads(ran.stdout))
+
+    def test_the_schema_refuses_what_is_not_promised(self):
+        document = self.enclosure.ask("identity")
+        for spoil in (
+            lambda d: d.pop("schemaVersion"),
+            lambda d: d["queries"].pop("name"),
+            lambda d: d["queries"]["name"].pop("result"),
+            lambda d: d["queries"]["name"].update(data=None),
+            lambda d: d["queries"]["name"].update(result="SUCCESS"),
+            lambda d: d["queries"].update(psuStatus={"result": "VKT_INVENTORY_FAILED"}),
+        ):
+            spoiled = json.loads(json.dumps(document))
+            spoil(spoiled)
+            self.assertFalse(VALIDATOR.is_valid(spoiled), spoiled)
+
+    def test_shows_the_enclosure_that_the_scenario_describes(self):
+        shown = self.enclosure.ask()["queries"]
+        module = self.enclosure.scenario["module"]
+        for query in ("machineType", "serialNumber", "name"):
+            self.assertEqual(shown[query]["data"], module[query])
+        self.assertEqual(
+            shown["moduleStatus"]["data"],
+            {"platformId": 0xFC, "psuCount": 9, "nodeCount": 12, "defaultsAssumed": False},
+        )
+        power = self.enclosure.scenario["chassis"]["power"]
+        self.assertEqual(
+            shown["chassisPowerConsumption"]["data"],
+            {"min": power["minimum"], "avg": power["average"], "max": power["maximum"]},
+        )
+        self.assertEqual(
+            [node["data"]["avg"] for node in shown["nodePowerConsumption"]],
+            [node["power"]["average"] for node in self.enclosure.scenario["nodes"]],
+        )
+        self.assertEqual(len(shown["psuStatus"]["data"]), 9)
+
+    def test_the_table_fits_eighty_columns(self):
+        table = self.enclosure.run().stdout
+        self.assertIn(self.enclosure.scenario["module"]["serialNumber"], table)
+        self.assertLessEqual(max(map(len, table.splitlines())), 80)
+
+    def test_a_node_that_the_enclosure_has_not_is_wrong_usage(self):
+        with Enclosure("healthy-first") as small:
+            ran = small.run("node", "5")
+            self.assertEqual(ran.returncode, 2)
+            self.assertIn("this enclosure has nodes 1 to 4", ran.stderr)
+
+    def test_logging_leaves_the_json_alone_and_holds_no_password(self):
+        quiet = self.enclosure.run("--format", "json")
+        for flag, sign in (("-v", "Succeeded get VKT Status"), ("-vv", "Entering  Tulvo::")):
+            loud = self.enclosure.run("--format", "json", flag)
+            self.assertEqual(loud.stdout, quiet.stdout)
+            self.assertIn(sign, loud.stderr)
+            self.assertNotIn(self.enclosure.endpoint["password"], loud.stderr)
+
+    def test_takes_the_password_from_file_and_environment(self):
+        password = self.enclosure.endpoint["password"]
+        with tempfile.TemporaryDirectory() as folder:
+            file = pathlib.Path(folder, "password")
+            file.write_text(password + "\nanother line\n")
+            self.assertEqual(self.enclosure.run("identity", P=None, f=str(file)).returncode, 0)
+        from_environment = self.enclosure.run(
+            "identity", "-E", P=None, environment={"IPMI_PASSWORD": password}
+        )
+        self.assertEqual(from_environment.returncode, 0)
+
+    def test_without_password_and_terminal_it_is_wrong_usage(self):
+        ran = self.enclosure.run("identity", P=None)
+        self.assertEqual(ran.returncode, 2)
+        self.assertIn("no terminal", ran.stderr)
+
+
+class Refusals(unittest.TestCase):
+    """Each ends at once, with one line that names what it was."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.enclosure = Enclosure("healthy-first")
+        cls.addClassCleanup(cls.enclosure.__exit__)
+
+    def check(self, code, reason, *words, **changes):
+        begin = time.monotonic()
+        ran = self.enclosure.run(*words, **changes)
+        self.assertEqual(ran.returncode, code, ran.stderr)
+        self.assertRegex(ran.stderr, f"^vktinventory: [^\n]*{reason}[^\n]*\n$")
+        self.assertEqual(ran.stdout, "")
+        # The library alone would take 18 seconds to give up.
+        self.assertLess(time.monotonic() - begin, 15)
+
+    def test_wrong_password(self):
+        self.check(4, "password is wrong", P="wrong")
+
+    def test_wrong_user(self):
+        self.check(4, "user", U="nobody")
+
+    def test_long_password(self):
+        self.check(4, "more than 20 bytes", P="123456789012345678901")
+
+    def test_wrong_cipher_suite(self):
+        self.check(4, "cipher suite 17", "-C", "17")
+
+    def test_low_privilege(self):
+        self.check(4, "privilege", "-L", "USER")
+
+    def test_unsafe_cipher_suite(self):
+        self.check(2, "--cipher-suite", "-C", "0")
+
+    def test_unknown_host(self):
+        self.check(3, "cannot be resolved", H="no-such-host.invalid")
+
+    def test_nothing_listens(self):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+            probe.bind(("127.0.0.1", 0))
+            port = probe.getsockname()[1]
+        self.check(3, "nothing listens", p=str(port))
+
+    def test_nothing_answers(self):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as silent:
+            silent.bind(("127.0.0.1", 0))
+            self.check(3, "no connection", p=str(silent.getsockname()[1]))
+
+
+class Process(unittest.TestCase):
+    """What others can see of the running command, and what becomes of its output."""
+
+    def start(self, enclosure, *words, **streams):
+        child = subprocess.Popen(
+            enclosure.words(*words),
+            stdin=subprocess.DEVNULL,
+            env=environment_with(),
+            start_new_session=True,
+            **streams,
+        )
+        self.addCleanup(child.wait, PATIENCE)
+        self.addCleanup(child.kill)
+        return child
+
+    def test_the_argument_list_holds_no_password(self):
+        with Enclosure("slow") as enclosure:
+            child = self.start(enclosure, stdout=subprocess.PIPE)
+            self.addCleanup(child.stdout.close)
+            arguments = self.arguments_once_hidden(child.pid)
+            self.assertIn(b"vktinventory", arguments)
+            self.assertNotIn(enclosure.endpoint["password"].encode(), arguments)
+            self.assertIsNone(child.poll(), "the command ended before its arguments were read")
+
+    def arguments_once_hidden(self, pid):
+        """Between exec and the command's first lines the password still stands there."""
+        deadline = time.monotonic() + PATIENCE
+        while time.monotonic() < deadline:
+            arguments = pathlib.Path(f"/proc/{pid}/cmdline").read_bytes()
+            if b"\0\0\0" in arguments:
+                return arguments
+            time.sleep(0.01)
+        return arguments
+
+    def test_a_core_is_never_written(self):
+        with Enclosure("slow") as enclosure:
+            child = self.start(enclosure, stdout=subprocess.DEVNULL)
+            self.arguments_once_hidden(child.pid)
+            limits = pathlib.Path(f"/proc/{child.pid}/limits").read_text()
+            self.assertRegex(limits, r"Max core file size +1 +1 ")
+
+    def test_a_full_disk_is_an_error_of_its_own(self):
+        with Enclosure("healthy-first") as enclosure, open("/dev/full", "w") as full:
+            child = self.start(enclosure, stdout=full, stderr=subprocess.PIPE, text=True)
+            error = child.communicate(timeout=PATIENCE)[1]
+            self.assertEqual(child.returncode, 5)
+            self.assertIn("No space left on device", error)
+
+    def test_a_closed_pipe_is_an_error_of_its_own(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        with Enclosure("healthy-first") as enclosure:
+            child = self.start(enclosure, stdout=writer, stderr=subprocess.PIPE, text=True)
+            os.close(writer)
+            error = child.communicate(timeout=PATIENCE)[1]
+            self.assertEqual(child.returncode, 5)
+            self.assertIn("Broken pipe", error)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,198 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The command on a terminal: colour, progress, the question for the password, Ctrl-C."""
+import os
+import pty
+import select
+import signal
+import subprocess
+import termios
+import time
+import unittest
+
+from enclosures import PATIENCE, Enclosure, environment_with
+
+RED = b"\x1b[1;31m"
+ERASE = b"\r\x1b[K"
+
+
+class Terminal:
+    """A child process with a terminal of its own; the fields say what is connected to it."""
+
+    def __init__(self, words, environment=None, streams=("stdin", "stdout", "stderr")):
+        self.master, self.slave = pty.openpty()
+        others = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+        given = {name: self.slave if name in streams else other for name, other in others.items()}
+        self.child = subprocess.Popen(
+            words,
+            env=environment_with(environment),
+            start_new_session=True,
+            preexec_fn=self.take_control if "stdin" in streams else None,
+            **given,
+        )
+        self.seen = b""
+
+    @staticmethod
+    def take_control():
+        """Makes standard input the session's terminal, so that Ctrl-C on it is a signal."""
+        os.close(os.open(os.ttyname(0), os.O_RDWR))
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.child.kill()
+        self.child.wait(PATIENCE)
+        for stream in (self.child.stdout, self.child.stderr):
+            if stream:
+                stream.close()
+        os.close(self.master)
+        os.close(self.slave)
+
+    def read_some(self, seconds):
+        if select.select([self.master], [], [], seconds)[0]:
+            self.seen += os.read(self.master, 65536)
+            return True
+        return False
+
+    def wait_for(self, text):
+        deadline = time.monotonic() + PATIENCE
+        while text not in self.seen and time.monotonic() < deadline:
+            self.read_some(1)
+        if text not in self.seen:
+            raise AssertionError(f"{text!r} did not come; there is {self.seen!r}")
+
+    def type(self, text):
+        os.write(self.master, text)
+
+    def echoes(self):
+        return bool(termios.tcgetattr(self.slave)[3] & termios.ECHO)
+
+    def end(self):
+        """The exit code, when all output has been read."""
+        deadline = time.monotonic() + PATIENCE
+        while self.child.poll() is None and time.monotonic() < deadline:
+            self.read_some(0.1)
+        while self.read_some(0):
+            pass
+        return self.child.returncode
+
+
+class Colour(unittest.TestCase):
+    def show(self, environment=None, streams=("stdin", "stdout", "stderr")):
+        with Enclosure("faulty-vkt2") as enclosure:
+            with Terminal(enclosure.words(), environment, streams) as terminal:
+                if "stdout" not in streams:
+                    output = terminal.child.stdout.read()
+                    self.assertEqual(terminal.end(), 0)
+                    return output
+                self.assertEqual(terminal.end(), 0)
+                return terminal.seen
+
+    def test_marks_what_is_bad_on_a_terminal(self):
+        self.assertIn(RED + b"Power Fault", self.show())
+
+    def test_stays_away_with_no_color(self):
+        shown = self.show({"NO_COLOR": "1"})
+        self.assertIn(b"Power Fault", shown)
+        self.assertNotIn(b"\x1b", shown)
+
+    def test_stays_away_from_a_dumb_terminal(self):
+        self.assertNotIn(b"\x1b", self.show({"TERM": "dumb"}))
+
+    def test_stays_away_from_a_pipe(self):
+        shown = self.show(streams=("stdin", "stderr"))
+        self.assertIn(b"Power Fault", shown)
+        self.assertNotIn(b"\x1b", shown)
+
+
+class Progress(unittest.TestCase):
+    def test_tells_the_try_and_goes_when_the_command_ends(self):
+        with Enclosure("no-status") as enclosure:
+            with Terminal(enclosure.words("identity"), streams=("stderr",)) as terminal:
+                terminal.wait_for(b"module not ready, try 2 of 6 ...")
+                terminal.wait_for(ERASE + b"module not ready, try 6 of 6 ..." + ERASE)
+                self.assertEqual(terminal.end(), 1)
+
+    def test_stays_away_where_nobody_looks(self):
+        with Enclosure("no-status") as enclosure:
+            self.assertNotIn("not ready, try", enclosure.run("identity").stderr)
+
+
+class Question(unittest.TestCase):
+    def setUp(self):
+        self.enclosure = Enclosure("healthy-first")
+        self.addCleanup(self.enclosure.__exit__)
+
+    def ask(self):
+        return Terminal(self.enclosure.words("identity", P=None))
+
+    def test_is_answered_without_echo(self):
+        with self.ask() as terminal:
+            terminal.wait_for(b"Password: ")
+            self.assertFalse(terminal.echoes())
+            terminal.type(b"enclosure\n")
+            self.assertEqual(terminal.end(), 0)
+            self.assertIn(b"FG20K0001", terminal.seen)
+            self.assertNotIn(b"enclosure", terminal.seen)
+            self.assertTrue(terminal.echoes())
+
+    def test_is_asked_when_output_goes_elsewhere(self):
+        with Terminal(
+            self.enclosure.words("identity", P=None), streams=("stdin",)
+        ) as terminal:
+            terminal.wait_for(b"Password: ")
+            terminal.type(b"enclosure\n")
+            self.assertIn(b"FG20K0001", terminal.child.stdout.read())
+            self.assertEqual(terminal.child.stderr.read(), b"")
+            self.assertEqual(terminal.end(), 0)
+
+    def test_ends_at_ctrl_c_with_echo_restored(self):
+        with self.ask() as terminal:
+            terminal.wait_for(b"Password: ")
+            terminal.type(b"encl\x03")
+            self.assertEqual(terminal.end(), 130)
+            self.assertTrue(terminal.echoes())
+
+    def test_without_an_answer_is_wrong_usage(self):
+        with self.ask() as terminal:
+            terminal.wait_for(b"Password: ")
+            terminal.type(b"\x04")
+            self.assertEqual(terminal.end(), 2)
+            self.assertTrue(terminal.echoes())
+
+
+class Interrupt(unittest.TestCase):
+    def test_ends_a_pause_of_the_library_at_once(self):
+        with Enclosure("no-status") as enclosure:
+            with Terminal(enclosure.words()) as terminal:
+                terminal.wait_for(b"try 2 of 6 ...")
+                begin = time.monotonic()
+                terminal.type(b"\x03")
+                self.assertEqual(terminal.end(), 130)
+                # The pauses that were left take 15 seconds.
+                self.assertLess(time.monotonic() - begin, 10)
+                self.assertTrue(terminal.seen.rstrip(b"^C").endswith(ERASE), terminal.seen)
+
+    def test_is_told_apart_by_signal(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number), Enclosure("no-status") as enclosure:
+                with Terminal(enclosure.words(), streams=("stderr",)) as terminal:
+                    terminal.wait_for(b"try 2 of 6 ...")
+                    terminal.child.send_signal(number)
+                    self.assertEqual(terminal.end(), 128 + number)
+                    self.assertEqual(terminal.child.stdout.read(), b"")
+
+    def test_leaves_no_session_open(self):
+        """More interrupted requests than the module has sessions, then one that is served."""
+        with Enclosure("slow", sessions=3) as enclosure:
+            for pause in [0.2, 0.35, 0.5, 0.65] * 4:
+                with Terminal(enclosure.words(), streams=()) as terminal:
+                    time.sleep(pause)
+                    terminal.child.send_signal(signal.SIGINT)
+                    self.assertEqual(terminal.end(), 130)
+                    self.assertEqual(terminal.child.stderr.read(), b"")
+            self.assertEqual(enclosure.run("identity").returncode, 0)
+
+
+if __name__ == "__main__":
+    unittest.main()
