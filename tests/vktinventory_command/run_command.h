@@ -25,6 +25,7 @@ inline Ran RunCommand(std::vector<std::string> words)
 {
     words.insert(words.begin(), "vktinventory");
     std::vector<char*> argv;
+    argv.reserve(words.size());
     for (std::string& word : words) {
         argv.push_back(word.data());
     }
