@@ -161,6 +161,7 @@ TEST_F(InterruptionTest, ManyThreadsEndAtOnce)
         }
         Stop();
         std::vector<std::thread> threads;
+        threads.reserve(kThreads);
         for (const auto& client : clients) {
             threads.emplace_back([&client] { Send(*client); });
         }

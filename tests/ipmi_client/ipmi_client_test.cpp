@@ -21,7 +21,6 @@
 namespace Tulvo {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
@@ -218,6 +217,7 @@ TEST_F(IpmiClientTest, SixtyFourThreadsEachHaveAClientOfTheirOwn)
         served += state == CONNECTION_CONNECTED && Serves(*client) ? 1 : 0;
     };
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int i = 0; i < kThreads; ++i) {
         threads.emplace_back([&] {
             for (int round = 0; round < kRounds; ++round) {

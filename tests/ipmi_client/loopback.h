@@ -8,7 +8,9 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <cerrno>
 #include <cstdint>
+#include <system_error>
 
 namespace Tulvo {
 
@@ -30,8 +32,10 @@ inline std::uint16_t BindToFreePort(int socket)
 {
     sockaddr_in address = Loopback(0);
     socklen_t length = sizeof address;
-    bind(socket, Generic(address), length);
-    getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
+    if (bind(socket, Generic(address), length) != 0 ||
+        getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        throw std::system_error(errno, std::generic_category(), "bind to loopback");
+    }
     return ntohs(address.sin_port);
 }
 

@@ -21,7 +21,9 @@ MeddlingRelay::MeddlingRelay(std::uint16_t serverPort, Meddler toServer, Meddler
       port_(BindToFreePort(client_))
 {
     const sockaddr_in server = Loopback(serverPort);
-    connect(server_, Generic(server), sizeof server);
+    if (connect(server_, Generic(server), sizeof server) != 0) {
+        throw std::system_error(errno, std::generic_category(), "connect to the server");
+    }
     thread_ = std::thread(&MeddlingRelay::Run, this);
 }
 

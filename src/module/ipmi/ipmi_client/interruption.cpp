@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <condition_variable>
 #include <mutex>
+#include <type_traits>
 
 namespace Tulvo::Interruption {
 namespace {
@@ -17,8 +18,8 @@ namespace {
 std::atomic<bool> raised{false};
 std::atomic<int> descriptor{-1};
 std::atomic<pid_t> owner{0};
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
-              std::atomic<pid_t>::is_always_lock_free);
+static_assert(std::is_same_v<pid_t, int> && std::atomic<bool>::is_always_lock_free &&
+              std::atomic<int>::is_always_lock_free);
 
 void Wake(int fd)
 {

@@ -4,7 +4,10 @@
 ///
 /// An object is used by one thread at a time; any number of objects may be used side by side.
 /// Nothing throws. Every wait is bounded by the configuration keys `IPMI_SESSION_TIMEOUT_MS`
-/// (default 5000) and `IPMI_RETRANSMISSION_TIMEOUT_MS` (default 1000).
+/// (default 5000: the longest wait for one answer; a log-in is four of them, and a name is looked
+/// up within the same time) and `IPMI_RETRANSMISSION_TIMEOUT_MS` (default 1000: after that a
+/// request is sent again). Both are milliseconds, up to ten minutes, the second no longer than the
+/// first; any other value is replaced by the default with a warning.
 #ifndef MODULE_IPMI_IPMI_CLIENT_IPMI_CLIENT_H
 #define MODULE_IPMI_IPMI_CLIENT_IPMI_CLIENT_H
 
@@ -54,16 +57,23 @@ public:
 };
 
 /// An RMCP+ session through libfreeipmi.
+///
+/// Every failed connect() and send() writes one log record: a warning (level 2) when it may succeed
+/// at another try, else an error (level 1). Whatever fails, no session is left on the module; only
+/// one that never answers may keep a half-open one until it times out. The configuration key
+/// `IPMI_PRIVILEGE_LEVEL` (2 user, 3 operator, 4 administrator, the default) is asked for.
 class VKT_EXPORT IpmiClient : public IpmiClientInterface
 {
 public:
     /// Keeps the parameters; connects nowhere.
-    /// @param address     IPv4 address, IPv6 address or host name.
-    /// @param userName    name to log in with.
+    /// @param address     IPv4 address, IPv6 address (brackets allowed) or host name.
+    /// @param userName    name to log in with, at most 16 bytes; a longer one is refused likewise.
     /// @param password    at most 20 bytes, the limit of IPMI 2.0; a longer one is refused by
     ///                    connect(), never cut.
     /// @param port        UDP port in decimal.
-    /// @param cipherSuite cipher suite id (3 or 17); the configuration key `IPMI_CIPHER_SUITE`
+    /// @param cipherSuite cipher suite id, 3 or 17, the ones that sign and encrypt soundly; any
+    /// other
+    ///                    is refused by connect(). The configuration key `IPMI_CIPHER_SUITE`
     ///                    overrides it.
     IpmiClient(const std::string& address, const std::string& userName, const std::string& password,
                const std::string& port, std::uint64_t cipherSuite);

@@ -198,7 +198,7 @@ Outcome RmcpSession::Negotiate(std::chrono::milliseconds limit)
     fill_rmcpplus_open_session(++tag_, settings_.privilege, state_.consoleId,
                                state_.algorithms.authentication, state_.algorithms.integrity,
                                state_.algorithms.confidentiality, request.Get());
-    const Outcome outcome = ExchangeLogin(kType, request, reply, limit);
+    Outcome outcome = ExchangeLogin(kType, request, reply, limit);
     if (Interruption::Raised()) {
         ForgetLate();
     }
@@ -219,7 +219,7 @@ Outcome RmcpSession::ExchangeRandomNumbers()
     fill_rmcpplus_rakp_message_1(++tag_, state_.moduleId, consoleRandom_.data(), kRandomSize,
                                  settings_.privilege, kLookUp, UserName(), UserNameSize(),
                                  request.Get());
-    const Outcome outcome = ExchangeLogin(kType, request, reply, settings_.sessionTimeout);
+    Outcome outcome = ExchangeLogin(kType, request, reply, settings_.sessionTimeout);
     return outcome.Good() ? CheckModule(reply) : outcome;
 }
 
@@ -253,7 +253,7 @@ Outcome RmcpSession::Prove()
     fill_rmcpplus_rakp_message_3(++tag_, 0, state_.moduleId, proof.data(),
                                  static_cast<unsigned>(length), request.Get());
     stage_ = Stage::kProving;
-    const Outcome outcome = ExchangeLogin(kType, request, reply, settings_.sessionTimeout);
+    Outcome outcome = ExchangeLogin(kType, request, reply, settings_.sessionTimeout);
     if (!outcome.Good()) {
         return outcome;
     }
@@ -320,7 +320,7 @@ Outcome RmcpSession::AskWithin(std::chrono::milliseconds limit, const IPMICOMMAN
     requestNumber_ = static_cast<std::uint8_t>((requestNumber_ + 1) % kRequestNumbers);
     // A request that is sent again keeps its number, so that a slow module's answer to the first
     // is taken; the sequence number of the packet is a new one.
-    const Outcome outcome = Exchange(
+    Outcome outcome = Exchange(
         limit, [&] { return PackRequest(state_, request, requestNumber_); },
         [&](const Packet& packet) {
             std::optional<Answer> came = UnpackAnswer(state_, packet, request, requestNumber_);
@@ -337,8 +337,8 @@ Outcome RmcpSession::ExchangeLogin(std::uint8_t type, const FiidObject& request,
                                    const FiidObject& reply, std::chrono::milliseconds limit)
 {
     const Packet packet = PackLogin(type, request);
-    const Outcome outcome = Exchange(
-        limit, [&] { return packet; },
+    Outcome outcome = Exchange(
+        limit, [&]() -> const Packet& { return packet; },
         [&](const Packet& came) {
             return UnpackLogin(came, ReplyType(type), reply) &&
                    ipmi_rmcpplus_check_message_tag(reply.Get(), tag_) == 1;
@@ -355,7 +355,7 @@ Outcome RmcpSession::Exchange(std::chrono::milliseconds limit, Pack pack, Take t
 {
     const Clock::time_point deadline = Clock::now() + limit;
     do {
-        const Packet request = pack();
+        const Packet& request = pack();
         if (request.empty()) {
             return LocalFault("packing a request");
         }
