@@ -296,8 +296,7 @@ Outcome RmcpSession::DeriveKeys()
 Outcome RmcpSession::RaisePrivilege()
 {
     Answer answer;
-    const Outcome outcome =
-        Ask({kSetSessionPrivilegeLevel, {settings_.privilege}, kApplication}, answer);
+    Outcome outcome = Ask({kSetSessionPrivilegeLevel, {settings_.privilege}, kApplication}, answer);
     if (!outcome.Good()) {
         return outcome;
     }
