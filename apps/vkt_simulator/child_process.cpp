@@ -76,7 +76,8 @@ std::string FindProgram(const std::string& name, const std::string& package)
     const char* path = std::getenv("PATH");
     std::istringstream folders(std::string(path == nullptr ? "" : path) + ":/usr/bin:/usr/sbin");
     for (std::string folder; std::getline(folders, folder, ':');) {
-        const std::string candidate = folder + '/' + name;
+        std::string candidate = folder;
+        candidate.append("/").append(name);
         if (access(candidate.c_str(), X_OK) == 0) {
             return candidate;
         }
@@ -90,6 +91,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments,
     : output_(MakeMemoryFile("output", ""))
 {
     std::vector<char*> pointers;
+    pointers.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments) {
         pointers.push_back(const_cast<char*>(argument.c_str()));
     }

@@ -293,6 +293,7 @@ std::size_t SupplyCount(std::uint8_t platformId, std::uint8_t generationCode)
 std::vector<RequestCode> ServedRequests()
 {
     std::vector<RequestCode> codes;
+    codes.reserve(requests.size());
     for (const Request& request : requests) {
         codes.push_back({request.netFn, request.command});
     }

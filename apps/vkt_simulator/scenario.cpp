@@ -138,7 +138,7 @@ Fan ReadFan(const JsonValue& value)
 
 std::vector<JsonValue> Exactly(const JsonValue& value, std::size_t count, const char* why)
 {
-    const std::vector<JsonValue> elements = value.Elements();
+    std::vector<JsonValue> elements = value.Elements();
     if (elements.size() != count) {
         value.Fail("must have " + std::to_string(count) + " elements, not " +
                    std::to_string(elements.size()) + ": " + why);
