@@ -30,6 +30,7 @@ struct Module
 {
     FaultyEnclosure enclosure;
     std::uint32_t sessions;
+    int privilege;
     bool dropAnswer = false;
 };
 
@@ -54,6 +55,22 @@ void Handle(lmc_data_t* /*controller*/, msg_t* message, unsigned char* answer,
 int SwallowDropped(channel_t* /*channel*/, msg_t* /*message*/, rsp_msg_t* /*answer*/)
 {
     return std::exchange(module->dropAnswer, false) ? 1 : 0;
+}
+
+// ipmi_sim lets every user have every level, whatever its configuration says of user and channel. A
+// module has to see to it itself.
+int RefuseHigherLevels(channel_t* channel, msg_t* message)
+{
+    constexpr unsigned char application = 0x06;
+    constexpr unsigned char setSessionPrivilege = 0x3B;
+    if (message->netfn != application || message->cmd != setSessionPrivilege || message->len < 1 ||
+        (message->data[0] & 0x0F) <= module->privilege) {
+        return 0;
+    }
+    std::array<std::uint8_t, 1> data = {0x81};  // requested level exceeds the user's limit
+    rsp_msg_t answer = {application | 1, setSessionPrivilege, data.size(), data.data()};
+    channel->return_rsp(channel, message, &answer);
+    return 1;
 }
 
 // A module with few sessions is one in which others hold most of them, for ever.
@@ -90,7 +107,9 @@ VKT_EXPORT int ipmi_sim_module_init(sys_data_t* /*system*/, const char* options)
     try {
         Scenario scenario = ParseScenario(ReadScenarioFile(options), options);
         module = std::make_unique<Module>(
-            Module{{std::move(scenario.enclosure), std::move(scenario.faults)}, scenario.sessions});
+            Module{{std::move(scenario.enclosure), std::move(scenario.faults)},
+                   scenario.sessions,
+                   scenario.credentials.privilege});
         RegisterHandlers();
         return 0;
     } catch (const std::exception& error) {
@@ -104,6 +123,7 @@ VKT_EXPORT int ipmi_sim_module_post_init(sys_data_t* system)
     using namespace Tulvo::Simulator;
     channel_t* lan = system->mc_get_channelset(system->ipmb_addrs[controllerAddress])[lanChannel];
     lan->oem.oem_handle_rsp = SwallowDropped;
+    lan->oem.oem_handle_msg = RefuseHigherLevels;
     OccupySessions(*static_cast<lanserv_data_t*>(lan->chan_info), maxSessions - module->sessions);
     return 0;
 }

@@ -33,6 +33,17 @@ protected:
     std::vector<std::string> Environment() const { return {"TMPDIR=" + folder_.Path().string()}; }
     bool NothingLeft() const { return std::filesystem::is_empty(folder_.Path()); }
 
+    // A scenario file of a healthy first generation but for the value at a JSON pointer.
+    std::string WriteHealthyWith(const std::string& pointer, const nlohmann::json& value) const
+    {
+        std::ifstream shipped(SCENARIO_FOLDER "/healthy-first.json");
+        nlohmann::json scenario = nlohmann::json::parse(shipped);
+        scenario[nlohmann::json::json_pointer(pointer)] = value;
+        std::string file = (folder_ / "scenario.json").string();
+        std::ofstream(file) << scenario;
+        return file;
+    }
+
     TemporaryDirectory folder_;
 };
 
@@ -183,11 +194,7 @@ TEST_F(VktSimulator, RefusesWrongUsage)
 
 TEST_F(VktSimulator, NamesFileAndFieldAndReasonOfABadScenario)
 {
-    const std::string file = (folder_ / "bad.json").string();
-    std::ifstream shipped(std::string(SCENARIO_FOLDER) + "/healthy-first.json");
-    nlohmann::json scenario = nlohmann::json::parse(shipped);
-    scenario["nodes"][3]["width"] = 300;
-    std::ofstream(file) << scenario;
+    const std::string file = WriteHealthyWith("/nodes/3/width", 300);
     SimulatorProcess simulator({"--scenario", file});
     EXPECT_EQ(simulator.ExitCode(), 2);
     EXPECT_EQ(simulator.ErrorText(), "vkt-simulator: " + file +
@@ -211,6 +218,28 @@ TEST_F(VktSimulator, AsksForTheScenariosAccount)
     const std::uint16_t port = simulator.Port();
     EXPECT_THAT(Ipmitool(port, "-P wrong -H 127.0.0.1 -N 1 -R 1", "0x32 0xa8"),
                 HasSubstr("exit 1"));
+}
+
+TEST_F(VktSimulator, GivesAnOperatorNoAdministratorsSession)
+{
+    const std::string file = WriteHealthyWith("/credentials/privilege", "operator");
+    SimulatorProcess simulator({"--scenario", file});
+    const std::uint16_t port = simulator.Port();
+    EXPECT_THAT(Ipmitool(port, account, "0x32 0x91"),
+                HasSubstr("Set Session Privilege Level to ADMINISTRATOR failed"));
+    EXPECT_THAT(Ipmitool(port, std::string(account) + " -L OPERATOR", "0x32 0x91"),
+                HasSubstr("rsp=0xd4"));
+}
+
+TEST_F(VktSimulator, HasRoomForAsManySessionsAsTheScenarioSays)
+{
+    const std::string file = WriteHealthyWith("/sessions", 1);
+    SimulatorProcess simulator({"--scenario", file});
+    const std::uint16_t port = simulator.Port();
+    // One after the other, each gives its session back.
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(Ipmitool(port, account, "0x32 0x91"), " 00 00 03 03 00 00\nexit 0");
+    }
 }
 
 TEST_F(VktSimulator, RefusesSessionsWhenTheModuleIsBusy)
