@@ -34,6 +34,11 @@ struct Address
     const char* origin;
 };
 
+void PrintTo(const Address& row, std::ostream* out)
+{
+    *out << row.text;
+}
+
 class GoodAddress : public Test, public WithParamInterface<Address>
 {
 };
@@ -89,6 +94,11 @@ struct Spoilt
     VKTHttpsErrorCode code;
     const char* fragment;
 };
+
+void PrintTo(const Spoilt& row, std::ostream* out)
+{
+    *out << row.name;
+}
 
 std::string NameOf(const ::testing::TestParamInfo<Spoilt>& info)
 {
@@ -155,6 +165,11 @@ struct Location
     const char* text;
     const char* path;
 };
+
+void PrintTo(const Location& row, std::ostream* out)
+{
+    *out << row.text;
+}
 
 class SessionPaths : public Test, public WithParamInterface<Location>
 {

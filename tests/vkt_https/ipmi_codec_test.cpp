@@ -135,6 +135,11 @@ struct ContentType
     bool isJson;
 };
 
+void PrintTo(const ContentType& row, std::ostream* out)
+{
+    *out << row.text;
+}
+
 class ContentTypes : public Test, public WithParamInterface<ContentType>
 {
 };

@@ -159,7 +159,18 @@ TEST_F(Connection, RefusalKeepsTheConnection)
 }
 
 // libcurl by itself would send the second request again, on a new connection.
-class SwallowedRequest : public HttpsTest, public ::testing::WithParamInterface<void (*)(Peer&)>
+struct End
+{
+    const char* name;
+    void (Peer::*verb)();
+};
+
+void PrintTo(const End& end, std::ostream* out)
+{
+    *out << end.name;
+}
+
+class SwallowedRequest : public HttpsTest, public ::testing::WithParamInterface<End>
 {
 };
 
@@ -167,7 +178,7 @@ TEST_P(SwallowedRequest, IsNotSentAgain)
 {
     Serve(FirstThen(AnswerThen([end = GetParam()](Peer& peer) {
                         peer.Read();
-                        end(peer);
+                        (peer.*end.verb)();
                     }),
                     Always(GoodReply())));
     ExpectAnswer();
@@ -179,9 +190,9 @@ TEST_P(SwallowedRequest, IsNotSentAgain)
 }
 
 INSTANTIATE_TEST_SUITE_P(Ends, SwallowedRequest,
-                         ::testing::Values([](Peer& peer) { peer.Close(); },
-                                           [](Peer& peer) { peer.Break(); },
-                                           [](Peer& peer) { peer.Reset(); }));
+                         ::testing::Values(End{"Close", &Peer::Close}, End{"Break", &Peer::Break},
+                                           End{"Reset", &Peer::Reset}),
+                         ::testing::PrintToStringParamName());
 
 TEST_F(Connection, DeadConnectionDoesNotEndTheHostProgram)
 {

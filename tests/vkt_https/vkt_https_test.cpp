@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "module/vkt/vkt_https/vkt_https.h"
 
+#include <atomic>
+#include <thread>
+
 #include "tests/vkt_https/https_fixture.h"
 
 namespace Tulvo::Tests {
@@ -42,6 +45,28 @@ TEST_F(HttpsTest, OneHandshakeServesAllRequests)
     EXPECT_EQ(server->Requests().size(), 50U);
     EXPECT_EQ(server->Handshakes(), 1);
     EXPECT_EQ(server->Connections(), 1);
+}
+
+TEST_F(HttpsTest, ObjectsServeThreadsSideBySide)
+{
+    Serve(Always(GoodReply()));
+    std::atomic<int> answers = 0;
+    const auto askFiveTimes = [this, &answers] {
+        VKTHttps own(Record());
+        for (int i = 0; i < 5; ++i) {
+            std::vector<std::uint8_t> data;
+            std::uint8_t code = 0xFF;
+            answers += own.SendIpmiCmdOverHttps(request, data, code) == VKT_HTTPS_SUCCESS ? 1 : 0;
+        }
+    };
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 16; ++i) {
+        threads.emplace_back(askFiveTimes);
+    }
+    threads.clear();
+    EXPECT_EQ(answers, 80);
+    EXPECT_EQ(server->Requests().size(), 80U);
+    EXPECT_EQ(server->Handshakes(), 16);
 }
 
 }  // namespace
