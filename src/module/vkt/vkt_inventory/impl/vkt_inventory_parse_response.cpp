@@ -95,20 +95,26 @@ bool IsPrintable(std::uint8_t byte)
     return byte >= 0x20 && byte <= 0x7E;
 }
 
+std::string_view AsText(std::span<const std::uint8_t> bytes)
+{
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
 /// The printable characters from `start` up to the first byte that is not one.
-std::span<const std::uint8_t> PrintableRun(const ByteView& bytes, std::size_t start)
+std::string_view PrintableRun(const ByteView& bytes, std::size_t start)
 {
     const auto text = bytes.Without(start).Bytes();
-    return {text.begin(), std::find_if_not(text.begin(), text.end(), IsPrintable)};
+    return AsText({text.begin(), std::find_if_not(text.begin(), text.end(), IsPrintable)});
 }
 
 /// White space is what the host program's locale takes for it.
-void Trim(std::string& text)
+std::string_view Trimmed(std::string_view text)
 {
     const std::locale locale;
     const auto isText = [&locale](char character) { return !std::isspace(character, locale); };
-    text.erase(std::find_if(text.rbegin(), text.rend(), isText).base(), text.end());
-    text.erase(text.begin(), std::find_if(text.begin(), text.end(), isText));
+    const auto last = std::find_if(text.rbegin(), text.rend(), isText).base();
+    const auto first = std::find_if(text.begin(), last, isText);
+    return {first, last};
 }
 
 void HideZero(std::string& reading)
@@ -248,10 +254,9 @@ VKTInventoryErrorCode DecodeFans(const FanFormat& format, const Response& respon
     return VKT_INVENTORY_SUCCESS;
 }
 
-std::string Characters(const ByteView& bytes, std::size_t start, std::size_t count)
+std::string_view Characters(const ByteView& bytes, std::size_t start, std::size_t count)
 {
-    const auto text = bytes.Bytes().subspan(start, count);
-    return {text.begin(), text.end()};
+    return AsText(bytes.Bytes().subspan(start, count));
 }
 
 constexpr std::uint8_t kGenerationOfNineSupplies = 3;
@@ -303,9 +308,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetSerialNumber(
     const Response& response, std::uint8_t completionCode, std::string& serialNumber) const
 {
     const auto decode = [&serialNumber](const ByteView& bytes) {
-        const auto text = PrintableRun(bytes, 0);
-        serialNumber.assign(text.begin(), text.end());
-        Trim(serialNumber);
+        serialNumber = Trimmed(PrintableRun(bytes, 0));
         return VKT_INVENTORY_SUCCESS;
     };
     return DecodeFramed(kSerialNumberFraming, vktType, response, completionCode, decode);
@@ -315,8 +318,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetFirmwareVersion(
     const Response& response, std::uint8_t completionCode, std::string& firmwareVersion) const
 {
     const auto decode = [&firmwareVersion](const ByteView& bytes) {
-        const auto buildName = PrintableRun(bytes, 5);
-        firmwareVersion.assign(buildName.begin(), buildName.end());
+        firmwareVersion = PrintableRun(bytes, 5);
         firmwareVersion += "-" + Hex(bytes[0]) + "." + HexOfTwoDigits(bytes[1]);
         return VKT_INVENTORY_SUCCESS;
     };
@@ -328,8 +330,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseName(const Response& respo
                                                            std::string& name) const
 {
     const auto decode = [&name](const ByteView& bytes) {
-        const auto text = PrintableRun(bytes, 0);
-        name.assign(text.begin(), text.end());
+        name = PrintableRun(bytes, 0);
         return VKT_INVENTORY_SUCCESS;
     };
     return DecodeFramed(kNameFraming, vktType, response, completionCode, decode);
