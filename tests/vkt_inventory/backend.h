@@ -22,7 +22,7 @@
 #include "tests/vkt_inventory/bytes.h"
 #include "tests/vkt_inventory/log_lines.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 
 using Lines = std::vector<std::string>;
 
@@ -167,6 +167,6 @@ protected:
     LogLines OwnLines() const { return log.LinesOf("vkt_inventory_https_impl"); }
 };
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests
 
 #endif

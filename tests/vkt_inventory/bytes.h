@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -35,6 +35,6 @@ inline Bytes operator+(Bytes left, const Bytes& right)
     return left;
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests
 
 #endif

@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 
 TEST_P(Decoder, Handles)
 {
@@ -18,4 +18,4 @@ TEST_P(Decoder, Handles)
     }
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

@@ -12,7 +12,7 @@
 #include "tests/vkt_inventory/decoders.h"
 #include "tests/vkt_inventory/log_lines.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 
 inline constexpr VKTIype kFirst = VKT_TYPE_FIRST_GENERATION;
 inline constexpr VKTIype kVkt2 = VKT_TYPE_VKT2;
@@ -53,6 +53,6 @@ inline std::string BehaviourOf(const ::testing::TestParamInfo<Decoder::ParamType
     return row.param.second.behaviour;
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests
 
 #endif

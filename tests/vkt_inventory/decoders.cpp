@@ -3,7 +3,7 @@
 
 #include "module/vkt/vkt_inventory/impl/vkt_inventory_parse_response.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 
 namespace {
 
@@ -94,4 +94,4 @@ Outcome DecodeVKTStatus(const Answer& answer)
     return Call<VKTStatus, &Routines::ParseVKTStatusImp>(answer);
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

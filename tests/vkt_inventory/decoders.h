@@ -10,7 +10,7 @@
 #include "tests/vkt_inventory/bytes.h"
 #include "tests/vkt_inventory/fields.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 
 /// One answer of the module as a decoder gets it.
 struct Answer
@@ -39,6 +39,6 @@ Outcome DecodePSUStatus(const Answer& answer);
 Outcome DecodeNodeStatus(const Answer& answer);
 Outcome DecodeVKTStatus(const Answer& answer);
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests
 
 #endif

@@ -10,7 +10,7 @@
 
 #include "module/vkt/vkt_inventory/vkt_inventory.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 
 using Fields = std::vector<std::string>;
 
@@ -126,6 +126,6 @@ inline Fields Untouched(std::size_t texts)
     return Fields(texts, kBefore);
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests
 
 #endif

@@ -3,7 +3,7 @@
 #include "tests/vkt_inventory/backend.h"
 #include "tests/vkt_inventory/fields.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 using ::testing::IsEmpty;
@@ -203,4 +203,4 @@ TEST_F(HttpsFirmware, HasNoDataWithoutSlotsAndSendsNothing)
 }
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

@@ -4,7 +4,7 @@
 #include "tests/vkt_inventory/backend.h"
 #include "tests/vkt_inventory/fields.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 using ::testing::IsEmpty;
@@ -186,4 +186,4 @@ TEST_F(HttpsSelectPSU, SendsWhatGenerationAndPlatformTake)
 }
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

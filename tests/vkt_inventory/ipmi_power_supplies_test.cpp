@@ -3,7 +3,7 @@
 #include "tests/vkt_inventory/backend.h"
 #include "tests/vkt_inventory/fields.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 using ::testing::IsEmpty;
@@ -263,4 +263,4 @@ TEST_F(Direct, SizesPowerSupplyStatusesByTheSlotsEvenWhenTheAnswerIsShort)
 }
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

@@ -3,7 +3,7 @@
 #include "tests/vkt_inventory/backend.h"
 #include "tests/vkt_inventory/fields.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 using namespace std::string_literals;
@@ -240,4 +240,4 @@ TEST_F(DirectSelectPSU, SendsWhatGenerationAndPlatformTake)
 }
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

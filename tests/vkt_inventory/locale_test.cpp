@@ -8,7 +8,7 @@
 #include "module/vkt/vkt_inventory/impl/vkt_inventory_parse_response.h"
 #include "tests/vkt_inventory/decoder_case.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 /// Parts every digit from the next.
@@ -128,4 +128,4 @@ TEST(GlobalClassification, DoesNotDecideWhatIsPrintable)
 }
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

@@ -8,7 +8,7 @@
 
 #include "tests/fakes/fake_log.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 
 using Fakes::LogLine;
 using Fakes::LogLines;
@@ -40,6 +40,6 @@ inline LogLines Reframed(const std::string& characters, const std::string& hexad
             {4, "New response=" + hexadecimal}};
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests
 
 #endif

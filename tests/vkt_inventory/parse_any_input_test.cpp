@@ -5,7 +5,7 @@
 #include "tests/fakes/fake_log.h"
 #include "tests/vkt_inventory/decoder_case.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 constexpr auto kSuccess = VKT_INVENTORY_SUCCESS;
@@ -144,4 +144,4 @@ INSTANTIATE_TEST_SUITE_P(Decoders, AnyInput, ::testing::ValuesIn(kDecoders),
                          [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

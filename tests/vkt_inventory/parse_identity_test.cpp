@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/vkt_inventory/decoder_case.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 using namespace std::string_literals;
@@ -291,4 +291,4 @@ TEST(ParseMachineType, HasNoDataForAnyByteThatIsNoAsciiLetterOrDigit)
 }
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

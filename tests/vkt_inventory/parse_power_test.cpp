@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/vkt_inventory/decoder_case.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 using namespace std::string_literals;
@@ -176,4 +176,4 @@ INSTANTIATE_TEST_SUITE_P(ParseNodePowerConsumption, Decoder,
                          Rows(DecodeNodePowerConsumption, kNodePowerConsumptionCases), BehaviourOf);
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

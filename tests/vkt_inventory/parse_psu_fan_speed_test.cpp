@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/vkt_inventory/decoder_case.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 const char* const kFans = "ParsePSUFanSpeed";
@@ -79,4 +79,4 @@ INSTANTIATE_TEST_SUITE_P(ParsePSUFanSpeedOfOneFan, Decoder, Rows(DecodePSUFanSpe
                          BehaviourOf);
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

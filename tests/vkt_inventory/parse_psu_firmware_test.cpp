@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/vkt_inventory/decoder_case.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 using namespace std::string_literals;
@@ -114,4 +114,4 @@ INSTANTIATE_TEST_SUITE_P(ParsePSUManufacture, Decoder,
                          Rows(DecodePSUManufacture, kManufactureCases), BehaviourOf);
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/vkt_inventory/decoder_case.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 const char* const kStatus = "ParsePSUStatus";
@@ -129,4 +129,4 @@ TEST(ParsePSUStatus, HasNoBitForTheNinthSupplyAndBeyond)
 }
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

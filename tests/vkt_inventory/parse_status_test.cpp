@@ -2,7 +2,7 @@
 #include "module/vkt/vkt_inventory/impl/vkt_inventory_parse_response.h"
 #include "tests/vkt_inventory/decoder_case.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 using namespace std::string_literals;
@@ -201,4 +201,4 @@ TEST(VKTInventoryParseResponse, StartsWithTheUnknownType)
 }
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

@@ -3,7 +3,7 @@
 
 #include <ostream>
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 
 namespace {
 
@@ -117,4 +117,4 @@ std::ostream& operator<<(std::ostream& stream, const Query& query)
     return stream << query.name;
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

@@ -11,7 +11,7 @@
 #include "tests/vkt_inventory/bytes.h"
 #include "tests/vkt_inventory/fields.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 
 /// A query of a small first-generation enclosure.
 struct Query
@@ -31,6 +31,6 @@ const std::vector<Query>& SingleRequestQueries();
 
 std::ostream& operator<<(std::ostream& stream, const Query& query);
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests
 
 #endif

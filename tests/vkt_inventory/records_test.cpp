@@ -8,7 +8,7 @@
 #include "module/vkt/vkt_inventory/impl/vkt_inventory_impl.h"
 #include "module/vkt/vkt_inventory/vkt_inventory.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 /// The texts of each record, in the order in which it holds them.
@@ -205,4 +205,4 @@ TEST(VKTInventory, CannotBeCopied)
 }
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

@@ -7,7 +7,7 @@
 #include "tests/vkt_inventory/backend.h"
 #include "tests/vkt_inventory/queries.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 using ::testing::IsEmpty;
@@ -258,4 +258,4 @@ TEST_F(Https, AsksForChassisPowerByPlatform)
 }
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

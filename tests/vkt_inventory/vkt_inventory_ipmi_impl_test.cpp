@@ -5,7 +5,7 @@
 #include "tests/vkt_inventory/backend.h"
 #include "tests/vkt_inventory/queries.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 using ::testing::ElementsAre;
@@ -391,4 +391,4 @@ TEST_F(Direct, TellsItsDecoderOfAVkt2)
 }
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

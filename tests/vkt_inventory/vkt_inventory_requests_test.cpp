@@ -7,7 +7,7 @@
 
 #include "tests/fakes/journal.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 constexpr VKTIype kFirst = VKT_TYPE_FIRST_GENERATION;
@@ -148,4 +148,4 @@ INSTANTIATE_TEST_SUITE_P(
     NameOf);
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests

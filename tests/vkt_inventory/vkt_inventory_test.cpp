@@ -4,7 +4,7 @@
 #include "tests/vkt_inventory/backend.h"
 #include "tests/vkt_inventory/queries.h"
 
-namespace Tulvo {
+namespace Tulvo::Tests {
 namespace {
 
 using ::testing::IsEmpty;
@@ -132,4 +132,4 @@ INSTANTIATE_TEST_SUITE_P(Transports, EveryTransport, ::testing::Values(7, 9),
                          [](const auto& row) { return row.param == 7 ? "Direct" : "Https"; });
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Tests
