@@ -60,6 +60,7 @@ TEST_F(HttpsTest, ObjectsServeThreadsSideBySide)
         }
     };
     std::vector<std::jthread> threads;
+    threads.reserve(16);
     for (int i = 0; i < 16; ++i) {
         threads.emplace_back(askFiveTimes);
     }
