@@ -41,4 +41,21 @@ DependencyTableHasEveryLibraryThatIsInstalled() {
     done
 }
 
+LinksLeadSomewhere() {
+    for page in *.md docs/*.md; do
+        links=$(grep -o ']([^)#]*' "$page" | sed 's/^](//' | grep -v '^http' || true)
+        for link in $links; do
+            [ -e "$(dirname "$page")/$link" ] || fail "$page links to $link, which is not there"
+        done
+    done
+}
+
+FolderTableNamesWhatIsThere() {
+    paths=$(sed -n '/^| folder/,$s/^| \(`[^|]*`\) |.*/\1/p' README.md | tr -d '`,')
+    [ -n "$paths" ] || fail "README.md has no table of folders"
+    for path in $paths; do
+        [ -e "$path" ] || fail "README.md says that there is $path"
+    done
+}
+
 "$@"
