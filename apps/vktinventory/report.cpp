@@ -67,6 +67,7 @@ Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number
 {
     const std::uint64_t nodeCount = inventory.GetNodeNub();
     Report report{&command, {}, nodeCount != 0, {}};
+    detail();  // what was logged until now is about no query
     for (const Query& query : Queries()) {
         if (!command.Runs(query.section)) {
             continue;

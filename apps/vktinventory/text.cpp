@@ -47,9 +47,4 @@ std::string BytesAsUtf8(std::string_view bytes)
     return text;
 }
 
-std::string Counted(std::size_t count, std::string_view thing, std::string_view things)
-{
-    return std::to_string(count) + " " + std::string(count == 1 ? thing : things);
-}
-
 }  // namespace Tulvo::Cli

@@ -17,9 +17,6 @@ std::string Printable(std::string_view bytes);
 /// UTF-8 in which each byte of `bytes` is the character with the same number (U+0000 to U+00FF).
 std::string BytesAsUtf8(std::string_view bytes);
 
-/// "1 thing", "2 things".
-std::string Counted(std::size_t count, std::string_view thing, std::string_view things);
-
 }  // namespace Tulvo::Cli
 
 #endif

@@ -192,6 +192,13 @@ TEST_F(Run, DoesNotBlameASuccessForWhatTheLibraryLogged)
     EXPECT_EQ(RunConnected({}).error, "");
 }
 
+TEST_F(Run, DoesNotExplainAFailureByWhatWasLoggedBefore)
+{
+    Module().onConstruction = [] { Log(1, "f", 1).Stream() << "an earlier trouble"; };
+    Module().machineType.result = VKT_INVENTORY_FAILED;
+    EXPECT_THAT(RunConnected({}).error, Not(HasSubstr("an earlier trouble")));
+}
+
 TEST_F(Run, PrintsAWarningAboutTheConfiguration)
 {
     Module().onConstruction = [] {
