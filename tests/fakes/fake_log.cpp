@@ -58,6 +58,7 @@ void FakeLog::Add(const Record& record)
 LogLines FakeLog::Lines() const
 {
     LogLines lines;
+    lines.reserve(records_.size());
     for (const Record& record : records_) {
         lines.push_back(record.line);
     }

@@ -42,6 +42,7 @@ protected:
 inline auto Rows(Decode decode, const std::vector<DecoderCase>& cases)
 {
     std::vector<Decoder::ParamType> rows;
+    rows.reserve(cases.size());
     for (const DecoderCase& row : cases) {
         rows.emplace_back(decode, row);
     }
