@@ -5,6 +5,7 @@ import os
 import pathlib
 import subprocess
 import tempfile
+import time
 
 COMMAND = os.environ["VKTINVENTORY"]
 SIMULATOR = os.environ["VKT_SIMULATOR"]
@@ -57,6 +58,17 @@ class Enclosure:
     def ask(self, *words):
         """The JSON that a command prints."""
         return json.loads(self.run("--format", "json", *words).stdout)
+
+
+def arguments_once_hidden(pid):
+    """The argument list of a command that has begun: from exec until its first lines the password
+    still stands there, and no signal is watched for."""
+    deadline = time.monotonic() + PATIENCE
+    arguments = b""
+    while b"\0\0\0" not in arguments and time.monotonic() < deadline:
+        time.sleep(0.01)
+        arguments = pathlib.Path(f"/proc/{pid}/cmdline").read_bytes()
+    return arguments
 
 
 def environment_with(changes=None):

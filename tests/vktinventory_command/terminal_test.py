@@ -9,7 +9,7 @@ import termios
 import time
 import unittest
 
-from enclosures import PATIENCE, Enclosure, environment_with
+from enclosures import PATIENCE, Enclosure, arguments_once_hidden, environment_with
 
 RED = b"\x1b[1;31m"
 ERASE = b"\r\x1b[K"
@@ -185,8 +185,9 @@ class Interrupt(unittest.TestCase):
     def test_leaves_no_session_open(self):
         """More interrupted requests than the module has sessions, then one that is served."""
         with Enclosure("slow", sessions=3) as enclosure:
-            for pause in [0.2, 0.35, 0.5, 0.65] * 4:
+            for pause in [0.05, 0.2, 0.35, 0.5] * 4:
                 with Terminal(enclosure.words(), streams=()) as terminal:
+                    arguments_once_hidden(terminal.child.pid)
                     time.sleep(pause)
                     terminal.child.send_signal(signal.SIGINT)
                     self.assertEqual(terminal.end(), 130)
