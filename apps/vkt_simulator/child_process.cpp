@@ -20,13 +20,13 @@ namespace Tulvo::Simulator {
 
 namespace {
 
-constexpr int exitCodeCannotStart = 127;
+constexpr int kExitCodeCannotStart = 127;
 
 [[noreturn]] void Fail(const char* message)
 {
     const ssize_t ignored = write(STDERR_FILENO, message, std::strlen(message));
     static_cast<void>(ignored);
-    _exit(exitCodeCannotStart);
+    _exit(kExitCodeCannotStart);
 }
 
 void DieWithParent(pid_t parent)

@@ -12,20 +12,20 @@ namespace {
 
 using Data = std::span<const std::uint8_t>;
 
-constexpr std::uint8_t OK = 0x00;
-constexpr std::uint8_t NAK_ON_WRITE = 0x83;
-constexpr std::uint8_t INVALID_COMMAND = 0xC1;
-constexpr std::uint8_t WRONG_LENGTH = 0xC7;
-constexpr std::uint8_t OUT_OF_RANGE = 0xC9;
-constexpr std::uint8_t CANNOT_RETURN_THAT_MANY = 0xCA;
-constexpr std::uint8_t NOT_PRESENT = 0xCB;
-constexpr std::uint8_t INVALID_FIELD = 0xCC;
+constexpr std::uint8_t kOk = 0x00;
+constexpr std::uint8_t kNakOnWrite = 0x83;
+constexpr std::uint8_t kInvalidCommand = 0xC1;
+constexpr std::uint8_t kWrongLength = 0xC7;
+constexpr std::uint8_t kOutOfRange = 0xC9;
+constexpr std::uint8_t kCannotReturnThatMany = 0xCA;
+constexpr std::uint8_t kNotPresent = 0xCB;
+constexpr std::uint8_t kInvalidField = 0xCC;
 
-constexpr std::uint8_t netFnApplication = 0x06;
-constexpr std::uint8_t netFnOem = 0x32;
+constexpr std::uint8_t kNetFnApplication = 0x06;
+constexpr std::uint8_t kNetFnOem = 0x32;
 
-constexpr std::size_t generationCodeOffset = 13;
-constexpr std::size_t longestRegisterRead = 0x20;
+constexpr std::size_t kGenerationCodeOffset = 13;
+constexpr std::size_t kLongestRegisterRead = 0x20;
 
 Answer Refuse(std::uint8_t completionCode)
 {
@@ -34,7 +34,7 @@ Answer Refuse(std::uint8_t completionCode)
 
 Answer Give(const AnswerBytes& bytes)
 {
-    return {OK, bytes.Get()};
+    return {kOk, bytes.Get()};
 }
 
 bool IsVkt2(const EnclosureState& state)
@@ -71,7 +71,7 @@ Answer Identity(EnclosureState& state, Data data)
     const auto* const item = std::find_if(
         items.begin(), items.end(), [&](const auto& known) { return known.first == data[1]; });
     if (data[0] != 0x05 || item == items.end()) {
-        return Refuse(INVALID_FIELD);
+        return Refuse(kInvalidField);
     }
     // A VKT2 repeats both bytes that select the item before the text.
     AnswerBytes bytes = IsVkt2(state) ? AnswerBytes({data[0], data[1]}) : AnswerBytes();
@@ -85,7 +85,7 @@ Answer ModuleStatus(EnclosureState& state, Data /*none*/)
     AnswerBytes bytes = IsVkt2(state) ? AnswerBytes({state.platformId}) : AnswerBytes();
     bytes.Byte(state.firmware.major).Byte(state.firmware.minor);
     bytes.Byte(0x00).Byte(0x00).Byte(0x00);
-    bytes.Text(state.firmware.build).Resize(generationCodeOffset);
+    bytes.Text(state.firmware.build).Resize(kGenerationCodeOffset);
     return Give(bytes.Byte(state.generationCode).Byte(0x00));
 }
 
@@ -95,13 +95,13 @@ Answer PowerConsumption(EnclosureState& state, Data data)
         return Give(Consumption(state, state.power));
     }
     const Node* node = Find(state.nodes, data[0]);
-    return node == nullptr ? Refuse(OUT_OF_RANGE) : Give(Consumption(state, node->power));
+    return node == nullptr ? Refuse(kOutOfRange) : Give(Consumption(state, node->power));
 }
 
 Answer PowerCapping(EnclosureState& state, Data data)
 {
     if (data[0] != ChassisSelector(state)) {
-        return Refuse(OUT_OF_RANGE);
+        return Refuse(kOutOfRange);
     }
     const PowerCaps& caps = state.caps;
     return Give(
@@ -112,7 +112,7 @@ Answer NodeState(EnclosureState& state, Data data)
 {
     const Node* node = Find(state.nodes, data[0]);
     if (node == nullptr) {
-        return Refuse(OUT_OF_RANGE);
+        return Refuse(kOutOfRange);
     }
     AnswerBytes bytes = Lead(state);
     bytes.Byte(node->powerState).Byte(node->width).Byte(node->height).Byte(node->permission);
@@ -123,7 +123,7 @@ Answer SupplyFans(EnclosureState& state, Data data)
 {
     const PowerSupply* supply = Find(state.supplies, data[0]);
     if (supply == nullptr) {
-        return Refuse(OUT_OF_RANGE);
+        return Refuse(kOutOfRange);
     }
     AnswerBytes bytes = Lead(state);
     const std::size_t fanCount = IsVkt2(state) ? 2 : 1;
@@ -166,8 +166,8 @@ Answer SupplyStatus(EnclosureState& state, Data /*none*/)
 Answer ReadRegister(const EnclosureState& state, const PowerSupply& supply, std::uint8_t count,
                     std::uint8_t address)
 {
-    if (count == 0 || count > longestRegisterRead) {
-        return Refuse(CANNOT_RETURN_THAT_MANY);
+    if (count == 0 || count > kLongestRegisterRead) {
+        return Refuse(kCannotReturnThatMany);
     }
     AnswerBytes bytes;
     switch (address) {
@@ -185,7 +185,7 @@ Answer ReadRegister(const EnclosureState& state, const PowerSupply& supply, std:
             bytes.Byte(static_cast<std::uint8_t>(supply.position & 0xFFU));
             break;
         default:
-            return Refuse(INVALID_FIELD);
+            return Refuse(kInvalidField);
     }
     return Give(bytes.Resize(count));
 }
@@ -194,24 +194,24 @@ Answer SupplyRegister(EnclosureState& state, Data data)
 {
     const PowerSupply* supply = Find(state.supplies, data[0]);
     if (supply == nullptr) {
-        return Refuse(OUT_OF_RANGE);
+        return Refuse(kOutOfRange);
     }
-    return supply->present ? ReadRegister(state, *supply, data[1], data[2]) : Refuse(NOT_PRESENT);
+    return supply->present ? ReadRegister(state, *supply, data[1], data[2]) : Refuse(kNotPresent);
 }
 
 // The supplies of a first generation stand on two private buses, each at the same address.
 Answer MasterWriteRead(EnclosureState& state, Data data)
 {
-    constexpr std::array<std::uint8_t, 2> buses = {0x0F, 0x0D};
-    constexpr std::uint8_t supplyAddress = 0xD0;
-    const auto* const bus = std::find(buses.begin(), buses.end(), data[0]);
-    if (bus == buses.end()) {
-        return Refuse(OUT_OF_RANGE);
+    constexpr std::array<std::uint8_t, 2> kBuses = {0x0F, 0x0D};
+    constexpr std::uint8_t kSupplyAddress = 0xD0;
+    const auto* const bus = std::find(kBuses.begin(), kBuses.end(), data[0]);
+    if (bus == kBuses.end()) {
+        return Refuse(kOutOfRange);
     }
-    const auto slot = static_cast<std::uint8_t>(bus - buses.begin() + 1);
+    const auto slot = static_cast<std::uint8_t>(bus - kBuses.begin() + 1);
     const PowerSupply* supply = Find(state.supplies, slot);
-    if (data[1] != supplyAddress || supply == nullptr || !supply->present) {
-        return Refuse(NAK_ON_WRITE);
+    if (data[1] != kSupplyAddress || supply == nullptr || !supply->present) {
+        return Refuse(kNakOnWrite);
     }
     return ReadRegister(state, *supply, data[2], data[3]);
 }
@@ -220,16 +220,16 @@ Answer MasterWriteRead(EnclosureState& state, Data data)
 Answer SelectSupply(EnclosureState& state, Data data)
 {
     if (data[0] != 0x00) {
-        return Refuse(INVALID_FIELD);
+        return Refuse(kInvalidField);
     }
     if (data.size() == 2) {
         const std::size_t last = IsVkt2(state) ? state.supplies.size() : 3;
         if (data[1] < 1 || data[1] > last) {
-            return Refuse(OUT_OF_RANGE);
+            return Refuse(kOutOfRange);
         }
         state.selectedSupply = data[1];
     } else if (!IsVkt2(state)) {
-        return Refuse(WRONG_LENGTH);
+        return Refuse(kWrongLength);
     }
     return Give(AnswerBytes({state.selectedSupply}));
 }
@@ -251,17 +251,17 @@ struct Request
     Answer (*handler)(EnclosureState&, Data);
 };
 
-constexpr std::array<Request, 10> requests = {{
-    {netFnOem, 0xB0, Serves::BOTH, 2, 2, Identity},
-    {netFnOem, 0xA8, Serves::BOTH, 0, 0, ModuleStatus},
-    {netFnOem, 0x98, Serves::BOTH, 1, 1, PowerConsumption},
-    {netFnOem, 0x9D, Serves::BOTH, 1, 1, PowerCapping},
-    {netFnOem, 0xA5, Serves::BOTH, 1, 1, SupplyFans},
-    {netFnOem, 0x91, Serves::BOTH, 0, 0, SupplyStatus},
-    {netFnOem, 0xA7, Serves::BOTH, 1, 1, NodeState},
-    {netFnOem, 0x92, Serves::VKT2, 3, 3, SupplyRegister},
-    {netFnApplication, 0x52, Serves::FIRST, 4, 4, MasterWriteRead},
-    {netFnOem, 0xF4, Serves::BOTH, 1, 2, SelectSupply},
+constexpr std::array<Request, 10> kRequests = {{
+    {kNetFnOem, 0xB0, Serves::BOTH, 2, 2, Identity},
+    {kNetFnOem, 0xA8, Serves::BOTH, 0, 0, ModuleStatus},
+    {kNetFnOem, 0x98, Serves::BOTH, 1, 1, PowerConsumption},
+    {kNetFnOem, 0x9D, Serves::BOTH, 1, 1, PowerCapping},
+    {kNetFnOem, 0xA5, Serves::BOTH, 1, 1, SupplyFans},
+    {kNetFnOem, 0x91, Serves::BOTH, 0, 0, SupplyStatus},
+    {kNetFnOem, 0xA7, Serves::BOTH, 1, 1, NodeState},
+    {kNetFnOem, 0x92, Serves::VKT2, 3, 3, SupplyRegister},
+    {kNetFnApplication, 0x52, Serves::FIRST, 4, 4, MasterWriteRead},
+    {kNetFnOem, 0xF4, Serves::BOTH, 1, 2, SelectSupply},
 }};
 
 bool IsServed(const Request& request, Generation generation)
@@ -293,8 +293,8 @@ std::size_t SupplyCount(std::uint8_t platformId, std::uint8_t generationCode)
 std::vector<RequestCode> ServedRequests()
 {
     std::vector<RequestCode> codes;
-    codes.reserve(requests.size());
-    for (const Request& request : requests) {
+    codes.reserve(kRequests.size());
+    for (const Request& request : kRequests) {
         codes.push_back({request.netFn, request.command});
     }
     return codes;
@@ -303,14 +303,14 @@ std::vector<RequestCode> ServedRequests()
 Answer Enclosure::Serve(std::uint8_t netFn, std::uint8_t command,
                         const std::vector<std::uint8_t>& data)
 {
-    for (const Request& request : requests) {
+    for (const Request& request : kRequests) {
         if (request.netFn == netFn && request.command == command &&
             IsServed(request, state_.generation)) {
             const bool fits = data.size() >= request.shortest && data.size() <= request.longest;
-            return fits ? request.handler(state_, data) : Refuse(WRONG_LENGTH);
+            return fits ? request.handler(state_, data) : Refuse(kWrongLength);
         }
     }
-    return Refuse(INVALID_COMMAND);
+    return Refuse(kInvalidCommand);
 }
 
 }  // namespace Tulvo::Simulator

@@ -89,7 +89,7 @@ struct EnclosureState
     Generation generation = Generation::FIRST;
     std::uint8_t platformId = 0xFE;   ///< 0xFC, 0xFD or 0xFE; a first generation counts as 0xFE
     std::uint8_t generationCode = 0;  ///< of the platform; with 0xFC and 0xFD it tells the slots
-    std::string machineType;          ///< at most maxTextLength, as the other two
+    std::string machineType;          ///< at most kMaxTextLength, as the other two
     std::string serialNumber;
     std::string name;
     Firmware firmware;
@@ -102,7 +102,7 @@ struct EnclosureState
 
 /// Longest identity text: with everything around it, it still fits an answer of 35 bytes, which is
 /// what an RMCP+ server of this kind can send.
-constexpr std::size_t maxTextLength = 32;
+constexpr std::size_t kMaxTextLength = 32;
 
 /// Longest firmware build name that ends, with its zero byte, before the generation code.
 std::size_t MaxBuildLength(Generation generation);

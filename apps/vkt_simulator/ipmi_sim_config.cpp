@@ -10,9 +10,9 @@ namespace Tulvo::Simulator {
 
 namespace {
 
-constexpr std::size_t maxNameLength = 15;
+constexpr std::size_t kMaxNameLength = 15;
 // A password of 20 bytes is read, but no log-in with it succeeds.
-constexpr std::size_t maxPasswordLength = 19;
+constexpr std::size_t kMaxPasswordLength = 19;
 
 bool IsWordCharacter(char character)
 {
@@ -41,17 +41,17 @@ std::string Quoted(const std::string& text, const std::string& what)
 
 const char* PrivilegeWord(int privilege)
 {
-    static constexpr std::array<const char*, 4> words = {"callback", "user", "operator", "admin"};
-    if (privilege < 1 || privilege > static_cast<int>(words.size())) {
+    static constexpr std::array<const char*, 4> kWords = {"callback", "user", "operator", "admin"};
+    if (privilege < 1 || privilege > static_cast<int>(kWords.size())) {
         throw std::runtime_error("a privilege must be 1 (callback) to 4 (admin)");
     }
-    return words[static_cast<std::size_t>(privilege - 1)];
+    return kWords[static_cast<std::size_t>(privilege - 1)];
 }
 
 std::string UserLine(std::size_t number, const IpmiSimUser& user)
 {
-    CheckWord(user.name, maxNameLength, "a user name");
-    CheckWord(user.password, maxPasswordLength, "the password of user " + user.name);
+    CheckWord(user.name, kMaxNameLength, "a user name");
+    CheckWord(user.password, kMaxPasswordLength, "the password of user " + user.name);
     return "user " + std::to_string(number) + " true \"" + user.name + "\" \"" + user.password +
            "\" " + PrivilegeWord(user.privilege) + ' ' + std::to_string(user.maxSessions) + '\n';
 }

@@ -21,9 +21,9 @@ namespace Tulvo::Simulator {
 
 namespace {
 
-constexpr unsigned char controllerAddress = 0x20;
-constexpr unsigned int lanChannel = 1;
-static_assert(maxSessions == MAX_SESSIONS);
+constexpr unsigned char kControllerAddress = 0x20;
+constexpr unsigned int kLanChannel = 1;
+static_assert(kMaxSessions == MAX_SESSIONS);
 
 // The module has one enclosure and ipmi_sim one thread, so what a request needs stands here.
 struct Module
@@ -61,14 +61,14 @@ int SwallowDropped(channel_t* /*channel*/, msg_t* /*message*/, rsp_msg_t* /*answ
 // module has to see to it itself.
 int RefuseHigherLevels(channel_t* channel, msg_t* message)
 {
-    constexpr unsigned char application = 0x06;
-    constexpr unsigned char setSessionPrivilege = 0x3B;
-    if (message->netfn != application || message->cmd != setSessionPrivilege || message->len < 1 ||
-        (message->data[0] & 0x0F) <= module->privilege) {
+    constexpr unsigned char kApplication = 0x06;
+    constexpr unsigned char kSetSessionPrivilege = 0x3B;
+    if (message->netfn != kApplication || message->cmd != kSetSessionPrivilege ||
+        message->len < 1 || (message->data[0] & 0x0F) <= module->privilege) {
         return 0;
     }
     std::array<std::uint8_t, 1> data = {0x81};  // requested level exceeds the user's limit
-    rsp_msg_t answer = {application | 1, setSessionPrivilege, data.size(), data.data()};
+    rsp_msg_t answer = {kApplication | 1, kSetSessionPrivilege, data.size(), data.data()};
     channel->return_rsp(channel, message, &answer);
     return 1;
 }
@@ -121,10 +121,10 @@ VKT_EXPORT int ipmi_sim_module_init(sys_data_t* /*system*/, const char* options)
 VKT_EXPORT int ipmi_sim_module_post_init(sys_data_t* system)
 {
     using namespace Tulvo::Simulator;
-    channel_t* lan = system->mc_get_channelset(system->ipmb_addrs[controllerAddress])[lanChannel];
+    channel_t* lan = system->mc_get_channelset(system->ipmb_addrs[kControllerAddress])[kLanChannel];
     lan->oem.oem_handle_rsp = SwallowDropped;
     lan->oem.oem_handle_msg = RefuseHigherLevels;
-    OccupySessions(*static_cast<lanserv_data_t*>(lan->chan_info), maxSessions - module->sessions);
+    OccupySessions(*static_cast<lanserv_data_t*>(lan->chan_info), kMaxSessions - module->sessions);
     return 0;
 }
 }

@@ -22,8 +22,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto startLimit = std::chrono::seconds(20);
-constexpr int probeMilliseconds = 50;
+constexpr auto kStartLimit = std::chrono::seconds(20);
+constexpr int kProbeMilliseconds = 50;
 
 // `ipmi_sim` insists on a folder for what it would remember. It has nothing to remember here, so
 // the folder goes as soon as the server has looked at it.
@@ -56,11 +56,11 @@ private:
 
 std::string RandomGuid()
 {
-    constexpr std::string_view digits = "0123456789abcdef";
+    constexpr std::string_view kDigits = "0123456789abcdef";
     std::random_device random;
     std::string guid;
     while (guid.size() < 32) {
-        guid += digits[random() % digits.size()];
+        guid += kDigits[random() % kDigits.size()];
     }
     return guid;
 }
@@ -103,8 +103,8 @@ private:
     void WaitUntilReady(const std::string& guid, int cancel)
     {
         const SocketAddress address = reservation_.Address().Reachable();
-        const auto deadline = Clock::now() + startLimit;
-        while (!AnswersWithGuid(address, guid, probeMilliseconds)) {
+        const auto deadline = Clock::now() + kStartLimit;
+        while (!AnswersWithGuid(address, guid, kProbeMilliseconds)) {
             // A port without a server is refused at once, so the loop needs a rest.
             std::array<pollfd, 2> events = {
                 {{process_->ExitDescriptor(), POLLIN, 0}, {cancel, POLLIN, 0}}};

@@ -32,12 +32,12 @@ std::string ReadWord(const JsonValue& value, std::size_t longest)
 
 Credentials ReadCredentials(const JsonValue& value)
 {
-    static const Words<int> privileges = {{"user", 2}, {"operator", 3}, {"administrator", 4}};
+    static const Words<int> kPrivileges = {{"user", 2}, {"operator", 3}, {"administrator", 4}};
     JsonMembers members(value);
     Credentials credentials;
     credentials.user = ReadWord(members["user"], 15);
     credentials.password = ReadWord(members["password"], 19);
-    credentials.privilege = members["privilege"].Word<int>(privileges);
+    credentials.privilege = members["privilege"].Word<int>(kPrivileges);
     members.RejectOthers();
     return credentials;
 }
@@ -84,21 +84,21 @@ Firmware ReadFirmware(const JsonValue& value, Generation generation)
 
 void ReadModule(const JsonValue& value, EnclosureState& state)
 {
-    static const Words<Generation> generations = {{"first", Generation::FIRST},
-                                                  {"vkt2", Generation::VKT2}};
-    static const Words<std::uint8_t> platforms = {{"0xFC", 0xFC}, {"0xFD", 0xFD}, {"0xFE", 0xFE}};
+    static const Words<Generation> kGenerations = {{"first", Generation::FIRST},
+                                                   {"vkt2", Generation::VKT2}};
+    static const Words<std::uint8_t> kPlatforms = {{"0xFC", 0xFC}, {"0xFD", 0xFD}, {"0xFE", 0xFE}};
     // Above this, the code would continue a printable text that stands before it.
-    constexpr std::uint8_t highestGenerationCode = 31;
+    constexpr std::uint8_t kHighestGenerationCode = 31;
     JsonMembers members(value);
-    state.generation = members["generation"].Word<Generation>(generations);
+    state.generation = members["generation"].Word<Generation>(kGenerations);
     if (state.generation == Generation::VKT2) {
-        state.platformId = members["platformId"].Word<std::uint8_t>(platforms);
+        state.platformId = members["platformId"].Word<std::uint8_t>(kPlatforms);
         state.generationCode =
-            static_cast<std::uint8_t>(members["generationCode"].Number(0, highestGenerationCode));
+            static_cast<std::uint8_t>(members["generationCode"].Number(0, kHighestGenerationCode));
     }
-    state.machineType = members["machineType"].Text(0, maxTextLength);
-    state.serialNumber = members["serialNumber"].Text(0, maxTextLength);
-    state.name = members["name"].Text(0, maxTextLength);
+    state.machineType = members["machineType"].Text(0, kMaxTextLength);
+    state.serialNumber = members["serialNumber"].Text(0, kMaxTextLength);
+    state.name = members["name"].Text(0, kMaxTextLength);
     state.firmware = ReadFirmware(members["firmware"], state.generation);
     members.RejectOthers();
 }
@@ -113,11 +113,11 @@ void ReadChassis(const JsonValue& value, EnclosureState& state)
 
 Node ReadNode(const JsonValue& value)
 {
-    static const Words<std::uint8_t> powerStates = {
+    static const Words<std::uint8_t> kPowerStates = {
         {"off", 0x00}, {"noPermission", 0x20}, {"fault", 0x40}, {"on", 0x80}};
     JsonMembers members(value);
     Node node;
-    node.powerState = WordOrByte(members["powerState"], powerStates);
+    node.powerState = WordOrByte(members["powerState"], kPowerStates);
     node.width = members["width"].NumberAs<std::uint8_t>();
     node.height = members["height"].NumberAs<std::uint8_t>();
     node.permission = members["permission"].NumberAs<std::uint8_t>();
@@ -159,7 +159,7 @@ void ReadFans(const JsonValue& value, Generation generation, PowerSupply& supply
 
 PowerSupply ReadSupply(const JsonValue& value, Generation generation)
 {
-    static const Words<std::uint8_t> fanStates = {
+    static const Words<std::uint8_t> kFanStates = {
         {"notPresent", 0}, {"abnormal", 1}, {"normal", 2}};
     JsonMembers members(value);
     PowerSupply supply;
@@ -167,7 +167,7 @@ PowerSupply ReadSupply(const JsonValue& value, Generation generation)
     supply.powerGood = members["powerGood"].Boolean();
     supply.earlyPowerWarning = members["earlyPowerWarning"].Boolean();
     supply.throttle = members["throttle"].Boolean();
-    supply.fanStatus = WordOrByte(members["fanStatus"], fanStates);
+    supply.fanStatus = WordOrByte(members["fanStatus"], kFanStates);
     ReadFans(members["fans"], generation, supply);
     JsonMembers firmware(members["firmware"]);
     supply.firmwareMajor = firmware["major"].NumberAs<std::uint8_t>();
@@ -181,15 +181,15 @@ PowerSupply ReadSupply(const JsonValue& value, Generation generation)
 
 void ReadFaultKind(JsonMembers& members, Fault& fault)
 {
-    static const Words<FaultKind> kinds = {{"latency", FaultKind::LATENCY},
-                                           {"drop", FaultKind::DROP},
-                                           {"truncate", FaultKind::TRUNCATE},
-                                           {"completionCode", FaultKind::COMPLETION_CODE}};
-    constexpr std::uint32_t longestLatency = 60000;
-    fault.kind = members["kind"].Word<FaultKind>(kinds);
+    static const Words<FaultKind> kKinds = {{"latency", FaultKind::LATENCY},
+                                            {"drop", FaultKind::DROP},
+                                            {"truncate", FaultKind::TRUNCATE},
+                                            {"completionCode", FaultKind::COMPLETION_CODE}};
+    constexpr std::uint32_t kLongestLatency = 60000;
+    fault.kind = members["kind"].Word<FaultKind>(kKinds);
     if (fault.kind == FaultKind::LATENCY) {
         fault.latency =
-            std::chrono::milliseconds(members["milliseconds"].Number(0, longestLatency));
+            std::chrono::milliseconds(members["milliseconds"].Number(0, kLongestLatency));
     }
     if (fault.kind == FaultKind::TRUNCATE) {
         fault.keptBytes = members["keep"].NumberAs<std::uint8_t>();
@@ -202,18 +202,18 @@ void ReadFaultKind(JsonMembers& members, Fault& fault)
 
 Fault ReadFault(const JsonValue& value)
 {
-    constexpr std::uint32_t highestNetFn = 0x3E;
-    constexpr std::uint32_t mostTimes = 1000000;
+    constexpr std::uint32_t kHighestNetFn = 0x3E;
+    constexpr std::uint32_t kMostTimes = 1000000;
     JsonMembers members(value);
     Fault fault;
-    fault.netFn = static_cast<std::uint8_t>(members["netFn"].Number(0, highestNetFn));
+    fault.netFn = static_cast<std::uint8_t>(members["netFn"].Number(0, kHighestNetFn));
     fault.command = members["command"].NumberAs<std::uint8_t>();
     if (members.Has("data")) {
         fault.dataPrefix = members["data"].HexadecimalBytes();
     }
     ReadFaultKind(members, fault);
     if (members.Has("times")) {
-        fault.times = members["times"].Number(1, mostTimes);
+        fault.times = members["times"].Number(1, kMostTimes);
     }
     members.RejectOthers();
     return fault;
@@ -249,7 +249,7 @@ Scenario ReadScenario(const JsonValue& value)
         }
     }
     if (members.Has("sessions")) {
-        scenario.sessions = members["sessions"].Number(0, maxSessions);
+        scenario.sessions = members["sessions"].Number(0, kMaxSessions);
     }
     members.RejectOthers();
     return scenario;

@@ -15,7 +15,7 @@
 namespace Tulvo::Simulator {
 
 /// How many sessions a module can have at most.
-constexpr std::uint32_t maxSessions = 63;
+constexpr std::uint32_t kMaxSessions = 63;
 
 struct Credentials
 {
@@ -30,7 +30,7 @@ struct Scenario
     Credentials credentials;
     EnclosureState enclosure;
     std::vector<Fault> faults;
-    std::uint32_t sessions = maxSessions;  ///< how many are possible at the same time; 0: too busy
+    std::uint32_t sessions = kMaxSessions;  ///< how many are possible at the same time; 0: too busy
 };
 
 /// Reads `text`; messages call it `name`. Nothing is guessed: what is unknown, missing, of another

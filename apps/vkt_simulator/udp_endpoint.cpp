@@ -16,10 +16,10 @@ namespace Tulvo::Simulator {
 
 namespace {
 
-constexpr std::uint16_t discardPort = 9;
+constexpr std::uint16_t kDiscardPort = 9;
 
 // Get System GUID in an RMCP packet without a session; the two checksums are the request's own.
-constexpr std::array<std::uint8_t, 21> getSystemGuid = {
+constexpr std::array<std::uint8_t, 21> kGetSystemGuid = {
     0x06, 0x00, 0xFF, 0x07,                                // RMCP, no acknowledgement, class IPMI
     0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,  // no authentication, sequence, session
     0x07,                                                  // length of what follows
@@ -27,8 +27,8 @@ constexpr std::array<std::uint8_t, 21> getSystemGuid = {
     0x81, 0x00, 0x37, 0x48};                               // from a remote console, command 0x37
 
 // The answer has the same header of 14 bytes, then 6 of addressing, the completion code, the GUID.
-constexpr std::size_t guidOffset = 21;
-constexpr std::size_t guidLength = 16;
+constexpr std::size_t kGuidOffset = 21;
+constexpr std::size_t kGuidLength = 16;
 
 FileDescriptor OpenUdp(const SocketAddress& address)
 {
@@ -55,11 +55,11 @@ sockaddr_in6& AsV6(sockaddr_storage& storage)
 
 std::string Hexadecimal(const std::uint8_t* bytes, std::size_t count)
 {
-    constexpr std::string_view digits = "0123456789abcdef";
+    constexpr std::string_view kDigits = "0123456789abcdef";
     std::string text;
     for (std::size_t i = 0; i < count; ++i) {
-        text += digits[bytes[i] >> 4U];
-        text += digits[bytes[i] & 0x0FU];
+        text += kDigits[bytes[i] >> 4U];
+        text += kDigits[bytes[i] & 0x0FU];
     }
     return text;
 }
@@ -119,7 +119,7 @@ PortReservation::PortReservation(SocketAddress address)
           "cannot share the UDP port");
     // A connected socket gets packets from its peer alone, so the server gets all others.
     const SocketAddress nobody(address_.storage.ss_family == AF_INET ? "127.0.0.1" : "::1",
-                               discardPort);
+                               kDiscardPort);
     Check(connect(socket_.Get(), nobody.Get(), nobody.length), "cannot mute the UDP port");
 }
 
@@ -127,15 +127,15 @@ bool AnswersWithGuid(const SocketAddress& address, const std::string& guid, int 
 {
     const FileDescriptor udp = OpenUdp(address);
     if (connect(udp.Get(), address.Get(), address.length) != 0 ||
-        send(udp.Get(), getSystemGuid.data(), getSystemGuid.size(), 0) < 0) {
+        send(udp.Get(), kGetSystemGuid.data(), kGetSystemGuid.size(), 0) < 0) {
         return false;
     }
     pollfd readable = {udp.Get(), POLLIN, 0};
     std::array<std::uint8_t, 64> answer = {};
     return poll(&readable, 1, milliseconds) == 1 &&
            recv(udp.Get(), answer.data(), answer.size(), 0) >=
-               static_cast<ssize_t>(guidOffset + guidLength) &&
-           Hexadecimal(answer.data() + guidOffset, guidLength) == guid;
+               static_cast<ssize_t>(kGuidOffset + kGuidLength) &&
+           Hexadecimal(answer.data() + kGuidOffset, kGuidLength) == guid;
 }
 
 }  // namespace Tulvo::Simulator

@@ -314,7 +314,7 @@ TEST(Enclosure, CountsNodesAndSlotsByPlatform)
 TEST(Enclosure, NeverAnswersMoreThanAServerCanSend)
 {
     EnclosureState state = Vkt2();
-    state.name = std::string(maxTextLength, 'n');
+    state.name = std::string(kMaxTextLength, 'n');
     Enclosure enclosure(state);
     EXPECT_EQ(enclosure.Serve(0x32, 0xB0, {0x05, 0x0B}).bytes.size(), 35U);
 }

@@ -39,7 +39,7 @@ std::string GetDeviceId(const IpmiSimServer& server, const std::string& password
 }
 
 // "00 03 09 08 02 9f 91 12 ..." with the identity that the server is configured with.
-const char* const deviceId = " 00 03 09 08 02 9f 91 12 00 02 0f 00 00 00 00\nexit 0";
+const char* const kDeviceId = " 00 03 09 08 02 9f 91 12 00 02 0f 00 00 00 00\nexit 0";
 
 std::string MessageOf(const IpmiSimOptions& options)
 {
@@ -59,7 +59,7 @@ bool Exists(pid_t pid)
 TEST(IpmiSimServer, AnswersAnIndependentClientAsSoonAsItIsMade)
 {
     const IpmiSimServer server(OneAdmin());
-    EXPECT_EQ(GetDeviceId(server, "secret"), deviceId);
+    EXPECT_EQ(GetDeviceId(server, "secret"), kDeviceId);
 }
 
 TEST(IpmiSimServer, AnswersOnIpv6Loopback)
@@ -67,7 +67,7 @@ TEST(IpmiSimServer, AnswersOnIpv6Loopback)
     IpmiSimOptions options = OneAdmin();
     options.address = "::1";
     const IpmiSimServer server(options);
-    EXPECT_EQ(GetDeviceId(server, "secret", "::1"), deviceId);
+    EXPECT_EQ(GetDeviceId(server, "secret", "::1"), kDeviceId);
 }
 
 TEST(IpmiSimServer, RefusesAnotherPassword)
@@ -83,7 +83,7 @@ TEST(IpmiSimServer, TakesPasswordsUpToNineteenBytesAsTheyAre)
         options.users[0].password = password;
         const IpmiSimServer server(options);
         const std::string quoted = password == "#$\\'!~a" ? "#$\\'\\''!~a" : password;
-        EXPECT_EQ(GetDeviceId(server, quoted), deviceId) << password;
+        EXPECT_EQ(GetDeviceId(server, quoted), kDeviceId) << password;
     }
 }
 

@@ -128,14 +128,14 @@ std::vector<pid_t> SimulatorProcess::Children() const
 
 bool IsGone(pid_t process)
 {
-    constexpr int generousMilliseconds = 60000;
+    constexpr int kGenerousMilliseconds = 60000;
     const int descriptor = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
     if (descriptor < 0) {
         return true;
     }
     const FileDescriptor owner(descriptor, "process");
     pollfd ended = {descriptor, POLLIN, 0};
-    return poll(&ended, 1, generousMilliseconds) == 1;
+    return poll(&ended, 1, kGenerousMilliseconds) == 1;
 }
 
 }  // namespace Tulvo::Simulator

@@ -24,7 +24,7 @@ using testing::AnyOf;
 using testing::Eq;
 using testing::HasSubstr;
 
-const char* const account = "-P enclosure -H 127.0.0.1 -N 1 -R 1";
+const char* const kAccount = "-P enclosure -H 127.0.0.1 -N 1 -R 1";
 
 // Runs with a folder of its own for temporary files, so that what is left of them can be seen.
 class VktSimulator : public testing::Test
@@ -59,7 +59,7 @@ TEST_F(VktSimulator, PrintsItsEndpointsOnceItAnswers)
     EXPECT_EQ(endpoints.at("rmcp").at("user"), "admin");
     EXPECT_EQ(endpoints.at("rmcp").at("password"), "enclosure");
     const auto port = endpoints.at("rmcp").at("port").get<std::uint16_t>();
-    EXPECT_EQ(Ipmitool(port, account, "0x32 0xb0 5 0"), " 34 4e 32 50 00\nexit 0");
+    EXPECT_EQ(Ipmitool(port, kAccount, "0x32 0xb0 5 0"), " 34 4e 32 50 00\nexit 0");
 }
 
 TEST_P(VktSimulatorEnd, IsCleanOnASignal)
@@ -225,9 +225,9 @@ TEST_F(VktSimulator, GivesAnOperatorNoAdministratorsSession)
     const std::string file = WriteHealthyWith("/credentials/privilege", "operator");
     SimulatorProcess simulator({"--scenario", file});
     const std::uint16_t port = simulator.Port();
-    EXPECT_THAT(Ipmitool(port, account, "0x32 0x91"),
+    EXPECT_THAT(Ipmitool(port, kAccount, "0x32 0x91"),
                 HasSubstr("Set Session Privilege Level to ADMINISTRATOR failed"));
-    EXPECT_THAT(Ipmitool(port, std::string(account) + " -L OPERATOR", "0x32 0x91"),
+    EXPECT_THAT(Ipmitool(port, std::string(kAccount) + " -L OPERATOR", "0x32 0x91"),
                 HasSubstr("rsp=0xd4"));
 }
 
@@ -238,21 +238,21 @@ TEST_F(VktSimulator, HasRoomForAsManySessionsAsTheScenarioSays)
     const std::uint16_t port = simulator.Port();
     // One after the other, each gives its session back.
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(Ipmitool(port, account, "0x32 0x91"), " 00 00 03 03 00 00\nexit 0");
+        EXPECT_EQ(Ipmitool(port, kAccount, "0x32 0x91"), " 00 00 03 03 00 00\nexit 0");
     }
 }
 
 TEST_F(VktSimulator, RefusesSessionsWhenTheModuleIsBusy)
 {
     SimulatorProcess simulator({"--scenario", "busy"});
-    EXPECT_THAT(Ipmitool(simulator.Port(), account, "0x32 0xa8"),
+    EXPECT_THAT(Ipmitool(simulator.Port(), kAccount, "0x32 0xa8"),
                 HasSubstr("insufficient resources for session"));
 }
 
 TEST_F(VktSimulator, RefusesItsStatusWithACompletionCode)
 {
     SimulatorProcess simulator({"--scenario", "no-status"});
-    EXPECT_THAT(Ipmitool(simulator.Port(), account, "0x32 0xa8"), HasSubstr("rsp=0xd5"));
+    EXPECT_THAT(Ipmitool(simulator.Port(), kAccount, "0x32 0xa8"), HasSubstr("rsp=0xd5"));
 }
 
 TEST_F(VktSimulator, AnswersLate)
@@ -268,7 +268,7 @@ TEST_F(VktSimulator, AnswersLate)
 TEST_F(VktSimulator, CutsAnswersShort)
 {
     SimulatorProcess simulator({"--scenario", "truncated"});
-    EXPECT_EQ(Ipmitool(simulator.Port(), account, "0x32 0xb0 5 0"), " 05 00 37\nexit 0");
+    EXPECT_EQ(Ipmitool(simulator.Port(), kAccount, "0x32 0xb0 5 0"), " 05 00 37\nexit 0");
 }
 
 TEST_F(VktSimulator, LeavesRequestsUnansweredAsOftenAsTheScenarioSays)
@@ -280,7 +280,7 @@ TEST_F(VktSimulator, LeavesRequestsUnansweredAsOftenAsTheScenarioSays)
               " 00 b0 04 3a 07 54 0b\nexit 0");
     EXPECT_THAT(Ipmitool(port, "-P enclosure -H 127.0.0.1 -N 1 -R 2", "0x32 0xb0 5 0x0b"),
                 HasSubstr("exit 1"));
-    EXPECT_EQ(Ipmitool(port, account, "0x32 0xb0 5 0"), " 05 00 37 58 32 5a 00\nexit 0");
+    EXPECT_EQ(Ipmitool(port, kAccount, "0x32 0xb0 5 0"), " 05 00 37 58 32 5a 00\nexit 0");
 }
 
 }  // namespace
