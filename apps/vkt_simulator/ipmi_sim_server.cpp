@@ -8,11 +8,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
-#include <random>
 #include <stdexcept>
-#include <string_view>
 
 #include "apps/vkt_simulator/child_process.h"
+#include "apps/vkt_simulator/hexadecimal.h"
 #include "apps/vkt_simulator/ipmi_sim_config.h"
 #include "apps/vkt_simulator/udp_endpoint.h"
 
@@ -54,17 +53,6 @@ private:
     std::string path_;
 };
 
-std::string RandomGuid()
-{
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    std::random_device random;
-    std::string guid;
-    while (guid.size() < 32) {
-        guid += kDigits[random() % kDigits.size()];
-    }
-    return guid;
-}
-
 IpmiSimOptions WithPort(IpmiSimOptions options, std::uint16_t port)
 {
     options.port = port;
@@ -79,7 +67,7 @@ public:
     explicit Impl(const IpmiSimOptions& options)
         : reservation_(SocketAddress(options.address, options.port))
     {
-        const std::string guid = RandomGuid();
+        const std::string guid = RandomHexadecimal();
         const FileDescriptor input = MakeMemoryFile("input", options.moduleInput);
         IpmiSimOptions complete = WithPort(options, reservation_.Address().Port());
         if (!options.moduleInput.empty()) {

@@ -117,9 +117,9 @@ std::string JsonValue::Text(std::size_t shortest, std::size_t longest) const
     return text;
 }
 
-std::vector<std::uint8_t> JsonValue::HexadecimalBytes() const
+std::vector<std::uint8_t> JsonValue::HexadecimalBytes(std::size_t most) const
 {
-    const std::string digits = Text(0, 64);
+    const std::string digits = Text(0, 2 * most);
     if (digits.size() % 2 != 0 ||
         digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
         Fail("must be pairs of hexadecimal digits");

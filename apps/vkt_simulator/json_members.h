@@ -42,8 +42,8 @@ public:
     std::uint32_t Number(std::uint32_t lowest, std::uint32_t highest) const;
     /// Printable ASCII of at least `shortest` and at most `longest` characters.
     std::string Text(std::size_t shortest, std::size_t longest) const;
-    /// A text of pairs of hexadecimal digits, as bytes.
-    std::vector<std::uint8_t> HexadecimalBytes() const;
+    /// A text of pairs of hexadecimal digits, as at most `most` bytes.
+    std::vector<std::uint8_t> HexadecimalBytes(std::size_t most) const;
     /// One of the words of `table`, as the value beside it.
     template <typename Result, typename Table>
     Result Word(const Table& table) const;

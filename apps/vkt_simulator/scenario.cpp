@@ -179,17 +179,30 @@ PowerSupply ReadSupply(const JsonValue& value, Generation generation)
     return supply;
 }
 
+std::chrono::milliseconds ReadLatency(JsonMembers& members)
+{
+    constexpr std::uint32_t kLongestLatency = 60000;
+    return std::chrono::milliseconds(members["milliseconds"].Number(0, kLongestLatency));
+}
+
+std::optional<std::uint32_t> ReadCount(JsonMembers& members, const char* name)
+{
+    constexpr std::uint32_t kHighestCount = 1000000;
+    if (!members.Has(name)) {
+        return std::nullopt;
+    }
+    return members[name].Number(1, kHighestCount);
+}
+
 void ReadFaultKind(JsonMembers& members, Fault& fault)
 {
     static const Words<FaultKind> kKinds = {{"latency", FaultKind::LATENCY},
                                             {"drop", FaultKind::DROP},
                                             {"truncate", FaultKind::TRUNCATE},
                                             {"completionCode", FaultKind::COMPLETION_CODE}};
-    constexpr std::uint32_t kLongestLatency = 60000;
     fault.kind = members["kind"].Word<FaultKind>(kKinds);
     if (fault.kind == FaultKind::LATENCY) {
-        fault.latency =
-            std::chrono::milliseconds(members["milliseconds"].Number(0, kLongestLatency));
+        fault.latency = ReadLatency(members);
     }
     if (fault.kind == FaultKind::TRUNCATE) {
         fault.keptBytes = members["keep"].NumberAs<std::uint8_t>();
@@ -203,20 +216,54 @@ void ReadFaultKind(JsonMembers& members, Fault& fault)
 Fault ReadFault(const JsonValue& value)
 {
     constexpr std::uint32_t kHighestNetFn = 0x3E;
-    constexpr std::uint32_t kMostTimes = 1000000;
+    constexpr std::size_t kLongestPrefix = 32;
     JsonMembers members(value);
     Fault fault;
     fault.netFn = static_cast<std::uint8_t>(members["netFn"].Number(0, kHighestNetFn));
     fault.command = members["command"].NumberAs<std::uint8_t>();
     if (members.Has("data")) {
-        fault.dataPrefix = members["data"].HexadecimalBytes();
+        fault.dataPrefix = members["data"].HexadecimalBytes(kLongestPrefix);
     }
     ReadFaultKind(members, fault);
-    if (members.Has("times")) {
-        fault.times = members["times"].Number(1, kMostTimes);
-    }
+    fault.times = ReadCount(members, "times");
     members.RejectOthers();
     return fault;
+}
+
+HttpsFault ReadHttpsFault(const JsonValue& value)
+{
+    static const Words<HttpsFaultKind> kKinds = {{"latency", HttpsFaultKind::LATENCY},
+                                                 {"status", HttpsFaultKind::STATUS},
+                                                 {"garbage", HttpsFaultKind::GARBAGE},
+                                                 {"close", HttpsFaultKind::CLOSE}};
+    JsonMembers members(value);
+    HttpsFault fault;
+    fault.kind = members["kind"].Word<HttpsFaultKind>(kKinds);
+    if (fault.kind == HttpsFaultKind::LATENCY) {
+        fault.latency = ReadLatency(members);
+    }
+    if (fault.kind == HttpsFaultKind::STATUS) {
+        fault.status = static_cast<int>(members["status"].Number(400, 599));
+    }
+    fault.times = ReadCount(members, "times");
+    members.RejectOthers();
+    return fault;
+}
+
+HttpsBehaviour ReadHttps(const JsonValue& value)
+{
+    JsonMembers members(value);
+    HttpsBehaviour https;
+    https.expiredCertificate =
+        members.Has("expiredCertificate") && members["expiredCertificate"].Boolean();
+    https.sessionLifetime = ReadCount(members, "sessionLifetimeRequests");
+    if (members.Has("faults")) {
+        for (const JsonValue& fault : members["faults"].Elements()) {
+            https.faults.push_back(ReadHttpsFault(fault));
+        }
+    }
+    members.RejectOthers();
+    return https;
 }
 
 EnclosureState ReadEnclosure(JsonMembers& members)
@@ -250,6 +297,9 @@ Scenario ReadScenario(const JsonValue& value)
     }
     if (members.Has("sessions")) {
         scenario.sessions = members["sessions"].Number(0, kMaxSessions);
+    }
+    if (members.Has("https")) {
+        scenario.https = ReadHttps(members["https"]);
     }
     members.RejectOthers();
     return scenario;

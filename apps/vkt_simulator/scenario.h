@@ -11,6 +11,7 @@
 
 #include "apps/vkt_simulator/enclosure.h"
 #include "apps/vkt_simulator/fault.h"
+#include "apps/vkt_simulator/https_fault.h"
 
 namespace Tulvo::Simulator {
 
@@ -31,6 +32,7 @@ struct Scenario
     EnclosureState enclosure;
     std::vector<Fault> faults;
     std::uint32_t sessions = kMaxSessions;  ///< how many are possible at the same time; 0: too busy
+    HttpsBehaviour https;
 };
 
 /// Reads `text`; messages call it `name`. Nothing is guessed: what is unknown, missing, of another

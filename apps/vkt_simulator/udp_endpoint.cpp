@@ -8,9 +8,11 @@
 
 #include <array>
 #include <cerrno>
+#include <span>
 #include <stdexcept>
-#include <string_view>
 #include <system_error>
+
+#include "apps/vkt_simulator/hexadecimal.h"
 
 namespace Tulvo::Simulator {
 
@@ -51,17 +53,6 @@ sockaddr_in& AsV4(sockaddr_storage& storage)
 sockaddr_in6& AsV6(sockaddr_storage& storage)
 {
     return reinterpret_cast<sockaddr_in6&>(storage);
-}
-
-std::string Hexadecimal(const std::uint8_t* bytes, std::size_t count)
-{
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) {
-        text += kDigits[bytes[i] >> 4U];
-        text += kDigits[bytes[i] & 0x0FU];
-    }
-    return text;
 }
 
 }  // namespace
@@ -135,7 +126,7 @@ bool AnswersWithGuid(const SocketAddress& address, const std::string& guid, int 
     return poll(&readable, 1, milliseconds) == 1 &&
            recv(udp.Get(), answer.data(), answer.size(), 0) >=
                static_cast<ssize_t>(kGuidOffset + kGuidLength) &&
-           Hexadecimal(answer.data() + kGuidOffset, kGuidLength) == guid;
+           Hexadecimal(std::span(answer).subspan<kGuidOffset, kGuidLength>()) == guid;
 }
 
 }  // namespace Tulvo::Simulator

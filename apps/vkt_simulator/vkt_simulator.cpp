@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "apps/vkt_simulator/https_server.h"
 #include "apps/vkt_simulator/ipmi_sim_server.h"
 #include "apps/vkt_simulator/scenario.h"
 #include "apps/vkt_simulator/shipped_files.h"
@@ -33,24 +34,31 @@ struct CommandLine
     std::string scenario;
     std::string address = "127.0.0.1";
     std::uint16_t port = 0;
+    std::uint16_t httpsPort = 0;
     bool allowRemote = false;
+    bool statistics = false;
     bool list = false;
 };
 
 void Describe(CLI::App& app, CommandLine& line)
 {
     app.description(
-        "Plays one enclosure's management module on loopback, over RMCP+ (IPMI 2.0).\n"
-        "When it is ready to answer it prints one line with its endpoints as JSON; it ends on\n"
+        "Plays one enclosure's management module on loopback, over RMCP+ (IPMI 2.0) and\n"
+        "HTTPS. When it is ready to answer it prints one line with its endpoints as JSON; it ends "
+        "on\n"
         "SIGTERM or SIGINT and leaves nothing behind.");
     app.add_option("-s,--scenario", line.scenario,
                    "Scenario: a file, or the name of one that comes with the simulator");
     app.add_flag("--list", line.list, "List the scenarios that come with the simulator");
     app.add_option("-p,--port", line.port, "UDP port for RMCP+; 0 picks a free one")
         ->capture_default_str();
+    app.add_option("--https-port", line.httpsPort, "TCP port for HTTPS; 0 picks a free one")
+        ->capture_default_str();
     app.add_option("--listen", line.address, "Numeric address to listen on")->capture_default_str();
     app.add_flag("--allow-remote", line.allowRemote,
                  "Let --listen name an address that other machines can reach");
+    app.add_flag("--statistics", line.statistics,
+                 "At the end, print one line of JSON that counts TLS handshakes and requests");
     app.footer(
         "Exit codes:\n"
         "  0  ended on request\n"
@@ -64,7 +72,7 @@ int List()
 {
     for (const std::string& name : ScenarioNames()) {
         const std::string text = ReadScenarioFile(ScenarioFile(name));
-        std::cout << name << std::string(24 - std::min<std::size_t>(name.size(), 23), ' ')
+        std::cout << name << std::string(28 - std::min<std::size_t>(name.size(), 27), ' ')
                   << ParseScenario(text, name).description << '\n';
     }
     return ENDED_ON_REQUEST;
@@ -89,14 +97,31 @@ IpmiSimOptions ServerOptions(const CommandLine& line, const Credentials& credent
     return options;
 }
 
-void PrintEndpoints(const CommandLine& line, const Credentials& credentials, std::uint16_t port)
+void PrintEndpoints(const CommandLine& line, const Credentials& credentials,
+                    const IpmiSimServer& rmcp, const HttpsServer& https)
 {
+    const auto endpoint = [&](std::uint16_t port) {
+        return nlohmann::ordered_json{{"address", line.address},
+                                      {"port", port},
+                                      {"user", credentials.user},
+                                      {"password", credentials.password}};
+    };
     nlohmann::ordered_json endpoints;
-    endpoints["rmcp"] = {{"address", line.address},
-                         {"port", port},
-                         {"user", credentials.user},
-                         {"password", credentials.password}};
+    endpoints["rmcp"] = endpoint(rmcp.Port());
+    endpoints["https"] = endpoint(https.Port());
+    endpoints["https"]["certificateFile"] = https.CertificateFile();
+    endpoints["https"]["pin"] = https.Pin();
     std::cout << endpoints.dump() << std::endl;
+}
+
+void PrintStatistics(const HttpsServer& https)
+{
+    const HttpsStatistics statistics = https.Statistics();
+    nlohmann::ordered_json line;
+    line["https"] = {{"handshakes", statistics.handshakes},
+                     {"requests", statistics.requests},
+                     {"openSessions", statistics.openSessions}};
+    std::cout << line.dump() << std::endl;
 }
 
 int WaitForTheEnd(const StopSignals& signals, const IpmiSimServer& server)
@@ -112,15 +137,20 @@ int WaitForTheEnd(const StopSignals& signals, const IpmiSimServer& server)
 }
 
 int Play(const CommandLine& line, const StopSignals& signals, const std::string& text,
-         const Credentials& credentials)
+         const Scenario& scenario)
 {
     try {
-        IpmiSimOptions options = ServerOptions(line, credentials);
+        IpmiSimOptions options = ServerOptions(line, scenario.credentials);
         options.moduleInput = text;
         options.cancelDescriptor = signals.Descriptor();
-        const IpmiSimServer server(options);
-        PrintEndpoints(line, credentials, server.Port());
-        return WaitForTheEnd(signals, server);
+        const IpmiSimServer rmcp(options);
+        const HttpsServer https(line.address, line.httpsPort, scenario);
+        PrintEndpoints(line, scenario.credentials, rmcp, https);
+        const int exitCode = WaitForTheEnd(signals, rmcp);
+        if (line.statistics) {
+            PrintStatistics(https);
+        }
+        return exitCode;
     } catch (const std::exception& error) {
         if (signals.Received()) {
             return ENDED_ON_REQUEST;
@@ -133,7 +163,7 @@ int Play(const CommandLine& line, const StopSignals& signals, const std::string&
 int Run(const CommandLine& line, const StopSignals& signals)
 {
     std::string text;
-    Credentials credentials;
+    Scenario scenario;
     try {
         if (line.list) {
             return List();
@@ -144,12 +174,12 @@ int Run(const CommandLine& line, const StopSignals& signals)
         CheckAddress(line);
         const std::string file = ScenarioFile(line.scenario);
         text = ReadScenarioFile(file);
-        credentials = ParseScenario(text, file).credentials;
+        scenario = ParseScenario(text, file);
     } catch (const std::exception& error) {
         std::cerr << "vkt-simulator: " << error.what() << '\n';
         return WRONG_USAGE;
     }
-    return Play(line, signals, text, credentials);
+    return Play(line, signals, text, scenario);
 }
 
 }  // namespace

@@ -205,7 +205,7 @@ TEST_F(VktSimulator, NamesFileAndFieldAndReasonOfABadScenario)
 TEST_F(VktSimulator, ListsAndExplains)
 {
     SimulatorProcess list({"--list"});
-    EXPECT_EQ(list.Line(), "busy                    VKT2 that has no room for another session");
+    EXPECT_EQ(list.Line(), "busy                        VKT2 that has no room for another session");
     SimulatorProcess help({"--help"});
     EXPECT_THAT(help.Rest(), AllOf(HasSubstr("--scenario"), HasSubstr("Exit codes:"),
                                    HasSubstr("--allow-remote"), HasSubstr("Example:")));

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// What is wrong with an enclosure's HTTPS service, whatever its module would answer.
+#ifndef APPS_VKT_SIMULATOR_HTTPS_FAULT_H
+#define APPS_VKT_SIMULATOR_HTTPS_FAULT_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace Tulvo::Simulator {
+
+enum class HttpsFaultKind
+{
+    LATENCY,
+    STATUS,
+    GARBAGE,
+    CLOSE
+};
+
+struct HttpsFault
+{
+    HttpsFaultKind kind = HttpsFaultKind::LATENCY;
+    std::chrono::milliseconds latency{0};  ///< LATENCY: how much later the reply comes
+    int status = 0;                        ///< STATUS: the error in place of a reply
+    std::optional<unsigned int> times;     ///< how many requests are hit; without it: all
+};
+
+struct HttpsBehaviour
+{
+    bool expiredCertificate = false;
+    /// How many requests a session is good for; without it: any number.
+    std::optional<std::uint32_t> sessionLifetime;
+    std::vector<HttpsFault> faults;
+};
+
+}  // namespace Tulvo::Simulator
+
+#endif

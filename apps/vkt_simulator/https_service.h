@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// The enclosure's Redfish service: raw IPMI as an OEM action, and log-in sessions. It is strict,
+/// so that a client that deviates is found out here and not at somebody's real module.
+#ifndef APPS_VKT_SIMULATOR_HTTPS_SERVICE_H
+#define APPS_VKT_SIMULATOR_HTTPS_SERVICE_H
+
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "apps/vkt_simulator/https_message.h"
+#include "apps/vkt_simulator/scenario.h"
+#include "apps/vkt_simulator/session_table.h"
+
+namespace Tulvo::Simulator {
+
+/// Where raw IPMI requests go.
+inline constexpr std::string_view kActionPath =
+    "/redfish/v1/Managers/1/Actions/Oem/VKTManager.SendIpmiCommand";
+/// Where sessions are opened; each is closed at "/" and its id below.
+inline constexpr std::string_view kSessionsPath = "/redfish/v1/SessionService/Sessions";
+
+/// Serves any number of threads.
+class HttpsService
+{
+public:
+    explicit HttpsService(const Scenario& scenario);
+
+    /// The reply to every request there can be; refusals are replies too.
+    HttpsReply Answer(const HttpsRequest& request);
+    std::size_t OpenSessions();
+
+private:
+    HttpsReply Route(const HttpsRequest& request);
+    HttpsReply SendIpmiCommand(const HttpsRequest& request);
+    HttpsReply OpenSession(const HttpsRequest& request);
+    HttpsReply CloseSession(const HttpsRequest& request);
+    void RefuseWhenBusy() const;
+    bool IsAccount(const std::string& authorization) const;
+    void DemandLogIn(const HttpsRequest& request);
+
+    const Credentials credentials_;
+    const std::string basic_;  ///< what Authorization must be
+    const bool busy_;
+    std::mutex mutex_;  ///< for all that follows
+    SessionTable sessions_;
+    std::vector<HttpsFault> faults_;
+    FaultyEnclosure enclosure_;
+};
+
+}  // namespace Tulvo::Simulator
+
+#endif
