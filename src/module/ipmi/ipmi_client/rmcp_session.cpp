@@ -1,7 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "module/ipmi/ipmi_client/rmcp_session.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <mutex>
 #include <string>
 
 #include "module/ipmi/ipmi_client/rmcp_status.h"
@@ -68,10 +74,30 @@ Outcome Interrupted()
     return {CONNECTION_FAILED, "interrupted; the program is ending"};
 }
 
-bool LibraryIsReady()
+/// The cryptographic library below ends the process when it cannot open a file as it starts up.
+bool HasSpareDescriptor()
 {
-    static const bool ready = ipmi_rmcpplus_init() == 0;
-    return ready;
+    const int spare = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (spare < 0) {
+        return false;
+    }
+    close(spare);
+    return true;
+}
+
+/// Once for the process; a failure is tried again by the next log-in.
+Outcome StartLibrary()
+{
+    static std::mutex mutex;
+    static bool ready = false;
+    const std::lock_guard lock(mutex);
+    if (!ready && !HasSpareDescriptor()) {
+        return {CONNECTION_FAILED,
+                std::string("no file can be opened on this host (") + std::strerror(errno) +
+                    "); raise its limit of open files"};
+    }
+    ready = ready || ipmi_rmcpplus_init() == 0;
+    return ready ? Outcome{} : LocalFault("starting the cryptographic library");
 }
 
 template <class Value>
@@ -164,8 +190,10 @@ Outcome RmcpSession::Prepare()
         return Interrupted();
     }
     Algorithms& algorithms = state_.algorithms;
+    if (Outcome start = StartLibrary(); !start.Good()) {
+        return start;
+    }
     const bool known =
-        LibraryIsReady() &&
         ipmi_cipher_suite_id_to_algorithms(settings_.cipherSuite, &algorithms.authentication,
                                            &algorithms.integrity, &algorithms.confidentiality) == 0;
     return known ? Outcome{} : LocalFault("preparing the cipher suite's algorithms");
