@@ -6,6 +6,7 @@
 #ifndef APPS_VKTINVENTORY_FIELDS_H
 #define APPS_VKTINVENTORY_FIELDS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -20,6 +21,10 @@ namespace Tulvo::Cli {
 struct SupplyStatus : PSUStatus
 {
     std::string psu;
+    /// The module has a bit each for this many supplies; the library tells of a supply beyond them
+    /// as if its bits were 0, which says nothing about it.
+    static constexpr std::size_t kReportedSupplies = 8;
+    bool reported = true;
 };
 
 /// What is known about the module itself.
@@ -75,12 +80,19 @@ inline Mark JudgeThrottling(const SupplyStatus& supply)
     return supply.throttle == "trigger" ? Mark::warning : Mark::good;
 }
 
+template <Mark (*judge)(const SupplyStatus&)>
+Mark IfReported(const SupplyStatus& supply)
+{
+    return supply.reported ? judge(supply) : Mark::none;
+}
+
 inline constexpr Field<SupplyStatus> kSupplyStatusFields[] = {
     {"PSU", "psu", &SupplyStatus::psu, Kind::text},
-    {"Present", "present", &SupplyStatus::present, Kind::text, JudgePresence},
-    {"Power", "pwrGood", &SupplyStatus::pwrGood, Kind::text, JudgePower},
-    {"Power-off warning", "epow", &SupplyStatus::epow, Kind::text, JudgeEarlyWarning},
-    {"Throttling", "throttle", &SupplyStatus::throttle, Kind::text, JudgeThrottling},
+    {"Present", "present", &SupplyStatus::present, Kind::text, IfReported<JudgePresence>},
+    {"Power", "pwrGood", &SupplyStatus::pwrGood, Kind::text, IfReported<JudgePower>},
+    {"Power-off warning", "epow", &SupplyStatus::epow, Kind::text, IfReported<JudgeEarlyWarning>},
+    {"Throttling", "throttle", &SupplyStatus::throttle, Kind::text, IfReported<JudgeThrottling>},
+    {"Reported", "reported", &SupplyStatus::reported, Kind::word},
 };
 
 inline Mark JudgeFans(const PSUFanSpeed& fans)

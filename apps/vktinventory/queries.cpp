@@ -71,8 +71,10 @@ Reply AskSupplyStatus(Inventory& inventory, std::uint64_t)
     }
     Reply reply{VKT_INVENTORY_SUCCESS, true, {}};
     for (const PSUStatus& status : list) {
-        const std::string slot = std::to_string(reply.records.size() + 1);
-        reply.records.push_back(RecordOf(kSupplyStatusFields, SupplyStatus{status, "PSU" + slot}));
+        const std::size_t index = reply.records.size();
+        const SupplyStatus supply{status, "PSU" + std::to_string(index + 1),
+                                  index < SupplyStatus::kReportedSupplies};
+        reply.records.push_back(RecordOf(kSupplyStatusFields, supply));
     }
     return reply;
 }

@@ -94,7 +94,8 @@ TEST_F(Json, ShowsAHealthyEnclosure)
           "present": "present",
           "pwrGood": "power good",
           "epow": "not trigger",
-          "throttle": "not trigger"
+          "throttle": "not trigger",
+          "reported": true
         }
       ]
     },

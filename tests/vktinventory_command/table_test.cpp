@@ -74,9 +74,9 @@ Chassis power caps
   Thermal cap       65535
 
 Power supply status
-  PSU   Present  Power       Power-off warning  Throttling
-  PSU1  present  power good  not trigger        not trigger
-  PSU2  present  power good  not trigger        not trigger
+  PSU   Present  Power       Power-off warning  Throttling   Reported
+  PSU1  present  power good  not trigger        not trigger  yes
+  PSU2  present  power good  not trigger        not trigger  yes
 
 Power supply fans
   PSU   Fans    Speed A  Pattern A  Speed B  Pattern B
@@ -126,6 +126,19 @@ TEST_F(Table, PassesOverASwitchedOffNodeAndAnEmptyFanBay)
     Module().nodes[0].status.output.powerState = "Power OFF";
     Module().fans[1].status = "Not Present";
     EXPECT_THAT(Show(), HasSubstr("Health\n  good\n"));
+}
+
+TEST_F(Table, PassesOverASupplyThatTheModuleHasNoBitsFor)
+{
+    PSUStatus zeroBits = Module().supplies.output[0];
+    zeroBits.present = "not present";
+    zeroBits.pwrGood = "not power good";
+    Module().supplies.output.resize(8, Module().supplies.output[0]);
+    Module().supplies.output.push_back(zeroBits);
+    const std::string table = Show();
+    EXPECT_THAT(table, HasSubstr("Health\n  good\n"));
+    EXPECT_THAT(table, HasSubstr("PSU9  not present  not power good  not trigger        "
+                                 "not trigger  no\n"));
 }
 
 TEST_F(Table, SaysWhatWasNotReadWhereItWouldStand)
