@@ -92,9 +92,8 @@ Outcome StartLibrary()
     static bool ready = false;
     const std::lock_guard lock(mutex);
     if (!ready && !HasSpareDescriptor()) {
-        return {CONNECTION_FAILED,
-                std::string("no file can be opened on this host (") + std::strerror(errno) +
-                    "); raise its limit of open files"};
+        return {CONNECTION_FAILED, std::string("no file can be opened on this host (") +
+                                       std::strerror(errno) + "); raise its limit of open files"};
     }
     ready = ready || ipmi_rmcpplus_init() == 0;
     return ready ? Outcome{} : LocalFault("starting the cryptographic library");
