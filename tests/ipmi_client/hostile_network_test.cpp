@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the client makes of a network that loses, repeats and delays packets, and of somebody on the
 // way who changes them.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 
@@ -156,6 +157,34 @@ TEST_F(HostileNetworkTest, JunkBeforeEveryReplyIsSkipped)
     const auto client = ClientAt(relay.Port());
     ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
     EXPECT_TRUE(Serves(*client));
+}
+
+TEST_F(HostileNetworkTest, ARefusalForAnotherSessionIsSkipped)
+{
+    for (const PayloadType reply : {kOpenSessionResponse, kRakp2, kRakp4}) {
+        SCOPED_TRACE(int{reply});
+        const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
+                                  [=](const Datagram& d) -> std::vector<Datagram> {
+                                      if (!Carries(d, reply)) {
+                                          return {d};
+                                      }
+                                      Datagram forged = d;
+                                      forged[kConsoleSessionId] ^= 1;
+                                      forged[kStatus] = 0x0D;
+                                      return {forged, d};
+                                  });
+        const auto client = ClientAt(relay.Port());
+        EXPECT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
+    }
+}
+
+TEST_F(HostileNetworkTest, ARefusalThatNamesNoSessionIsTaken)
+{
+    const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn, Change(kRakp2, [](Datagram& d) {
+                                  d[kStatus] = 0x0D;
+                                  std::fill_n(&d[kConsoleSessionId], 4, std::uint8_t{0});
+                              }));
+    EXPECT_EQ(ClientAt(relay.Port())->connect(), CONNECTION_REFUSED);
 }
 
 TEST_F(HostileNetworkTest, AnEndlessFloodOfJunkEndsAtTheTimeLimit)

@@ -3,6 +3,8 @@
 // host, so a log-in whose parameters are fine ends with CONNECTION_TRY_AGAIN.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <map>
@@ -245,6 +247,35 @@ TEST(Disconnect, WithoutASessionDoesNothing)
     client.disconnect();
     EXPECT_THAT(client.lastError(), IsEmpty());
     EXPECT_THAT(log.Lines(), IsEmpty());
+}
+
+/// Leaves this process so many descriptors that it can still open.
+class FewDescriptors
+{
+public:
+    explicit FewDescriptors(rlim_t left)
+    {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const int lowestFree = dup(STDERR_FILENO);
+        close(lowestFree);
+        const rlimit few{static_cast<rlim_t>(lowestFree) + left, before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &few);
+    }
+    FewDescriptors(const FewDescriptors&) = delete;
+    FewDescriptors& operator=(const FewDescriptors&) = delete;
+    ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+private:
+    rlimit before_{};
+};
+
+TEST(Descriptors, OneForTheSocketIsEnoughToAskAModule)
+{
+    Fakes::FakeConfig config;
+    IpmiClient client = Client({});
+    const FewDescriptors few(1);
+    EXPECT_EQ(client.connect(), CONNECTION_TRY_AGAIN);
+    EXPECT_THAT(client.lastError(), HasSubstr("nothing listens"));
 }
 
 }  // namespace

@@ -20,6 +20,8 @@ inline constexpr std::size_t kPayloadType = 5;
 /// Where a log-in message keeps the fields that tests touch.
 inline constexpr std::size_t kStatus = 17;
 inline constexpr std::size_t kOpenSessionPrivilege = 17;
+/// Where a reply of the log-in names the client's session.
+inline constexpr std::size_t kConsoleSessionId = 20;
 
 enum PayloadType : std::uint8_t
 {

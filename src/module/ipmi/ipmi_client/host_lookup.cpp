@@ -50,15 +50,14 @@ Found Ask(const std::string& host, std::uint16_t port, int flags)
 }
 
 // A resolver may take half a minute to give up and cannot be told to stop, so the wait for it ends
-// here and its thread is left to end alone; it owns all that it touches.
+// here and its thread is left to end alone; it owns all that it touches, and the library is linked
+// so that dlclose() does not take the code from under it.
 Found AskWithin(std::chrono::milliseconds limit, const std::string& host, std::uint16_t port)
 {
-    std::promise<Found> promise;
-    std::future<Found> future = promise.get_future();
+    std::packaged_task<Found()> task([host, port] { return Ask(host, port, AI_ADDRCONFIG); });
+    std::future<Found> future = task.get_future();
     try {
-        std::thread([host, port, promise = std::move(promise)]() mutable {
-            promise.set_value(Ask(host, port, AI_ADDRCONFIG));
-        }).detach();
+        std::thread(std::move(task)).detach();
     } catch (const std::system_error&) {
         return {EAI_AGAIN, {}};
     }

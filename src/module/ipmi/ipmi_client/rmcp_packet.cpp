@@ -72,8 +72,9 @@ bool Disassemble(const SessionState& session, const Packet& packet, const Envelo
 
 const SessionState& NoSession()
 {
-    static const SessionState none;
-    return none;
+    // Never destroyed: a client in static storage may end after anything in this file would.
+    static const auto* const none = new SessionState;
+    return *none;
 }
 
 bool IsSigned(const SessionState& session, const Packet& packet, const Envelope& envelope)

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <mutex>
+#include <new>
 #include <string>
 
 #include "module/ipmi/ipmi_client/rmcp_status.h"
@@ -99,20 +100,28 @@ Outcome StartLibrary()
     return ready ? Outcome{} : LocalFault("starting the cryptographic library");
 }
 
+/// From the kernel itself: libfreeipmi opens a device for it, which a host without a descriptor to
+/// spare cannot.
 template <class Value>
-void Randomize(Value& value)
+bool Randomize(Value& value)
 {
-    ipmi_get_random(&value, sizeof value);
+    return getentropy(&value, sizeof value) == 0;
 }
 
 /// The module knows its session by this id; 0 is none.
-std::uint32_t RandomId()
+bool RandomizeId(std::uint32_t& id)
 {
-    std::uint32_t id = 0;
-    while (id == 0) {
-        Randomize(id);
-    }
-    return id;
+    do {
+        if (!Randomize(id)) {
+            return false;
+        }
+    } while (id == 0);
+    return true;
+}
+
+Outcome NoRandomNumber()
+{
+    return LocalFault("drawing a random number");
 }
 
 /// Completion codes of a module that cannot answer now: node busy, timeout, out of space, being
@@ -133,6 +142,14 @@ bool Agrees(const FiidObject& reply, const Algorithms& algorithms)
                algorithms.confidentiality;
 }
 
+/// Whether a log-in message is for this session. Its id is random, so who is not on the way can
+/// forge no reply; some modules leave it out when they refuse.
+bool IsFor(std::uint32_t consoleId, const FiidObject& reply)
+{
+    const std::uint64_t id = reply.Number("remote_console_session_id");
+    return id == consoleId || (id == 0 && reply.Number("rmcpplus_status_code") != 0);
+}
+
 template <std::size_t Size>
 void CopyField(const FiidObject& message, const char* field, std::array<std::uint8_t, Size>& to)
 {
@@ -149,7 +166,11 @@ RmcpSession::RmcpSession(const Credentials& credentials, const LoginSettings& se
 
 RmcpSession::~RmcpSession()
 {
-    Close();
+    try {
+        Close();
+    } catch (const std::bad_alloc&) {
+        // Nothing is left to tell the module with; it forgets the session when that times out.
+    }
 }
 
 // The library takes an empty name for an error, and none for the empty name.
@@ -209,7 +230,7 @@ Outcome RmcpSession::OpenAnyOf(const std::vector<Endpoint>& endpoints)
         if (outcome.Good()) {
             outcome = Negotiate(limit);
         }
-        if (outcome.Good() || outcome.state == CONNECTION_REFUSED) {
+        if (outcome.Good() || outcome.state == CONNECTION_REFUSED || Interruption::Raised()) {
             return outcome;
         }
     }
@@ -219,7 +240,9 @@ Outcome RmcpSession::OpenAnyOf(const std::vector<Endpoint>& endpoints)
 Outcome RmcpSession::Negotiate(std::chrono::milliseconds limit)
 {
     constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_REQUEST;
-    state_.consoleId = RandomId();
+    if (!RandomizeId(state_.consoleId)) {
+        return NoRandomNumber();
+    }
     const FiidObject request(LayoutOf(kType));
     const FiidObject reply(LayoutOf(ReplyType(kType)));
     fill_rmcpplus_open_session(++tag_, settings_.privilege, state_.consoleId,
@@ -240,7 +263,9 @@ Outcome RmcpSession::Negotiate(std::chrono::milliseconds limit)
 Outcome RmcpSession::ExchangeRandomNumbers()
 {
     constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RAKP_MESSAGE_1;
-    Randomize(consoleRandom_);
+    if (!Randomize(consoleRandom_)) {
+        return NoRandomNumber();
+    }
     const FiidObject request(LayoutOf(kType));
     const FiidObject reply(LayoutOf(ReplyType(kType)));
     fill_rmcpplus_rakp_message_1(++tag_, state_.moduleId, consoleRandom_.data(), kRandomSize,
@@ -367,7 +392,8 @@ Outcome RmcpSession::ExchangeLogin(std::uint8_t type, const FiidObject& request,
         limit, [&]() -> const Packet& { return packet; },
         [&](const Packet& came) {
             return UnpackLogin(came, ReplyType(type), reply) &&
-                   ipmi_rmcpplus_check_message_tag(reply.Get(), tag_) == 1;
+                   ipmi_rmcpplus_check_message_tag(reply.Get(), tag_) == 1 &&
+                   IsFor(state_.consoleId, reply);
         });
     if (!outcome.Good()) {
         return outcome;
@@ -459,8 +485,9 @@ void RmcpSession::CloseKeyed()
     for (unsigned shift = 0; shift < 32; shift += 8) {
         request.data.push_back(static_cast<std::uint8_t>(state_.moduleId >> shift));
     }
-    const auto limit = answers_ ? kCloseTries * settings_.retransmissionTimeout
-                                : std::chrono::milliseconds::zero();
+    const auto patience =
+        std::min(settings_.sessionTimeout, kCloseTries * settings_.retransmissionTimeout);
+    const auto limit = answers_ ? patience : std::chrono::milliseconds::zero();
     Answer answer;
     AskWithin(limit, request, answer);
 }
