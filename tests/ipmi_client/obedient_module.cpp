@@ -23,7 +23,7 @@ constexpr std::size_t kPayload = 16;
 constexpr std::size_t kAesBlock = 16;
 constexpr std::uint8_t kSealed = 0xC0;
 
-const Bytes kRandom(16, 0x5A);
+constexpr std::uint8_t kFirstRandom = 0x5A;
 const Bytes kGuid(16, 0xA5);
 
 Bytes Join(std::initializer_list<Bytes> parts)
@@ -158,6 +158,9 @@ Bytes ObedientModule::Rakp2(const Bytes& message)
     const Bytes id = Slice(message, 4, 4);
     Session& session = sessions_.at(id);
     session.consoleRandom = Slice(message, 8, 16);
+    const bool repeats = !options_.drawsAnew && !session.random.empty();
+    const int last = session.random.empty() ? kFirstRandom : session.random[0];
+    session.random = Bytes(16, static_cast<std::uint8_t>(last + (repeats ? 0 : 1)));
     session.role = message[24];
     const Bytes name = Slice(message, 28, message[27]);
     if (name != Bytes(options_.userName.begin(), options_.userName.end())) {
@@ -166,8 +169,8 @@ Bytes ObedientModule::Rakp2(const Bytes& message)
         return Join({{message[0], 0x0D, 0, 0}, consoleId});
     }
     const Bytes proof = Digest(PasswordKey(), Join({session.consoleId, id, session.consoleRandom,
-                                                    kRandom, kGuid, UserAndRole(session)}));
-    return Join({{message[0], 0, 0, 0}, session.consoleId, kRandom, kGuid, proof});
+                                                    session.random, kGuid, UserAndRole(session)}));
+    return Join({{message[0], 0, 0, 0}, session.consoleId, session.random, kGuid, proof});
 }
 
 Bytes ObedientModule::Rakp4(const Bytes& message)
@@ -175,13 +178,14 @@ Bytes ObedientModule::Rakp4(const Bytes& message)
     const Bytes id = Slice(message, 4, 4);
     Session& session = sessions_[id];
     const Bytes consoleId = session.consoleId;
-    const Bytes proof = Digest(PasswordKey(), Join({kRandom, consoleId, UserAndRole(session)}));
+    const Bytes proof =
+        Digest(PasswordKey(), Join({session.random, consoleId, UserAndRole(session)}));
     if (message[1] != 0 || Slice(message, 8, message.size()) != proof) {
         sessions_.erase(id);
         return Join({{message[0], 0x0F, 0, 0}, consoleId});
     }
     session.sessionKey =
-        Digest(PasswordKey(), Join({session.consoleRandom, kRandom, UserAndRole(session)}));
+        Digest(PasswordKey(), Join({session.consoleRandom, session.random, UserAndRole(session)}));
     const Bytes check = Digest(session.sessionKey, Join({session.consoleRandom, id, kGuid}));
     const std::size_t length = options_.cipherSuite == 17 ? 16 : 12;
     return Join({{message[0], 0, 0, 0}, consoleId, Slice(check, 0, length)});

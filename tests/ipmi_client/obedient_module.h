@@ -24,6 +24,8 @@ struct ObedientModuleOptions
     std::string userName = "admin";
     std::string password = "secret";
     int cipherSuite = 3;
+    /// Draws a new random number for each copy of the request for it, and expects the last one.
+    bool drawsAnew = false;
     /// Answers a request of a session; the first byte is the completion code. Close Session is
     /// obeyed before that.
     std::function<Bytes(std::uint8_t netFn, std::uint8_t command, const Bytes& data)> answer;
@@ -49,6 +51,7 @@ private:
     {
         Bytes consoleId;
         Bytes consoleRandom;
+        Bytes random;
         std::uint8_t role = 0;
         Bytes sessionKey;
         std::uint32_t sent = 0;

@@ -9,6 +9,7 @@
 #include "module/ipmi/ipmi_client/ipmi_client.h"
 #include "tests/fakes/fake_config.h"
 #include "tests/fakes/fake_log.h"
+#include "tests/ipmi_client/meddling_relay.h"
 #include "tests/ipmi_client/obedient_module.h"
 
 namespace Tulvo {
@@ -89,6 +90,34 @@ TEST(LogIn, AWrongPasswordIsRefusedAndLeavesNoSession)
         EXPECT_EQ(client.connect(), CONNECTION_REFUSED);
         EXPECT_THAT(client.lastError(), HasSubstr("password is wrong"));
         EXPECT_EQ(module.OpenSessions(), 0U);
+    }
+}
+
+TEST(LogIn, SucceedsWithASlowModuleWhetherOrNotItDrawsANewRandomNumberForEachRequest)
+{
+    for (const bool drawsAnew : {false, true}) {
+        SCOPED_TRACE(drawsAnew);
+        Fakes::FakeConfig config;
+        config.values = {{"IPMI_SESSION_TIMEOUT_MS", 5000}, {"IPMI_RETRANSMISSION_TIMEOUT_MS", 50}};
+        ObedientModuleOptions options = Module();
+        options.drawsAnew = drawsAnew;
+        const ObedientModule module(options);
+        // The reply to the request is as late as the one to its copy.
+        Datagram late;
+        const MeddlingRelay relay(module.Port(), MeddlingRelay::PassOn,
+                                  [&](const Datagram& d) -> std::vector<Datagram> {
+                                      if (!Carries(d, kRakp2)) {
+                                          return {d};
+                                      }
+                                      if (late.empty()) {
+                                          late = d;
+                                          return {};
+                                      }
+                                      return {late, d};
+                                  });
+        IpmiClient client("127.0.0.1", options.userName, options.password,
+                          std::to_string(relay.Port()), 3);
+        EXPECT_EQ(client.connect(), CONNECTION_CONNECTED) << client.lastError();
     }
 }
 

@@ -5,9 +5,10 @@
 /// An object is used by one thread at a time; any number of objects may be used side by side.
 /// Nothing throws but std::bad_alloc. Every wait is bounded by the configuration keys
 /// `IPMI_SESSION_TIMEOUT_MS` (default 5000: the longest wait for one answer; a log-in is four of
-/// them, and a name is looked up within the same time) and `IPMI_RETRANSMISSION_TIMEOUT_MS`
-/// (default 1000: after that a request is sent again). Both are milliseconds, up to ten minutes,
-/// the second no longer than the first; any other value is replaced by the default with a warning.
+/// them, five with a module that answers late, and a name is looked up within the same time) and
+/// `IPMI_RETRANSMISSION_TIMEOUT_MS` (default 1000: after that a request is sent again). Both are
+/// milliseconds, up to ten minutes, the second no longer than the first; any other value is
+/// replaced by the default with a warning.
 #ifndef MODULE_IPMI_IPMI_CLIENT_IPMI_CLIENT_H
 #define MODULE_IPMI_IPMI_CLIENT_IPMI_CLIENT_H
 

@@ -24,9 +24,6 @@ constexpr std::uint8_t kApplication = 0x06;
 constexpr std::uint8_t kSetSessionPrivilegeLevel = 0x3B;
 constexpr std::uint8_t kCloseSession = 0x3C;
 
-// A module that answers at all answers this at once, so a longer wait would only delay the caller.
-constexpr int kCloseTries = 2;
-
 constexpr std::chrono::milliseconds kPatience{200};
 
 constexpr std::uint8_t kRequestNumbers = 64;
@@ -184,6 +181,12 @@ unsigned RmcpSession::UserNameSize() const
     return static_cast<unsigned>(credentials_.userName.size());
 }
 
+// For a module that has just answered: a longer wait would only delay the caller.
+std::chrono::milliseconds RmcpSession::BriefWait() const
+{
+    return std::min(settings_.sessionTimeout, 2 * settings_.retransmissionTimeout);
+}
+
 Outcome RmcpSession::Open()
 {
     Outcome outcome = Prepare();
@@ -272,7 +275,32 @@ Outcome RmcpSession::ExchangeRandomNumbers()
                                  settings_.privilege, kLookUp, UserName(), UserNameSize(),
                                  request.Get());
     Outcome outcome = ExchangeLogin(kType, request, reply, settings_.sessionTimeout);
-    return outcome.Good() ? CheckModule(reply) : outcome;
+    if (!outcome.Good()) {
+        return outcome;
+    }
+    TakeRepliesToCopies(kType, reply);
+    return CheckModule(reply);
+}
+
+// A module that answers slowly was sent copies of the request. It may draw a new random number for
+// each of them, and then expects the last one: a proof over the first would look like one with a
+// wrong password. The replies come as far apart as the copies went, or as the module needs for
+// each.
+void RmcpSession::TakeRepliesToCopies(std::uint8_t type, const FiidObject& reply)
+{
+    const FiidObject later(LayoutOf(ReplyType(type)));
+    const Clock::time_point deadline = Clock::now() + settings_.sessionTimeout;
+    Packet packet;
+    for (unsigned copies = sent_; copies > 1; --copies) {
+        const auto wait = std::min(deadline, Clock::now() + BriefWait());
+        if (link_.Receive(wait, packet) != Reception::kPacket) {
+            return;
+        }
+        if (IsReply(packet, type, later) && later.Number("rmcpplus_status_code") == 0) {
+            UnpackLogin(packet, ReplyType(type), reply);
+        }
+        ForgetDuplicate(packet);
+    }
 }
 
 // The module proves first that it knows the password, so a wrong one shows here. An empty password
@@ -390,11 +418,7 @@ Outcome RmcpSession::ExchangeLogin(std::uint8_t type, const FiidObject& request,
     const Packet packet = PackLogin(type, request);
     Outcome outcome = Exchange(
         limit, [&]() -> const Packet& { return packet; },
-        [&](const Packet& came) {
-            return UnpackLogin(came, ReplyType(type), reply) &&
-                   ipmi_rmcpplus_check_message_tag(reply.Get(), tag_) == 1 &&
-                   IsFor(state_.consoleId, reply);
-        });
+        [&](const Packet& came) { return IsReply(came, type, reply); });
     if (!outcome.Good()) {
         return outcome;
     }
@@ -402,16 +426,26 @@ Outcome RmcpSession::ExchangeLogin(std::uint8_t type, const FiidObject& request,
     return OutcomeOfStatus(status, settings_);
 }
 
+/// Fills `reply` when the packet is the reply to the last log-in message, which had this type.
+bool RmcpSession::IsReply(const Packet& packet, std::uint8_t type, const FiidObject& reply) const
+{
+    return UnpackLogin(packet, ReplyType(type), reply) &&
+           ipmi_rmcpplus_check_message_tag(reply.Get(), tag_) == 1 &&
+           IsFor(state_.consoleId, reply);
+}
+
 template <class Pack, class Take>
 Outcome RmcpSession::Exchange(std::chrono::milliseconds limit, Pack pack, Take take)
 {
     const Clock::time_point deadline = Clock::now() + limit;
+    sent_ = 0;
     do {
         const Packet& request = pack();
         if (request.empty()) {
             return LocalFault("packing a request");
         }
         link_.Send(request);
+        ++sent_;
         const auto resend = std::min(deadline, Clock::now() + settings_.retransmissionTimeout);
         Packet packet;
         Reception reception = link_.Receive(resend, packet);
@@ -485,9 +519,7 @@ void RmcpSession::CloseKeyed()
     for (unsigned shift = 0; shift < 32; shift += 8) {
         request.data.push_back(static_cast<std::uint8_t>(state_.moduleId >> shift));
     }
-    const auto patience =
-        std::min(settings_.sessionTimeout, kCloseTries * settings_.retransmissionTimeout);
-    const auto limit = answers_ ? patience : std::chrono::milliseconds::zero();
+    const auto limit = answers_ ? BriefWait() : std::chrono::milliseconds::zero();
     Answer answer;
     AskWithin(limit, request, answer);
 }

@@ -15,6 +15,7 @@
 #define MODULE_IPMI_IPMI_CLIENT_RMCP_SESSION_H
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -60,10 +61,12 @@ private:
 
     const char* UserName() const;
     unsigned UserNameSize() const;
+    std::chrono::milliseconds BriefWait() const;
     Outcome Prepare();
     Outcome OpenAnyOf(const std::vector<Endpoint>& endpoints);
     Outcome Negotiate(std::chrono::milliseconds limit);
     Outcome ExchangeRandomNumbers();
+    void TakeRepliesToCopies(std::uint8_t type, const FiidObject& reply);
     Outcome CheckModule(const FiidObject& reply);
     Outcome Prove();
     Outcome DeriveKeys();
@@ -71,6 +74,7 @@ private:
 
     Outcome ExchangeLogin(std::uint8_t type, const FiidObject& request, const FiidObject& reply,
                           std::chrono::milliseconds limit);
+    bool IsReply(const Packet& packet, std::uint8_t type, const FiidObject& reply) const;
     template <class Pack, class Take>
     Outcome Exchange(std::chrono::milliseconds limit, Pack pack, Take take);
     Outcome AskWithin(std::chrono::milliseconds limit, const IPMICOMMAND& request, Answer& answer);
@@ -91,6 +95,7 @@ private:
     Random moduleGuid_{};
     Stage stage_ = Stage::kNothing;
     bool answers_ = false;  ///< The module answered the last request.
+    unsigned sent_ = 0;     ///< Copies of the last message that were sent.
     std::uint8_t tag_ = 0;
     std::uint8_t requestNumber_ = 0;
 };
