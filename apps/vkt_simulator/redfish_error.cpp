@@ -50,7 +50,9 @@ HttpsReply RedfishError(int status, const std::string& message)
     if (kind.header != nullptr) {
         reply.headers.emplace_back(kind.header, kind.value);
     }
-    reply.body = nlohmann::ordered_json{{"error", error}}.dump();
+    // The message may quote what was sent, which need not be text.
+    reply.body = nlohmann::ordered_json{{"error", error}}.dump(
+        -1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
     return reply;
 }
 

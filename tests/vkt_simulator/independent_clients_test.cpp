@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Two IPMI clients that nobody here wrote get the bytes that the model gives.
+// Two IPMI clients and an HTTPS client that nobody here wrote get the bytes that the model gives,
+// over both roads to one enclosure.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,7 +12,9 @@
 #include <vector>
 
 #include "apps/vkt_simulator/enclosure.h"
+#include "apps/vkt_simulator/hexadecimal.h"
 #include "apps/vkt_simulator/scenario.h"
+#include "tests/vkt_simulator/curl.h"
 #include "tests/vkt_simulator/shell.h"
 #include "tests/vkt_simulator/simulator_process.h"
 
@@ -34,6 +37,15 @@ std::string Words(const std::vector<std::uint8_t>& bytes)
         words += word.data();
     }
     return words;
+}
+
+std::vector<std::uint8_t> Pairs(const std::string& digits)
+{
+    std::vector<std::uint8_t> bytes;
+    for (std::size_t i = 0; i < digits.size(); i += 2) {
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+    }
+    return bytes;
 }
 
 // Reads hexadecimal bytes up to the first word that is none.
@@ -76,6 +88,19 @@ std::optional<Answer> AskIpmiRaw(std::uint16_t port, const RawRequest& request)
     }
     std::vector<std::uint8_t> bytes = HexadecimalBytes(output.substr(start + 6));
     return Answer{bytes.at(1), {bytes.begin() + 2, bytes.end()}};
+}
+
+std::optional<Answer> AskCurl(const nlohmann::json& https, const RawRequest& request)
+{
+    const nlohmann::json reply = nlohmann::json::parse(
+        Curl(https, IpmiCall(request.netFn, request.command, Hexadecimal(request.data))), nullptr,
+        false);
+    if (reply.value("NetFn", 0) != request.netFn + 1 ||
+        reply.value("Command", -1) != request.command) {
+        return std::nullopt;
+    }
+    return Answer{reply.at("CompletionCode").get<std::uint8_t>(),
+                  Pairs(reply.at("ResponseData").get<std::string>())};
 }
 
 std::vector<RawRequest> Requests(bool isVkt2)
@@ -124,12 +149,14 @@ TEST_P(IndependentClients, GetTheBytesOfTheModel)
     const std::string file = std::string(SCENARIO_FOLDER) + '/' + GetParam() + ".json";
     Enclosure model(ParseScenario(ReadScenarioFile(file), file).enclosure);
     SimulatorProcess simulator({"--scenario", file});
-    const std::uint16_t port = simulator.Port();
+    const nlohmann::json endpoints = simulator.Endpoints();
+    const auto port = endpoints.at("rmcp").at("port").get<std::uint16_t>();
     for (const RawRequest& request : Requests(model.State().generation == Generation::VKT2)) {
         const Answer expected = model.Serve(request.netFn, request.command, request.data);
         const std::string what = Words({request.netFn, request.command}) + Words(request.data);
         EXPECT_EQ(AskIpmitool(port, request), expected) << "ipmitool" << what;
         EXPECT_EQ(AskIpmiRaw(port, request), expected) << "ipmi-raw" << what;
+        EXPECT_EQ(AskCurl(endpoints.at("https"), request), expected) << "curl" << what;
     }
 }
 

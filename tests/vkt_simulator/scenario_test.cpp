@@ -181,6 +181,62 @@ TEST(Scenario, ReadsFaults)
     EXPECT_TRUE(scenario.faults[3].keepData);
 }
 
+TEST(Scenario, ReadsWhatIsWrongWithHttps)
+{
+    json document = Vkt2Scenario();
+    const HttpsBehaviour none = ParseScenario(document.dump(), "file.json").https;
+    EXPECT_FALSE(none.expiredCertificate);
+    EXPECT_EQ(none.sessionLifetime, std::nullopt);
+    EXPECT_TRUE(none.faults.empty());
+    document["https"] = json::parse(R"({
+        "expiredCertificate": true, "sessionLifetimeRequests": 5, "faults": [
+            {"kind": "latency", "milliseconds": 40},
+            {"kind": "status", "status": 503, "times": 2},
+            {"kind": "garbage"}, {"kind": "close"}]})");
+    const HttpsBehaviour https = ParseScenario(document.dump(), "file.json").https;
+    EXPECT_TRUE(https.expiredCertificate);
+    EXPECT_EQ(https.sessionLifetime, 5U);
+    ASSERT_EQ(https.faults.size(), 4U);
+    EXPECT_EQ(https.faults[0].kind, HttpsFaultKind::LATENCY);
+    EXPECT_EQ(https.faults[0].latency, std::chrono::milliseconds(40));
+    EXPECT_EQ(https.faults[0].times, std::nullopt);
+    EXPECT_EQ(https.faults[1].kind, HttpsFaultKind::STATUS);
+    EXPECT_EQ(https.faults[1].status, 503);
+    EXPECT_EQ(https.faults[1].times, 2U);
+    EXPECT_EQ(https.faults[2].kind, HttpsFaultKind::GARBAGE);
+    EXPECT_EQ(https.faults[3].kind, HttpsFaultKind::CLOSE);
+}
+
+TEST(Scenario, NamesPlaceAndReasonOfABadHttpsMember)
+{
+    const struct
+    {
+        const char* https;
+        const char* message;
+    } cases[] = {
+        {"[]", "/https: must be an object, not array"},
+        {R"({"expiredCertificate": 1})", "/https/expiredCertificate: must be true or false"},
+        {R"({"sessionLifetimeRequests": 0})", "/https/sessionLifetimeRequests: must be an integer"},
+        {R"({"faults": {}})", "/https/faults: must be an array, not object"},
+        {R"({"port": 443})", "/https/port: there is no such member"},
+        {R"({"faults": [{"kind": "drop"}]})",
+         R"(/https/faults/0/kind: "drop" is not one of "latency", "status", "garbage", "close")"},
+        {R"({"faults": [{"kind": "status"}]})",
+         "/https/faults/0: the member \"status\" is missing"},
+        {R"({"faults": [{"kind": "status", "status": 399}]})",
+         "/https/faults/0/status: must be an integer from 400 to 599, not 399"},
+        {R"({"faults": [{"kind": "latency", "milliseconds": 60001}]})",
+         "/https/faults/0/milliseconds: must be an integer from 0 to 60000, not 60001"},
+        {R"({"faults": [{"kind": "close", "status": 500}]})",
+         "/https/faults/0/status: there is no such member"},
+        {R"({"faults": [{"kind": "close", "times": 0}]})", "/https/faults/0/times: must be"},
+    };
+    for (const auto& bad : cases) {
+        EXPECT_THAT(MessageWith("/https", json::parse(bad.https)),
+                    StartsWith("file.json: " + std::string(bad.message)));
+    }
+}
+
 TEST(Scenario, TranslatesWordsForStates)
 {
     const struct

@@ -12,7 +12,6 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <system_error>
 
 namespace Tulvo::Simulator {
@@ -91,11 +90,6 @@ std::string SimulatorProcess::Rest()
         text.append(block.data(), static_cast<std::size_t>(count));
     }
     return text;
-}
-
-std::uint16_t SimulatorProcess::Port()
-{
-    return nlohmann::json::parse(Line()).at("rmcp").at("port").get<std::uint16_t>();
 }
 
 void SimulatorProcess::Signal(int signal) const

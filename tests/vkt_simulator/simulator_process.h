@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -27,8 +28,10 @@ public:
     std::string Line();
     /// What it writes to its standard output from here to its end.
     std::string Rest();
-    /// The port of the line that it prints when it is ready.
-    std::uint16_t Port();
+    /// The line that it prints when it is ready.
+    nlohmann::json Endpoints() { return nlohmann::json::parse(Line()); }
+    /// The port for RMCP+ of that line.
+    std::uint16_t Port() { return Endpoints().at("rmcp").at("port").get<std::uint16_t>(); }
     void Signal(int signal) const;
     /// Waits for its end. 256 and more: ended by signal number (result - 256).
     int ExitCode();
