@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -269,6 +270,19 @@ TEST_F(IpmiClientTest, WithoutASpareDescriptorConnectFails)
     EXPECT_EQ(state, CONNECTION_FAILED);
     EXPECT_THAT(client->lastError(), HasSubstr("Too many open files"));
     EXPECT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
+}
+
+TEST_F(IpmiClientTest, AChildThatEndsLeavesItsParentTheSession)
+{
+    auto client = Client();
+    ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
+    const pid_t child = fork();
+    if (child == 0) {
+        client.reset();
+        _exit(0);
+    }
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_TRUE(Serves(*client)) << client->lastError();
 }
 
 bool HostHasIpv6Loopback()

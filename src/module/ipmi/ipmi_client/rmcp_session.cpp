@@ -500,8 +500,12 @@ void RmcpSession::Abort(std::uint32_t moduleId)
     link_.Send(PackLogin(kType, message));
 }
 
+// What fork() copies is not the child's to end: the parent goes on with the session.
 void RmcpSession::Close()
 {
+    if (process_ != getpid()) {
+        return;
+    }
     if (stage_ == Stage::kHalfOpen || stage_ == Stage::kProving) {
         Abort(state_.moduleId);
     }

@@ -14,6 +14,9 @@
 #ifndef MODULE_IPMI_IPMI_CLIENT_RMCP_SESSION_H
 #define MODULE_IPMI_IPMI_CLIENT_RMCP_SESSION_H
 
+#include <sys/types.h>
+#include <unistd.h>
+
 #include <array>
 #include <chrono>
 #include <cstdint>
@@ -85,6 +88,7 @@ private:
     void Close();
     void CloseKeyed();
 
+    const pid_t process_ = getpid();
     const Credentials& credentials_;
     const LoginSettings settings_;
     std::optional<Interruption::OpenSession> counted_;
