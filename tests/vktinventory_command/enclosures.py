@@ -28,17 +28,25 @@ class Enclosure:
             json.dump(self.scenario, file)
             file.flush()
             self.process = subprocess.Popen(
-                [SIMULATOR, "--scenario", file.name], stdout=subprocess.PIPE, text=True
+                [SIMULATOR, "--statistics", "--scenario", file.name],
+                stdout=subprocess.PIPE,
+                text=True,
             )
-            self.endpoint = json.loads(self.process.stdout.readline())["rmcp"]
+            self.endpoints = json.loads(self.process.stdout.readline())
+            self.endpoint = self.endpoints["rmcp"]
 
     def __enter__(self):
         return self
 
     def __exit__(self, *_):
+        self.end()
+
+    def end(self):
+        """What the simulator prints at its end: what its HTTPS service has counted."""
         self.process.terminate()
         self.process.wait(PATIENCE)
-        self.process.stdout.close()
+        with self.process.stdout as output:
+            return json.loads(output.read())["https"]
 
     def words(self, *words, **changes):
         """The command's words with log-in flags, some of them changed or (None) left out."""

@@ -1,0 +1,287 @@
+# SPDX-License-Identifier: Apache-2.0
+"""One enclosure, two roads: what `show` reads over RMCP+ and over HTTPS is the same, failures
+included, but for the differences that stand here with their reasons."""
+import concurrent.futures
+import dataclasses
+import json
+import unittest
+
+from enclosures import COMMAND, SCENARIOS, Enclosure, run
+
+SUCCESS = "VKT_INVENTORY_SUCCESS"
+FAILED = "VKT_INVENTORY_FAILED"
+TRANSPORT_ERROR = "VKT_INVENTORY_TRANSPORT_ERROR"
+
+ROADS = ("rmcp", "https")
+
+
+@dataclasses.dataclass(frozen=True)
+class Refusal:
+    """A run that ends before anything is read: without an object, with one line of reason."""
+
+    code: int
+    reason: str
+
+
+@dataclasses.dataclass
+class Case:
+    """An enclosure, and what the two roads should make of it."""
+
+    name: str
+    codes: tuple = (0, 0)  # with which a run ends that prints an object; by road
+    refusals: dict = dataclasses.field(default_factory=dict)  # the others, by road
+    # Place in the object: (over RMCP+, over HTTPS). There are no others, and each is there.
+    differences: dict = dataclasses.field(default_factory=dict)
+    scenario: str = ""  # that comes with the simulator, if it is not named like the case
+    changes: dict = dataclasses.field(default_factory=dict)  # made to the scenario
+    options: tuple = ()  # of the run over HTTPS
+
+
+SHIPPED = [
+    Case("faulty-first"),
+    Case("faulty-vkt2"),
+    Case("healthy-first"),
+    Case("healthy-vkt2-fc-6"),
+    Case("healthy-vkt2-fc-9"),
+    Case("healthy-vkt2-fd-6"),
+    Case("healthy-vkt2-fd-9"),
+    Case("healthy-vkt2-fe-2"),
+    Case("slow"),
+    # The module's completion codes are its answers, over either road.
+    Case("no-status", codes=(1, 1)),
+    Case("wrong-completion-codes", codes=(1, 1)),
+    Case(
+        "truncated",
+        codes=(1, 1),
+        differences={
+            # No supply's answer can be decoded. RMCP+ is content when every supply was asked; HTTPS
+            # returns what the decoder said of the last one.
+            "queries.psuFanSpeed.result": (SUCCESS, FAILED),
+            "queries.psuFanSpeed.data": ([], None),
+        },
+    ),
+    Case(
+        "dropped",
+        codes=(1, 1),
+        differences={
+            # Two requests get no answer. RMCP+ sends a packet again, under the same sequence number,
+            # and the third arrives; an HTTPS request that may have been executed is not repeated.
+            "queries.chassisPowerConsumption.result": (SUCCESS, TRANSPORT_ERROR),
+            "queries.chassisPowerConsumption.data": (
+                {"min": 1200, "avg": 1850, "max": 2900},
+                None,
+            ),
+            # No request gets one. In an open RMCP+ session that is an empty answer for the decoder;
+            # over HTTPS it is status 504, so that there is no answer to decode.
+            "queries.name.result": (FAILED, TRANSPORT_ERROR),
+        },
+    ),
+    # Without a free session there is none over RMCP+, and no service at all over HTTPS.
+    Case(
+        "busy",
+        refusals={"rmcp": Refusal(3, "no session free"), "https": Refusal(3, "answered 503")},
+    ),
+    # What is wrong with the HTTPS service alone hides nothing from RMCP+.
+    Case("https-closed", refusals={"https": Refusal(3, "closed the connection without an answer")}),
+    Case("https-error", refusals={"https": Refusal(3, "answered 500")}),
+    Case("https-expired-certificate", refusals={"https": Refusal(4, "certificate has expired")}),
+    Case("https-garbage", refusals={"https": Refusal(3, "it is not JSON")}),
+    Case("https-unauthorized", refusals={"https": Refusal(4, "answered 401")}),
+    Case("https-unavailable", refusals={"https": Refusal(3, "answered 503")}),
+    Case("https-short-sessions", options=("--auth", "session")),
+    Case("https-slow"),
+]
+
+
+def fault(command, data, kind, **more):
+    return {"faults": [{"netFn": 0x32, "command": command, "data": data, "kind": kind, **more}]}
+
+
+FANS, REGISTER, NODE_STATUS = 0xA5, 0x92, 0xA7
+PSU1_FIRMWARE = {
+    "psu": "PSU1",
+    "slot": 1,
+    "name": "Power Supply 1",
+    "version": "2.04",
+    "manufacturer": "PSUACME101",
+}
+PSU2_FANS = {
+    "psu": "PSU2",
+    "status": "Normal",
+    "speedA": 7280,
+    "patA": 5,
+    "speedB": 6980,
+    "patB": 4,
+}
+
+# What no shipped scenario has. Where the first supply fails and the second does not, the roads agree
+# on a success; where a request gets no answer, RMCP+ goes on to the next supply and HTTPS ends there.
+CHANGED = [
+    Case(
+        "the first supply's fans are refused",
+        changes=fault(FANS, "01", "completionCode", completionCode=0xC1),
+    ),
+    Case(
+        "the last supply's fans are refused",
+        changes=fault(FANS, "02", "completionCode", completionCode=0xC1),
+        codes=(0, 1),
+        differences={"queries.psuFanSpeed.result": (SUCCESS, FAILED)},
+    ),
+    Case(
+        "the first supply's fans are not answered",
+        changes=fault(FANS, "01", "drop"),
+        codes=(0, 1),
+        differences={
+            "queries.psuFanSpeed.result": (SUCCESS, TRANSPORT_ERROR),
+            "queries.psuFanSpeed.data": ([PSU2_FANS], None),
+        },
+    ),
+    Case(
+        "the last supply's version is not answered",
+        changes=fault(REGISTER, "0202fc", "drop"),
+        codes=(0, 1),
+        differences={
+            "queries.psuFirmware.result": (SUCCESS, TRANSPORT_ERROR),
+            "queries.psuFirmware.data": ([PSU1_FIRMWARE], None),
+        },
+    ),
+    Case(
+        "the last supply's position is refused",
+        changes=fault(REGISTER, "0220f0", "completionCode", completionCode=0xC1),
+        codes=(1, 1),
+    ),
+    Case(
+        "a node's status is not answered",
+        changes=fault(NODE_STATUS, "02", "drop"),
+        codes=(1, 1),
+        differences={"queries.nodeStatus.1.result": (FAILED, TRANSPORT_ERROR)},
+    ),
+]
+for changed in CHANGED:
+    changed.scenario = "healthy-vkt2-fe-2"
+
+# An HTTPS session instead of a password with each request.
+SESSIONS = [
+    Case("sessions", scenario="healthy-vkt2-fc-9", options=("--auth", "session")),
+]
+
+# What waits longest comes first: the others run meanwhile.
+LONGEST = ("no-status", "slow", "https-slow", "dropped")
+
+
+@dataclasses.dataclass
+class Runs:
+    """What a case came to: its runs by road, and what the HTTPS service has counted."""
+
+    endpoints: dict
+    by_road: dict
+    statistics: dict
+
+
+def show(endpoints, road, options):
+    endpoint = endpoints[road]
+    log_in = ["-H", endpoint["address"], "-p", str(endpoint["port"]), "-U", endpoint["user"], "-E"]
+    if road == "https":
+        log_in += ["-I", "https", "--ca-file", endpoint["certificateFile"], *options]
+    return run(
+        [COMMAND, *log_in, "--format", "json", "show"], {"IPMI_PASSWORD": endpoint["password"]}
+    )
+
+
+def play(case):
+    enclosure = Enclosure(case.scenario or case.name, **case.changes)
+    try:
+        with concurrent.futures.ThreadPoolExecutor(len(ROADS)) as pool:
+            started = [
+                pool.submit(show, enclosure.endpoints, road, case.options) for road in ROADS
+            ]
+        by_road = dict(zip(ROADS, (future.result() for future in started)))
+    finally:
+        statistics = enclosure.end()
+    return Runs(enclosure.endpoints, by_road, statistics)
+
+
+def differences(one, other, place=""):
+    """Where two objects differ, as deep as their members and lists are alike: place -> (one, other)."""
+    if isinstance(one, dict) and isinstance(other, dict) and one.keys() == other.keys():
+        pairs = [(key, one[key], other[key]) for key in one]
+    elif isinstance(one, list) and isinstance(other, list) and len(one) == len(other):
+        pairs = [(index, *pair) for index, pair in enumerate(zip(one, other))]
+    else:
+        return {} if one == other else {place: (one, other)}
+    found = {}
+    for key, left, right in pairs:
+        found |= differences(left, right, f"{place}.{key}" if place else str(key))
+    return found
+
+
+class BothRoads(unittest.TestCase):
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        cases = SHIPPED + CHANGED + SESSIONS
+        cls.cases = sorted(cases, key=lambda case: case.name not in LONGEST)
+        with concurrent.futures.ThreadPoolExecutor(2 * len(LONGEST)) as pool:
+            cls.runs = dict(zip([case.name for case in cls.cases], pool.map(play, cls.cases)))
+
+    def check_each(self, check, applies=lambda _: True):
+        for case in filter(applies, self.cases):
+            with self.subTest(case.name):
+                check(case, self.runs[case.name])
+
+    def test_each_shipped_scenario_is_a_case(self):
+        self.assertEqual(
+            [case.name for case in sorted(SHIPPED, key=lambda case: case.name)],
+            sorted(path.stem for path in SCENARIOS.glob("*.json")),
+        )
+
+    def test_each_run_ends_as_it_should(self):
+        def check(case, runs):
+            for road, code in zip(ROADS, case.codes):
+                self.check_end(runs.by_road[road], code, case.refusals.get(road))
+
+        self.check_each(check)
+
+    def check_end(self, ran, code, refusal):
+        if refusal:
+            self.assertEqual((ran.returncode, ran.stdout), (refusal.code, ""), ran.stderr)
+            self.assertRegex(ran.stderr, f"^vktinventory: [^\n]*{refusal.reason}[^\n]*\n$")
+            return
+        self.assertEqual(ran.returncode, code, ran.stderr)
+        self.assertEqual(ran.stderr == "", code == 0, ran.stderr)
+
+    def test_the_roads_differ_where_they_should_and_nowhere_else(self):
+        def check(case, runs):
+            objects = [json.loads(runs.by_road[road].stdout) for road in ROADS]
+            always = {
+                "module.interface": ("lanplus", "https"),
+                "module.port": tuple(runs.endpoints[road]["port"] for road in ROADS),
+            }
+            self.assertEqual(differences(*objects), always | case.differences)
+
+        self.check_each(check, lambda case: not case.refusals)
+
+    def test_a_broken_https_service_hides_nothing_from_rmcp(self):
+        def queries(runs):
+            return json.loads(runs.by_road["rmcp"].stdout)["queries"]
+
+        healthy = queries(self.runs["healthy-vkt2-fe-2"])
+        self.check_each(
+            lambda _, runs: self.assertEqual(queries(runs), healthy),
+            lambda case: case.name.startswith("https-"),
+        )
+
+    def test_one_handshake_serves_all_requests_of_an_object(self):
+        # A run has two: the command tries the connection with an object of its own before the
+        # library does, so that a refusal is told at once and precisely.
+        def check(_, runs):
+            self.assertEqual(runs.statistics["handshakes"], 2)
+            self.assertGreater(runs.statistics["requests"], 20)
+            self.assertEqual(runs.statistics["openSessions"], 0)
+
+        self.check_each(check, lambda case: "https" not in case.refusals)
+
+
+if __name__ == "__main__":
+    unittest.main()
