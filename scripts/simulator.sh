@@ -5,14 +5,17 @@
 simulator_pid=
 simulator_dir=
 
-# Where the enclosure answers, as the simulator's endpoints tell it: "rmcp": {...}.
+# endpoint ROAD MEMBER: where the enclosure answers, as the simulator's endpoints tell it: "rmcp":
+# {...}, "https": {...}.
 endpoint() {
-    printf '%s\n' "$endpoints" | sed -n 's/.*"rmcp": *{[^}]*"'"$1"'": *"\{0,1\}\([^",}]*\).*/\1/p'
+    printf '%s\n' "$endpoints" |
+        sed -n 's/.*"'"$1"'": *{[^}]*"'"$2"'": *"\{0,1\}\([^",}]*\).*/\1/p'
 }
 
 # shellcheck disable=SC2034 # what it sets is for the script that sources this
-# start_simulator PROGRAM SCENARIO: returns when the enclosure answers at $simulator_host,
-# $simulator_port, to $simulator_user with the password in IPMI_PASSWORD. A simulator that cannot
+# start_simulator PROGRAM SCENARIO: returns when the enclosure answers at $simulator_host, over RMCP+
+# at $simulator_port and over HTTPS at $simulator_https_port with the certificate in
+# $simulator_ca_file, to $simulator_user with the password in IPMI_PASSWORD. A simulator that cannot
 # start says why itself.
 start_simulator() {
     simulator_dir=$(mktemp -d)
@@ -21,10 +24,12 @@ start_simulator() {
     simulator_pid=$!
     exec 3<"$simulator_dir/endpoints"
     read -r endpoints <&3 || return 1
-    simulator_host=$(endpoint address)
-    simulator_port=$(endpoint port)
-    simulator_user=$(endpoint user)
-    IPMI_PASSWORD=$(endpoint password)
+    simulator_host=$(endpoint rmcp address)
+    simulator_port=$(endpoint rmcp port)
+    simulator_https_port=$(endpoint https port)
+    simulator_ca_file=$(endpoint https certificateFile)
+    simulator_user=$(endpoint rmcp user)
+    IPMI_PASSWORD=$(endpoint rmcp password)
     export IPMI_PASSWORD
 }
 
