@@ -112,6 +112,10 @@ std::string PasswordFromFile(const std::string& path)
     if (!line.ended) {
         throw NoPassword("the password file's first line is missing or far too long");
     }
+    // An editor on another system ends lines with both; ipmitool passes over the first, too.
+    if (!line.text.empty() && line.text.back() == '\r') {
+        line.text.pop_back();
+    }
     return line.text;
 }
 

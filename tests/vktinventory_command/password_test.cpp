@@ -45,6 +45,11 @@ TEST(PasswordFile, NeedsNoLineFeed)
     EXPECT_EQ(PasswordUsed({"-f", FileHolding("secret")}), "secret");
 }
 
+TEST(PasswordFile, MayHaveBeenWrittenWithCarriageReturns)
+{
+    EXPECT_EQ(PasswordUsed({"-f", FileHolding("secret\r\nsecond\r\n")}), "secret");
+}
+
 TEST(PasswordFile, KeepsBlanks)
 {
     EXPECT_EQ(PasswordUsed({"-f", FileHolding(" se cret \n")}), " se cret ");
