@@ -31,8 +31,10 @@ class StateFolder
 public:
     StateFolder()
     {
-        std::string pattern = (std::filesystem::temp_directory_path() / "vkt-sim-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr) {
+        std::error_code missing;
+        const std::filesystem::path parent = std::filesystem::temp_directory_path(missing);
+        std::string pattern = (parent / "vkt-sim-XXXXXX").string();
+        if (missing || mkdtemp(pattern.data()) == nullptr) {
             throw std::runtime_error("cannot make a folder " + pattern +
                                      "; set TMPDIR to a folder that can be written to");
         }

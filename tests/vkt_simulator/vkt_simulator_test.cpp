@@ -192,6 +192,13 @@ TEST_F(VktSimulator, RefusesWrongUsage)
     }
 }
 
+TEST_F(VktSimulator, SaysWhatToDoWithoutAFolderForTemporaryFiles)
+{
+    SimulatorProcess simulator({"--scenario", "healthy-first"}, {"TMPDIR=/no/such/folder"});
+    EXPECT_EQ(simulator.ExitCode(), 1);
+    EXPECT_THAT(simulator.ErrorText(), HasSubstr("set TMPDIR"));
+}
+
 TEST_F(VktSimulator, NamesFileAndFieldAndReasonOfABadScenario)
 {
     const std::string file = WriteHealthyWith("/nodes/3/width", 300);
