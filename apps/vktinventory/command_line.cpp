@@ -10,9 +10,6 @@ namespace {
 
 constexpr std::uint16_t kIpmiPort = 623;
 constexpr std::uint16_t kHttpsPort = 443;
-/// The lowest suite that signs and encrypts, and the highest that IPMI names.
-constexpr int kFirstSafeSuite = 3;
-constexpr int kLastSuite = 17;
 
 template <class T>
 struct Choice
@@ -26,6 +23,8 @@ constexpr Choice<Interface> kInterfaces[] = {{"lanplus", Interface::lanplus},
 constexpr Choice<Format> kFormats[] = {{"table", Format::table}, {"json", Format::json}};
 constexpr Choice<Authentication> kAuthentications[] = {{"basic", Authentication::basic},
                                                        {"session", Authentication::session}};
+/// The suites that both sign and encrypt soundly; the IPMI client uses no other.
+constexpr Choice<int> kCipherSuites[] = {{"3", 3}, {"17", 17}};
 constexpr Choice<int> kPrivileges[] = {{"USER", 2}, {"OPERATOR", 3}, {"ADMINISTRATOR", 4}};
 
 template <class T, std::size_t N>
@@ -175,8 +174,8 @@ void AddConnectionFlags(CLI::App& app, Options& options, Flags& flags)
 
 void AddIpmiFlags(CLI::App& app, Options& options)
 {
-    app.add_option("-C,--cipher-suite", options.cipherSuite, "Cipher suite, 3 (default) to 17")
-        ->check(CLI::Range(kFirstSafeSuite, kLastSuite).description(""))
+    app.add_option("-C,--cipher-suite", options.cipherSuite, "Cipher suite, 3 (default) or 17")
+        ->transform(OneOf(kCipherSuites))
         ->option_text("SUITE")
         ->group(kIpmiOnly);
     app.add_option("-L,--privilege", options.privilege, "USER, OPERATOR, ADMINISTRATOR (default)")
@@ -287,6 +286,18 @@ void Describe(CLI::App& app, Options& options, Flags& flags)
                ExitCodeHelp());
 }
 
+Farewell Misuse(const std::string& reason)
+{
+    return {ExitCode::wrongUsage, reason + "; see vktinventory --help"};
+}
+
+/// CLI11's own text repeats every such word, and with them a password behind a misspelt flag.
+std::string FirstUnexpected(const CLI::App& app)
+{
+    const std::vector<std::string> words = app.remaining(true);
+    return "unexpected: " + (words.empty() ? "" : words.front().substr(0, words.front().find('=')));
+}
+
 Farewell FarewellOf(const CLI::App& app, const CLI::ParseError& error)
 {
     std::ostringstream out;
@@ -294,7 +305,7 @@ Farewell FarewellOf(const CLI::App& app, const CLI::ParseError& error)
     if (app.exit(error, out, complaint) == 0) {
         return {ExitCode::everythingRead, out.str()};
     }
-    return {ExitCode::wrongUsage, std::string(error.what()) + "; see vktinventory --help"};
+    return Misuse(error.what());
 }
 
 }  // namespace
@@ -309,6 +320,8 @@ std::variant<Options, Farewell> ParseCommandLine(const std::vector<std::string>&
     try {
         app.parse(reversed);
         Complete(app, flags, options);
+    } catch (const CLI::ExtrasError&) {
+        return Misuse(FirstUnexpected(app));
     } catch (const CLI::ParseError& error) {
         return FarewellOf(app, error);
     }

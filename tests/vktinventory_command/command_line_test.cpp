@@ -162,6 +162,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"SuiteZero", "-H h -C 0", "--cipher-suite"},
         RefusedCase{"SuiteOne", "-H h -C 1", "--cipher-suite"},
         RefusedCase{"SuiteTwo", "-H h -C 2", "--cipher-suite"},
+        RefusedCase{"SuiteWeak", "-H h -C 8", "\"8\" is none of 3, 17"},
         RefusedCase{"SuiteUnknown", "-H h -C 18", "--cipher-suite"},
         RefusedCase{"Privilege", "-H h -L root",
                     "\"root\" is none of USER, OPERATOR, ADMINISTRATOR"},
@@ -185,6 +186,16 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"SupplyTooHigh", "-H h select-psu 10", "1 to 9"},
         RefusedCase{"SurplusWord", "-H h power 3", "3"}),
     [](const auto& tested) { return std::string(tested.param.name); });
+
+TEST(Refusal, RepeatsNoPasswordBehindAMisspeltFlag)
+{
+    for (const char* line :
+         {"-H h --passwd secret", "-H h --passwd=secret", "-H h psu --pass secret"}) {
+        const std::string text = Refused(line).text;
+        EXPECT_THAT(text, HasSubstr("--pass")) << line;
+        EXPECT_THAT(text, testing::Not(HasSubstr("secret"))) << line;
+    }
+}
 
 TEST(Help, NamesEveryCommandFlagAndExitCode)
 {
