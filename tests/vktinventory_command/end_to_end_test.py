@@ -53,8 +53,6 @@ OUTCOMES = {
         1,
         {"machineType", "name", "chassisPowerCap", "psuStatus", "nodeStatus"},
     ),
-    # What is wrong with the HTTPS service alone does not show here.
-    **{path.stem: ("show", 0, set()) for path in SCENARIOS.glob("https-*.json")},
 }
 
 COMMANDS = [
@@ -80,7 +78,10 @@ def failed_queries(document):
 
 class Scenarios(unittest.TestCase):
     def test_each_scenario_has_an_outcome_here(self):
-        self.assertEqual({path.stem for path in SCENARIOS.glob("*.json")}, set(OUTCOMES))
+        shipped = {path.stem for path in SCENARIOS.glob("*.json")}
+        # The faults of these are in the HTTPS service alone; both roads are compared elsewhere.
+        https_only = {scenario for scenario in shipped if scenario.startswith("https-")}
+        self.assertEqual(shipped - https_only, set(OUTCOMES))
 
     def test_each_scenario_ends_as_it_should(self):
         for scenario, (command, code, failed) in OUTCOMES.items():
