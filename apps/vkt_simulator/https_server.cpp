@@ -149,9 +149,12 @@ public:
         Configure();
         RegisterHandlers();
         Bind(address, port);
-        thread_ = std::thread([this] { server_.listen_after_bind(); });
+        thread_ = std::thread([this] {
+            server_.listen_after_bind();
+            ended_ = true;
+        });
         // Before that, the library would not notice that it is asked to stop.
-        while (!server_.is_running()) {
+        while (!server_.is_running() && !ended_) {
             std::this_thread::yield();
         }
     }
@@ -278,6 +281,7 @@ private:
     std::atomic<std::uint64_t> requests_ = 0;
     httplib::SSLServer server_;
     std::uint16_t port_ = 0;
+    std::atomic<bool> ended_ = false;
     std::thread thread_;
 };
 
