@@ -3,7 +3,10 @@
 
 #include <toml++/toml.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <optional>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -22,6 +25,22 @@ Variant ValueOf(const toml::node& node)
         return text->get();
     }
     return {};
+}
+
+/// The number, from 1, of the first line that could hold a key of so many dotted parts that the
+/// parser, which descends once a part, runs out of stack in a host's small thread; 0 when none
+/// could.
+unsigned LineOfDeepKey(const std::string& content)
+{
+    constexpr std::ptrdiff_t kMostDots = 100;
+    std::istringstream lines(content);
+    unsigned number = 1;
+    for (std::string line; std::getline(lines, line); ++number) {
+        if (std::count(line.begin(), line.end(), '.') > kMostDots) {
+            return number;
+        }
+    }
+    return 0;
 }
 
 template <class Value>
@@ -62,6 +81,10 @@ void ConfigFile::Parse()
 {
     entries_.clear();
     complaint_ = file_.failure.empty() ? "" : path_ + " cannot be read: " + file_.failure;
+    if (const unsigned line = LineOfDeepKey(file_.content)) {
+        complaint_ = path_ + ':' + std::to_string(line) + ": more than 100 dots in a line";
+        return;
+    }
     const toml::parse_result result = toml::parse(std::string_view(file_.content));
     if (!result) {
         const toml::parse_error& error = result.error();
