@@ -18,7 +18,7 @@ std::string Journal::Enter(const void* object, const std::string& kind)
     if (Get() == nullptr) {
         return kind;
     }
-    const std::string name = kind + " " + std::to_string(++Get()->counts_[kind]);
+    std::string name = kind + " " + std::to_string(++Get()->counts_[kind]);
     Get()->names_[object] = name;
     return name;
 }

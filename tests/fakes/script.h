@@ -43,7 +43,7 @@ public:
             ADD_FAILURE() << peer_ << ": nothing scripted for " << deed;
             return std::nullopt;
         }
-        const std::optional<Step> step(std::move(steps_.front()));
+        std::optional<Step> step(std::move(steps_.front()));
         steps_.pop_front();
         return step;
     }

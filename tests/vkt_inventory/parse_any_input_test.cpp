@@ -39,7 +39,8 @@ bool IsVkt2(const Answer& answer)
 template <std::size_t onVkt2, std::size_t elsewhere>
 Verdict ByLength(const Answer& answer)
 {
-    return FilledFrom(answer, IsVkt2(answer) ? onVkt2 : elsewhere);
+    constexpr std::array<std::size_t, 2> kNeeded{elsewhere, onVkt2};
+    return FilledFrom(answer, kNeeded[IsVkt2(answer) ? 1 : 0]);
 }
 
 Verdict OfNodeStatus(const Answer& answer)

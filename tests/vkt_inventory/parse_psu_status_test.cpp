@@ -117,13 +117,15 @@ INSTANTIATE_TEST_SUITE_P(ParsePSUStatus, Decoder, Rows(DecodePSUStatus, kCases),
 
 TEST(ParsePSUStatus, HasNoBitForTheNinthSupplyAndBeyond)
 {
+    constexpr std::size_t kFieldsOfEight = 32;
     for (const VKTIype type : {kFirst, kVkt2}) {
         const Outcome outcome =
             DecodePSUStatus({type, 0, Hex("FF FF FF FF FF FF FF FF FF FF"), 70});
         ASSERT_EQ(outcome.result, VKT_INVENTORY_SUCCESS);
-        ASSERT_EQ(outcome.fields.size(), 70U * 4U);
+        ASSERT_EQ(outcome.fields.size(), std::size_t{70} * 4);
         for (std::size_t field = 0; field < outcome.fields.size(); ++field) {
-            EXPECT_EQ(outcome.fields[field].substr(0, 4) == "not ", field >= 8U * 4U) << field;
+            EXPECT_EQ(outcome.fields[field].substr(0, 4) == "not ", field >= kFieldsOfEight)
+                << field;
         }
     }
 }

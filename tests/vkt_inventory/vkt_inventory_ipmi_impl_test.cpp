@@ -8,7 +8,6 @@
 namespace Tulvo::Tests {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 using DirectConstruction = Direct;
