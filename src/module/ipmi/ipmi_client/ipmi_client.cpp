@@ -55,7 +55,7 @@ struct [[gnu::visibility("hidden")]] IpmiClient::Session
     void Report(const std::string& tried, const Outcome& outcome);
     Outcome Open();
     Outcome Check(const IPMICOMMAND& request) const;
-    Outcome Ask(const IPMICOMMAND& request, Answer& answer);
+    Outcome Ask(const IPMICOMMAND& request, IpmiAnswer& answer);
 };
 
 void IpmiClient::Session::Report(const std::string& tried, const Outcome& outcome)
@@ -99,7 +99,7 @@ Outcome IpmiClient::Session::Check(const IPMICOMMAND& request) const
     return {};
 }
 
-Outcome IpmiClient::Session::Ask(const IPMICOMMAND& request, Answer& answer)
+Outcome IpmiClient::Session::Ask(const IPMICOMMAND& request, IpmiAnswer& answer)
 {
     Outcome outcome = Check(request);
     if (outcome.Good()) {
@@ -137,7 +137,7 @@ void IpmiClient::disconnect()
 std::int32_t IpmiClient::send(const IPMICOMMAND& request, std::vector<std::uint8_t>& response,
                               std::uint8_t& completionCode)
 {
-    Answer answer;
+    IpmiAnswer answer;
     const Outcome outcome = session_->Ask(request, answer);
     session_->Report("request to ", outcome);
     response = std::move(answer.data);

@@ -145,8 +145,8 @@ Packet PackRequest(SessionState& session, const IPMICOMMAND& request, std::uint8
     return Assemble(session, envelope, envelope.messageHeader.Get(), message);
 }
 
-std::optional<Answer> UnpackAnswer(SessionState& session, const Packet& packet,
-                                   const IPMICOMMAND& request, std::uint8_t requestNumber)
+std::optional<IpmiAnswer> UnpackAnswer(SessionState& session, const Packet& packet,
+                                       const IPMICOMMAND& request, std::uint8_t requestNumber)
 {
     const Envelope envelope(tmpl_lan_msg_hdr_rs);
     const FiidObject message(kAnswerLayout);
@@ -159,7 +159,8 @@ std::optional<Answer> UnpackAnswer(SessionState& session, const Packet& packet,
         !Answers(request, requestNumber, envelope, message)) {
         return std::nullopt;
     }
-    return Answer{static_cast<std::uint8_t>(message.Number("comp_code")), message.Bytes("data")};
+    return IpmiAnswer{static_cast<std::uint8_t>(message.Number("comp_code")),
+                      message.Bytes("data")};
 }
 
 }  // namespace Tulvo

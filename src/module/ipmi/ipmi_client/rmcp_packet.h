@@ -18,7 +18,7 @@
 namespace Tulvo {
 
 /// What came back for a request.
-struct Answer
+struct IpmiAnswer
 {
     std::uint8_t completionCode = 0xFF;
     std::vector<std::uint8_t> data;
@@ -58,8 +58,8 @@ Packet PackRequest(SessionState& session, const IPMICOMMAND& request, std::uint8
 
 /// The answer to that request; nothing when the packet is none: not signed with the session's key,
 /// not encrypted, seen before, damaged, or to another request.
-std::optional<Answer> UnpackAnswer(SessionState& session, const Packet& packet,
-                                   const IPMICOMMAND& request, std::uint8_t requestNumber);
+std::optional<IpmiAnswer> UnpackAnswer(SessionState& session, const Packet& packet,
+                                       const IPMICOMMAND& request, std::uint8_t requestNumber);
 
 }  // namespace Tulvo
 

@@ -375,7 +375,7 @@ Outcome RmcpSession::DeriveKeys()
 // with the level that it granted.
 Outcome RmcpSession::RaisePrivilege()
 {
-    Answer answer;
+    IpmiAnswer answer;
     Outcome outcome = Ask({kSetSessionPrivilegeLevel, {settings_.privilege}, kApplication}, answer);
     if (!outcome.Good()) {
         return outcome;
@@ -388,13 +388,13 @@ Outcome RmcpSession::RaisePrivilege()
     return granted ? Outcome{} : PrivilegeRefused(settings_);
 }
 
-Outcome RmcpSession::Ask(const IPMICOMMAND& request, Answer& answer)
+Outcome RmcpSession::Ask(const IPMICOMMAND& request, IpmiAnswer& answer)
 {
     return AskWithin(settings_.sessionTimeout, request, answer);
 }
 
 Outcome RmcpSession::AskWithin(std::chrono::milliseconds limit, const IPMICOMMAND& request,
-                               Answer& answer)
+                               IpmiAnswer& answer)
 {
     requestNumber_ = static_cast<std::uint8_t>((requestNumber_ + 1) % kRequestNumbers);
     // A request that is sent again keeps its number, so that a slow module's answer to the first
@@ -402,7 +402,7 @@ Outcome RmcpSession::AskWithin(std::chrono::milliseconds limit, const IPMICOMMAN
     Outcome outcome = Exchange(
         limit, [&] { return PackRequest(state_, request, requestNumber_); },
         [&](const Packet& packet) {
-            std::optional<Answer> came = UnpackAnswer(state_, packet, request, requestNumber_);
+            std::optional<IpmiAnswer> came = UnpackAnswer(state_, packet, request, requestNumber_);
             if (came) {
                 answer = std::move(*came);
             }
@@ -524,7 +524,7 @@ void RmcpSession::CloseKeyed()
         request.data.push_back(static_cast<std::uint8_t>(state_.moduleId >> shift));
     }
     const auto limit = answers_ ? BriefWait() : std::chrono::milliseconds::zero();
-    Answer answer;
+    IpmiAnswer answer;
     AskWithin(limit, request, answer);
 }
 

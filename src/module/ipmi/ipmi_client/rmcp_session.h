@@ -47,7 +47,7 @@ public:
     /// answered.
     Outcome Open();
     /// Sends a request and waits for its answer. Needs an open session.
-    Outcome Ask(const IPMICOMMAND& request, Answer& answer);
+    Outcome Ask(const IPMICOMMAND& request, IpmiAnswer& answer);
 
 private:
     static constexpr unsigned kRandomSize = 16;
@@ -80,7 +80,8 @@ private:
     bool IsReply(const Packet& packet, std::uint8_t type, const FiidObject& reply) const;
     template <class Pack, class Take>
     Outcome Exchange(std::chrono::milliseconds limit, Pack pack, Take take);
-    Outcome AskWithin(std::chrono::milliseconds limit, const IPMICOMMAND& request, Answer& answer);
+    Outcome AskWithin(std::chrono::milliseconds limit, const IPMICOMMAND& request,
+                      IpmiAnswer& answer);
 
     void ForgetDuplicate(const Packet& packet);
     void ForgetLate();
