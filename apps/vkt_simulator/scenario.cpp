@@ -2,7 +2,6 @@
 #include "apps/vkt_simulator/scenario.h"
 
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <string_view>
 
@@ -319,13 +318,16 @@ Scenario ParseScenario(const std::string& text, const std::string& name)
 
 std::string ReadScenarioFile(const std::string& file)
 {
+    constexpr std::size_t kMostBytes = 1 << 20;  // a device may have no end
     std::ifstream stream(file, std::ios::binary);
-    std::ostringstream text;
+    std::string text(kMostBytes + 1, '\0');
+    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(stream.gcount()));
     // A folder can be opened, but nothing comes out of it, as nothing comes out of an empty file.
-    if (!stream.is_open() || !(text << stream.rdbuf())) {
+    if (text.empty() || text.size() > kMostBytes) {
         throw std::runtime_error(file + ": cannot be read; it must be a file with a scenario");
     }
-    return text.str();
+    return text;
 }
 
 }  // namespace Tulvo::Simulator

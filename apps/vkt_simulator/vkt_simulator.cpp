@@ -3,7 +3,6 @@
 #include <poll.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <iostream>
@@ -43,12 +42,11 @@ struct CommandLine
 void Describe(CLI::App& app, CommandLine& line)
 {
     app.description(
-        "Plays one enclosure's management module on loopback, over RMCP+ (IPMI 2.0) and\n"
-        "HTTPS. When it is ready to answer it prints one line with its endpoints as JSON; it ends "
-        "on\n"
-        "SIGTERM or SIGINT and leaves nothing behind.");
+        "Plays one enclosure's management module on loopback, over RMCP+ (IPMI 2.0)\n"
+        "and HTTPS. When it is ready to answer it prints one line with its endpoints\n"
+        "as JSON; it ends on SIGTERM or SIGINT and leaves nothing behind.");
     app.add_option("-s,--scenario", line.scenario,
-                   "Scenario: a file, or the name of one that comes with the simulator");
+                   "A scenario's file, or the name of one of --list");
     app.add_flag("--list", line.list, "List the scenarios that come with the simulator");
     app.add_option("-p,--port", line.port, "UDP port for RMCP+; 0 picks a free one")
         ->capture_default_str();
@@ -56,9 +54,9 @@ void Describe(CLI::App& app, CommandLine& line)
         ->capture_default_str();
     app.add_option("--listen", line.address, "Numeric address to listen on")->capture_default_str();
     app.add_flag("--allow-remote", line.allowRemote,
-                 "Let --listen name an address that other machines can reach");
+                 "Let other machines reach the --listen address");
     app.add_flag("--statistics", line.statistics,
-                 "At the end, print one line of JSON that counts TLS handshakes and requests");
+                 "At the end, count TLS handshakes in a line of JSON");
     app.footer(
         "Exit codes:\n"
         "  0  ended on request\n"
@@ -68,14 +66,25 @@ void Describe(CLI::App& app, CommandLine& line)
         "  vkt-simulator --scenario healthy-vkt2-fc-9");
 }
 
-int List()
+/// Whoever started the simulator reads from it what to do next.
+void Print(const std::string& text)
 {
+    std::cout << text << std::endl;
+    if (!std::cout) {
+        throw std::runtime_error("the standard output cannot be written");
+    }
+}
+
+int List()
+try {
     for (const std::string& name : ScenarioNames()) {
         const std::string text = ReadScenarioFile(ScenarioFile(name));
-        std::cout << name << std::string(28 - std::min<std::size_t>(name.size(), 27), ' ')
-                  << ParseScenario(text, name).description << '\n';
+        Print(name + "\n    " + ParseScenario(text, name).description);
     }
     return ENDED_ON_REQUEST;
+} catch (const std::exception& error) {
+    std::cerr << "vkt-simulator: " << error.what() << '\n';
+    return CANNOT_RUN;
 }
 
 // Accounts of a simulated enclosure are no secret, and its answers are no protection either.
@@ -111,7 +120,7 @@ void PrintEndpoints(const CommandLine& line, const Credentials& credentials,
     endpoints["https"] = endpoint(https.Port());
     endpoints["https"]["certificateFile"] = https.CertificateFile();
     endpoints["https"]["pin"] = https.Pin();
-    std::cout << endpoints.dump() << std::endl;
+    Print(endpoints.dump());
 }
 
 void PrintStatistics(const HttpsServer& https)
@@ -121,7 +130,7 @@ void PrintStatistics(const HttpsServer& https)
     line["https"] = {{"handshakes", statistics.handshakes},
                      {"requests", statistics.requests},
                      {"openSessions", statistics.openSessions}};
-    std::cout << line.dump() << std::endl;
+    Print(line.dump());
 }
 
 int WaitForTheEnd(const StopSignals& signals, const IpmiSimServer& server)
@@ -162,12 +171,12 @@ int Play(const CommandLine& line, const StopSignals& signals, const std::string&
 
 int Run(const CommandLine& line, const StopSignals& signals)
 {
+    if (line.list) {
+        return List();
+    }
     std::string text;
     Scenario scenario;
     try {
-        if (line.list) {
-            return List();
-        }
         if (line.scenario.empty()) {
             throw std::runtime_error("--scenario is missing; --help tells more");
         }

@@ -157,7 +157,7 @@ void AddConnectionFlags(CLI::App& app, Options& options, Flags& flags)
         ->option_text("USER")
         ->group(kConnection);
     auto* password = app.add_option("-P,--password", flags.hiddenPassword,
-                                    "Password; hidden from process lists at once")
+                                    "Password; hidden once the program runs")
                          ->option_text("PASSWORD")
                          ->group(kConnection);
     auto* file = app.add_option("-f,--password-file", options.passwordFile,

@@ -21,7 +21,7 @@ inline constexpr ResultName kResultNames[] = {
     {VKT_INVENTORY_SUCCESS, "VKT_INVENTORY_SUCCESS", "read"},
     {VKT_INVENTORY_TRANSPORT_ERROR, "VKT_INVENTORY_TRANSPORT_ERROR", "HTTPS failed"},
     {VKT_INVENTORY_CONNECT_FAILED, "VKT_INVENTORY_CONNECT_FAILED", "no connection"},
-    {VKT_INVENTORY_FAILED, "VKT_INVENTORY_FAILED", "refused, or the answer was too short"},
+    {VKT_INVENTORY_FAILED, "VKT_INVENTORY_FAILED", "refused, or no usable answer"},
     {VKT_INVENTORY_NO_DATA, "VKT_INVENTORY_NO_DATA", "the module reports nothing"},
 };
 

@@ -171,7 +171,7 @@ TEST_F(Run, NamesEachQueryThatFailedAndWhatTheLibrarySaid)
     const Ran ran = RunConnected({});
     EXPECT_EQ(ran.code, ExitCode::someQueriesFailed);
     EXPECT_EQ(ran.error,
-              "vktinventory: Serial number not read: refused, or the answer was too short "
+              "vktinventory: Serial number not read: refused, or no usable answer "
               "(VKT_INVENTORY_FAILED): Get vkt sn failed with error code:193\n"
               "vktinventory: Node power consumption of node 3 not read: no connection "
               "(VKT_INVENTORY_CONNECT_FAILED)\n");

@@ -150,8 +150,7 @@ TEST_F(Table, SaysWhatWasNotReadWhereItWouldStand)
     Module().nodes[2].power.result = VKT_INVENTORY_TRANSPORT_ERROR;
     const std::string table = Show();
     EXPECT_THAT(table, HasSubstr("Health\n  not fully known: some queries failed\n"));
-    EXPECT_THAT(table, HasSubstr("  Serial number     not read: refused, or the answer was too "
-                                 "short\n"));
+    EXPECT_THAT(table, HasSubstr("  Serial number     not read: refused, or no usable answer\n"));
     EXPECT_THAT(table, HasSubstr("Chassis power caps\n  not read: the module reports nothing\n"));
     EXPECT_THAT(table, HasSubstr("Power supply status\n  not read: no connection\n"));
     EXPECT_THAT(table, HasSubstr(R"(
