@@ -75,7 +75,7 @@ protected:
         }
         if (arrived.line.starts_with(std::string(kLogin) + " ")) {
             const std::string number = std::to_string(++logins);
-            return Reply(loginStatus, "{}",
+            return Reply(loginStatus, loginBody,
                          tokenField + number + "\r\n" + locationField + number + "\r\n");
         }
         const bool known = arrived.Field("X-Auth-Token") == "token-" + std::to_string(validLogin);
@@ -93,6 +93,7 @@ protected:
     }
 
     std::string loginStatus = "201 Created";
+    std::string loginBody = "{}";
     std::string tokenField = "X-Auth-Token: token-";
     std::string locationField = "Location: /redfish/v1/SessionService/Sessions/";
     std::atomic<int> logins = 0;
@@ -144,6 +145,13 @@ TEST_F(Session, RefusedAfterRenewalIsTheResultAndLeavesNoSession)
     EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction, kDelete1, kLogin, kAction, kDelete2));
     client.reset();
     EXPECT_THAT(Arrived(), SizeIs(6));
+}
+
+TEST_F(Session, OpenedByAReplyThatIsTooLargeIsDeleted)
+{
+    loginBody = std::string(200'000, ' ');
+    ExpectFailure(VKT_HTTPS_MALFORMED_REPLY, "too large");
+    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kDelete1));
 }
 
 TEST_F(Session, RefusedLoginIsTheResult)

@@ -80,16 +80,19 @@ std::optional<Failure> RedfishSession::Open()
         return failure;
     }
     HttpReply reply;
-    if (auto failure =
-            client_.Exchange({.path = std::string(kSessionsPath), .body = body.text}, reply)) {
-        return failure;
+    auto failure = client_.Exchange({.path = std::string(kSessionsPath), .body = body.text}, reply);
+    if (!failure) {
+        failure = CheckLogin(reply);
     }
-    if (auto failure = CheckLogin(reply)) {
-        return failure;
+    // The header alone says that the module holds a session now, whatever became of the body.
+    if (reply.status == kCreated && IsToken(reply.sessionToken.text)) {
+        token_ = std::move(reply.sessionToken);
+        path_ = SessionPath(reply.location);
     }
-    token_ = std::move(reply.sessionToken);
-    path_ = SessionPath(reply.location);
-    return std::nullopt;
+    if (failure) {
+        Close();
+    }
+    return failure;
 }
 
 void RedfishSession::Close() noexcept

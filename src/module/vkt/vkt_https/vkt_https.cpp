@@ -132,6 +132,7 @@ try {
     return VKT_HTTPS_SUCCESS;
 } catch (...) {
     // Only memory can have run out.
+    transport_->lastError.clear();
     return VKT_HTTPS_INTERNAL_ERROR;
 }
 
