@@ -19,7 +19,9 @@ public:
             names_.resize(static_cast<std::size_t>(depth) + 1);
             names_.back().clear();
         }
-        if (event == json::parse_event_t::key && !names_.back().insert(value).second) {
+        // An object within an array leaves more behind it than this object's names.
+        if (event == json::parse_event_t::key &&
+            !names_[static_cast<std::size_t>(depth) - 1].insert(value).second) {
             throw JsonError("", "the member \"" + value.get<std::string>() + "\" is there twice");
         }
         if (event == json::parse_event_t::object_end) {

@@ -363,6 +363,7 @@ TEST(Scenario, RefusesTwoMembersOfOneName)
 {
     EXPECT_EQ(MessageOf(R"({"a": {"x": 1}, "b": [{"x": 2}, {"x": 3, "y": {"x": 4}, "x": 5}]})"),
               "file.json: the member \"x\" is there twice");
+    EXPECT_EQ(MessageOf(R"({"x": [{}], "x": 1})"), "file.json: the member \"x\" is there twice");
 }
 
 TEST(Scenario, RefusesVkt2MembersForAFirstGeneration)
