@@ -71,7 +71,7 @@ protected:
     std::string Answer(const Request& arrived)
     {
         if (arrived.line.starts_with("DELETE ")) {
-            return Reply("204 No Content", "");
+            return Reply(farewellStatus, "");
         }
         if (arrived.line.starts_with(std::string(kLogin) + " ")) {
             const std::string number = std::to_string(++logins);
@@ -94,6 +94,7 @@ protected:
 
     std::string loginStatus = "201 Created";
     std::string loginBody = "{}";
+    std::string farewellStatus = "204 No Content";
     std::string tokenField = "X-Auth-Token: token-";
     std::string locationField = "Location: /redfish/v1/SessionService/Sessions/";
     std::atomic<int> logins = 0;
@@ -152,6 +153,24 @@ TEST_F(Session, OpenedByAReplyThatIsTooLargeIsDeleted)
     loginBody = std::string(200'000, ' ');
     ExpectFailure(VKT_HTTPS_MALFORMED_REPLY, "too large");
     EXPECT_THAT(Arrived(), ElementsAre(kLogin, kDelete1));
+}
+
+TEST_F(Session, RefusedFarewellIsAWarning)
+{
+    ExpectAnswer();
+    farewellStatus = "503 Service Unavailable";
+    client.reset();
+    ASSERT_THAT(log.Lines(), SizeIs(1));
+    EXPECT_EQ(log.Lines()[0].level, 2);
+    EXPECT_THAT(log.Lines()[0].text, HasSubstr("the session was not deleted"));
+}
+
+TEST_F(Session, FarewellToASessionThatIsGoneIsNone)
+{
+    ExpectAnswer();
+    farewellStatus = "404 Not Found";
+    client.reset();
+    EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
 TEST_F(Session, RefusedLoginIsTheResult)

@@ -11,6 +11,8 @@ namespace Tulvo::Https {
 namespace {
 
 constexpr long kCreated = 201;
+constexpr long kUnauthorized = 401;
+constexpr long kNotFound = 404;
 constexpr long kLongestFarewellSeconds = 2;
 constexpr std::size_t kLongestToken = 4096;
 constexpr std::size_t kLongestPath = 512;
@@ -118,12 +120,17 @@ void RedfishSession::Delete()
                                     .sessionToken = token_.text,
                                     .longestSeconds = kLongestFarewellSeconds},
                                    reply);
+        // A session that the module no longer knows is gone as well.
+        const bool gone =
+            reply.status / 100 == 2 || reply.status == kUnauthorized || reply.status == kNotFound;
+        if (!failure && !gone) {
+            failure = FailureOf(reply);
+        }
     }
     if (failure) {
-        Log(2, __FILE__, __LINE__).Stream()
-            << client_.Origin()
-            << ": the session was not deleted: " << Describe(*failure, {token_.text})
-            << ". The module ends it after its own time limit.";
+        Log(2, __FILE__, __LINE__).Stream() << client_.Origin() << ": the session was not deleted: "
+                                            << Describe(*failure, {token_.text, info_.password})
+                                            << ". The module ends it after its own time limit.";
     }
 }
 

@@ -3,7 +3,8 @@
 /// One raw IPMI request in one HTTPS call, for modules that offer it beside their Redfish tree.
 ///
 /// An object keeps one connection and one TLS session for all its requests and is used by one
-/// thread at a time. Nothing throws; every wait is bounded by the connection record's timeouts.
+/// thread at a time. Nothing throws but std::bad_alloc, where an object is made or its text copied;
+/// every wait is bounded by the connection record's timeouts.
 #ifndef MODULE_VKT_VKT_HTTPS_VKT_HTTPS_H
 #define MODULE_VKT_VKT_HTTPS_VKT_HTTPS_H
 
