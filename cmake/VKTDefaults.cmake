@@ -2,7 +2,8 @@
 # What every target of this project is built with. A target takes it by vkt_target_defaults().
 include(GNUInstallDirs)
 
-set(VKT_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+set(VKT_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  "$<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wreserved-identifier;-Wreserved-macro-identifier>")
 
 # Log records name their source file: as a path below the project's root, not of the build machine.
 set(VKT_COMPILE_OPTIONS ${VKT_WARNINGS} "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
