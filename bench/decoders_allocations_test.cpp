@@ -12,19 +12,13 @@ namespace {
 constexpr int kWarnings = 2;
 constexpr int kTraces = 4;
 
-class Allocations : public ::testing::TestWithParam<Decoder>
+class Allocations : public ::testing::TestWithParam<Measurement>
 {
 protected:
     /// What a decode allocates once its output has its size.
-    static std::uint64_t Count(VKTIype type)
+    static std::uint64_t Count(const Tests::Answer& answer)
     {
-        VKTInventoryParseResponse decoder;
-        decoder.vktType = type;
-        const Bytes& response =
-            type == VKT_TYPE_VKT2 ? GetParam().answerOfVkt2 : GetParam().answerOfFirstGeneration;
-        const auto decode = [&] {
-            EXPECT_EQ(GetParam().decode(decoder, response), VKT_INVENTORY_SUCCESS);
-        };
+        const auto decode = [&] { EXPECT_EQ(GetParam().decode(answer), VKT_INVENTORY_SUCCESS); };
         decode();
         return AllocationsOf(decode);
     }
@@ -35,13 +29,13 @@ protected:
 TEST_P(Allocations, AreThoseOfReturnedTextsOnTheFirstGeneration)
 {
     SetLogLevel(kWarnings);
-    EXPECT_LE(Count(VKT_TYPE_FIRST_GENERATION), GetParam().longTexts);
+    EXPECT_LE(Count(GetParam().answerOfFirstGeneration), GetParam().longTexts);
 }
 
 TEST_P(Allocations, AreThoseOfReturnedTextsOnVkt2)
 {
     SetLogLevel(kWarnings);
-    EXPECT_LE(Count(VKT_TYPE_VKT2), GetParam().longTexts);
+    EXPECT_LE(Count(GetParam().answerOfVkt2), GetParam().longTexts);
 }
 
 /// The counter counts: a record that is written costs.
@@ -49,16 +43,16 @@ TEST_P(Allocations, AreMoreWithTraces)
 {
     SetLogSink([](const LogRecord&) {});
     SetLogLevel(kTraces);
-    EXPECT_GT(Count(VKT_TYPE_VKT2), GetParam().longTexts);
+    EXPECT_GT(Count(GetParam().answerOfVkt2), GetParam().longTexts);
 }
 
-INSTANTIATE_TEST_SUITE_P(Decoders, Allocations, ::testing::ValuesIn(Decoders()),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Decoders, Allocations, ::testing::ValuesIn(Measurements()),
+                         [](const auto& row) { return row.param.name; });
 
 }  // namespace
 
 /// Shows a row in a test's message.
-void PrintTo(const Decoder& row, std::ostream* out)
+void PrintTo(const Measurement& row, std::ostream* out)
 {
     *out << row.name;
 }

@@ -14,18 +14,16 @@ namespace {
 constexpr int kWarnings = 2;
 constexpr int kTraces = 4;
 
-void Measure(benchmark::State& state, const Decoder& row, VKTIype type, int logLevel)
+void Measure(benchmark::State& state, const Measurement& row, const Tests::Answer& answer,
+             int logLevel)
 {
-    VKTInventoryParseResponse decoder;
-    decoder.vktType = type;
-    const Bytes& response = type == VKT_TYPE_VKT2 ? row.answerOfVkt2 : row.answerOfFirstGeneration;
     SetLogLevel(logLevel);
-    if (row.decode(decoder, response) != VKT_INVENTORY_SUCCESS) {
+    if (row.decode(answer) != VKT_INVENTORY_SUCCESS) {
         state.SkipWithError("the answer does not decode");
     }
     const std::uint64_t before = AllocationCount();
     for (auto iteration : state) {
-        benchmark::DoNotOptimize(row.decode(decoder, response));
+        benchmark::DoNotOptimize(row.decode(answer));
     }
     state.counters["allocs/op"] = benchmark::Counter(
         static_cast<double>(AllocationCount() - before), benchmark::Counter::kAvgIterations);
@@ -33,13 +31,13 @@ void Measure(benchmark::State& state, const Decoder& row, VKTIype type, int logL
 
 void RegisterAll()
 {
-    for (const Decoder& row : Decoders()) {
-        for (const VKTIype type : {VKT_TYPE_FIRST_GENERATION, VKT_TYPE_VKT2}) {
+    for (const Measurement& row : Measurements()) {
+        for (const auto* answer : {&row.answerOfFirstGeneration, &row.answerOfVkt2}) {
             for (const int level : {kWarnings, kTraces}) {
-                const std::string name = std::string(row.name) +
-                                         (type == VKT_TYPE_VKT2 ? "/vkt2" : "/first") +
+                const std::string name = row.name +
+                                         (answer->vktType == VKT_TYPE_VKT2 ? "/vkt2" : "/first") +
                                          (level == kTraces ? "/traced" : "/quiet");
-                benchmark::RegisterBenchmark(name.c_str(), Measure, row, type, level);
+                benchmark::RegisterBenchmark(name.c_str(), Measure, row, *answer, level);
             }
         }
     }

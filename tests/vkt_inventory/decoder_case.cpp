@@ -7,8 +7,8 @@ namespace Tulvo::Tests {
 
 TEST_P(Decoder, Handles)
 {
-    const auto& [decode, row] = GetParam();
-    const Outcome outcome = decode(row.answer);
+    const auto& [routine, row] = GetParam();
+    const Outcome outcome = Decode(routine, row.answer);
     EXPECT_EQ(outcome.result, row.result);
     EXPECT_EQ(outcome.fields, row.fields);
     EXPECT_EQ(log.Lines(), row.log);

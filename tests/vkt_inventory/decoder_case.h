@@ -9,7 +9,7 @@
 #include <ostream>
 #include <utility>
 
-#include "tests/vkt_inventory/decoders.h"
+#include "tests/decoders/decoders.h"
 #include "tests/vkt_inventory/log_lines.h"
 
 namespace Tulvo::Tests {
@@ -32,19 +32,19 @@ inline void PrintTo(const DecoderCase& row, std::ostream* out)
     *out << row.behaviour;
 }
 
-class Decoder : public ::testing::TestWithParam<std::pair<Decode, DecoderCase>>
+class Decoder : public ::testing::TestWithParam<std::pair<const char*, DecoderCase>>
 {
 protected:
     Fakes::FakeLog log;
 };
 
 /// The table of one decoder; every row becomes a test.
-inline auto Rows(Decode decode, const std::vector<DecoderCase>& cases)
+inline auto Rows(const char* routine, const std::vector<DecoderCase>& cases)
 {
     std::vector<Decoder::ParamType> rows;
     rows.reserve(cases.size());
     for (const DecoderCase& row : cases) {
-        rows.emplace_back(decode, row);
+        rows.emplace_back(routine, row);
     }
     return ::testing::ValuesIn(rows);
 }

@@ -22,6 +22,10 @@ inline Fields FieldsOf(const std::string& text)
 {
     return {text};
 }
+inline Fields FieldsOf(std::uint64_t number)
+{
+    return {std::to_string(number)};
+}
 inline Fields FieldsOf(const ChassisPowerCon& consumption)
 {
     return {consumption.min, consumption.avg, consumption.max};
@@ -64,6 +68,10 @@ Fields FieldsOf(const std::vector<Record>& records)
 inline void SetBefore(std::string& text)
 {
     text = kBefore;
+}
+inline void SetBefore(std::uint64_t& number)
+{
+    number = static_cast<std::uint64_t>(kNumberBefore);
 }
 inline void SetBefore(ChassisPowerCon& consumption)
 {

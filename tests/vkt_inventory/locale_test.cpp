@@ -63,39 +63,39 @@ protected:
 
 TEST_F(Grouping, LeavesDecimalTextsAlone)
 {
-    EXPECT_EQ(DecodeChassisPowerConsumption({kFirst, 0, Hex("D2 04 FF FF 10 27")}).fields,
+    EXPECT_EQ(Decode("ParseChassisPowerConsumption", {kFirst, 0, Hex("D2 04 FF FF 10 27")}).fields,
               (Fields{"1234", "65535", "10000"}));
-    EXPECT_EQ(DecodePSUFanSpeed({kFirst, 0, Hex("10 27 FF 02"), 12}).fields,
+    EXPECT_EQ(Decode("ParsePSUFanSpeed", {kFirst, 0, Hex("10 27 FF 02"), 12}).fields,
               (Fields{"PSU12", "10000", "255", kBefore, kBefore, "Normal"}));
-    EXPECT_EQ(DecodeNodeStatus({kFirst, 0, Hex("80 64 FE 01")}).fields,
+    EXPECT_EQ(Decode("ParseNodeStatus", {kFirst, 0, Hex("80 64 FE 01")}).fields,
               (Fields{"Power ON", "100", "254", "1"}));
 }
 
 TEST_F(Grouping, LeavesHexadecimalTextsAlone)
 {
-    EXPECT_EQ(DecodeFirmwareVersion({kFirst, 0, Hex("1B 23 00 00 00 41")}).fields,
+    EXPECT_EQ(Decode("ParseGetFirmwareVersion", {kFirst, 0, Hex("1B 23 00 00 00 41")}).fields,
               (Fields{"A-1b.23"}));
-    EXPECT_EQ(DecodePSUVersion({kFirst, 0, Hex("0A 12")}).fields, (Fields{"12.0a"}));
-    EXPECT_EQ(DecodePSUPosition({kFirst, 0, Hex("AB CD")}).fields, (Fields{"abcd"}));
+    EXPECT_EQ(Decode("ParsePSUVersion", {kFirst, 0, Hex("0A 12")}).fields, (Fields{"12.0a"}));
+    EXPECT_EQ(Decode("ParsePSUPosition", {kFirst, 0, Hex("AB CD")}).fields, (Fields{"abcd"}));
 }
 
 TEST_F(Grouping, LeavesTheCompletionCodeInAFailureTextAlone)
 {
-    DecodeName({kFirst, 0xC1, {}});
+    Decode("ParseName", {kFirst, 0xC1, {}});
     EXPECT_EQ(log.Lines(1), (LogLines{{1, "Get vkt name failed with error code:193"}}));
 }
 
 TEST_F(Grouping, LeavesDumpsAlone)
 {
-    DecodeName({kVkt2, 0, Hex("00 00 41 FF")});
+    Decode("ParseName", {kVkt2, 0, Hex("00 00 41 FF")});
     EXPECT_EQ(log.Lines(), Framed("ParseName", Reframed("A \xFF ", "0x41 0xff ")));
 }
 
 TEST_F(Grouping, LeavesTheModuleNoticesAlone)
 {
-    DecodeVKTStatus({kFirst, 0, Hex("FD 00 00 00 00 00 00 00 00 00 00 00 00 03")});
+    Decode("ParseVKTStatusImp", {kFirst, 0, Hex("FD 00 00 00 00 00 00 00 00 00 00 00 00 03")});
     EXPECT_EQ(log.Lines(3), (LogLines{{3, "VKT Type: 0xfd"}}));
-    DecodeVKTStatus({static_cast<VKTIype>(77), 0, Hex("FD")});
+    Decode("ParseVKTStatusImp", {static_cast<VKTIype>(77), 0, Hex("FD")});
     EXPECT_EQ(log.Lines(2), (LogLines{{2, "VKT Type is 0x4duse default value"}}));
 }
 
@@ -108,7 +108,7 @@ TEST_F(Grouping, LeavesTheNodeCountTraceAlone)
 
 TEST_F(Grouping, LeavesThePowerSupplyFailureAlone)
 {
-    DecodePSUStatus({kFirst, 0xC1, Hex("00 00 00 00 00 00 00 00 00 00 00"), 1});
+    Decode("ParsePSUStatus", {kFirst, 0xC1, Hex("00 00 00 00 00 00 00 00 00 00 00"), 1});
     EXPECT_EQ(log.Lines().back().text,
               "The gotted PSU psu_status is :\n\nGet PSU statue failed with completionCode is 193, "
               "response.size() is 11");
@@ -117,14 +117,15 @@ TEST_F(Grouping, LeavesThePowerSupplyFailureAlone)
 TEST(GlobalClassification, DecidesWhatIsTrimmedFromASerialNumber)
 {
     const GlobalLocale locale(new ZIsSpace);
-    EXPECT_EQ(DecodeSerialNumber({kFirst, 0, Chars("Z J3Z0 ZZ")}).fields, (Fields{"J3Z0"}));
+    EXPECT_EQ(Decode("ParseGetSerialNumber", {kFirst, 0, Chars("Z J3Z0 ZZ")}).fields,
+              (Fields{"J3Z0"}));
 }
 
 TEST(GlobalClassification, DoesNotDecideWhatIsPrintable)
 {
     const GlobalLocale locale(new ZIsSpace);
-    EXPECT_EQ(DecodeName({kFirst, 0, Chars("AZB")}).fields, (Fields{"AZB"}));
-    EXPECT_EQ(DecodeMachineType({kFirst, 0, Chars("7X2Z")}).fields, (Fields{"7X2Z"}));
+    EXPECT_EQ(Decode("ParseName", {kFirst, 0, Chars("AZB")}).fields, (Fields{"AZB"}));
+    EXPECT_EQ(Decode("ParseMachineType", {kFirst, 0, Chars("7X2Z")}).fields, (Fields{"7X2Z"}));
 }
 
 }  // namespace

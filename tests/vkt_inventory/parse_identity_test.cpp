@@ -82,7 +82,7 @@ const std::vector<DecoderCase> kMachineTypeCases = {
      Untouched(1),
      Framed(kMachineType, {{2, "[WARN]: VKT machine type is empty"}})},
 };
-INSTANTIATE_TEST_SUITE_P(ParseMachineType, Decoder, Rows(DecodeMachineType, kMachineTypeCases),
+INSTANTIATE_TEST_SUITE_P(ParseMachineType, Decoder, Rows("ParseMachineType", kMachineTypeCases),
                          BehaviourOf);
 
 const char* const kSerial = "ParseGetSerialNumber";
@@ -158,7 +158,7 @@ const std::vector<DecoderCase> kSerialNumberCases = {
             Reframed("J ", "0x4a ") + LogLines{{1, "Get vkt sn failed with error code:212"}})},
 };
 INSTANTIATE_TEST_SUITE_P(ParseGetSerialNumber, Decoder,
-                         Rows(DecodeSerialNumber, kSerialNumberCases), BehaviourOf);
+                         Rows("ParseGetSerialNumber", kSerialNumberCases), BehaviourOf);
 
 const char* const kFirmware = "ParseGetFirmwareVersion";
 
@@ -218,7 +218,7 @@ const std::vector<DecoderCase> kFirmwareVersionCases = {
                            LogLines{{1, "Get vkt version failed with error code:193"}})},
 };
 INSTANTIATE_TEST_SUITE_P(ParseGetFirmwareVersion, Decoder,
-                         Rows(DecodeFirmwareVersion, kFirmwareVersionCases), BehaviourOf);
+                         Rows("ParseGetFirmwareVersion", kFirmwareVersionCases), BehaviourOf);
 
 const char* const kName = "ParseName";
 
@@ -272,7 +272,7 @@ const std::vector<DecoderCase> kNameCases = {
      Framed(kName,
             Reframed("A ", "0x41 ") + LogLines{{1, "Get vkt name failed with error code:193"}})},
 };
-INSTANTIATE_TEST_SUITE_P(ParseName, Decoder, Rows(DecodeName, kNameCases), BehaviourOf);
+INSTANTIATE_TEST_SUITE_P(ParseName, Decoder, Rows("ParseName", kNameCases), BehaviourOf);
 
 /// Every byte that is no ASCII letter or digit, in each of the four places.
 TEST(ParseMachineType, HasNoDataForAnyByteThatIsNoAsciiLetterOrDigit)
@@ -283,7 +283,7 @@ TEST(ParseMachineType, HasNoDataForAnyByteThatIsNoAsciiLetterOrDigit)
             Bytes response = Chars("AAAA");
             response[place] = static_cast<std::uint8_t>(byte);
             const bool good = allowed.find(static_cast<char>(byte)) != std::string::npos;
-            const Outcome outcome = DecodeMachineType({kFirst, 0, response});
+            const Outcome outcome = Decode("ParseMachineType", {kFirst, 0, response});
             EXPECT_EQ(outcome.result, good ? VKT_INVENTORY_SUCCESS : VKT_INVENTORY_NO_DATA)
                 << "byte " << byte << " in place " << place;
         }

@@ -62,7 +62,7 @@ const std::vector<DecoderCase> kChassisPowerConsumptionCases = {
      Framed(kChassis, Reframed("\0 "s, "0x0 ") + LogLines{{1, kConsumptionFailed193}})},
 };
 INSTANTIATE_TEST_SUITE_P(ParseChassisPowerConsumption, Decoder,
-                         Rows(DecodeChassisPowerConsumption, kChassisPowerConsumptionCases),
+                         Rows("ParseChassisPowerConsumption", kChassisPowerConsumptionCases),
                          BehaviourOf);
 
 const char* const kCap = "ParseChassisPowerCap";
@@ -114,7 +114,7 @@ const std::vector<DecoderCase> kChassisPowerCapCases = {
      Framed(kCap, {{1, "Get vkt chassis power cap failed with error code:213"}})},
 };
 INSTANTIATE_TEST_SUITE_P(ParseChassisPowerCap, Decoder,
-                         Rows(DecodeChassisPowerCap, kChassisPowerCapCases), BehaviourOf);
+                         Rows("ParseChassisPowerCap", kChassisPowerCapCases), BehaviourOf);
 
 const char* const kNode = "ParseNodePowerConsumption";
 
@@ -173,7 +173,8 @@ const std::vector<DecoderCase> kNodePowerConsumptionCases = {
      Entered(kNode, {{1, kConsumptionFailed193}})},
 };
 INSTANTIATE_TEST_SUITE_P(ParseNodePowerConsumption, Decoder,
-                         Rows(DecodeNodePowerConsumption, kNodePowerConsumptionCases), BehaviourOf);
+                         Rows("ParseNodePowerConsumption", kNodePowerConsumptionCases),
+                         BehaviourOf);
 
 }  // namespace
 }  // namespace Tulvo::Tests

@@ -39,7 +39,7 @@ const std::vector<DecoderCase> kTwoFanCases = {
      Untouched(6),
      Framed(kFans, {{1, "Get vkt2 chassis power cap failed with error code:193"}})},
 };
-INSTANTIATE_TEST_SUITE_P(ParsePSUFanSpeedOfTwoFans, Decoder, Rows(DecodePSUFanSpeed, kTwoFanCases),
+INSTANTIATE_TEST_SUITE_P(ParsePSUFanSpeedOfTwoFans, Decoder, Rows("ParsePSUFanSpeed", kTwoFanCases),
                          BehaviourOf);
 
 // Fan B stays as the caller gave it.
@@ -75,7 +75,7 @@ const std::vector<DecoderCase> kOneFanCases = {
      Untouched(6),
      Framed(kFans, {{1, "Get vkt chassis power cap failed with error code:255"}})},
 };
-INSTANTIATE_TEST_SUITE_P(ParsePSUFanSpeedOfOneFan, Decoder, Rows(DecodePSUFanSpeed, kOneFanCases),
+INSTANTIATE_TEST_SUITE_P(ParsePSUFanSpeedOfOneFan, Decoder, Rows("ParsePSUFanSpeed", kOneFanCases),
                          BehaviourOf);
 
 }  // namespace

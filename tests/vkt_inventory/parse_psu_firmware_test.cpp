@@ -33,7 +33,7 @@ const std::vector<DecoderCase> kVersionCases = {
      Untouched(1),
      Entered("ParsePSUVersion", {{1, "Get psu firmware version failed with error code:0"}})},
 };
-INSTANTIATE_TEST_SUITE_P(ParsePSUVersion, Decoder, Rows(DecodePSUVersion, kVersionCases),
+INSTANTIATE_TEST_SUITE_P(ParsePSUVersion, Decoder, Rows("ParsePSUVersion", kVersionCases),
                          BehaviourOf);
 
 const std::vector<DecoderCase> kPositionCases = {
@@ -63,7 +63,7 @@ const std::vector<DecoderCase> kPositionCases = {
      Untouched(1),
      Entered("ParsePSUPosition", {{1, "Get psu position id failed with error code:0"}})},
 };
-INSTANTIATE_TEST_SUITE_P(ParsePSUPosition, Decoder, Rows(DecodePSUPosition, kPositionCases),
+INSTANTIATE_TEST_SUITE_P(ParsePSUPosition, Decoder, Rows("ParsePSUPosition", kPositionCases),
                          BehaviourOf);
 
 const char* const kManufacture = "ParsePSUManufacture";
@@ -111,7 +111,7 @@ const std::vector<DecoderCase> kManufactureCases = {
      Entered(kManufacture, {{2, "[WARN]: PSU manufacture is empty"}})},
 };
 INSTANTIATE_TEST_SUITE_P(ParsePSUManufacture, Decoder,
-                         Rows(DecodePSUManufacture, kManufactureCases), BehaviourOf);
+                         Rows("ParsePSUManufacture", kManufactureCases), BehaviourOf);
 
 }  // namespace
 }  // namespace Tulvo::Tests

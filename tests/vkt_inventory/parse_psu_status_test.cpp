@@ -113,14 +113,14 @@ const std::vector<DecoderCase> kCases = {
                         "The gotted PSU psu_status is :\n\nGet PSU statue failed with "
                         "completionCode is 255, response.size() is 10"}})},
 };
-INSTANTIATE_TEST_SUITE_P(ParsePSUStatus, Decoder, Rows(DecodePSUStatus, kCases), BehaviourOf);
+INSTANTIATE_TEST_SUITE_P(ParsePSUStatus, Decoder, Rows("ParsePSUStatus", kCases), BehaviourOf);
 
 TEST(ParsePSUStatus, HasNoBitForTheNinthSupplyAndBeyond)
 {
     constexpr std::size_t kFieldsOfEight = 32;
     for (const VKTIype type : {kFirst, kVkt2}) {
         const Outcome outcome =
-            DecodePSUStatus({type, 0, Hex("FF FF FF FF FF FF FF FF FF FF"), 70});
+            Decode("ParsePSUStatus", {type, 0, Hex("FF FF FF FF FF FF FF FF FF FF"), 70});
         ASSERT_EQ(outcome.result, VKT_INVENTORY_SUCCESS);
         ASSERT_EQ(outcome.fields.size(), std::size_t{70} * 4);
         for (std::size_t field = 0; field < outcome.fields.size(); ++field) {

@@ -82,7 +82,7 @@ const std::vector<DecoderCase> kNodeStatusCases = {
      kNodeUntouched,
      Entered(kNode)},
 };
-INSTANTIATE_TEST_SUITE_P(ParseNodeStatus, Decoder, Rows(DecodeNodeStatus, kNodeStatusCases),
+INSTANTIATE_TEST_SUITE_P(ParseNodeStatus, Decoder, Rows("ParseNodeStatus", kNodeStatusCases),
                          BehaviourOf);
 
 const char* const kModule = "ParseVKTStatusImp";
@@ -161,7 +161,7 @@ const std::vector<DecoderCase> kVKTStatusCases = {
                        {3, "VKT Type: 0xfc"},
                        {2, "checked VKT2 Type is EGS, For EGS, set default value 6"}})},
 };
-INSTANTIATE_TEST_SUITE_P(ParseVKTStatusImp, Decoder, Rows(DecodeVKTStatus, kVKTStatusCases),
+INSTANTIATE_TEST_SUITE_P(ParseVKTStatusImp, Decoder, Rows("ParseVKTStatusImp", kVKTStatusCases),
                          BehaviourOf);
 
 struct NodeCountCase
