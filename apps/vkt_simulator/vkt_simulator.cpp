@@ -2,14 +2,15 @@
 // The program vkt-simulator: plays one enclosure until it is asked to end.
 #include <poll.h>
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <cstdint>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
+#include <variant>
 
+#include "apps/vkt_simulator/command_line.h"
 #include "apps/vkt_simulator/https_server.h"
 #include "apps/vkt_simulator/ipmi_sim_server.h"
 #include "apps/vkt_simulator/scenario.h"
@@ -20,51 +21,6 @@
 namespace {
 
 using namespace Tulvo::Simulator;
-
-enum ExitCode
-{
-    ENDED_ON_REQUEST = 0,
-    CANNOT_RUN = 1,
-    WRONG_USAGE = 2
-};
-
-struct CommandLine
-{
-    std::string scenario;
-    std::string address = "127.0.0.1";
-    std::uint16_t port = 0;
-    std::uint16_t httpsPort = 0;
-    bool allowRemote = false;
-    bool statistics = false;
-    bool list = false;
-};
-
-void Describe(CLI::App& app, CommandLine& line)
-{
-    app.description(
-        "Plays one enclosure's management module on loopback, over RMCP+ (IPMI 2.0)\n"
-        "and HTTPS. When it is ready to answer it prints one line with its endpoints\n"
-        "as JSON; it ends on SIGTERM or SIGINT and leaves nothing behind.");
-    app.add_option("-s,--scenario", line.scenario,
-                   "A scenario's file, or the name of one of --list");
-    app.add_flag("--list", line.list, "List the scenarios that come with the simulator");
-    app.add_option("-p,--port", line.port, "UDP port for RMCP+; 0 picks a free one")
-        ->capture_default_str();
-    app.add_option("--https-port", line.httpsPort, "TCP port for HTTPS; 0 picks a free one")
-        ->capture_default_str();
-    app.add_option("--listen", line.address, "Numeric address to listen on")->capture_default_str();
-    app.add_flag("--allow-remote", line.allowRemote,
-                 "Let other machines reach the --listen address");
-    app.add_flag("--statistics", line.statistics,
-                 "At the end, count TLS handshakes in a line of JSON");
-    app.footer(
-        "Exit codes:\n"
-        "  0  ended on request\n"
-        "  1  could not start, or a part of it ended by itself\n"
-        "  2  wrong usage or a bad scenario\n\n"
-        "Example:\n"
-        "  vkt-simulator --scenario healthy-vkt2-fc-9");
-}
 
 /// Whoever started the simulator reads from it what to do next.
 void Print(const std::string& text)
@@ -196,13 +152,9 @@ int Run(const CommandLine& line, const StopSignals& signals)
 int main(int argc, char** argv)
 {
     const StopSignals signals;
-    CLI::App app;
-    CommandLine line;
-    Describe(app, line);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? ENDED_ON_REQUEST : WRONG_USAGE;
+    const auto parsed = ParseCommandLine(argc, argv);
+    if (const auto* const end = std::get_if<ExitCode>(&parsed)) {
+        return *end;
     }
-    return Run(line, signals);
+    return Run(std::get<CommandLine>(parsed), signals);
 }

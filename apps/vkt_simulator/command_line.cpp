@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vkt_simulator/command_line.h"
+
+#include <CLI/CLI.hpp>
+
+namespace Tulvo::Simulator {
+namespace {
+
+std::string Footer()
+{
+    std::string text = "Exit codes:\n";
+    for (const ExitCodeMeaning& entry : kExitCodes) {
+        text += "  " + std::to_string(entry.code) + "  " + std::string(entry.meaning) + "\n";
+    }
+    text += "\nExample:";
+    for (const Example& example : kExamples) {
+        text += "\n  " + std::string(example.words);
+    }
+    return text;
+}
+
+void Describe(CLI::App& app, CommandLine& line)
+{
+    app.description(
+        "Plays one enclosure's management module on loopback, over RMCP+ (IPMI 2.0)\n"
+        "and HTTPS. When it is ready to answer it prints one line with its endpoints\n"
+        "as JSON; it ends on SIGTERM or SIGINT and leaves nothing behind.");
+    app.add_option("-s,--scenario", line.scenario,
+                   "A scenario's file, or the name of one of --list")
+        ->type_name("SCENARIO");
+    app.add_flag("--list", line.list, "List the scenarios that come with the simulator");
+    app.add_option("-p,--port", line.port, "UDP port for RMCP+; 0 picks a free one")
+        ->type_name("PORT")
+        ->capture_default_str();
+    app.add_option("--https-port", line.httpsPort, "TCP port for HTTPS; 0 picks a free one")
+        ->type_name("PORT")
+        ->capture_default_str();
+    app.add_option("--listen", line.address, "Numeric address to listen on")
+        ->type_name("ADDRESS")
+        ->capture_default_str();
+    app.add_flag("--allow-remote", line.allowRemote,
+                 "Let other machines reach the --listen address");
+    app.add_flag("--statistics", line.statistics,
+                 "At the end, count TLS handshakes in a line of JSON");
+    app.footer(Footer());
+}
+
+}  // namespace
+
+std::variant<CommandLine, ExitCode> ParseCommandLine(int argc, char** argv)
+{
+    CLI::App app;
+    CommandLine line;
+    Describe(app, line);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? ENDED_ON_REQUEST : WRONG_USAGE;
+    }
+    return line;
+}
+
+void ShowParser(const std::function<void(const CLI::App&)>& describe)
+{
+    CLI::App app;
+    CommandLine line;
+    Describe(app, line);
+    describe(app);
+}
+
+}  // namespace Tulvo::Simulator

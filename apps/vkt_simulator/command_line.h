@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// The command line of vkt-simulator: from words to what is wanted, and the texts of its help.
+#ifndef APPS_VKT_SIMULATOR_COMMAND_LINE_H
+#define APPS_VKT_SIMULATOR_COMMAND_LINE_H
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace CLI {
+class App;
+}
+
+namespace Tulvo::Simulator {
+
+enum ExitCode
+{
+    ENDED_ON_REQUEST = 0,
+    CANNOT_RUN = 1,
+    WRONG_USAGE = 2
+};
+
+struct ExitCodeMeaning
+{
+    ExitCode code;
+    std::string_view meaning;
+};
+
+/// What --help and the manual page list.
+inline constexpr ExitCodeMeaning kExitCodes[] = {
+    {ENDED_ON_REQUEST, "ended on request"},
+    {CANNOT_RUN, "could not start, or a part of it ended by itself"},
+    {WRONG_USAGE, "wrong usage or a bad scenario"},
+};
+
+struct Example
+{
+    std::string_view what;  ///< For the manual page.
+    std::string_view words;
+};
+
+inline constexpr Example kExamples[] = {
+    {"A healthy enclosure of the second generation:", "vkt-simulator --scenario healthy-vkt2-fc-9"},
+};
+
+struct CommandLine
+{
+    std::string scenario;
+    std::string address = "127.0.0.1";
+    std::uint16_t port = 0;
+    std::uint16_t httpsPort = 0;
+    bool allowRemote = false;
+    bool statistics = false;
+    bool list = false;
+};
+
+/// What is wanted, or how to end when that has been said already: help or a complaint.
+std::variant<CommandLine, ExitCode> ParseCommandLine(int argc, char** argv);
+
+/// Shows the parser, with every option, to whoever describes the command line elsewhere.
+void ShowParser(const std::function<void(const CLI::App&)>& describe);
+
+}  // namespace Tulvo::Simulator
+
+#endif
