@@ -28,25 +28,34 @@ constexpr Choice<int> kCipherSuites[] = {{"3", 3}, {"17", 17}};
 constexpr Choice<int> kPrivileges[] = {{"USER", 2}, {"OPERATOR", 3}, {"ADMINISTRATOR", 4}};
 
 template <class T, std::size_t N>
-std::string Choose(const Choice<T> (&choices)[N], std::string& word)
+std::string Names(const Choice<T> (&choices)[N], const std::string& separator)
 {
     std::string names;
     for (const Choice<T>& choice : choices) {
-        const std::string name(choice.name);
-        if (CLI::detail::to_lower(word) == CLI::detail::to_lower(name)) {
+        names += (names.empty() ? "" : separator) + std::string(choice.name);
+    }
+    return names;
+}
+
+template <class T, std::size_t N>
+std::string Choose(const Choice<T> (&choices)[N], std::string& word)
+{
+    for (const Choice<T>& choice : choices) {
+        if (CLI::detail::to_lower(word) == CLI::detail::to_lower(std::string(choice.name))) {
             word = std::to_string(static_cast<int>(choice.value));
             return {};
         }
-        names += (names.empty() ? "" : ", ") + name;
     }
-    return "\"" + word + "\" is none of " + names;
+    return "\"" + word + "\" is none of " + Names(choices, ", ");
 }
 
-/// Turns a name, in either case, into the number that CLI11 reads into an enumeration.
+/// Turns a name, in either case, into the number that CLI11 reads into an enumeration. Describes
+/// itself as CLI11's own sets of values do.
 template <class T, std::size_t N>
 CLI::Validator OneOf(const Choice<T> (&choices)[N])
 {
-    return CLI::Validator([&choices](std::string& word) { return Choose(choices, word); }, "");
+    return CLI::Validator([&choices](std::string& word) { return Choose(choices, word); },
+                          "{" + Names(choices, ",") + "}");
 }
 
 std::string ExitCodeHelp()
@@ -60,8 +69,9 @@ std::string ExitCodeHelp()
     return help;
 }
 
-constexpr std::string_view kAbout =
+constexpr const char* kAbout =
     "Inventory and health of an enclosure, read from its management module (VKT).";
+constexpr const char* kName = "vktinventory";
 
 constexpr std::size_t kHelpColumn = 28;
 
@@ -70,15 +80,14 @@ std::string Synopsis(const Command& command)
     return std::string(command.name) + (command.argument.empty() ? "" : " N");
 }
 
-constexpr std::string_view kPasswordHelp =
-    "Without -P, -f and -E the password is asked on the terminal. It is best kept in\n"
-    "a file that only you can read: -f FILE.\n";
-
-constexpr std::string_view kExamples =
-    "Examples:\n"
-    "  vktinventory -H 10.0.0.5 -U admin -f ~/.vkt-password\n"
-    "  vktinventory -H 10.0.0.5 -U admin -E --format json psu\n"
-    "  vktinventory -I https -H vkt.example.com -U admin --ca-file ca.pem node 3\n";
+std::string ExamplesHelp()
+{
+    std::string help = "Examples:\n";
+    for (const Example& example : kExamples) {
+        help += "  " + std::string(example.words) + "\n";
+    }
+    return help;
+}
 
 /// Usage and description by our table of commands; the rest as CLI11 does it.
 class HelpFormatter : public CLI::Formatter
@@ -116,8 +125,8 @@ public:
     std::string make_description(const CLI::App* app) const override
     {
         const Command* command = CommandNamed(app->get_name());
-        const std::string_view about = command == nullptr ? kAbout : command->details;
-        return std::string(about) + "\n\n";
+        return (command == nullptr ? app->get_description() : std::string(command->details)) +
+               "\n\n";
     }
 
 private:
@@ -188,7 +197,7 @@ void AddHttpsFlags(CLI::App& app, Options& options)
 {
     auto* caFile = app.add_option("--ca-file", options.caFile,
                                   "Authorities to trust, PEM; default the system's")
-                       ->check(CLI::ExistingFile.description(""))
+                       ->check(CLI::ExistingFile)
                        ->option_text("FILE")
                        ->group(kHttpsOnly);
     auto* pin = app.add_option("--pin", options.pin, "Trust only this key: sha256//BASE64")
@@ -282,8 +291,7 @@ void Describe(CLI::App& app, Options& options, Flags& flags)
         AddCommand(app, options, command);
     }
     app.require_subcommand(0, 1);
-    app.footer("\n" + std::string(kPasswordHelp) + "\n" + std::string(kExamples) + "\n" +
-               ExitCodeHelp());
+    app.footer("\n" + std::string(kPasswordHelp) + "\n\n" + ExamplesHelp() + "\n" + ExitCodeHelp());
 }
 
 Farewell Misuse(const std::string& reason)
@@ -314,7 +322,7 @@ std::variant<Options, Farewell> ParseCommandLine(const std::vector<std::string>&
 {
     Options options;
     Flags flags;
-    CLI::App app("", "vktinventory");
+    CLI::App app(kAbout, kName);
     Describe(app, options, flags);
     std::vector<std::string> reversed(words.rbegin(), words.rend());
     try {
@@ -326,6 +334,15 @@ std::variant<Options, Farewell> ParseCommandLine(const std::vector<std::string>&
         return FarewellOf(app, error);
     }
     return options;
+}
+
+void ShowParser(const std::function<void(const CLI::App&)>& describe)
+{
+    Options options;
+    Flags flags;
+    CLI::App app(kAbout, kName);
+    Describe(app, options, flags);
+    describe(app);
 }
 
 }  // namespace Tulvo::Cli

@@ -5,13 +5,19 @@
 #define APPS_VKTINVENTORY_COMMAND_LINE_H
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
 #include "apps/vktinventory/commands.h"
 #include "apps/vktinventory/exit_code.h"
+
+namespace CLI {
+class App;
+}
 
 namespace Tulvo::Cli {
 
@@ -66,6 +72,26 @@ struct Options
 /// The suite that is proposed when neither -C nor the configuration names one.
 inline constexpr std::uint64_t kDefaultCipherSuite = 3;
 
+/// What --help and the manual page say alike.
+inline constexpr std::string_view kPasswordHelp =
+    "Without -P, -f and -E the password is asked on the terminal. It is best kept in\n"
+    "a file that only you can read: -f FILE.";
+
+struct Example
+{
+    std::string_view what;  ///< For the manual page.
+    std::string_view words;
+};
+
+inline constexpr Example kExamples[] = {
+    {"The whole inventory of an enclosure over RMCP+; the password is the file's first line:",
+     "vktinventory -H 10.0.0.5 -U admin -f ~/.vkt-password"},
+    {"Its power supplies as JSON, with the password from the environment:",
+     "vktinventory -H 10.0.0.5 -U admin -E --format json psu"},
+    {"A node over HTTPS, from a module whose certificate an authority of your own signed:",
+     "vktinventory -I https -H vkt.example.com -U admin --ca-file ca.pem node 3"},
+};
+
 /// What to print instead of working, and how to end then.
 struct Farewell
 {
@@ -75,6 +101,10 @@ struct Farewell
 
 /// @param words the arguments without the program's name and without a password.
 std::variant<Options, Farewell> ParseCommandLine(const std::vector<std::string>& words);
+
+/// Shows the parser, with every option and command, to whoever describes the command line
+/// elsewhere.
+void ShowParser(const std::function<void(const CLI::App&)>& describe);
 
 }  // namespace Tulvo::Cli
 

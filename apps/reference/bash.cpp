@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+// Parts of a completion script for bash.
+#include "apps/reference/offer.h"
+#include "apps/reference/parts.h"
+#include "apps/reference/text.h"
+
+namespace Tulvo::Reference {
+namespace {
+
+constexpr Offer kOffers[] = {
+    {"FILE", "_filedir"},
+    {"HOST", "_known_hosts_real -- \"$cur\""},
+    {"SCENARIO",
+     "_filedir json; COMPREPLY+=($(compgen -W \"$(\"$1\" --list 2>/dev/null | sed '/^ /d')\" -- "
+     "\"$cur\"))"},
+};
+
+/// A shell's list of words, given as an argument, of which those stay that fit.
+std::string Words(const std::string& list)
+{
+    return "COMPREPLY=($(compgen -W " + list + " -- \"$cur\"))";
+}
+
+std::string Statement(const std::string& text)
+{
+    return "\n            " + text;
+}
+
+std::string OfferFor(const Option& option)
+{
+    if (!option.choices.empty()) {
+        return Statement(Words("'" + Joined(option.choices, " ") + "'"));
+    }
+    const std::string script = ScriptFor(kOffers, option.value);
+    return script.empty() ? "" : Statement(script);
+}
+
+std::string NumbersTo(std::uint64_t largest)
+{
+    std::vector<std::string> numbers;
+    for (std::uint64_t number = 1; number <= largest; ++number) {
+        numbers.push_back(std::to_string(number));
+    }
+    return Joined(numbers, " ");
+}
+
+/// A branch of a case, one statement a line.
+std::string Branch(const std::string& pattern, const std::string& script)
+{
+    return "        " + pattern + ")" + script + " ;;\n";
+}
+
+}  // namespace
+
+std::string BashOptions(const Program& program)
+{
+    std::vector<std::string> names;
+    for (const Option& option : program.options) {
+        names.insert(names.end(), option.names.begin(), option.names.end());
+    }
+    return Joined(names, " ");
+}
+
+std::string BashCommands(const Program& program)
+{
+    std::vector<std::string> names;
+    for (const Command& command : program.commands) {
+        names.push_back(command.name);
+    }
+    return Joined(names, " ");
+}
+
+std::string BashValues(const Program& program)
+{
+    std::string branches;
+    for (const Option& option : program.options) {
+        if (!option.value.empty()) {
+            branches += Branch(Joined(option.names, " | "), OfferFor(option) + Statement("return"));
+        }
+    }
+    return branches;
+}
+
+std::string BashOptionsWithValue(const Program& program)
+{
+    std::vector<std::string> names;
+    for (const Option& option : program.options) {
+        if (!option.value.empty()) {
+            names.insert(names.end(), option.names.begin(), option.names.end());
+        }
+    }
+    return Joined(names, " | ");
+}
+
+std::string BashNumbers(const Program& program)
+{
+    std::string branches;
+    for (const Command& command : program.commands) {
+        if (command.largest != 0) {
+            branches +=
+                Branch(command.name, Statement(Words("'" + NumbersTo(command.largest) + "'")));
+        }
+    }
+    return branches;
+}
+
+}  // namespace Tulvo::Reference

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+// Parts of a completion script for zsh.
+#include "apps/reference/offer.h"
+#include "apps/reference/parts.h"
+#include "apps/reference/text.h"
+
+namespace Tulvo::Reference {
+namespace {
+
+constexpr Offer kActions[] = {
+    {"FILE", "_files"},
+    {"HOST", "_hosts"},
+    {"SCENARIO", "->scenario"},
+};
+
+std::string ActionFor(const Option& option)
+{
+    if (!option.choices.empty()) {
+        return "(" + Joined(option.choices, " ") + ")";
+    }
+    const std::string action = ScriptFor(kActions, option.value);
+    return action.empty() ? " " : action;
+}
+
+/// Within single quotes, where a colon ends a field and a bracket an explanation.
+std::string Escaped(std::string text)
+{
+    text = Replaced(std::move(text), "'", "'\\''");
+    text = Replaced(std::move(text), ":", "\\:");
+    text = Replaced(std::move(text), "[", "\\[");
+    return Replaced(std::move(text), "]", "\\]");
+}
+
+/// Names that are not offered once the option stands in the line.
+std::string Exclusions(const Option& option)
+{
+    if (option.endsProgram) {
+        return "'(- : *)'";
+    }
+    if (option.repeatable) {
+        return "\\*";
+    }
+    std::vector<std::string> names = option.names;
+    names.insert(names.end(), option.excluded.begin(), option.excluded.end());
+    return "'(" + Joined(names, " ") + ")'";
+}
+
+/// How zsh is told that a value may stand in the same word: -f+ takes -fFILE, --file= --file=FILE.
+std::string Spelling(const Option& option, const std::string& name)
+{
+    if (option.value.empty()) {
+        return name;
+    }
+    return name + (name.starts_with("--") ? "=" : "+");
+}
+
+std::string Spellings(const Option& option)
+{
+    std::vector<std::string> spellings;
+    for (const std::string& name : option.names) {
+        spellings.push_back(Spelling(option, name));
+    }
+    const std::string list = Joined(spellings, ",");
+    return spellings.size() == 1 ? list : "{" + list + "}";
+}
+
+}  // namespace
+
+std::string ZshOptions(const Program& program)
+{
+    std::string lines;
+    for (const Option& option : program.options) {
+        const std::string value =
+            option.value.empty() ? "" : ":" + option.value + ":" + ActionFor(option);
+        lines += "    " + Exclusions(option) + Spellings(option) + "'[" + Escaped(option.help) +
+                 "]" + value + "'\n";
+    }
+    return lines;
+}
+
+std::string ZshCommands(const Program& program)
+{
+    std::string lines;
+    for (const Command& command : program.commands) {
+        lines += "    '" + command.name + ":" + Escaped(command.help) + "'\n";
+    }
+    return lines;
+}
+
+std::string ZshNumbers(const Program& program)
+{
+    std::string branches;
+    for (const Command& command : program.commands) {
+        if (command.largest != 0) {
+            branches += "        " + command.name + ") compadd -- {1.." +
+                        std::to_string(command.largest) + "} && ret=0 ;;\n";
+        }
+    }
+    return branches;
+}
+
+}  // namespace Tulvo::Reference

@@ -1,0 +1,143 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The manual pages: that man takes them, and that they say what is so."""
+import gzip
+import os
+import pathlib
+import re
+import tempfile
+import unittest
+
+from programs import PROGRAMS, commands_of, options_of, output_of
+
+SOURCE = pathlib.Path(os.environ["VKT_SOURCE"])
+BUILT = pathlib.Path(os.environ["VKT_REFERENCE"])
+PAGES = ("vktinventory.1", "vkt-simulator.1", "vktinventory.3", "vktinventory.toml.5")
+HEADER = SOURCE / "src/module/vkt/vkt_inventory/vkt_inventory.h"
+# A setting's or a variable's name, where it is all that a text holds.
+NAME = re.compile(r'"([A-Z][A-Z0-9]*_[A-Z0-9_]+)"')
+VARIABLE = re.compile(r'(?:getenv|IsSet)\("(\w+)"\)|kVariable = "(\w+)"')
+
+
+def path_of(page, folder=BUILT / "share/man"):
+    return folder / f"man{page[-1]}" / page
+
+
+def roff(page):
+    return path_of(page).read_text()
+
+
+def shown(page):
+    """As a terminal of 80 columns shows it."""
+    text = output_of("man", "-P", "cat", "-E", "UTF-8", "-l", str(path_of(page)), MANWIDTH="80")
+    return re.sub(".\b", "", text)
+
+
+def section(page, heading):
+    return re.search(rf"^\.Sh {heading}\n((?:(?!\.Sh ).*\n)*)", roff(page), re.MULTILINE).group(1)
+
+
+def sources(*folders):
+    return [path for folder in folders for path in (SOURCE / folder).rglob("*.cpp")]
+
+
+def names_in(pattern, *folders):
+    found = [match for path in sources(*folders) for match in pattern.findall(path.read_text())]
+    return {name for match in found for name in ([match] if isinstance(match, str) else match) if name}
+
+
+def without_blanks(text):
+    return re.sub(r"\s+", "", text)
+
+
+def prototypes(text):
+    """What can be called, as one word each: the constructor and the queries."""
+    calls = r"(?m)^ *(?:explicit VKTInventory|[\w:]+ (?:Get|Select)\w+)\([^)]*\);"
+    return [without_blanks(call) for call in re.findall(calls, text)]
+
+
+class ManualPages(unittest.TestCase):
+    maxDiff = None
+
+    def test_there_is_one_for_each_thing_and_no_other(self):
+        built = {path.name for path in (BUILT / "share/man").rglob("*.[1-9]")}
+        self.assertEqual(built, set(PAGES))
+
+    def test_man_has_nothing_to_warn_of(self):
+        for page in PAGES:
+            with self.subTest(page):
+                output_of("man", "--warnings", "-E", "UTF-8", "-l", "-Tutf8", "-Z", str(path_of(page)),
+                          MANROFFSEQ="", MANWIDTH="80")
+
+    def test_lines_fit_an_ordinary_terminal(self):
+        for page in PAGES:
+            for line in shown(page).splitlines():
+                self.assertLessEqual(len(line), 80, f"{page}: {line}")
+
+    def test_no_part_of_a_template_is_left_unfilled(self):
+        for page in PAGES:
+            self.assertNotRegex(roff(page), r"@\w+@", page)
+
+    def test_references_lead_to_pages(self):
+        for page in PAGES:
+            references = re.findall(r"^\.Xr (\S+) (\d)", roff(page), re.MULTILINE)
+            self.assertTrue(references, page)
+            for name, number in references:
+                self.assertIn(f"{name}.{number}", PAGES, page)
+                self.assertNotEqual(f"{name}.{number}", page)
+
+    def test_man_finds_each_where_it_is_installed(self):
+        with tempfile.TemporaryDirectory() as prefix:
+            output_of("cmake", "--install", str(BUILT / "apps/reference"), "--prefix", prefix)
+            folder = pathlib.Path(prefix) / "share/man"
+            for page in PAGES:
+                name, number = page.rsplit(".", 1)
+                found = output_of("man", "-M", str(folder), "-w", number, name).strip()
+                self.assertEqual(found, f"{path_of(page, folder)}.gz")
+                self.assertEqual(gzip.open(found, "rt").read(), roff(page))
+                first = output_of("man", "-M", str(folder), "-P", "cat", number, name).split()[0]
+                self.assertEqual(first, f"{name.upper()}({number})")
+
+
+class Commands(unittest.TestCase):
+    def test_options_are_those_of_help(self):
+        for program in PROGRAMS:
+            tags = re.findall(r"^\.It Fl (.*)$", section(f"{program}.1", "OPTIONS"), re.MULTILINE)
+            names = {"-" + flag.split()[0] for tag in tags for flag in tag.split(", Fl ")}
+            self.assertEqual(names, options_of(program))
+
+    def test_commands_are_those_of_help(self):
+        tags = re.findall(r"^\.It Cm (\S+)(?: Ar N)?$", section("vktinventory.1", "COMMANDS"), re.MULTILINE)
+        self.assertEqual(tags, list(commands_of("vktinventory")))
+
+    def test_environment_is_what_the_programs_ask_for(self):
+        pages = section("vktinventory.1", "ENVIRONMENT") + section("vktinventory.3", "ENVIRONMENT")
+        documented = set(re.findall(r"^\.It Ev (\w+[A-Z])\b", pages, re.MULTILINE))
+        self.assertEqual(documented, names_in(VARIABLE, "src", "apps/vktinventory"))
+
+
+class Settings(unittest.TestCase):
+    def documented(self):
+        return re.findall(r"^\.It Ic (\S+)$", section("vktinventory.toml.5", "SETTINGS"), re.MULTILINE)
+
+    def test_are_those_that_the_libraries_ask_for(self):
+        results = names_in(re.compile(r'"(VKT_\w+)"'), "src")
+        asked = names_in(NAME, "src") - results - names_in(VARIABLE, "src")
+        self.assertEqual(sorted(self.documented()), sorted(asked))
+
+    def test_are_those_that_the_command_sets(self):
+        self.assertLessEqual(names_in(re.compile(r'SetGlobalConfig\w+\("(\w+)"'), "apps"),
+                             set(self.documented()))
+
+
+class Library(unittest.TestCase):
+    def test_synopsis_is_the_header(self):
+        self.assertEqual(prototypes(section("vktinventory.3", "SYNOPSIS")), prototypes(HEADER.read_text()))
+
+    def test_results_are_those_of_the_header(self):
+        self.assertEqual(
+            re.findall(r"^\.It Dv (\w+)$", section("vktinventory.3", "RETURN VALUES"), re.MULTILINE),
+            re.findall(r"^    (VKT_INVENTORY_\w+) = \d", HEADER.read_text(), re.MULTILINE))
+
+
+if __name__ == "__main__":
+    unittest.main()
