@@ -2,8 +2,11 @@
 # What every target of this project is built with. A target takes it by vkt_target_defaults().
 include(GNUInstallDirs)
 
-set(VKT_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+set(VKT_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   "$<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wreserved-identifier;-Wreserved-macro-identifier>")
+if(VKT_WARNINGS_AS_ERRORS) # not in a host's build, whose compiler may warn of more than ours
+  list(APPEND VKT_WARNINGS -Werror)
+endif()
 
 # Log records name their source file: as a path below the project's root, not of the build machine.
 set(VKT_COMPILE_OPTIONS ${VKT_WARNINGS} "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
@@ -28,22 +31,28 @@ function(vkt_target_defaults target)
   endif()
 endfunction()
 
-# vkt_add_library(<target> OUTPUT <name> SOURCES <file>...)
+# vkt_add_library(<target> OUTPUT <name> HEADERS <file>... SOURCES <file>...)
 # One shared library, and its objects as <target>_objects: tests link the objects of the library
-# under test with fakes of the libraries that it calls.
+# under test with fakes of the libraries that it calls. HEADERS are installed with it.
 function(vkt_add_library target)
-  cmake_parse_arguments(arg "" "OUTPUT" "SOURCES" ${ARGN})
+  cmake_parse_arguments(arg "" "OUTPUT" "HEADERS;SOURCES" ${ARGN})
   add_library(${target}_objects OBJECT ${arg_SOURCES})
   vkt_target_defaults(${target}_objects)
   add_library(${target} SHARED $<TARGET_OBJECTS:${target}_objects>)
+  add_library(VKTInventory::${target} ALIAS ${target})
   vkt_target_defaults(${target})
   set_target_properties(${target} PROPERTIES
     OUTPUT_NAME ${arg_OUTPUT}
     LINKER_LANGUAGE CXX
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_sources(${target} PUBLIC
+    FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}/src" FILES ${arg_HEADERS})
   target_link_options(${target} PRIVATE -Wl,--as-needed)
   if(NOT VKT_SANITIZE) # the program brings the sanitizers' runtime, a library leaves it open
     target_link_options(${target} PRIVATE -Wl,--no-undefined)
+  endif()
+  if(VKT_INSTALL)
+    vkt_install_library(${target})
   endif()
 endfunction()

@@ -16,6 +16,14 @@ expect_same() {
     [ "$1" = "$2" ] || fail "expected:" "$1" "actual:" "$2"
 }
 
+readme_example() {
+    awk '/^```/ { inside = 0 } inside; $0 == "```cpp" { inside = 1 }' README.md
+}
+
+ExampleStandsInTheExamples() {
+    expect_same "$(tail -n +2 examples/machine_type/machine_type.cpp)" "$(readme_example)"
+}
+
 ExampleNamesTheEnclosure() {
     start_simulator "$1" healthy-vkt2-fe-2
     expect_same "7X2Z, 4 nodes" "$("$2" "$simulator_host" "$simulator_port" "$simulator_user")"

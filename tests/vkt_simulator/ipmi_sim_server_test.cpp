@@ -12,10 +12,12 @@
 #include <iterator>
 #include <memory>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "apps/vkt_simulator/child_process.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/vkt_simulator/shell.h"
 
@@ -54,6 +56,15 @@ std::string MessageOf(const IpmiSimOptions& options)
 bool Exists(pid_t pid)
 {
     return kill(pid, 0) == 0;
+}
+
+TEST(ProgramLookup, NamesThePackageOfAProgramThatIsMissing)
+{
+    using testing::AllOf;
+    using testing::HasSubstr;
+    EXPECT_THAT([] { FindProgram("no-such-program", "its-package"); },
+                testing::ThrowsMessage<std::runtime_error>(
+                    AllOf(HasSubstr("no-such-program"), HasSubstr("its-package"))));
 }
 
 TEST(IpmiSimServer, AnswersAnIndependentClientAsSoonAsItIsMade)

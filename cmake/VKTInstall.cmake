@@ -1,0 +1,59 @@
+# SPDX-License-Identifier: Apache-2.0
+# What `cmake --install` puts where. An installed tree may be moved: everything in it finds the rest
+# relative to itself.
+#
+# Components: Library (shared libraries), Development (headers, CMake and pkg-config files, the
+# archive), Tools (vktinventory), Simulator (vkt-simulator).
+include(CMakePackageConfigHelpers)
+
+set(VKT_HEADER_FOLDER "${CMAKE_INSTALL_INCLUDEDIR}/vktinventory")
+set(VKT_PACKAGE_FOLDER "${CMAKE_INSTALL_LIBDIR}/cmake/VKTInventory")
+set(VKT_PKGCONFIG_FOLDER "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+# A library of vkt_add_library(), with its headers. The libraries find each other in their folder.
+function(vkt_install_library target)
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS ${target} EXPORT VKTInventory
+    LIBRARY COMPONENT Library NAMELINK_COMPONENT Development
+    INCLUDES DESTINATION "${VKT_HEADER_FOLDER}"
+    FILE_SET HEADERS DESTINATION "${VKT_HEADER_FOLDER}" COMPONENT Development)
+endfunction()
+
+# An archive for development, without the debugging information of this build's folders when the
+# installation strips.
+function(vkt_install_archive target)
+  install(TARGETS ${target} EXPORT VKTInventory ARCHIVE COMPONENT Development
+    INCLUDES DESTINATION "${VKT_HEADER_FOLDER}")
+  set(archive "${CMAKE_INSTALL_LIBDIR}/$<TARGET_FILE_NAME:${target}>")
+  install(CODE "if(CMAKE_INSTALL_DO_STRIP)
+    execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-debug --enable-deterministic-archives
+        \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${archive}\"
+      COMMAND_ERROR_IS_FATAL ANY)
+  endif()" COMPONENT Development)
+endfunction()
+
+# A program that uses the libraries.
+function(vkt_install_program target)
+  file(RELATIVE_PATH libraries "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
+  install(TARGETS ${target} RUNTIME COMPONENT Tools)
+endfunction()
+
+# What makes find_package(VKTInventory) and `pkg-config vktinventory` find the library.
+function(vkt_install_package_files)
+  set(folder "${PROJECT_BINARY_DIR}/package_files")
+  # Versions 0.x promise nothing from one minor version to the next.
+  write_basic_package_version_file("${folder}/VKTInventoryConfigVersion.cmake"
+    COMPATIBILITY SameMinorVersion)
+  file(RELATIVE_PATH VKT_PREFIX_FROM_PKGCONFIG "/${VKT_PKGCONFIG_FOLDER}" "/")
+  string(REGEX REPLACE "/$" "" VKT_PREFIX_FROM_PKGCONFIG "${VKT_PREFIX_FROM_PKGCONFIG}")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/vktinventory.pc.in" "${folder}/vktinventory.pc" @ONLY)
+
+  install(EXPORT VKTInventory NAMESPACE VKTInventory:: DESTINATION "${VKT_PACKAGE_FOLDER}"
+    COMPONENT Development)
+  install(FILES "${PROJECT_SOURCE_DIR}/cmake/VKTInventoryConfig.cmake"
+      "${folder}/VKTInventoryConfigVersion.cmake"
+    DESTINATION "${VKT_PACKAGE_FOLDER}" COMPONENT Development)
+  install(FILES "${folder}/vktinventory.pc"
+    DESTINATION "${VKT_PKGCONFIG_FOLDER}" COMPONENT Development)
+endfunction()
