@@ -32,6 +32,7 @@ public:
     nlohmann::json Endpoints() { return nlohmann::json::parse(Line()); }
     /// The port for RMCP+ of that line.
     std::uint16_t Port() { return Endpoints().at("rmcp").at("port").get<std::uint16_t>(); }
+    pid_t Pid() const { return pid_; }
     void Signal(int signal) const;
     /// Waits for its end. 256 and more: ended by signal number (result - 256).
     int ExitCode();
