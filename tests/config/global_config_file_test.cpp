@@ -201,5 +201,16 @@ TEST_F(GlobalConfigFileTest, DeepNestingIsSurvived)
                 ElementsAre(HasSubstr(":1: more than 100 dots"), HasSubstr(":1: not TOML")));
 }
 
+/// That this is defined at all is for the sanitizers to see.
+TEST_F(GlobalConfigFileTest, LetterWhereNoneMayStandGivesAWarning)
+{
+    for (const char* content :
+         {"A = \u00e9\n", "\u00e9 = 1\n", "A = 1 \u0416\n", "\u2e80\n", "A = [1,\n\u0220]\n"}) {
+        WriteFile(content);
+        EXPECT_EQ(GetGlobalConfigValue("A", 99), 99) << content;
+        EXPECT_THAT(Warnings(), ElementsAre(HasSubstr(": not TOML"))) << content;
+    }
+}
+
 }  // namespace
 }  // namespace Tulvo

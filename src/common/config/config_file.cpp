@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/config/config_file.h"
 
-#include <toml++/toml.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <sstream>
 #include <string_view>
 #include <utility>
+
+#include "common/config/toml_parser.h"
 
 namespace Tulvo {
 
