@@ -61,6 +61,25 @@ bool IsPrintable(char character)
     return character >= 0x20 && character <= 0x7E;
 }
 
+// A message is a line on somebody's terminal, whatever the document holds.
+std::string Readable(std::string text)
+{
+    constexpr std::size_t kLongest = 300;
+    if (text.size() > kLongest) {
+        text.replace(kLongest, std::string::npos, "...");
+    }
+    std::replace_if(
+        text.begin(), text.end(), [](char character) { return !IsPrintable(character); }, '?');
+    return text;
+}
+
+// An array or object is not written out: that takes stack for every level of its nesting, which has
+// no limit.
+std::string Shown(const json& value)
+{
+    return value.is_structured() ? value.type_name() : value.dump();
+}
+
 std::string Range(std::size_t lowest, std::size_t highest)
 {
     return lowest == highest ? std::to_string(lowest)
@@ -70,7 +89,7 @@ std::string Range(std::size_t lowest, std::size_t highest)
 }  // namespace
 
 JsonError::JsonError(const std::string& pointer, const std::string& reason)
-    : std::runtime_error(pointer.empty() ? reason : pointer + ": " + reason)
+    : std::runtime_error(Readable(pointer.empty() ? reason : pointer + ": " + reason))
 {
 }
 
@@ -101,7 +120,7 @@ std::uint32_t JsonValue::Number(std::uint32_t lowest, std::uint32_t highest) con
     // Everything that is no unsigned integer (negative, fraction, text) is out of every range here.
     if (!value_->is_number_unsigned() || value_->get<std::uint64_t>() < lowest ||
         value_->get<std::uint64_t>() > highest) {
-        Fail("must be an integer from " + Range(lowest, highest) + ", not " + value_->dump());
+        Fail("must be an integer from " + Range(lowest, highest) + ", not " + Shown(*value_));
     }
     return value_->get<std::uint32_t>();
 }

@@ -16,7 +16,8 @@
 
 namespace Tulvo::Simulator {
 
-/// `what()` is the place as a JSON pointer (empty for the whole document), ": " and the reason.
+/// `what()` is the place as a JSON pointer (empty for the whole document), ": " and the reason, in
+/// printable ASCII and cut to a length that can be read.
 class JsonError : public std::runtime_error
 {
 public:

@@ -15,7 +15,9 @@ namespace Tulvo::Simulator {
 namespace {
 
 using nlohmann::json;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 json ShippedScenario(const std::string& name)
@@ -357,6 +359,28 @@ TEST(Scenario, NamesLineAndColumnOfWhatIsNoJson)
     EXPECT_THAT(MessageOf(""), HasSubstr("parse error at line 1, column 1"));
     EXPECT_THAT(MessageOf("{} {}"), HasSubstr("parse error at line 1, column 4"));
     EXPECT_EQ(MessageOf("[]"), "file.json: must be an object, not array");
+}
+
+TEST(Scenario, SaysWhatIsWrongInOneReadableLine)
+{
+    EXPECT_EQ(MessageWith("/a\033[31m\x7f\n\u00e9", 1),
+              "file.json: /a?[31m????: there is no such member");
+    EXPECT_THAT(MessageOf("{\n  \x7f}"), Not(HasSubstr("\x7f")));
+    EXPECT_EQ(MessageWith("/" + std::string(100000, 'a'), 1),
+              "file.json: /" + std::string(299, 'a') + "...");
+    EXPECT_THAT(MessageWith("/sessions", std::string(100000, 'a')), EndsWith("..."));
+}
+
+TEST(Scenario, RefusesAnyDepthOfNesting)
+{
+    constexpr std::size_t kDepth = 200000;
+    const std::string document =
+        R"({"sessions": )" + std::string(kDepth, '[') + std::string(kDepth, ']') + "}";
+    EXPECT_THROW(ParseScenario(document, "file.json"), std::runtime_error);
+
+    std::string text = Vkt2Scenario().dump();
+    text.replace(text.rfind('}'), 1, "," + document.substr(1));
+    EXPECT_EQ(MessageOf(text), "file.json: /sessions: must be an integer from 0 to 63, not array");
 }
 
 TEST(Scenario, RefusesTwoMembersOfOneName)
