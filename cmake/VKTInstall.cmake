@@ -3,7 +3,8 @@
 # relative to itself.
 #
 # Components: Library (shared libraries), Development (headers, CMake and pkg-config files, the
-# archive), Tools (vktinventory), Simulator (vkt-simulator).
+# archive), Tools (vktinventory), Simulator (vkt-simulator); each with its manual pages and
+# completions.
 include(CMakePackageConfigHelpers)
 
 set(VKT_HEADER_FOLDER "${CMAKE_INSTALL_INCLUDEDIR}/vktinventory")

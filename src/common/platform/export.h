@@ -4,6 +4,7 @@
 #ifndef COMMON_PLATFORM_EXPORT_H
 #define COMMON_PLATFORM_EXPORT_H
 
+/// What a library offers; all else in it is hidden.
 #define VKT_EXPORT __attribute__((visibility("default")))
 
 #endif

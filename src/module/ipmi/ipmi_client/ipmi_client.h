@@ -73,9 +73,8 @@ public:
     ///                    connect(), never cut.
     /// @param port        UDP port in decimal.
     /// @param cipherSuite cipher suite id, 3 or 17, the ones that sign and encrypt soundly; any
-    /// other
-    ///                    is refused by connect(). The configuration key `IPMI_CIPHER_SUITE`
-    ///                    overrides it.
+    ///                    other is refused by connect(). The configuration key
+    ///                    `IPMI_CIPHER_SUITE` overrides it.
     IpmiClient(const std::string& address, const std::string& userName, const std::string& password,
                const std::string& port, std::uint64_t cipherSuite);
     IpmiClient(const IpmiClient&) = delete;

@@ -19,6 +19,7 @@
 
 #include "common/connection/connection_info.h"
 
+/// What the library offers; all else in it is hidden.
 #define VKT_INVENTORY_EXPORT __attribute__((visibility("default")))
 
 namespace Tulvo {
@@ -193,11 +194,13 @@ public:
     VKTInventoryErrorCode GetPSUStatus(std::vector<PSUStatus>& statuses);
 
     /// State of one node.
-    /// @param node 1 to GetNodeNub(); any other number is FAILED, and nothing is sent.
+    /// @param node   1 to GetNodeNub(); any other number is FAILED, and nothing is sent.
+    /// @param status filled on success.
     VKTInventoryErrorCode GetNodeStatus(std::uint64_t node, NodeStatus& status);
 
     /// Power consumption of one node.
-    /// @param node as for GetNodeStatus().
+    /// @param node        as for GetNodeStatus().
+    /// @param consumption filled on success.
     VKTInventoryErrorCode GetNodePowerConsumption(std::uint64_t node, ChassisPowerCon& consumption);
 
     /// Number of nodes of the enclosure (12 or 4), as read at construction; 0 when it could not be
