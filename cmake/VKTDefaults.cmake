@@ -1,5 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # What every target of this project is built with. A target takes it by vkt_target_defaults().
+include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
+include(CheckPIESupported)
 include(GNUInstallDirs)
 
 set(VKT_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow
@@ -10,6 +13,33 @@ endif()
 
 # Log records name their source file: as a path below the project's root, not of the build machine.
 set(VKT_COMPILE_OPTIONS ${VKT_WARNINGS} "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
+
+# What makes a fault harder to exploit, where compiler and architecture have it. A test reads it back
+# from the built files. The checks of the C library's calls need optimisation; a compiler or a
+# packager that brings a level of its own keeps it, for to define another is an error.
+set(VKT_HARDENING_COMPILE_OPTIONS)
+set(VKT_HARDENING_LINK_OPTIONS "LINKER:-z,relro,-z,now,-z,noexecstack")
+check_pie_supported(LANGUAGES CXX)
+block(PROPAGATE VKT_HARDENING_COMPILE_OPTIONS)
+  set(CMAKE_REQUIRED_FLAGS "-O2 -Werror")
+  foreach(flag IN ITEMS
+      -fstack-protector-strong -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER "VKT_HAS${flag}" known)
+    check_cxx_compiler_flag(${flag} ${known})
+    if(${known})
+      list(APPEND VKT_HARDENING_COMPILE_OPTIONS ${flag})
+    endif()
+  endforeach()
+  check_cxx_source_compiles("
+    #ifdef _FORTIFY_SOURCE
+    #error somebody has set a level
+    #endif
+    int main() {}" VKT_FORTIFY_LEVEL_IS_OURS)
+  if(VKT_FORTIFY_LEVEL_IS_OURS)
+    list(APPEND VKT_HARDENING_COMPILE_OPTIONS
+      "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>")
+  endif()
+endblock()
 
 function(vkt_target_defaults target)
   target_compile_features(${target} PRIVATE cxx_std_20)
@@ -28,6 +58,9 @@ function(vkt_target_defaults target)
       -fsanitize=${VKT_SANITIZE} -fno-sanitize=vptr -fno-sanitize-recover=all
       -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${VKT_SANITIZE})
+  else() # the sanitizers see more than these, and some of these hide faults from them
+    target_compile_options(${target} PRIVATE ${VKT_HARDENING_COMPILE_OPTIONS})
+    target_link_options(${target} PRIVATE ${VKT_HARDENING_LINK_OPTIONS})
   endif()
 endfunction()
 

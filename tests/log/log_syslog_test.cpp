@@ -24,6 +24,13 @@ struct FakeSyslog
 
 FakeSyslog fake;
 
+void NoteMessage(int priority, const char* format, va_list arguments)
+{
+    std::array<char, 1000> text{};
+    vsnprintf(text.data(), text.size(), format, arguments);
+    fake.messages.emplace_back(priority, text.data());
+}
+
 }  // namespace
 
 extern "C" {
@@ -41,12 +48,22 @@ VKT_EXPORT void closelog()
 
 VKT_EXPORT void syslog(int priority, const char* format, ...)
 {
-    std::array<char, 1000> text{};
     va_list arguments;
     va_start(arguments, format);
-    vsnprintf(text.data(), text.size(), format, arguments);
+    NoteMessage(priority, format, arguments);
     va_end(arguments);
-    fake.messages.emplace_back(priority, text.data());
+}
+
+// What syslog() becomes in a library that is built with checked calls.
+VKT_EXPORT void CheckedSyslog(int priority, int flag, const char* format,
+                              ...) __asm__("__syslog_chk");
+
+void CheckedSyslog(int priority, int, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    NoteMessage(priority, format, arguments);
+    va_end(arguments);
 }
 }
 
