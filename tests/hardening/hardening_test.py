@@ -2,12 +2,15 @@
 """Fails unless a built file is hardened as everything that ships must be.
 
 hardening_test.py READELF FILE [EXPECTATION]...
+hardening_test.py READELF FOLDER: every library and program of an installed tree
 
 Read back from the file itself, whatever the build says that it asked for. Expectations beyond those
 of every file: `program`, an executable that is loaded anywhere; `fortified`, calls of the C library
-that check the size of their buffer; `flags`, debug information in which g++ noted its options.
+that check the size of their buffer; `flags`, debug information in which g++ noted its options;
+`installed`, libraries looked for nowhere but beside the file and in the system's folders.
 """
 
+import pathlib
 import platform
 import re
 import subprocess
@@ -51,6 +54,10 @@ def shortcomings(readelf, file, expectations):
         re.fullmatch(r"__(?!stack_chk)\w+_chk", name) for name in needed
     ):
         yield "calls no checking variant of a C library's function"
+    if "installed" in expectations:
+        for folder in re.findall(r"R(?:UN)?PATH\).*\[(.*)\]", dynamic):
+            if not re.fullmatch(r"\$ORIGIN[/.\w]*", folder):
+                yield f"takes libraries from {folder}"
     if "flags" in expectations:
         yield from missing_flags(read(readelf, file, "--string-dump=.debug_str"))
 
@@ -65,11 +72,21 @@ def missing_flags(strings):
                 yield f"has code compiled without {flag}: {compilation}"
 
 
+def installed_files(folder):
+    """Every library and program below it, with what to expect of it."""
+    for path in sorted(pathlib.Path(folder).rglob("*")):
+        if path.is_file() and not path.is_symlink() and path.read_bytes()[:4] == b"\x7fELF":
+            yield path, ["installed", "program"] if path.parent.name == "bin" else ["installed"]
+
+
 def main():
-    readelf, file, *expectations = sys.argv[1:]
-    found = list(shortcomings(readelf, file, expectations))
-    for shortcoming in found:
-        print(f"{file} {shortcoming}", file=sys.stderr)
+    readelf, where, *expectations = sys.argv[1:]
+    in_folder = pathlib.Path(where).is_dir()
+    files = list(installed_files(where)) if in_folder else [(where, expectations)]
+    found = [] if files else [f"{where} has no library or program"]
+    for file, expected in files:
+        found += [f"{file} {shortcoming}" for shortcoming in shortcomings(readelf, file, expected)]
+    sys.stderr.writelines(line + "\n" for line in found)
     return 1 if found else 0
 
 
