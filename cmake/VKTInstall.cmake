@@ -43,9 +43,8 @@ endfunction()
 # What makes find_package(VKTInventory) and `pkg-config vktinventory` find the library.
 function(vkt_install_package_files)
   set(folder "${PROJECT_BINARY_DIR}/package_files")
-  # Versions 0.x promise nothing from one minor version to the next.
   write_basic_package_version_file("${folder}/VKTInventoryConfigVersion.cmake"
-    COMPATIBILITY SameMinorVersion)
+    COMPATIBILITY SameMajorVersion)
   file(RELATIVE_PATH VKT_PREFIX_FROM_PKGCONFIG "/${VKT_PKGCONFIG_FOLDER}" "/")
   string(REGEX REPLACE "/$" "" VKT_PREFIX_FROM_PKGCONFIG "${VKT_PREFIX_FROM_PKGCONFIG}")
   configure_file("${PROJECT_SOURCE_DIR}/cmake/vktinventory.pc.in" "${folder}/vktinventory.pc" @ONLY)
