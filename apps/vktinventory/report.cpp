@@ -19,6 +19,11 @@ Answer AskOnce(VKTInventory& inventory, const Query& query, std::uint64_t number
     return answer;
 }
 
+Answer NotAsked(std::uint64_t number)
+{
+    return {number, {VKT_INVENTORY_NO_DATA, false, {}}, ""};
+}
+
 std::vector<std::uint64_t> NumbersFor(const Query& query, std::uint64_t number,
                                       std::uint64_t nodeCount)
 {
@@ -48,11 +53,10 @@ std::string FailureOf(const Query& query, const Answer& answer)
     return line;
 }
 
-/// Without its status the library also does not know the module's generation, by which every answer
-/// is decoded.
+/// Without its status the library does not know how to ask for the rest either.
 constexpr std::string_view kStatusNotRead =
-    "the module did not tell its platform: its nodes and power supplies cannot be asked for, and "
-    "other values may be misread; try again when it is ready";
+    "the module did not tell its platform, on which all else depends: nothing was read; try again "
+    "when it is ready";
 
 }  // namespace
 
@@ -74,7 +78,8 @@ Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number
         }
         Asked asked{&query, {}};
         for (const std::uint64_t each : NumbersFor(query, number, nodeCount)) {
-            asked.answers.push_back(AskOnce(inventory, query, each, detail));
+            asked.answers.push_back(
+                report.moduleStatusRead ? AskOnce(inventory, query, each, detail) : NotAsked(each));
         }
         report.asked.push_back(std::move(asked));
     }
@@ -83,10 +88,10 @@ Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number
 
 std::vector<std::string> Failures(const Report& report)
 {
-    std::vector<std::string> failures;
     if (!report.moduleStatusRead) {
-        failures.emplace_back(kStatusNotRead);
+        return {std::string(kStatusNotRead)};
     }
+    std::vector<std::string> failures;
     for (const Asked& asked : report.asked) {
         for (const Answer& answer : asked.answers) {
             if (answer.reply.result != VKT_INVENTORY_SUCCESS) {

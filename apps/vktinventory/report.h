@@ -40,8 +40,8 @@ struct Report
 {
     const Command* command = nullptr;
     Target target;
-    /// Whether the module told platform and counts when it was first asked. If not, no node and no
-    /// supply can be asked for, and other values may be misread.
+    /// Whether the module told platform and counts when it was first asked. If not, nothing else
+    /// was asked: some requests and all answers depend on them.
     bool moduleStatusRead = false;
     std::vector<Asked> asked;
 };

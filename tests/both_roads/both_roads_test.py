@@ -277,7 +277,7 @@ class BothRoads(unittest.TestCase):
         # library does, so that a refusal is told at once and precisely.
         def check(_, runs):
             self.assertEqual(runs.statistics["handshakes"], 2)
-            self.assertGreater(runs.statistics["requests"], 20)
+            self.assertGreater(runs.statistics["requests"], runs.statistics["handshakes"])
             self.assertEqual(runs.statistics["openSessions"], 0)
 
         self.check_each(check, lambda case: "https" not in case.refusals)

@@ -214,9 +214,10 @@ void IpmiClient::disconnect()
     Module().openSessions = 0;
 }
 
-std::int32_t IpmiClient::send(const IPMICOMMAND&, std::vector<std::uint8_t>&,
+std::int32_t IpmiClient::send(const IPMICOMMAND&, std::vector<std::uint8_t>& response,
                               std::uint8_t& completionCode)
 {
+    response = Module().statusAnswer;
     completionCode = Module().completionCode;
     return 0;
 }
@@ -224,6 +225,7 @@ std::int32_t IpmiClient::send(const IPMICOMMAND&, std::vector<std::uint8_t>&,
 void IpmiClient::setBlockLength(std::uint16_t)
 {
 }
+
 std::string IpmiClient::lastError() const
 {
     return Module().transportError;
@@ -247,9 +249,11 @@ VKTHttps::VKTHttps(const TulvoConnection::ConnectionInfo& connectionInfo)
     Module().httpsTried = connectionInfo;
 }
 
-VKTHttpsErrorCode VKTHttps::SendIpmiCmdOverHttps(const IPMICOMMAND&, std::vector<std::uint8_t>&,
+VKTHttpsErrorCode VKTHttps::SendIpmiCmdOverHttps(const IPMICOMMAND&,
+                                                 std::vector<std::uint8_t>& response,
                                                  std::uint8_t& completionCode)
 {
+    response = Module().statusAnswer;
     completionCode = Module().completionCode;
     return Module().httpsResult;
 }
@@ -257,6 +261,12 @@ VKTHttpsErrorCode VKTHttps::SendIpmiCmdOverHttps(const IPMICOMMAND&, std::vector
 std::string VKTHttps::LastError() const
 {
     return Module().transportError;
+}
+
+int GetGlobalConfigValue(const std::string& key, int defaultValue)
+{
+    const auto found = Module().numbersSet.find(key);
+    return found == Module().numbersSet.end() ? defaultValue : found->second;
 }
 
 void SetGlobalConfigValue(const std::string& key, int value)

@@ -54,6 +54,8 @@ public:
     VKTHttpsErrorCode httpsResult = VKT_HTTPS_SUCCESS;
     std::string transportError;
     std::uint8_t completionCode = 0;
+    std::vector<std::uint8_t> statusAnswer{0x01};  ///< Begins with what names the generation.
+    std::uint64_t unanswered = 0;                  ///< Requests, until now.
 
     // And the library's queries like this.
     Scripted<std::string> machineType, serialNumber, firmwareVersion, name;
