@@ -9,20 +9,45 @@
 namespace Tulvo::Cli {
 namespace {
 
-Answer AskOnce(VKTInventory& inventory, const Query& query, std::uint64_t number,
-               const std::function<std::string()>& detail)
-{
-    Answer answer{number, query.ask(inventory, number), detail()};
-    if (answer.reply.result == VKT_INVENTORY_SUCCESS) {
-        answer.detail.clear();
-    }
-    return answer;
-}
-
 Answer NotAsked(std::uint64_t number)
 {
     return {number, {VKT_INVENTORY_NO_DATA, false, {}}, ""};
 }
+
+/// Asks one query after the other.
+class Questioner
+{
+public:
+    Questioner(VKTInventory& inventory, const Witness& witness)
+        : inventory_(inventory), witness_(witness)
+    {
+    }
+
+    Answer Ask(const Query& query, std::uint64_t number)
+    {
+        const std::uint64_t unanswered = witness_.unanswered();
+        Answer answer{number, query.ask(inventory_, number), witness_.detail()};
+        if (answer.reply.result == VKT_INVENTORY_SUCCESS) {
+            CheckList(query, unanswered, answer);
+        }
+        return answer;
+    }
+
+private:
+    /// Over RMCP+ the library leaves out a supply that does not answer, or a part of its texts, and
+    /// counts the list as read: it would show a healthy enclosure with a supply too few.
+    void CheckList(const Query& query, std::uint64_t unanswered, Answer& answer) const
+    {
+        if (query.shape == Shape::list && witness_.unanswered() != unanswered) {
+            answer.reply = {VKT_INVENTORY_FAILED, false, {}};
+        } else {
+            answer.detail.clear();
+        }
+    }
+
+    VKTInventory& inventory_;
+    const Witness& witness_;
+};
 
 std::vector<std::uint64_t> NumbersFor(const Query& query, std::uint64_t number,
                                       std::uint64_t nodeCount)
@@ -67,19 +92,20 @@ std::string SubjectOf(const Query& query, const Answer& answer)
 }
 
 Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number,
-           const std::function<std::string()>& detail)
+           const Witness& witness)
 {
     const std::uint64_t nodeCount = inventory.GetNodeNub();
     Report report{&command, {}, nodeCount != 0, {}};
-    detail();  // what was logged until now is about no query
+    Questioner questioner(inventory, witness);
+    witness.detail();  // what was logged until now is about no query
     for (const Query& query : Queries()) {
         if (!command.Runs(query.section)) {
             continue;
         }
         Asked asked{&query, {}};
         for (const std::uint64_t each : NumbersFor(query, number, nodeCount)) {
-            asked.answers.push_back(
-                report.moduleStatusRead ? AskOnce(inventory, query, each, detail) : NotAsked(each));
+            asked.answers.push_back(report.moduleStatusRead ? questioner.Ask(query, each)
+                                                            : NotAsked(each));
         }
         report.asked.push_back(std::move(asked));
     }

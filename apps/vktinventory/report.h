@@ -46,11 +46,19 @@ struct Report
     std::vector<Asked> asked;
 };
 
+/// What the library does not tell of a query, from elsewhere.
+struct Witness
+{
+    /// What the library last logged; called after each query.
+    std::function<std::string()> detail;
+    /// How many requests have been left without an answer until now.
+    std::function<std::uint64_t()> unanswered;
+};
+
 /// Runs the command's queries.
 /// @param number what the command was given; 0 when it takes none.
-/// @param detail called after each failure for what the library said about it.
 Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number,
-           const std::function<std::string()>& detail);
+           const Witness& witness);
 
 /// A line for each thing that could not be read; empty when everything was.
 std::vector<std::string> Failures(const Report& report);

@@ -14,6 +14,7 @@
 #include "apps/vktinventory/render_json.h"
 #include "apps/vktinventory/render_table.h"
 #include "common/config/global_config.h"
+#include "module/ipmi/ipmi_client/ipmi_client.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -156,7 +157,8 @@ ExitCode AskModule(const Options& options, const ConnectionInfo& connection,
                                               ": this enclosure has nodes 1 to " +
                                               std::to_string(nodes));
     }
-    Report report = Ask(inventory, *options.command, options.number, TakeLogDetail);
+    Report report = Ask(inventory, *options.command, options.number,
+                        {TakeLogDetail, IpmiClient::unansweredRequests});
     report.target = TargetOf(options);
     EraseProgress();
     return PrintReport(report, options.format);

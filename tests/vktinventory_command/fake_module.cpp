@@ -143,6 +143,7 @@ VKTInventoryErrorCode VKTInventory::GetChassisPowerCap(ChassisPowerCap& cap)
 VKTInventoryErrorCode VKTInventory::GetPSUFanSpeed(std::vector<PSUFanSpeed>& fans)
 {
     fans = Module().fans;
+    Module().unanswered += Module().fansUnanswered;
     return Module().fansResult;
 }
 
@@ -229,6 +230,11 @@ void IpmiClient::setBlockLength(std::uint16_t)
 std::string IpmiClient::lastError() const
 {
     return Module().transportError;
+}
+
+std::uint64_t IpmiClient::unansweredRequests()
+{
+    return Module().unanswered;
 }
 
 void IpmiClient::interruptAll()

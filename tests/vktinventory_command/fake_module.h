@@ -63,6 +63,7 @@ public:
     Scripted<ChassisPowerCap> chassisCap;
     std::vector<PSUFanSpeed> fans;
     VKTInventoryErrorCode fansResult = VKT_INVENTORY_SUCCESS;
+    std::uint64_t fansUnanswered = 0;  ///< Supplies that do not answer for their fans.
     Scripted<std::vector<PSUFwInfo>> firmware;
     std::size_t supplySlots = 2;
     Scripted<std::vector<PSUStatus>> supplies;

@@ -249,6 +249,18 @@ TEST_F(Run, PrintsAWarningAboutTheConfiguration)
     EXPECT_EQ(RunConnected({}).error, "vktinventory: /etc/x.toml:3: broken\n");
 }
 
+TEST_F(Run, TakesNoListForReadThatLacksAnAnswer)
+{
+    Module().fans.pop_back();
+    Module().fansUnanswered = 1;
+    const Ran ran = RunConnected({"--format", "json", "psu"});
+    EXPECT_EQ(ran.code, ExitCode::someQueriesFailed);
+    EXPECT_EQ(ran.error,
+              "vktinventory: Power supply fans not read: refused, or no usable answer "
+              "(VKT_INVENTORY_FAILED)\n");
+    EXPECT_THAT(ran.out, Not(HasSubstr("speedA")));
+}
+
 TEST_F(Run, AsksForNothingElseWithoutTheModuleStatus)
 {
     Module().nodes.clear();
