@@ -9,9 +9,9 @@
 namespace Tulvo::Cli {
 namespace {
 
-Answer NotAsked(std::uint64_t number)
+bool WasCarried(VKTInventoryErrorCode result)
 {
-    return {number, {VKT_INVENTORY_NO_DATA, false, {}}, ""};
+    return result != VKT_INVENTORY_CONNECT_FAILED && result != VKT_INVENTORY_TRANSPORT_ERROR;
 }
 
 /// Asks one query after the other.
@@ -25,6 +25,23 @@ public:
 
     Answer Ask(const Query& query, std::uint64_t number)
     {
+        if (gone_) {
+            return NotAsked(number, VKT_INVENTORY_CONNECT_FAILED);
+        }
+        Answer answer = AskLibrary(query, number);
+        notCarried_ = WasCarried(answer.reply.result) ? 0 : notCarried_ + 1;
+        gone_ = notCarried_ > 1 && !witness_.moduleIsThere();
+        return answer;
+    }
+
+    static Answer NotAsked(std::uint64_t number, VKTInventoryErrorCode result)
+    {
+        return {number, {result, false, {}}, "not asked for any more"};
+    }
+
+private:
+    Answer AskLibrary(const Query& query, std::uint64_t number)
+    {
         const std::uint64_t unanswered = witness_.unanswered();
         Answer answer{number, query.ask(inventory_, number), witness_.detail()};
         if (answer.reply.result == VKT_INVENTORY_SUCCESS) {
@@ -33,7 +50,6 @@ public:
         return answer;
     }
 
-private:
     /// Over RMCP+ the library leaves out a supply that does not answer, or a part of its texts, and
     /// counts the list as read: it would show a healthy enclosure with a supply too few.
     void CheckList(const Query& query, std::uint64_t unanswered, Answer& answer) const
@@ -47,6 +63,8 @@ private:
 
     VKTInventory& inventory_;
     const Witness& witness_;
+    int notCarried_ = 0;
+    bool gone_ = false;
 };
 
 std::vector<std::uint64_t> NumbersFor(const Query& query, std::uint64_t number,
@@ -104,8 +122,9 @@ Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number
         }
         Asked asked{&query, {}};
         for (const std::uint64_t each : NumbersFor(query, number, nodeCount)) {
-            asked.answers.push_back(report.moduleStatusRead ? questioner.Ask(query, each)
-                                                            : NotAsked(each));
+            asked.answers.push_back(report.moduleStatusRead
+                                        ? questioner.Ask(query, each)
+                                        : Questioner::NotAsked(each, VKT_INVENTORY_NO_DATA));
         }
         report.asked.push_back(std::move(asked));
     }

@@ -51,11 +51,14 @@ struct Witness
 {
     /// What the library last logged; called after each query.
     std::function<std::string()> detail;
+    /// Whether the module can still be reached; called when two queries in a row could not be
+    /// carried. The library would try each of the rest for as long as it tried these.
+    std::function<bool()> moduleIsThere;
     /// How many requests have been left without an answer until now.
     std::function<std::uint64_t()> unanswered;
 };
 
-/// Runs the command's queries.
+/// Runs the command's queries, until the module is gone.
 /// @param number what the command was given; 0 when it takes none.
 Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number,
            const Witness& witness);

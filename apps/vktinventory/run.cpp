@@ -118,6 +118,11 @@ ExitCode PrintReport(const Report& report, Format format)
                  failures.empty() ? ExitCode::everythingRead : ExitCode::someQueriesFailed);
 }
 
+bool IsThere(const ConnectionInfo& connection)
+{
+    return TryConnection(connection, kDefaultCipherSuite).code == ExitCode::everythingRead;
+}
+
 /// Hands the library what it would ask for once, and go without when the answer got lost: it would
 /// read all answers as those of a first-generation module.
 bool HandOver(const PreflightResult& preflight)
@@ -157,8 +162,9 @@ ExitCode AskModule(const Options& options, const ConnectionInfo& connection,
                                               ": this enclosure has nodes 1 to " +
                                               std::to_string(nodes));
     }
-    Report report = Ask(inventory, *options.command, options.number,
-                        {TakeLogDetail, IpmiClient::unansweredRequests});
+    Report report =
+        Ask(inventory, *options.command, options.number,
+            {TakeLogDetail, [&] { return IsThere(connection); }, IpmiClient::unansweredRequests});
     report.target = TargetOf(options);
     EraseProgress();
     return PrintReport(report, options.format);

@@ -249,6 +249,31 @@ TEST_F(Run, PrintsAWarningAboutTheConfiguration)
     EXPECT_EQ(RunConnected({}).error, "vktinventory: /etc/x.toml:3: broken\n");
 }
 
+// The library answers when nobody is there as well, but slowly: each query has its own tries.
+TEST_F(Run, AsksNoMoreOnceTheModuleIsGone)
+{
+    Module().machineType.result = VKT_INVENTORY_CONNECT_FAILED;
+    Module().serialNumber.result = VKT_INVENTORY_CONNECT_FAILED;
+    Module().onSerialNumber = [] { Module().ipmiState = CONNECTION_TRY_AGAIN; };
+    const Ran ran = RunConnected({"--format", "json", "identity"});
+    EXPECT_EQ(ran.code, ExitCode::someQueriesFailed);
+    for (const char* name : {"Firmware version", "Name"}) {
+        EXPECT_THAT(ran.error, HasSubstr(std::string(name) +
+                                         " not read: no connection (VKT_INVENTORY_CONNECT_FAILED): "
+                                         "not asked for any more\n"));
+    }
+    EXPECT_THAT(ran.out, Not(HasSubstr("Chassis A")));
+}
+
+TEST_F(Run, GoesOnWhenTheModuleIsThereAgain)
+{
+    Module().machineType.result = VKT_INVENTORY_CONNECT_FAILED;
+    Module().serialNumber.result = VKT_INVENTORY_TRANSPORT_ERROR;
+    const Ran ran = RunConnected({"identity"});
+    EXPECT_EQ(ran.code, ExitCode::someQueriesFailed);
+    EXPECT_THAT(ran.out, HasSubstr("Chassis A"));
+}
+
 TEST_F(Run, TakesNoListForReadThatLacksAnAnswer)
 {
     Module().fans.pop_back();
