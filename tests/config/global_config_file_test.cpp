@@ -15,9 +15,11 @@ namespace Tulvo {
 namespace {
 
 using testing::AllOf;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 using GlobalConfigFileTest = ConfigFixture;
 
@@ -199,6 +201,14 @@ TEST_F(GlobalConfigFileTest, DeepNestingIsSurvived)
     EXPECT_EQ(GetGlobalConfigValue("b", 99), 99);
     EXPECT_THAT(Warnings(),
                 ElementsAre(HasSubstr(":1: more than 100 dots"), HasSubstr(":1: not TOML")));
+}
+
+TEST_F(GlobalConfigFileTest, WarningIsOneLineWhateverTheFileHolds)
+{
+    WriteFile("A = t\n\x1b[31m\n");
+    EXPECT_EQ(GetGlobalConfigValue("A", 99), 99);
+    EXPECT_THAT(Warnings(),
+                ElementsAre(AllOf(HasSubstr(":1: not TOML"), Not(ContainsRegex("[[:cntrl:]]")))));
 }
 
 /// That this is defined at all is for the sanitizers to see.

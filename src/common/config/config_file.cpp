@@ -43,6 +43,18 @@ unsigned LineOfDeepKey(const std::string& content)
     return 0;
 }
 
+/// The parser's messages quote the file; a complaint is one line all the same, and drives no
+/// terminal.
+std::string OneLine(std::string_view text)
+{
+    std::string line(text);
+    std::replace_if(
+        line.begin(), line.end(),
+        [](char character) { return (character >= 0 && character < ' ') || character == 0x7F; },
+        '?');
+    return line;
+}
+
 template <class Value>
 std::optional<Value> Convert(const Variant& variant);
 
@@ -89,7 +101,7 @@ void ConfigFile::Parse()
     if (!result) {
         const toml::parse_error& error = result.error();
         complaint_ = path_ + ':' + std::to_string(error.source().begin.line) +
-                     ": not TOML: " + std::string(error.description());
+                     ": not TOML: " + OneLine(error.description());
         return;
     }
     for (const auto& [key, node] : result.table()) {
