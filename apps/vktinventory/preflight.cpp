@@ -50,8 +50,7 @@ PreflightResult Explain(const Meaning<Result> (&meanings)[N], Result result,
         meaning = each.result == result ? &each : meaning;
     }
     return {meaning->code,
-            std::string(meaning->what) + ": " + reason + " (" + std::string(meaning->flags) + ")",
-            std::nullopt};
+            std::string(meaning->what) + ": " + reason + " (" + std::string(meaning->flags) + ")"};
 }
 
 /// The module's completion code for a session whose privilege is too low.
@@ -69,27 +68,17 @@ IPMICOMMAND FirstRequest()
     return {.cmd = 0xA8, .data = {}, .netFn = 0x32};
 }
 
-template <class Transport>
-std::optional<VKTIype> GenerationOver(Transport& transport)
-{
-    VKTIype generation = VKT_TYPE_UNKNOWN;
-    const bool told = VKTInfo(&transport).GetVktType(generation) == VKT_INFO_SUCCESS;
-    return told ? std::optional(generation) : std::nullopt;
-}
-
-/// Only the privilege is judged: a request that fails otherwise is the library's to repeat.
-template <class Transport>
-PreflightResult Judge(std::uint8_t completionCode, Transport& transport)
+PreflightResult JudgePrivilege(std::uint8_t completionCode)
 {
     if (completionCode != kInsufficientPrivilege) {
-        return {ExitCode::everythingRead, "", GenerationOver(transport)};
+        return {};
     }
     return {ExitCode::refused,
             "refused: the module allows its inventory to a higher privilege only (completion code "
-            "0xd4); log in with a higher one (see -U and -L)",
-            std::nullopt};
+            "0xd4); log in with a higher one (see -U and -L)"};
 }
 
+/// Only the privilege is judged: a request that fails otherwise is the library's to repeat.
 PreflightResult TryIpmi(const ConnectionInfo& connection, std::uint64_t cipherSuite)
 {
     IpmiClient client(connection.address, connection.userName, connection.password,
@@ -101,7 +90,7 @@ PreflightResult TryIpmi(const ConnectionInfo& connection, std::uint64_t cipherSu
     std::uint8_t completionCode = 0;
     client.send(FirstRequest(), response, completionCode);
     client.disconnect();
-    return Judge(completionCode, client);
+    return JudgePrivilege(completionCode);
 }
 
 PreflightResult TryHttps(const ConnectionInfo& connection)
@@ -115,7 +104,7 @@ PreflightResult TryHttps(const ConnectionInfo& connection)
         return Explain(kHttpsMeanings, result, transport.LastError());
     }
     transport.SendIpmiCmdOverHttps(FirstRequest(), response, completionCode);
-    return Judge(completionCode, transport);
+    return JudgePrivilege(completionCode);
 }
 
 }  // namespace

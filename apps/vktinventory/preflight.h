@@ -6,12 +6,10 @@
 #define APPS_VKTINVENTORY_PREFLIGHT_H
 
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include "apps/vktinventory/exit_code.h"
 #include "common/connection/connection_info.h"
-#include "module/vkt/vkt_info/vkt_info.h"
 
 namespace Tulvo::Cli {
 
@@ -19,10 +17,9 @@ struct PreflightResult
 {
     ExitCode code = ExitCode::everythingRead;  ///< Else noConnection or refused.
     std::string message;                       ///< Which of them it was and what to do.
-    std::optional<VKTIype> generation;         ///< Of the module, when it told.
 };
 
-/// Opens a session by the connection's type, asks for the module's generation, closes it again.
+/// Opens one session by the connection's type and closes it again.
 PreflightResult TryConnection(const TulvoConnection::ConnectionInfo& connection,
                               std::uint64_t cipherSuite);
 

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// A pair of functions a target: one takes any input, the other gives the inputs to begin with. The
+/// form of a target's input stands beside its seeds.
+#ifndef FUZZ_TARGETS_TARGETS_H
+#define FUZZ_TARGETS_TARGETS_H
+
+#include "fuzz/target.h"
+#include "tests/decoders/decoders.h"
+
+namespace Tulvo::Fuzz {
+
+/// Any answer of any module.
+void RunDecoder(const Tests::DecoderRow& decoder, Input input);
+std::vector<Bytes> DecoderSeeds();
+
+/// Content of a 200 from an HTTPS server.
+void RunHttpsReply(Input input);
+std::vector<Bytes> HttpsReplySeeds();
+
+/// Header lines, body and status of whatever an HTTPS server sends.
+void RunHttpsHeader(Input input);
+std::vector<Bytes> HttpsHeaderSeeds();
+
+void RunConfigFile(Input input);
+std::vector<Bytes> ConfigFileSeeds();
+
+void RunScenarioFile(Input input);
+std::vector<Bytes> ScenarioFileSeeds();
+
+/// A record that holds whatever a module answered.
+void RunLogText(Input input);
+std::vector<Bytes> LogTextSeeds();
+
+/// IPMI requests that the simulator's module receives.
+void RunEnclosureRequest(Input input);
+std::vector<Bytes> EnclosureRequestSeeds();
+
+}  // namespace Tulvo::Fuzz
+
+#endif
