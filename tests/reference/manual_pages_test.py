@@ -13,8 +13,9 @@ SOURCE = pathlib.Path(os.environ["VKT_SOURCE"])
 BUILT = pathlib.Path(os.environ["VKT_REFERENCE"])
 PAGES = ("vktinventory.1", "vkt-simulator.1", "vktinventory.3", "vktinventory.toml.5")
 HEADER = SOURCE / "src/module/vkt/vkt_inventory/vkt_inventory.h"
-# A setting's or a variable's name, where it is all that a text holds.
-NAME = re.compile(r'"([A-Z][A-Z0-9]*_[A-Z0-9_]+)"')
+# What is asked for as a setting: the argument of a call, or a text that looks like one and may be
+# handed on to a call.
+SETTING = re.compile(r'GetGlobalConfig\w+\(\s*"(\w+)"|"([A-Z][A-Z0-9]*_[A-Z0-9_]+)"')
 VARIABLE = re.compile(r'(?:getenv|IsSet)\("(\w+)"\)|kVariable = "(\w+)"')
 
 
@@ -121,7 +122,7 @@ class Settings(unittest.TestCase):
 
     def test_are_those_that_the_libraries_ask_for(self):
         results = names_in(re.compile(r'"(VKT_\w+)"'), "src")
-        asked = names_in(NAME, "src") - results - names_in(VARIABLE, "src")
+        asked = names_in(SETTING, "src") - results - names_in(VARIABLE, "src")
         self.assertEqual(sorted(self.documented()), sorted(asked))
 
     def test_are_those_that_the_command_sets(self):
