@@ -50,7 +50,8 @@ PreflightResult Explain(const Meaning<Result> (&meanings)[N], Result result,
         meaning = each.result == result ? &each : meaning;
     }
     return {meaning->code,
-            std::string(meaning->what) + ": " + reason + " (" + std::string(meaning->flags) + ")"};
+            std::string(meaning->what) + ": " + reason + " (" + std::string(meaning->flags) + ")",
+            std::nullopt};
 }
 
 /// The module's completion code for a session whose privilege is too low.
@@ -68,17 +69,27 @@ IPMICOMMAND FirstRequest()
     return {.cmd = 0xA8, .data = {}, .netFn = 0x32};
 }
 
-PreflightResult JudgePrivilege(std::uint8_t completionCode)
+template <class Transport>
+std::optional<VKTIype> GenerationOver(Transport& transport)
 {
-    if (completionCode != kInsufficientPrivilege) {
-        return {};
-    }
-    return {ExitCode::refused,
-            "refused: the module allows its inventory to a higher privilege only (completion code "
-            "0xd4); log in with a higher one (see -U and -L)"};
+    VKTIype generation = VKT_TYPE_UNKNOWN;
+    const bool told = VKTInfo(&transport).GetVktType(generation) == VKT_INFO_SUCCESS;
+    return told ? std::optional(generation) : std::nullopt;
 }
 
 /// Only the privilege is judged: a request that fails otherwise is the library's to repeat.
+template <class Transport>
+PreflightResult Judge(std::uint8_t completionCode, Transport& transport)
+{
+    if (completionCode != kInsufficientPrivilege) {
+        return {ExitCode::everythingRead, "", GenerationOver(transport)};
+    }
+    return {ExitCode::refused,
+            "refused: the module allows its inventory to a higher privilege only (completion code "
+            "0xd4); log in with a higher one (see -U and -L)",
+            std::nullopt};
+}
+
 PreflightResult TryIpmi(const ConnectionInfo& connection, std::uint64_t cipherSuite)
 {
     IpmiClient client(connection.address, connection.userName, connection.password,
@@ -90,7 +101,7 @@ PreflightResult TryIpmi(const ConnectionInfo& connection, std::uint64_t cipherSu
     std::uint8_t completionCode = 0;
     client.send(FirstRequest(), response, completionCode);
     client.disconnect();
-    return JudgePrivilege(completionCode);
+    return Judge(completionCode, client);
 }
 
 PreflightResult TryHttps(const ConnectionInfo& connection)
@@ -104,7 +115,7 @@ PreflightResult TryHttps(const ConnectionInfo& connection)
         return Explain(kHttpsMeanings, result, transport.LastError());
     }
     transport.SendIpmiCmdOverHttps(FirstRequest(), response, completionCode);
-    return JudgePrivilege(completionCode);
+    return Judge(completionCode, transport);
 }
 
 }  // namespace

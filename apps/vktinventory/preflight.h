@@ -6,10 +6,12 @@
 #define APPS_VKTINVENTORY_PREFLIGHT_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "apps/vktinventory/exit_code.h"
 #include "common/connection/connection_info.h"
+#include "module/vkt/vkt_info/vkt_info.h"
 
 namespace Tulvo::Cli {
 
@@ -17,9 +19,10 @@ struct PreflightResult
 {
     ExitCode code = ExitCode::everythingRead;  ///< Else noConnection or refused.
     std::string message;                       ///< Which of them it was and what to do.
+    std::optional<VKTIype> generation;         ///< Of the module, when it told.
 };
 
-/// Opens one session by the connection's type and closes it again.
+/// Opens a session by the connection's type, asks for the module's generation, closes it again.
 PreflightResult TryConnection(const TulvoConnection::ConnectionInfo& connection,
                               std::uint64_t cipherSuite);
 

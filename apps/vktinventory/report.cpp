@@ -9,15 +9,63 @@
 namespace Tulvo::Cli {
 namespace {
 
-Answer AskOnce(VKTInventory& inventory, const Query& query, std::uint64_t number,
-               const std::function<std::string()>& detail)
+bool WasCarried(VKTInventoryErrorCode result)
 {
-    Answer answer{number, query.ask(inventory, number), detail()};
-    if (answer.reply.result == VKT_INVENTORY_SUCCESS) {
-        answer.detail.clear();
-    }
-    return answer;
+    return result != VKT_INVENTORY_CONNECT_FAILED && result != VKT_INVENTORY_TRANSPORT_ERROR;
 }
+
+/// Asks one query after the other.
+class Questioner
+{
+public:
+    Questioner(VKTInventory& inventory, const Witness& witness)
+        : inventory_(inventory), witness_(witness)
+    {
+    }
+
+    Answer Ask(const Query& query, std::uint64_t number)
+    {
+        if (gone_) {
+            return NotAsked(number, VKT_INVENTORY_CONNECT_FAILED);
+        }
+        Answer answer = AskLibrary(query, number);
+        notCarried_ = WasCarried(answer.reply.result) ? 0 : notCarried_ + 1;
+        gone_ = notCarried_ > 1 && !witness_.moduleIsThere();
+        return answer;
+    }
+
+    static Answer NotAsked(std::uint64_t number, VKTInventoryErrorCode result)
+    {
+        return {number, {result, false, {}}, "not asked for any more"};
+    }
+
+private:
+    Answer AskLibrary(const Query& query, std::uint64_t number)
+    {
+        const std::uint64_t unanswered = witness_.unanswered();
+        Answer answer{number, query.ask(inventory_, number), witness_.detail()};
+        if (answer.reply.result == VKT_INVENTORY_SUCCESS) {
+            CheckList(query, unanswered, answer);
+        }
+        return answer;
+    }
+
+    /// Over RMCP+ the library leaves out a supply that does not answer, or a part of its texts, and
+    /// counts the list as read: it would show a healthy enclosure with a supply too few.
+    void CheckList(const Query& query, std::uint64_t unanswered, Answer& answer) const
+    {
+        if (query.shape == Shape::list && witness_.unanswered() != unanswered) {
+            answer.reply = {VKT_INVENTORY_FAILED, false, {}};
+        } else {
+            answer.detail.clear();
+        }
+    }
+
+    VKTInventory& inventory_;
+    const Witness& witness_;
+    int notCarried_ = 0;
+    bool gone_ = false;
+};
 
 std::vector<std::uint64_t> NumbersFor(const Query& query, std::uint64_t number,
                                       std::uint64_t nodeCount)
@@ -48,11 +96,10 @@ std::string FailureOf(const Query& query, const Answer& answer)
     return line;
 }
 
-/// Without its status the library also does not know the module's generation, by which every answer
-/// is decoded.
+/// Without its status the library does not know how to ask for the rest either.
 constexpr std::string_view kStatusNotRead =
-    "the module did not tell its platform: its nodes and power supplies cannot be asked for, and "
-    "other values may be misread; try again when it is ready";
+    "the module did not tell its platform, on which all else depends: nothing was read; try again "
+    "when it is ready";
 
 }  // namespace
 
@@ -63,18 +110,21 @@ std::string SubjectOf(const Query& query, const Answer& answer)
 }
 
 Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number,
-           const std::function<std::string()>& detail)
+           const Witness& witness)
 {
     const std::uint64_t nodeCount = inventory.GetNodeNub();
     Report report{&command, {}, nodeCount != 0, {}};
-    detail();  // what was logged until now is about no query
+    Questioner questioner(inventory, witness);
+    witness.detail();  // what was logged until now is about no query
     for (const Query& query : Queries()) {
         if (!command.Runs(query.section)) {
             continue;
         }
         Asked asked{&query, {}};
         for (const std::uint64_t each : NumbersFor(query, number, nodeCount)) {
-            asked.answers.push_back(AskOnce(inventory, query, each, detail));
+            asked.answers.push_back(report.moduleStatusRead
+                                        ? questioner.Ask(query, each)
+                                        : Questioner::NotAsked(each, VKT_INVENTORY_NO_DATA));
         }
         report.asked.push_back(std::move(asked));
     }
@@ -83,10 +133,10 @@ Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number
 
 std::vector<std::string> Failures(const Report& report)
 {
-    std::vector<std::string> failures;
     if (!report.moduleStatusRead) {
-        failures.emplace_back(kStatusNotRead);
+        return {std::string(kStatusNotRead)};
     }
+    std::vector<std::string> failures;
     for (const Asked& asked : report.asked) {
         for (const Answer& answer : asked.answers) {
             if (answer.reply.result != VKT_INVENTORY_SUCCESS) {

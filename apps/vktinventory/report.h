@@ -40,17 +40,28 @@ struct Report
 {
     const Command* command = nullptr;
     Target target;
-    /// Whether the module told platform and counts when it was first asked. If not, no node and no
-    /// supply can be asked for, and other values may be misread.
+    /// Whether the module told platform and counts when it was first asked. If not, nothing else
+    /// was asked: some requests and all answers depend on them.
     bool moduleStatusRead = false;
     std::vector<Asked> asked;
 };
 
-/// Runs the command's queries.
+/// What the library does not tell of a query, from elsewhere.
+struct Witness
+{
+    /// What the library last logged; called after each query.
+    std::function<std::string()> detail;
+    /// Whether the module can still be reached; called when two queries in a row could not be
+    /// carried. The library would try each of the rest for as long as it tried these.
+    std::function<bool()> moduleIsThere;
+    /// How many requests have been left without an answer until now.
+    std::function<std::uint64_t()> unanswered;
+};
+
+/// Runs the command's queries, until the module is gone.
 /// @param number what the command was given; 0 when it takes none.
-/// @param detail called after each failure for what the library said about it.
 Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number,
-           const std::function<std::string()>& detail);
+           const Witness& witness);
 
 /// A line for each thing that could not be read; empty when everything was.
 std::vector<std::string> Failures(const Report& report);

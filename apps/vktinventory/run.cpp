@@ -2,6 +2,7 @@
 #include "apps/vktinventory/run.h"
 
 #include <cerrno>
+#include <memory>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -13,6 +14,7 @@
 #include "apps/vktinventory/render_json.h"
 #include "apps/vktinventory/render_table.h"
 #include "common/config/global_config.h"
+#include "module/ipmi/ipmi_client/ipmi_client.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -116,16 +118,53 @@ ExitCode PrintReport(const Report& report, Format format)
                  failures.empty() ? ExitCode::everythingRead : ExitCode::someQueriesFailed);
 }
 
-ExitCode AskModule(const Options& options, const ConnectionInfo& connection)
+bool IsThere(const ConnectionInfo& connection)
 {
-    VKTInventory inventory(connection);
+    return TryConnection(connection, kDefaultCipherSuite).code == ExitCode::everythingRead;
+}
+
+/// Hands the library what it would ask for once, and go without when the answer got lost: it would
+/// read all answers as those of a first-generation module.
+bool HandOver(const PreflightResult& preflight)
+{
+    if (preflight.generation) {
+        SetGlobalConfigValue("MODULE_TYPE", *preflight.generation);
+    }
+    return preflight.generation.has_value();
+}
+
+/// Nothing when the module does not tell its generation though it tells its status.
+std::unique_ptr<VKTInventory> OpenInventory(const ConnectionInfo& connection,
+                                            const PreflightResult& preflight)
+{
+    const bool told = HandOver(preflight);
+    auto inventory = std::make_unique<VKTInventory>(connection);
     EraseProgress();
+    if (told || inventory->GetNodeNub() == 0) {
+        return inventory;
+    }
+    // It has become ready while the library waited.
+    const bool tellsNow = HandOver(TryConnection(connection, kDefaultCipherSuite));
+    return tellsNow ? std::make_unique<VKTInventory>(connection) : nullptr;
+}
+
+ExitCode AskModule(const Options& options, const ConnectionInfo& connection,
+                   const PreflightResult& preflight)
+{
+    const std::unique_ptr<VKTInventory> opened = OpenInventory(connection, preflight);
+    if (opened == nullptr) {
+        return Fail(ExitCode::noConnection,
+                    "no connection: the module did not tell its generation; try again");
+    }
+    VKTInventory& inventory = *opened;
     if (const std::uint64_t nodes = inventory.GetNodeNub(); NodeIsOutOfRange(options, nodes)) {
         return Fail(ExitCode::wrongUsage, "node " + std::to_string(options.number) +
                                               ": this enclosure has nodes 1 to " +
                                               std::to_string(nodes));
     }
-    Report report = Ask(inventory, *options.command, options.number, TakeLogDetail);
+    Report report =
+        Ask(inventory, *options.command, options.number,
+            {TakeLogDetail, [&] { return IsThere(connection); }, IpmiClient::unansweredRequests});
     report.target = TargetOf(options);
     EraseProgress();
     return PrintReport(report, options.format);
@@ -142,7 +181,7 @@ ExitCode RunWith(const Options& options, std::string givenPassword)
         if (preflight.code != ExitCode::everythingRead) {
             return Fail(preflight.code, preflight.message);
         }
-        return AskModule(options, connection);
+        return AskModule(options, connection, preflight);
     } catch (const NoPassword& reason) {
         return Fail(ExitCode::wrongUsage, reason.what());
     }

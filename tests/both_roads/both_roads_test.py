@@ -98,24 +98,10 @@ def fault(command, data, kind, **more):
 
 
 FANS, REGISTER, NODE_STATUS = 0xA5, 0x92, 0xA7
-PSU1_FIRMWARE = {
-    "psu": "PSU1",
-    "slot": 1,
-    "name": "Power Supply 1",
-    "version": "2.04",
-    "manufacturer": "PSUACME101",
-}
-PSU2_FANS = {
-    "psu": "PSU2",
-    "status": "Normal",
-    "speedA": 7280,
-    "patA": 5,
-    "speedB": 6980,
-    "patB": 4,
-}
 
 # What no shipped scenario has. Where the first supply fails and the second does not, the roads agree
-# on a success; where a request gets no answer, RMCP+ goes on to the next supply and HTTPS ends there.
+# on a success; where a request gets no answer, RMCP+ goes on to the next supply and HTTPS ends there,
+# and the command takes neither list for read.
 CHANGED = [
     Case(
         "the first supply's fans are refused",
@@ -130,20 +116,14 @@ CHANGED = [
     Case(
         "the first supply's fans are not answered",
         changes=fault(FANS, "01", "drop"),
-        codes=(0, 1),
-        differences={
-            "queries.psuFanSpeed.result": (SUCCESS, TRANSPORT_ERROR),
-            "queries.psuFanSpeed.data": ([PSU2_FANS], None),
-        },
+        codes=(1, 1),
+        differences={"queries.psuFanSpeed.result": (FAILED, TRANSPORT_ERROR)},
     ),
     Case(
         "the last supply's version is not answered",
         changes=fault(REGISTER, "0202fc", "drop"),
-        codes=(0, 1),
-        differences={
-            "queries.psuFirmware.result": (SUCCESS, TRANSPORT_ERROR),
-            "queries.psuFirmware.data": ([PSU1_FIRMWARE], None),
-        },
+        codes=(1, 1),
+        differences={"queries.psuFirmware.result": (FAILED, TRANSPORT_ERROR)},
     ),
     Case(
         "the last supply's position is refused",
@@ -277,7 +257,7 @@ class BothRoads(unittest.TestCase):
         # library does, so that a refusal is told at once and precisely.
         def check(_, runs):
             self.assertEqual(runs.statistics["handshakes"], 2)
-            self.assertGreater(runs.statistics["requests"], 20)
+            self.assertGreater(runs.statistics["requests"], runs.statistics["handshakes"])
             self.assertEqual(runs.statistics["openSessions"], 0)
 
         self.check_each(check, lambda case: "https" not in case.refusals)

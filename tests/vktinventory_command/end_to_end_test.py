@@ -21,8 +21,7 @@ from enclosures import (
 
 VALIDATOR = jsonschema.Draft202012Validator(json.loads(SCHEMA.read_text()))
 
-# How the command ends by scenario, and which queries fail. Waiting for a status that never comes
-# takes 18 seconds, once at the start and once more for the query itself: only nodes are asked for.
+# How the command ends by scenario, and which queries fail.
 OUTCOMES = {
     "busy": ("show", 3, None),
     "dropped": ("show", 1, {"name"}),

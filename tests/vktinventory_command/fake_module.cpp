@@ -143,6 +143,7 @@ VKTInventoryErrorCode VKTInventory::GetChassisPowerCap(ChassisPowerCap& cap)
 VKTInventoryErrorCode VKTInventory::GetPSUFanSpeed(std::vector<PSUFanSpeed>& fans)
 {
     fans = Module().fans;
+    Module().unanswered += Module().fansUnanswered;
     return Module().fansResult;
 }
 
@@ -214,9 +215,10 @@ void IpmiClient::disconnect()
     Module().openSessions = 0;
 }
 
-std::int32_t IpmiClient::send(const IPMICOMMAND&, std::vector<std::uint8_t>&,
+std::int32_t IpmiClient::send(const IPMICOMMAND&, std::vector<std::uint8_t>& response,
                               std::uint8_t& completionCode)
 {
+    response = Module().statusAnswer;
     completionCode = Module().completionCode;
     return 0;
 }
@@ -224,9 +226,15 @@ std::int32_t IpmiClient::send(const IPMICOMMAND&, std::vector<std::uint8_t>&,
 void IpmiClient::setBlockLength(std::uint16_t)
 {
 }
+
 std::string IpmiClient::lastError() const
 {
     return Module().transportError;
+}
+
+std::uint64_t IpmiClient::unansweredRequests()
+{
+    return Module().unanswered;
 }
 
 void IpmiClient::interruptAll()
@@ -247,9 +255,11 @@ VKTHttps::VKTHttps(const TulvoConnection::ConnectionInfo& connectionInfo)
     Module().httpsTried = connectionInfo;
 }
 
-VKTHttpsErrorCode VKTHttps::SendIpmiCmdOverHttps(const IPMICOMMAND&, std::vector<std::uint8_t>&,
+VKTHttpsErrorCode VKTHttps::SendIpmiCmdOverHttps(const IPMICOMMAND&,
+                                                 std::vector<std::uint8_t>& response,
                                                  std::uint8_t& completionCode)
 {
+    response = Module().statusAnswer;
     completionCode = Module().completionCode;
     return Module().httpsResult;
 }
@@ -257,6 +267,12 @@ VKTHttpsErrorCode VKTHttps::SendIpmiCmdOverHttps(const IPMICOMMAND&, std::vector
 std::string VKTHttps::LastError() const
 {
     return Module().transportError;
+}
+
+int GetGlobalConfigValue(const std::string& key, int defaultValue)
+{
+    const auto found = Module().numbersSet.find(key);
+    return found == Module().numbersSet.end() ? defaultValue : found->second;
 }
 
 void SetGlobalConfigValue(const std::string& key, int value)

@@ -54,6 +54,8 @@ public:
     VKTHttpsErrorCode httpsResult = VKT_HTTPS_SUCCESS;
     std::string transportError;
     std::uint8_t completionCode = 0;
+    std::vector<std::uint8_t> statusAnswer{0x01};  ///< Begins with what names the generation.
+    std::uint64_t unanswered = 0;                  ///< Requests, until now.
 
     // And the library's queries like this.
     Scripted<std::string> machineType, serialNumber, firmwareVersion, name;
@@ -61,6 +63,7 @@ public:
     Scripted<ChassisPowerCap> chassisCap;
     std::vector<PSUFanSpeed> fans;
     VKTInventoryErrorCode fansResult = VKT_INVENTORY_SUCCESS;
+    std::uint64_t fansUnanswered = 0;  ///< Supplies that do not answer for their fans.
     Scripted<std::vector<PSUFwInfo>> firmware;
     std::size_t supplySlots = 2;
     Scripted<std::vector<PSUStatus>> supplies;

@@ -6,6 +6,7 @@
 
 #include <csignal>
 
+#include "common/config/global_config.h"
 #include "common/log/log.h"
 #include "tests/vktinventory_command/fake_module.h"
 #include "tests/vktinventory_command/run_command.h"
@@ -48,15 +49,34 @@ TEST_F(Run, TriesTheConnectionAndClosesItBeforeTheLibraryIsAsked)
 TEST_F(Run, HandsSuiteAndPrivilegeToTheConfiguration)
 {
     RunConnected({"-C", "17", "-L", "user"});
-    EXPECT_EQ(Module().numbersSet,
-              (std::map<std::string, int>{{"IPMI_CIPHER_SUITE", 17}, {"IPMI_PRIVILEGE_LEVEL", 2}}));
+    EXPECT_EQ(Module().numbersSet["IPMI_CIPHER_SUITE"], 17);
+    EXPECT_EQ(Module().numbersSet["IPMI_PRIVILEGE_LEVEL"], 2);
 }
 
 TEST_F(Run, LeavesTheConfigurationAloneWithoutFlags)
 {
     RunConnected({});
-    EXPECT_TRUE(Module().numbersSet.empty());
+    EXPECT_EQ(Module().numbersSet.count("IPMI_CIPHER_SUITE"), 0U);
+    EXPECT_EQ(Module().numbersSet.count("IPMI_PRIVILEGE_LEVEL"), 0U);
     EXPECT_TRUE(Module().textsSet.empty());
+}
+
+TEST_F(Run, TellsTheLibraryTheGenerationBeforeItAsks)
+{
+    for (const char* interface : {"lanplus", "https"}) {
+        Module() = FakeModule::Healthy();
+        Module().statusAnswer = {0xFD};
+        Module().onConstruction = [] { EXPECT_EQ(Module().numbersSet["MODULE_TYPE"], 1); };
+        EXPECT_EQ(RunConnected({"-I", interface}).code, ExitCode::everythingRead);
+    }
+}
+
+TEST_F(Run, LeavesAConfiguredGenerationAlone)
+{
+    Module().numbersSet["MODULE_TYPE"] = 2;
+    Module().statusAnswer = {0xFD};
+    EXPECT_EQ(RunConnected({}).code, ExitCode::everythingRead);
+    EXPECT_EQ(Module().numbersSet["MODULE_TYPE"], 2);
 }
 
 TEST_F(Run, TriesHttpsWithTheTrustThatWasAskedFor)
@@ -154,11 +174,33 @@ TEST_F(Run, IsRefusedAtOnceWhenThePrivilegeIsTooLow)
     }
 }
 
-TEST_F(Run, LeavesAnyOtherCompletionCodeToTheLibrary)
+// While the library waits for a module that is starting, it gets ready; what the library made of it
+// until then it made without knowing its generation.
+TEST_F(Run, AsksAModuleThatWasNotReadyForItsGenerationAgain)
+{
+    for (const char* interface : {"lanplus", "https"}) {
+        Module() = FakeModule::Healthy();
+        Module().statusAnswer = {0xFD};
+        Module().completionCode = 0xC1;
+        std::vector<int> generations;
+        Module().onConstruction = [&] {
+            generations.push_back(GetGlobalConfigValue("MODULE_TYPE", -1));
+            Module().completionCode = 0;
+        };
+        EXPECT_EQ(RunConnected({"-I", interface}).code, ExitCode::everythingRead);
+        EXPECT_EQ(generations, (std::vector{-1, 1}));
+    }
+}
+
+TEST_F(Run, AsksNothingOfAModuleThatNeverTellsItsGeneration)
 {
     Module().completionCode = 0xC1;
-    EXPECT_EQ(RunConnected({}).code, ExitCode::everythingRead);
-    EXPECT_EQ(RunConnected({"-I", "https"}).code, ExitCode::everythingRead);
+    Module().onSerialNumber = [] { ADD_FAILURE() << "what it answers cannot be read"; };
+    const Ran ran = RunConnected({});
+    EXPECT_EQ(ran.code, ExitCode::noConnection);
+    EXPECT_EQ(ran.error,
+              "vktinventory: no connection: the module did not tell its generation; try again\n");
+    EXPECT_EQ(ran.out, "");
 }
 
 TEST_F(Run, NamesEachQueryThatFailedAndWhatTheLibrarySaid)
@@ -205,6 +247,53 @@ TEST_F(Run, PrintsAWarningAboutTheConfiguration)
         Log(2, "src/common/config/global_config.cpp", 1).Stream() << "/etc/x.toml:3: broken";
     };
     EXPECT_EQ(RunConnected({}).error, "vktinventory: /etc/x.toml:3: broken\n");
+}
+
+// The library answers when nobody is there as well, but slowly: each query has its own tries.
+TEST_F(Run, AsksNoMoreOnceTheModuleIsGone)
+{
+    Module().machineType.result = VKT_INVENTORY_CONNECT_FAILED;
+    Module().serialNumber.result = VKT_INVENTORY_CONNECT_FAILED;
+    Module().onSerialNumber = [] { Module().ipmiState = CONNECTION_TRY_AGAIN; };
+    const Ran ran = RunConnected({"--format", "json", "identity"});
+    EXPECT_EQ(ran.code, ExitCode::someQueriesFailed);
+    for (const char* name : {"Firmware version", "Name"}) {
+        EXPECT_THAT(ran.error, HasSubstr(std::string(name) +
+                                         " not read: no connection (VKT_INVENTORY_CONNECT_FAILED): "
+                                         "not asked for any more\n"));
+    }
+    EXPECT_THAT(ran.out, Not(HasSubstr("Chassis A")));
+}
+
+TEST_F(Run, GoesOnWhenTheModuleIsThereAgain)
+{
+    Module().machineType.result = VKT_INVENTORY_CONNECT_FAILED;
+    Module().serialNumber.result = VKT_INVENTORY_TRANSPORT_ERROR;
+    const Ran ran = RunConnected({"identity"});
+    EXPECT_EQ(ran.code, ExitCode::someQueriesFailed);
+    EXPECT_THAT(ran.out, HasSubstr("Chassis A"));
+}
+
+TEST_F(Run, TakesNoListForReadThatLacksAnAnswer)
+{
+    Module().fans.pop_back();
+    Module().fansUnanswered = 1;
+    const Ran ran = RunConnected({"--format", "json", "psu"});
+    EXPECT_EQ(ran.code, ExitCode::someQueriesFailed);
+    EXPECT_EQ(ran.error,
+              "vktinventory: Power supply fans not read: refused, or no usable answer "
+              "(VKT_INVENTORY_FAILED)\n");
+    EXPECT_THAT(ran.out, Not(HasSubstr("speedA")));
+}
+
+TEST_F(Run, AsksForNothingElseWithoutTheModuleStatus)
+{
+    Module().nodes.clear();
+    Module().onSerialNumber = [] { ADD_FAILURE() << "what it answers cannot be read"; };
+    const Ran ran = RunConnected({});
+    EXPECT_THAT(ran.out, Not(HasSubstr("7X58")));
+    RunConnected({"select-psu", "2"});
+    EXPECT_EQ(Module().selectedSupply, 0);
 }
 
 TEST_F(Run, FailsWhenTheModuleStatusWasNotRead)

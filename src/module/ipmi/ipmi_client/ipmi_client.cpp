@@ -2,6 +2,7 @@
 #include "module/ipmi/ipmi_client/ipmi_client.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <utility>
@@ -20,6 +21,8 @@ namespace {
 constexpr std::size_t kMostData = 200;
 
 constexpr std::uint8_t kNoCompletionCode = 0xFF;
+
+std::atomic<std::uint64_t> unanswered = 0;
 constexpr std::uint8_t kLastRequestNetFn = 0x3E;
 
 std::string Target(const Credentials& credentials)
@@ -140,6 +143,7 @@ std::int32_t IpmiClient::send(const IPMICOMMAND& request, std::vector<std::uint8
     IpmiAnswer answer;
     const Outcome outcome = session_->Ask(request, answer);
     session_->Report("request to ", outcome);
+    unanswered += outcome.Good() ? 0U : 1U;
     response = std::move(answer.data);
     completionCode = outcome.Good() ? answer.completionCode : kNoCompletionCode;
     return outcome.Good() ? 0 : -1;
@@ -148,6 +152,11 @@ std::int32_t IpmiClient::send(const IPMICOMMAND& request, std::vector<std::uint8
 void IpmiClient::setBlockLength(std::uint16_t length)
 {
     session_->mostData = length == 0 ? kMostData : std::min<std::size_t>(length, kMostData);
+}
+
+std::uint64_t IpmiClient::unansweredRequests()
+{
+    return unanswered;
 }
 
 void IpmiClient::interruptAll()
