@@ -7,8 +7,8 @@
 #include <memory>
 #include <utility>
 
+#include "common/interruption/interruption.h"
 #include "common/log/log.h"
-#include "module/ipmi/ipmi_client/interruption.h"
 #include "module/ipmi/ipmi_client/login.h"
 #include "module/ipmi/ipmi_client/outcome.h"
 #include "module/ipmi/ipmi_client/rmcp_session.h"

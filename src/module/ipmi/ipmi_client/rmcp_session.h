@@ -23,8 +23,8 @@
 #include <optional>
 #include <vector>
 
+#include "common/interruption/interruption.h"
 #include "module/ipmi/ipmi_client/host_lookup.h"
-#include "module/ipmi/ipmi_client/interruption.h"
 #include "module/ipmi/ipmi_client/ipmi_command.h"
 #include "module/ipmi/ipmi_client/login.h"
 #include "module/ipmi/ipmi_client/outcome.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <system_error>
 
-#include "module/ipmi/ipmi_client/interruption.h"
+#include "common/interruption/interruption.h"
 
 namespace Tulvo {
 namespace {

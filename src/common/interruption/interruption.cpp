@@ -1,5 +1,5 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
-#include "module/ipmi/ipmi_client/interruption.h"
+// SPDX-License-Identifier: Apache-2.0
+#include "common/interruption/interruption.h"
 
 #include <sys/eventfd.h>
 #include <unistd.h>

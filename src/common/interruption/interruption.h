@@ -1,15 +1,15 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
+// SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The one thing that all clients of a process share: the word that everything is over, and the
-/// number of sessions that are still to be closed then.
-#ifndef MODULE_IPMI_IPMI_CLIENT_INTERRUPTION_H
-#define MODULE_IPMI_IPMI_CLIENT_INTERRUPTION_H
+/// The one thing that all objects of a transport share in a process: the word that everything is
+/// over, and the number of sessions that are still to be closed then.
+#ifndef COMMON_INTERRUPTION_INTERRUPTION_H
+#define COMMON_INTERRUPTION_INTERRUPTION_H
 
 #include <chrono>
 
 namespace Tulvo::Interruption {
 
-/// A descriptor that is readable, for ever, once Raise() was called; wait on it beside the socket.
+/// A descriptor that is readable, for ever, once Raise() was called; wait on it beside a socket.
 /// -1, which poll() leaves out, when the process has no descriptor to spare.
 int Descriptor();
 
