@@ -10,6 +10,7 @@
 #include "apps/vktinventory/diagnostics.h"
 #include "apps/vktinventory/password.h"
 #include "module/ipmi/ipmi_client/ipmi_client.h"
+#include "module/vkt/vkt_https/vkt_https.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -18,8 +19,10 @@ constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 /// What a shell reports for a program that a signal ended: this and the signal's number.
 constexpr int kSignalBase = 128;
 
-/// How long a session may take to close; a module that does not answer keeps nobody waiting.
+/// How long a session may take to close; a module that does not answer keeps nobody waiting for
+/// longer. Over HTTPS a request is left within a second, and the session deleted within two.
 constexpr std::uint32_t kPatienceMilliseconds = 1000;
+constexpr std::uint32_t kHttpsPatienceMilliseconds = 3000;
 
 /// A signal that whoever started us switched off (nohup, a job in the background) stays off.
 bool IsIgnored(int signal)
@@ -48,7 +51,9 @@ sigset_t EndingSignals()
     RestoreEcho();
     EndOutput();
     IpmiClient::interruptAll();
+    VKTHttps::InterruptAll();
     IpmiClient::waitUntilAllClosed(kPatienceMilliseconds);
+    VKTHttps::WaitUntilAllClosed(kHttpsPatienceMilliseconds);
     _exit(kSignalBase + signal);
 }
 

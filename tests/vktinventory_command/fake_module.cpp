@@ -246,6 +246,15 @@ bool IpmiClient::waitUntilAllClosed(std::uint32_t)
     return true;
 }
 
+void VKTHttps::InterruptAll()
+{
+}
+
+bool VKTHttps::WaitUntilAllClosed(std::uint32_t)
+{
+    return true;
+}
+
 struct VKTHttps::Transport
 {
 };

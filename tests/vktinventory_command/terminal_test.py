@@ -194,6 +194,21 @@ class Interrupt(unittest.TestCase):
                     self.assertEqual(terminal.child.stderr.read(), b"")
             self.assertEqual(enclosure.run("identity").returncode, 0)
 
+    def test_leaves_no_session_open_over_https(self):
+        enclosure = Enclosure("slow")
+        https = enclosure.endpoints["https"]
+        flags = ["-I", "https", "--auth", "session", "--pin", https["pin"]]
+        for pause in [0.05, 0.2, 0.35, 0.5]:
+            with Terminal(enclosure.words(*flags, p=str(https["port"])), streams=()) as terminal:
+                arguments_once_hidden(terminal.child.pid)
+                time.sleep(pause)
+                terminal.child.send_signal(signal.SIGINT)
+                self.assertEqual(terminal.end(), 130)
+                self.assertEqual(terminal.child.stderr.read(), b"")
+        statistics = enclosure.end()
+        self.assertGreater(statistics["requests"], 0)
+        self.assertEqual(statistics["openSessions"], 0)
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -50,6 +50,11 @@ std::string Describe(const Failure& failure, const std::vector<std::string_view>
     return line;
 }
 
+Failure Interrupted()
+{
+    return {VKT_HTTPS_INTERNAL_ERROR, "interrupted; the program is ending"};
+}
+
 const char* NameOf(VKTHttpsErrorCode code)
 {
     const auto index = static_cast<std::size_t>(code);

@@ -28,6 +28,9 @@ struct Failure
 /// a server may echo what it was sent.
 std::string Describe(const Failure& failure, const std::vector<std::string_view>& secrets);
 
+/// Why nothing is carried any more once the program has been told to end.
+Failure Interrupted();
+
 /// The enumerator's name.
 const char* NameOf(VKTHttpsErrorCode code);
 

@@ -32,6 +32,7 @@ struct HttpRequest
     std::string_view body{};          ///< JSON; for Method::Post only.
     std::string_view sessionToken{};  ///< Value for X-Auth-Token; empty for none.
     long longestSeconds = 0;          ///< Shorter limit than the record's; 0 for none.
+    bool isInterruptible = false;     ///< Ends early when the program does.
 };
 
 /// A reply whose header came whole. The body may be cut short unless `status` is 2xx.

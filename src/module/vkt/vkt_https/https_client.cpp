@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "common/interruption/interruption.h"
 #include "module/vkt/vkt_https/connection_checks.h"
 #include "module/vkt/vkt_https/request_body.h"
 #include "module/vkt/vkt_https/request_headers.h"
@@ -53,6 +54,13 @@ try {
     return 0;  // No exception may pass through libcurl's C code.
 }
 
+// libcurl calls this at least once a second.
+int EndWhenInterrupted(void* /*data*/, curl_off_t /*toReceive*/, curl_off_t /*received*/,
+                       curl_off_t /*toSend*/, curl_off_t /*sent*/)
+{
+    return Interruption::Raised() ? 1 : 0;
+}
+
 void SetLimits(CurlOptions& options, const TulvoConnection::ConnectionInfo& info)
 {
     options
@@ -83,6 +91,9 @@ void SetTransport(CurlOptions& options, const TulvoConnection::ConnectionInfo& i
 
 std::optional<Failure> HttpsClient::Exchange(const HttpRequest& request, HttpReply& reply)
 {
+    if (request.isInterruptible && Interruption::Raised()) {
+        return Interrupted();
+    }
     if (auto failure = MakeHandle()) {
         return failure;
     }
@@ -92,6 +103,7 @@ std::optional<Failure> HttpsClient::Exchange(const HttpRequest& request, HttpRep
     options.Set(CURLOPT_URL, url.c_str())
         .Set(CURLOPT_TIMEOUT,
              request.longestSeconds == 0 ? seconds : std::min(seconds, request.longestSeconds))
+        .Set(CURLOPT_NOPROGRESS, request.isInterruptible ? 0L : 1L)
         .Set(CURLOPT_FRESH_CONNECT, ConnectionIsUsable() ? 0L : 1L);
     SetMethod(options, request);
     return Perform(request, reply, options);
@@ -120,6 +132,7 @@ std::optional<Failure> HttpsClient::SetUp(CURL* handle)
 {
     CurlOptions options(handle);
     options.Set(CURLOPT_ERRORBUFFER, errorText_.data())
+        .Set(CURLOPT_XFERINFOFUNCTION, &EndWhenInterrupted)
         .Set(CURLOPT_WRITEFUNCTION, &Collect<&ReplyCollector::TakeBody>)
         .Set(CURLOPT_HEADERFUNCTION, &Collect<&ReplyCollector::TakeHeader>);
     SetTransport(options, info_);
@@ -181,6 +194,9 @@ std::optional<Failure> HttpsClient::Judge(CURLcode result, const ReplyCollector&
     const bool refused = collector.HeaderIsWhole() && reply.status >= kFirstErrorStatus;
     if (refused || (result == CURLE_OK && collector.HeaderIsWhole())) {
         return std::nullopt;
+    }
+    if (result == CURLE_ABORTED_BY_CALLBACK && Interruption::Raised()) {
+        return Interrupted();
     }
     // libcurl is content with a header that the end of the connection cuts short.
     return Blame(result == CURLE_OK ? CURLE_PARTIAL_FILE : result, collector.Began());

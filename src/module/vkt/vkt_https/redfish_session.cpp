@@ -77,11 +77,15 @@ std::optional<Failure> RedfishSession::Open()
     if (!token_.text.empty()) {
         return std::nullopt;
     }
+    if (Interruption::Raised()) {
+        return Interrupted();
+    }
     SecretText body;
     if (auto failure = LoginBody(info_, body)) {
         return failure;
     }
     HttpReply reply;
+    counted_.emplace();
     auto failure = client_.Exchange({.path = std::string(kSessionsPath), .body = body.text}, reply);
     if (!failure) {
         failure = CheckLogin(reply);
@@ -107,6 +111,7 @@ void RedfishSession::Close() noexcept
         // Out of memory: the module ends the session by itself.
     }
     Wipe(token_.text);
+    counted_.reset();
 }
 
 void RedfishSession::Delete()

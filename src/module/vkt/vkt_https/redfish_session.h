@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "common/connection/connection_info.h"
+#include "common/interruption/interruption.h"
 #include "module/vkt/vkt_https/failure.h"
 #include "module/vkt/vkt_https/https_client.h"
 #include "module/vkt/vkt_https/secret_text.h"
@@ -47,6 +48,7 @@ private:
     const TulvoConnection::ConnectionInfo& info_;
     SecretText token_;
     std::string path_;
+    std::optional<Interruption::OpenSession> counted_;
 };
 
 /// The path of a session's `Location`, which servers give with or without scheme and host; empty

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "module/vkt/vkt_https/vkt_https.h"
 
+#include <chrono>
 #include <ios>
 #include <string>
 
+#include "common/interruption/interruption.h"
 #include "common/log/log.h"
 #include "module/vkt/vkt_https/base64.h"
 #include "module/vkt/vkt_https/connection_checks.h"
@@ -73,7 +75,8 @@ std::optional<Failure> VKTHttps::Transport::Ask(const IPMICOMMAND& request, Ipmi
 std::optional<Failure> VKTHttps::Transport::Post(const std::string& body, HttpReply& reply)
 {
     if (info.authentication != AUTHENTICATE_SESSION) {
-        return client.Exchange({.path = std::string(kIpmiActionPath), .body = body}, reply);
+        return client.Exchange(
+            {.path = std::string(kIpmiActionPath), .body = body, .isInterruptible = true}, reply);
     }
     if (auto failure = PostInSession(body, reply)) {
         return failure;
@@ -96,9 +99,11 @@ std::optional<Failure> VKTHttps::Transport::PostInSession(const std::string& bod
     if (auto failure = session.Open()) {
         return failure;
     }
-    return client.Exchange(
-        {.path = std::string(kIpmiActionPath), .body = body, .sessionToken = session.Token()},
-        reply);
+    return client.Exchange({.path = std::string(kIpmiActionPath),
+                            .body = body,
+                            .sessionToken = session.Token(),
+                            .isInterruptible = true},
+                           reply);
 }
 
 VKTHttpsErrorCode VKTHttps::Transport::Report(const IPMICOMMAND& request, const Failure& failure)
@@ -124,7 +129,11 @@ VKTHttpsErrorCode VKTHttps::SendIpmiCmdOverHttps(const IPMICOMMAND& request,
 try {
     IpmiReply answer;
     if (const auto failure = transport_->Ask(request, answer)) {
-        return transport_->Report(request, *failure);
+        const VKTHttpsErrorCode code = transport_->Report(request, *failure);
+        if (Interruption::Raised()) {
+            transport_->session.Close();
+        }
+        return code;
     }
     transport_->lastError.clear();
     response = std::move(answer.data);
@@ -139,6 +148,16 @@ try {
 std::string VKTHttps::LastError() const
 {
     return transport_->lastError;
+}
+
+void VKTHttps::InterruptAll()
+{
+    Interruption::Raise();
+}
+
+bool VKTHttps::WaitUntilAllClosed(std::uint32_t milliseconds)
+{
+    return Interruption::WaitForNone(std::chrono::milliseconds(milliseconds));
 }
 
 }  // namespace Tulvo

@@ -56,6 +56,20 @@ public:
     /// the configuration key `HTTPS_PINNED_KEY`. Empty after a success. Holds no secret.
     std::string LastError() const;
 
+    /// Tells every transport of this process that the program ends, for good: a request that
+    /// waits, in whatever thread, fails within a second and deletes its session on the module, if
+    /// it has one; every later request fails at once. Only a log-in whose answer is on its way is
+    /// waited for, since a session without its token cannot be deleted. A session whose thread is
+    /// not inside a call is deleted by that thread, with the destructor. May be called from a
+    /// signal handler; a child made by fork() starts with its parent's word and hears no later one.
+    static void InterruptAll();
+
+    /// Waits until no transport of this process has a session on a module, for at most so long.
+    /// After InterruptAll() the program may end as soon as this is true; a module that does not
+    /// answer takes up to three seconds.
+    /// @return whether all are deleted, or given up.
+    static bool WaitUntilAllClosed(std::uint32_t milliseconds);
+
 private:
     struct Transport;
     // Shared only in type: this pointer alone lets a replacement of this library be compiled
