@@ -3,6 +3,9 @@
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
+if(VKT_DEBIAN_PACKAGES)
+  include(VKTDebianFolders)
+endif()
 include(GNUInstallDirs)
 
 set(VKT_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow

@@ -1,0 +1,158 @@
+#!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
+# Installs the packages beside this file into the Debian that it runs in, tries them as an ordinary
+# user, removes them, and compares what is left with what was there. Only for a Debian that nobody
+# needs any more: scripts/check-packages makes one.
+set -eu
+cd /mnt/round_trip
+# shellcheck source=scripts/simulator.sh
+. ./simulator.sh
+export DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8
+
+fail() {
+    printf 'round trip: %s\n' "$*" >&2
+    exit 1
+}
+
+expect_contains() {
+    case $1 in *"$2"*) ;; *) fail "expected to find: $2" "in: $1" ;; esac
+}
+
+quietly() {
+    "$@" >output 2>&1 </dev/null || {
+        cat output >&2
+        fail "this failed: $*"
+    }
+}
+
+apt() {
+    quietly apt-get -qq -y --no-install-recommends "$@"
+}
+
+# Everything in this Debian: path, type, mode, owner, where a link leads; then what files hold.
+# Contents change, as they must, in the records, logs and caches of dpkg, apt and ldconfig.
+everything() {
+    find / -xdev \( -path /mnt -o -path /proc -o -path /sys -o -path /dev \) -prune \
+        -o -printf '%p %y %m %u:%g %l\n' | sort
+    find / -xdev \( -path /mnt -o -path /proc -o -path /sys -o -path /dev -o -path /var/log \
+        -o -path /var/cache -o -path /var/lib/apt -o -path '/var/lib/dpkg/status*' \) -prune \
+        -o -type f -exec sha256sum {} + | sort
+}
+
+# Without privileges, home or environment.
+ordinary_user() {
+    setpriv --reuid=nobody --regid=nogroup --clear-groups --no-new-privs \
+        env -i PATH=/usr/bin:/bin IPMI_PASSWORD="${IPMI_PASSWORD-}" "$@"
+}
+cat >simulator <<'EOT'
+#!/bin/sh
+exec setpriv --reuid=nobody --regid=nogroup --clear-groups --no-new-privs vkt-simulator "$@"
+EOT
+chmod +x simulator
+trap stop_simulator EXIT
+
+names=$(for file in *.deb; do dpkg-deb --field "$file" Package; done)
+
+installs() {
+    apt update
+    # What Debian brings along stays; so it is there before we look for the first time.
+    dependencies=$(apt-get -s -qq --no-install-recommends install ./*.deb | awk '
+        $1 == "Inst" { print $2 }' | grep -vxF "$names")
+    # shellcheck disable=SC2086 # a list of words
+    apt install $dependencies
+    everything >before
+    apt install ./*.deb
+    # shellcheck disable=SC2086 # a list of words
+    quietly dpkg --verify $names
+    for name in $names; do
+        dpkg-query -W -f '  installed: ${Package} ${Version} ${Architecture}\n' "$name"
+    done
+    printf '  with %s packages of Debian\n' "$(printf '%s\n' "$dependencies" | wc -l)"
+}
+
+paths() {
+    # shellcheck disable=SC2086 # a list of words
+    dpkg-query -L $names | sed '/^$/d;/^\/\.$/d' | sort -u
+}
+
+# Owner and mode of all that came: root's, writable by nobody else, programs alone executable.
+files_have_right_modes() {
+    paths | while read -r path; do
+        mode=$(stat -c '%F %a %U:%G' "$path")
+        case $path:$mode in
+        *:"directory 755 root:root" | *:"symbolic link 777 root:root") ;;
+        /usr/bin/*:"regular file 755 root:root") ;;
+        /usr/bin/*) fail "$path: $mode" ;;
+        *:"regular file 644 root:root") ;;
+        *) fail "$path: $mode" ;;
+        esac
+    done
+    printf '  %s files and folders have the right owners and modes\n' "$(paths | wc -l)"
+}
+
+documentation_is_there() {
+    for page in man1/vktinventory.1 man1/vkt-simulator.1 man3/vktinventory.3 \
+        man5/vktinventory.toml.5; do
+        gzip -t "/usr/share/man/$page.gz" || fail "no manual page $page"
+    done
+    for name in $names; do
+        for file in copyright changelog.gz changelog.Debian.gz; do
+            [ -s "/usr/share/doc/$name/$file" ] || fail "no $file of $name"
+        done
+    done
+    echo "  manual pages, copyright and changelogs are there"
+}
+
+version_is_the_packages() {
+    version=$(dpkg-query -W -f '${Version}' vktinventory)
+    output=$(ordinary_user vktinventory --version)
+    [ "$output" = "vktinventory ${version%-*}" ] || fail "the package of $version says $output"
+    echo "  vktinventory --version: $output"
+}
+
+# show ROAD FLAG...
+show() {
+    road=$1
+    shift
+    output=$(ordinary_user vktinventory -H "$simulator_host" -U "$simulator_user" -E "$@" show)
+    expect_contains "$output" "Serial number     J30ABC12"
+    printf '  show over %s: %s lines, with the right serial number\n' "$road" \
+        "$(printf '%s\n' "$output" | wc -l)"
+}
+
+show_reads_the_simulator() {
+    start_simulator ./simulator healthy-vkt2-fe-2
+    show RMCP+ -p "$simulator_port"
+    show HTTPS -I https -p "$simulator_https_port" --ca-file "$simulator_ca_file"
+    stop_simulator
+}
+
+simulator_without_ipmi_sim_says_so() {
+    mv /usr/bin/ipmi_sim /usr/bin/ipmi_sim.hidden
+    output=$(ordinary_user timeout 60 vkt-simulator --scenario healthy-first 2>&1) &&
+        fail "the simulator runs without ipmi_sim: $output"
+    mv /usr/bin/ipmi_sim.hidden /usr/bin/ipmi_sim
+    expect_contains "$output" "install the Debian package openipmi"
+    echo "  without ipmi_sim: $output"
+}
+
+leaves_no_trace() {
+    # shellcheck disable=SC2086 # a list of words
+    apt purge $names
+    everything >after
+    diff before after >difference || {
+        cat difference >&2
+        fail "purging the packages does not bring back what was there before (<)"
+    }
+    printf '  purged; path, type, mode, owner and contents of %s files and folders are as before\n' \
+        "$(grep -c '^/' after)"
+    echo "  (not compared: contents of the records, logs and caches of dpkg, apt and ldconfig)"
+}
+
+installs
+files_have_right_modes
+documentation_is_there
+version_is_the_packages
+show_reads_the_simulator
+simulator_without_ipmi_sim_says_so
+leaves_no_trace
