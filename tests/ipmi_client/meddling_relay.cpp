@@ -40,9 +40,9 @@ void MeddlingRelay::Run()
 {
     std::array<pollfd, 3> events{pollfd{stop_, POLLIN, 0}, pollfd{client_, POLLIN, 0},
                                  pollfd{server_, POLLIN, 0}};
-    // What the client sent before the end is still passed on.
+    // What was sent before the end is still passed on.
     while (poll(events.data(), events.size(), -1) > 0 &&
-           (events[0].revents == 0 || events[1].revents != 0)) {
+           (events[0].revents == 0 || events[1].revents != 0 || events[2].revents != 0)) {
         if (events[1].revents != 0) {
             FromClient();
         }

@@ -22,6 +22,9 @@ inline constexpr std::size_t kStatus = 17;
 inline constexpr std::size_t kOpenSessionPrivilege = 17;
 /// Where a reply of the log-in names the client's session.
 inline constexpr std::size_t kConsoleSessionId = 20;
+/// Where it names the module's: the reply that opens it, and the requests of the log-in after that.
+inline constexpr std::size_t kModuleSessionIdInReply = 24;
+inline constexpr std::size_t kModuleSessionIdInRequest = 20;
 
 enum PayloadType : std::uint8_t
 {

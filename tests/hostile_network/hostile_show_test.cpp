@@ -1,0 +1,282 @@
+// SPDX-License-Identifier: Apache-2.0
+// Whole runs of `vktinventory show` through a network that does to packets what its seed says. The
+// command's own code runs here, with all libraries but for the pauses; each run has a process, a
+// module and a network of its own.
+//
+// VKT_HOSTILE_SEEDS=first..last runs those seeds alone.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <numeric>
+#include <stdexcept>
+
+#include "common/config/global_config.h"
+#include "tests/hostile_network/bad_weather.h"
+#include "tests/hostile_network/show_verdict.h"
+#include "tests/hostile_network/watched_show.h"
+#include "tests/support/run_in_processes.h"
+
+namespace Tulvo {
+namespace {
+
+using Json = nlohmann::json;
+using Simulator::IpmiSimServer;
+
+struct Climate
+{
+    const char* name;
+    PerMille perMille;  ///< At its worst; a seed has a fifth of it, two fifths and so on.
+    int sessionTimeout;
+    int retransmissionTimeout;
+    int firstSeed;
+    int lastSeed;
+    int leastWhole;  ///< How many of a hundred runs must read everything.
+};
+
+// Lost, doubled, held, followed by an old one, cut, bit flipped. What is only lost or late is asked
+// for again; a changed packet of the log-in, which nothing vouches for yet, may end it.
+constexpr Climate kClimates[] = {
+    {"Lossy", {40, 30, 30, 30, 0, 0}, 600, 15, 1, 200, 80},
+    {"Damaging", {5, 5, 5, 5, 5, 5}, 600, 15, 201, 400, 30},
+    {"Savage", {150, 50, 100, 50, 50, 50}, 90, 15, 401, 600, 0},
+};
+
+// What a busy host needs to look after the module.
+constexpr int kPatientTimeout = 20'000;
+
+/// Most enclosures are small, so that there is time for many; some have 12 nodes and 9 supplies.
+const char* ScenarioOf(int seed)
+{
+    return seed % 10 == 0 ? "healthy-vkt2-fc-9" : "healthy-vkt2-fe-2";
+}
+
+PerMille WeatherOf(const Climate& climate, int seed)
+{
+    PerMille perMille = climate.perMille;
+    for (unsigned& chance : perMille) {
+        chance = chance * static_cast<unsigned>(1 + seed % 5) / 5;
+    }
+    return perMille;
+}
+
+void SetWaits(int session, int retransmission)
+{
+    SetGlobalConfigValue("IPMI_SESSION_TIMEOUT_MS", session);
+    SetGlobalConfigValue("IPMI_RETRANSMISSION_TIMEOUT_MS", retransmission);
+}
+
+/// What one run came to.
+struct Day
+{
+    Verdict verdict;
+    MishapCounts mishaps{};
+};
+
+/// One run, from the module's start to its end.
+Day Play(int seed, const Climate& climate, const std::string& whole)
+{
+    const IpmiSimServer server(OptionsFor(ScenarioOf(seed)));
+    BadWeather weather(static_cast<std::uint64_t>(seed), WeatherOf(climate, seed));
+    SessionsOn(server);  // opens what a process opens once
+    Test::Ran ran;
+    std::ptrdiff_t stillOpen = 0;
+    std::size_t sessions = 0;
+    {
+        const MeddlingRelay relay(
+            server.Port(), [&](const Datagram& d) { return weather.ToServer(d); },
+            [&](const Datagram& d) { return weather.ToClient(d); });
+        const std::ptrdiff_t openFiles = OpenFiles();
+        SetWaits(climate.sessionTimeout, climate.retransmissionTimeout);
+        ran = Show(relay.Port());
+        SetWaits(kPatientTimeout, kPatientTimeout / 10);
+        stillOpen = OpenFiles() - openFiles;
+        weather.EndAt(relay.Port());
+        // The module has heard all that it will hear when it answers this.
+        sessions = SessionsOn(server);
+    }
+    Day day{Judge(ran, whole), weather.Counts()};
+    if (stillOpen != 0) {
+        day.verdict.complaints.push_back(std::to_string(stillOpen) + " files stay open");
+    }
+    if (sessions > weather.Ledger().Excused()) {
+        day.verdict.complaints.push_back(std::to_string(sessions) + " sessions stay open");
+    }
+    return day;
+}
+
+// From the child to the parent; the mishaps as a list, as most kinds of packets have none.
+std::string ToText(const Day& day)
+{
+    Json mishaps = Json::array();
+    for (std::size_t type = 0; type < day.mishaps.size(); ++type) {
+        for (std::size_t i = 0; i < kMishapNames.size(); ++i) {
+            if (day.mishaps[type][i] != 0) {
+                mishaps.push_back({type, i, day.mishaps[type][i]});
+            }
+        }
+    }
+    return Json{{"outcome", day.verdict.outcome},
+                {"complaints", day.verdict.complaints},
+                {"mishaps", mishaps}}
+        .dump();
+}
+
+Day FromText(const std::string& text)
+{
+    const Json json = Json::parse(text);
+    Day day{{json.at("outcome"), json.at("complaints")}, {}};
+    for (const Json& mishap : json.at("mishaps")) {
+        day.mishaps.at(mishap.at(0)).at(mishap.at(1)) = mishap.at(2);
+    }
+    return day;
+}
+
+struct Seeds
+{
+    int first;
+    int last;
+    bool chosen;
+};
+
+Seeds SeedsOf(const Climate& climate)
+{
+    int first = climate.firstSeed;
+    int last = climate.lastSeed;
+    const char* const chosen = std::getenv("VKT_HOSTILE_SEEDS");
+    if (chosen != nullptr && std::sscanf(chosen, "%d..%d", &first, &last) != 2) {
+        throw std::runtime_error("VKT_HOSTILE_SEEDS is not like 17..17");
+    }
+    return {std::max(first, climate.firstSeed), std::min(last, climate.lastSeed),
+            chosen != nullptr};
+}
+
+/// What many runs came to.
+struct Tally
+{
+    std::map<std::string, int> outcomes;
+    MishapCounts mishaps{};
+
+    void Add(const Day& day)
+    {
+        ++outcomes[day.verdict.outcome];
+        for (std::size_t type = 0; type < mishaps.size(); ++type) {
+            for (std::size_t i = 0; i < kMishapNames.size(); ++i) {
+                mishaps[type][i] += day.mishaps[type][i];
+            }
+        }
+    }
+};
+
+std::ostream& operator<<(std::ostream& out, const Tally& tally)
+{
+    for (const auto& [outcome, count] : tally.outcomes) {
+        out << outcome << " " << count << "; ";
+    }
+    for (std::size_t i = 0; i < kMishapNames.size(); ++i) {
+        const auto sum =
+            std::accumulate(tally.mishaps.begin(), tally.mishaps.end(), 0U,
+                            [i](unsigned total, const auto& of) { return total + of[i]; });
+        out << sum << " packets " << kMishapNames[i] << "; ";
+    }
+    return out;
+}
+
+class HostileShow : public testing::TestWithParam<Climate>
+{
+protected:
+    HostileShow()
+    {
+        for (const char* scenario : {"healthy-vkt2-fe-2", "healthy-vkt2-fc-9"}) {
+            const IpmiSimServer server(OptionsFor(scenario));
+            const auto ran = Show(server.Port());
+            EXPECT_EQ(ran.code, Cli::ExitCode::everythingRead) << ran.error;
+            whole_[scenario] = ran.out;
+        }
+        SetGlobalConfigValue("MODULE_TYPE", -1);  // each run finds it out anew
+    }
+
+    Day PlayOne(int seed) { return Play(seed, GetParam(), whole_.at(ScenarioOf(seed))); }
+
+    void Take(const WorkEnd& end)
+    {
+        const std::string seed = std::to_string(end.number);
+        const std::string repeat = "repeat it with VKT_HOSTILE_SEEDS=" + seed + ".." + seed;
+        if (!end.orderly) {
+            ADD_FAILURE() << end.text << "; " << repeat;
+            return;
+        }
+        const Day day = FromText(end.text);
+        tally.Add(day);
+        for (const std::string& complaint : day.verdict.complaints) {
+            ADD_FAILURE() << complaint << "; " << repeat;
+        }
+    }
+
+    Tally tally;
+
+private:
+    std::map<std::string, std::string> whole_;
+};
+
+TEST_P(HostileShow, ReadsRightOrNamesWhatFailed)
+{
+    // Most of the time they wait for packets that do not come.
+    constexpr int kAtOnce = 24;
+    constexpr unsigned kSecondsToHang = 200;
+    const Climate& climate = GetParam();
+    const Seeds seeds = SeedsOf(climate);
+    RunInProcesses(
+        seeds.first, seeds.last, kAtOnce, kSecondsToHang,
+        [&](int seed) { return ToText(PlayOne(seed)); }, [&](const WorkEnd& end) { Take(end); });
+    std::cout << climate.name << ": " << tally << std::endl;
+    if (seeds.chosen) {
+        return;
+    }
+    const int runs = seeds.last - seeds.first + 1;
+    EXPECT_GE(tally.outcomes["everything read"] * 100, runs * climate.leastWhole);
+    for (std::size_t i = 0; i < kMishapNames.size(); ++i) {
+        for (const PayloadType type : {kOpenSessionRequest, kOpenSessionResponse, kRakp1, kRakp2,
+                                       kRakp3, kRakp4, kSealedIpmi}) {
+            EXPECT_EQ(tally.mishaps[type][i] > 0, climate.perMille[i] > 0)
+                << kMishapNames[i] << " at no packet of type " << int{type};
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Climates, HostileShow, testing::ValuesIn(kClimates),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+// In this one process, which a leak detector looks at when it ends.
+class HostileDays : public HostileShow
+{
+};
+
+TEST_P(HostileDays, LeaveNothingBehind)
+{
+    const int first = GetParam().firstSeed;
+    const auto play = [&](int days) {
+        for (int seed = first; seed < first + days; ++seed) {
+            SetGlobalConfigValue("MODULE_TYPE", -1);
+            const Day day = PlayOne(seed);
+            EXPECT_THAT(day.verdict.complaints, testing::IsEmpty());
+        }
+    };
+    play(5);
+    const std::size_t bytes = HeapBytes();
+    const std::ptrdiff_t openFiles = OpenFiles();
+    play(5);
+    EXPECT_EQ(OpenFiles(), openFiles);
+    EXPECT_LE(HeapBytes(), bytes + 4096);
+}
+
+INSTANTIATE_TEST_SUITE_P(Climates, HostileDays, testing::ValuesIn(kClimates),
+                         [](const auto& each) { return std::string(each.param.name); });
+
+}  // namespace
+}  // namespace Tulvo

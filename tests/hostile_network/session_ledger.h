@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// Who must have closed what: an account of the sessions that a module opened, kept by somebody on
+/// the way who sees every packet as it was sent.
+#ifndef TESTS_HOSTILE_NETWORK_SESSION_LEDGER_H
+#define TESTS_HOSTILE_NETWORK_SESSION_LEDGER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <set>
+#include <vector>
+
+#include "tests/ipmi_client/meddling_relay.h"
+
+namespace Tulvo {
+
+/// For one client after the other.
+class SessionLedger
+{
+public:
+    /// Notes a packet of the client. When it is the first of a new session, or empty, the last
+    /// words of the session before are returned: what tells the module to forget it.
+    std::vector<Datagram> Asks(const Datagram& datagram);
+    void Answers(const Datagram& datagram);
+
+    /// How many of the module's sessions the client never took up, so that it owes them no end.
+    std::size_t Excused() const;
+
+private:
+    std::vector<Datagram> TakeLastWords();
+
+    std::uint32_t client_ = 0;  ///< The id that the client gave its session.
+    std::vector<Datagram> refusals_;
+    Datagram last_;
+    std::set<std::uint32_t> opened_;
+    std::set<std::uint32_t> takenUp_;
+};
+
+}  // namespace Tulvo
+
+#endif

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/hostile_network/watched_show.h"
+
+#include <malloc.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+#include "module/ipmi/ipmi_client/ipmi_client.h"
+
+/// AddressSanitizer's count, where there is one: it has a heap of its own.
+extern "C" [[gnu::weak]] std::size_t __sanitizer_get_current_allocated_bytes();
+
+namespace Tulvo {
+namespace {
+
+constexpr const char* kUser = "admin";
+constexpr const char* kPassword = "enclosure";
+
+std::string ScenarioText(const std::string& name)
+{
+    std::ifstream file(SCENARIO_FOLDER "/" + name + ".json");
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace
+
+Simulator::IpmiSimOptions OptionsFor(const std::string& scenario)
+{
+    Simulator::IpmiSimOptions options;
+    options.users = {{kUser, kPassword, 4, 10}};
+    options.modulePath = SIMULATOR_MODULE;
+    options.moduleInput = ScenarioText(scenario);
+    return options;
+}
+
+Test::Ran Show(std::uint16_t port)
+{
+    return Test::RunCommand({"-H", "127.0.0.1", "-p", std::to_string(port), "-U", kUser, "-P",
+                             kPassword, "--format", "json", "show"});
+}
+
+std::size_t SessionsOn(const Simulator::IpmiSimServer& server)
+{
+    const IPMICOMMAND getSessionInfo{0x3D, {0}, 0x06};
+    IpmiClient client("127.0.0.1", kUser, kPassword, std::to_string(server.Port()), 3);
+    std::vector<std::uint8_t> data;
+    std::uint8_t completionCode = 0;
+    if (client.connect() != CONNECTION_CONNECTED ||
+        client.send(getSessionInfo, data, completionCode) != 0 || data.size() < 3) {
+        throw std::runtime_error("the module does not tell its sessions: " + client.lastError());
+    }
+    return data[2] - 1U;
+}
+
+std::ptrdiff_t OpenFiles()
+{
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                         std::filesystem::directory_iterator());
+}
+
+std::size_t HeapBytes()
+{
+    return __sanitizer_get_current_allocated_bytes != nullptr
+               ? __sanitizer_get_current_allocated_bytes()
+               : mallinfo2().uordblks;
+}
+
+}  // namespace Tulvo
