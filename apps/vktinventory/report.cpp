@@ -9,11 +9,6 @@
 namespace Tulvo::Cli {
 namespace {
 
-bool WasCarried(VKTInventoryErrorCode result)
-{
-    return result != VKT_INVENTORY_CONNECT_FAILED && result != VKT_INVENTORY_TRANSPORT_ERROR;
-}
-
 /// Asks one query after the other.
 class Questioner
 {
@@ -28,9 +23,16 @@ public:
         if (gone_) {
             return NotAsked(number, VKT_INVENTORY_CONNECT_FAILED);
         }
-        Answer answer = AskLibrary(query, number);
-        notCarried_ = WasCarried(answer.reply.result) ? 0 : notCarried_ + 1;
-        gone_ = notCarried_ > 1 && !witness_.moduleIsThere();
+        const std::uint64_t unanswered = witness_.unanswered();
+        Answer answer{number, query.ask(inventory_, number), witness_.detail()};
+        const bool silent = witness_.unanswered() != unanswered;
+        if (silent) {
+            RejectList(query, answer.reply);
+        }
+        if (answer.reply.result == VKT_INVENTORY_SUCCESS) {
+            answer.detail.clear();
+        }
+        gone_ = IsInDoubt(silent, answer.reply.result) && !witness_.moduleIsThere();
         return answer;
     }
 
@@ -40,30 +42,26 @@ public:
     }
 
 private:
-    Answer AskLibrary(const Query& query, std::uint64_t number)
-    {
-        const std::uint64_t unanswered = witness_.unanswered();
-        Answer answer{number, query.ask(inventory_, number), witness_.detail()};
-        if (answer.reply.result == VKT_INVENTORY_SUCCESS) {
-            CheckList(query, unanswered, answer);
-        }
-        return answer;
-    }
-
     /// Over RMCP+ the library leaves out a supply that does not answer, or a part of its texts, and
     /// counts the list as read: it would show a healthy enclosure with a supply too few.
-    void CheckList(const Query& query, std::uint64_t unanswered, Answer& answer) const
+    static void RejectList(const Query& query, Reply& reply)
     {
-        if (query.shape == Shape::list && witness_.unanswered() != unanswered) {
-            answer.reply = {VKT_INVENTORY_FAILED, false, {}};
-        } else {
-            answer.detail.clear();
+        if (query.shape == Shape::list && reply.result == VKT_INVENTORY_SUCCESS) {
+            reply = {VKT_INVENTORY_FAILED, false, {}};
         }
+    }
+
+    /// What HTTPS calls an error may be about one request, such as a status 504; two in a row are
+    /// worth a look.
+    bool IsInDoubt(bool silent, VKTInventoryErrorCode result)
+    {
+        httpsErrors_ = result == VKT_INVENTORY_TRANSPORT_ERROR ? httpsErrors_ + 1 : 0;
+        return silent || result == VKT_INVENTORY_CONNECT_FAILED || httpsErrors_ > 1;
     }
 
     VKTInventory& inventory_;
     const Witness& witness_;
-    int notCarried_ = 0;
+    int httpsErrors_ = 0;
     bool gone_ = false;
 };
 

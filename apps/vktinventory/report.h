@@ -51,8 +51,8 @@ struct Witness
 {
     /// What the library last logged; called after each query.
     std::function<std::string()> detail;
-    /// Whether the module can still be reached; called when two queries in a row could not be
-    /// carried. The library would try each of the rest for as long as it tried these.
+    /// Whether the module can still be reached; called when a query makes one doubt it. The library
+    /// would try each of the rest for as long as it tried that one.
     std::function<bool()> moduleIsThere;
     /// How many requests have been left without an answer until now.
     std::function<std::uint64_t()> unanswered;

@@ -252,7 +252,6 @@ TEST_F(Run, PrintsAWarningAboutTheConfiguration)
 // The library answers when nobody is there as well, but slowly: each query has its own tries.
 TEST_F(Run, AsksNoMoreOnceTheModuleIsGone)
 {
-    Module().machineType.result = VKT_INVENTORY_CONNECT_FAILED;
     Module().serialNumber.result = VKT_INVENTORY_CONNECT_FAILED;
     Module().onSerialNumber = [] { Module().ipmiState = CONNECTION_TRY_AGAIN; };
     const Ran ran = RunConnected({"--format", "json", "identity"});
@@ -262,13 +261,34 @@ TEST_F(Run, AsksNoMoreOnceTheModuleIsGone)
                                          " not read: no connection (VKT_INVENTORY_CONNECT_FAILED): "
                                          "not asked for any more\n"));
     }
+    EXPECT_THAT(ran.out, HasSubstr("7X58"));
     EXPECT_THAT(ran.out, Not(HasSubstr("Chassis A")));
 }
 
-TEST_F(Run, GoesOnWhenTheModuleIsThereAgain)
+TEST_F(Run, LooksAfterAModuleThatFallsSilent)
+{
+    Module().serialNumber.result = VKT_INVENTORY_FAILED;
+    Module().onSerialNumber = [] {
+        ++Module().unanswered;
+        Module().ipmiState = CONNECTION_TRY_AGAIN;
+    };
+    EXPECT_THAT(RunConnected({"identity"}).error, HasSubstr("Name not read: no connection"));
+}
+
+TEST_F(Run, LooksAfterAnHttpsServiceAtTheSecondErrorInARow)
+{
+    Module().serialNumber.result = VKT_INVENTORY_TRANSPORT_ERROR;
+    Module().onSerialNumber = [] { Module().httpsResult = VKT_HTTPS_TIMEOUT; };
+    EXPECT_THAT(RunConnected({"-I", "https", "identity"}).out, HasSubstr("Chassis A"));
+    Module().httpsResult = VKT_HTTPS_SUCCESS;
+    Module().firmwareVersion.result = VKT_INVENTORY_TRANSPORT_ERROR;
+    EXPECT_THAT(RunConnected({"-I", "https", "identity"}).out, Not(HasSubstr("Chassis A")));
+}
+
+TEST_F(Run, GoesOnWhenTheModuleIsStillThere)
 {
     Module().machineType.result = VKT_INVENTORY_CONNECT_FAILED;
-    Module().serialNumber.result = VKT_INVENTORY_TRANSPORT_ERROR;
+    Module().serialNumber.result = VKT_INVENTORY_CONNECT_FAILED;
     const Ran ran = RunConnected({"identity"});
     EXPECT_EQ(ran.code, ExitCode::someQueriesFailed);
     EXPECT_THAT(ran.out, HasSubstr("Chassis A"));
