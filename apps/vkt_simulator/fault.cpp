@@ -42,6 +42,7 @@ Delivery FaultyEnclosure::Serve(std::uint8_t netFn, std::uint8_t command,
                                 const std::vector<std::uint8_t>& data)
 {
     Delivery delivery;
+    delivery.crashed = ++requests_ == crashAtRequest_;
     delivery.answer = enclosure_.Serve(netFn, command, data);
     for (Fault& fault : faults_) {
         if (!fault.Hits(netFn, command, data)) {

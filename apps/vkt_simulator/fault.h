@@ -44,14 +44,17 @@ struct Delivery
     Answer answer;
     std::chrono::milliseconds latency{0};
     bool dropped = false;
+    bool crashed = false;  ///< the module dies of the request: this process ends as if killed
 };
 
 /// An enclosure that answers as its faults let it.
 class FaultyEnclosure
 {
 public:
-    FaultyEnclosure(EnclosureState state, std::vector<Fault> faults)
-        : enclosure_(std::move(state)), faults_(std::move(faults))
+    /// @param crashAtRequest the number, from 1, of the request that the module does not survive
+    FaultyEnclosure(EnclosureState state, std::vector<Fault> faults,
+                    std::optional<std::uint32_t> crashAtRequest = {})
+        : enclosure_(std::move(state)), faults_(std::move(faults)), crashAtRequest_(crashAtRequest)
     {
     }
 
@@ -61,6 +64,8 @@ public:
 private:
     Enclosure enclosure_;
     std::vector<Fault> faults_;
+    std::optional<std::uint32_t> crashAtRequest_;
+    std::uint32_t requests_ = 0;
 };
 
 }  // namespace Tulvo::Simulator

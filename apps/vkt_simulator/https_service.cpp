@@ -3,6 +3,8 @@
 
 #include <strings.h>
 
+#include <csignal>
+
 #include "apps/vkt_simulator/base64.h"
 #include "apps/vkt_simulator/hexadecimal.h"
 #include "apps/vkt_simulator/json_members.h"
@@ -146,7 +148,7 @@ HttpsService::HttpsService(const Scenario& scenario)
       busy_(scenario.sessions == 0),
       sessions_(scenario.sessions, scenario.https.sessionLifetime),
       faults_(scenario.https.faults),
-      enclosure_(scenario.enclosure, scenario.faults)
+      enclosure_(scenario.enclosure, scenario.faults, scenario.crashAtRequest)
 {
 }
 
@@ -229,6 +231,9 @@ HttpsReply HttpsService::SendIpmiCommand(const HttpsRequest& request)
     }
     const RawRequest raw = ReadRawRequest(ParseBody(request));
     const Delivery delivery = enclosure_.Serve(raw.netFn, raw.command, raw.data);
+    if (delivery.crashed) {
+        std::raise(SIGKILL);
+    }
     HttpsReply reply = delivery.dropped ? RedfishError(504, "the module did not answer")
                                         : RawAnswer(raw, delivery);
     reply.latency = delivery.latency;

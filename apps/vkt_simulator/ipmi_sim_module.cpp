@@ -7,6 +7,7 @@ extern "C" {  // this header does not say so itself
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <limits>
@@ -41,6 +42,9 @@ void Handle(lmc_data_t* /*controller*/, msg_t* message, unsigned char* answer,
 {
     const Delivery delivery = module->enclosure.Serve(
         message->netfn, message->cmd, {message->data, message->data + message->len});
+    if (delivery.crashed) {
+        std::raise(SIGKILL);
+    }
     // The server has one thread, as a small module has: while one answer is late, all are.
     std::this_thread::sleep_for(delivery.latency);
     module->dropAnswer = delivery.dropped;
@@ -106,10 +110,10 @@ VKT_EXPORT int ipmi_sim_module_init(sys_data_t* /*system*/, const char* options)
     using namespace Tulvo::Simulator;
     try {
         Scenario scenario = ParseScenario(ReadScenarioFile(options), options);
-        module = std::make_unique<Module>(
-            Module{{std::move(scenario.enclosure), std::move(scenario.faults)},
-                   scenario.sessions,
-                   scenario.credentials.privilege});
+        module = std::make_unique<Module>(Module{
+            {std::move(scenario.enclosure), std::move(scenario.faults), scenario.crashAtRequest},
+            scenario.sessions,
+            scenario.credentials.privilege});
         RegisterHandlers();
         return 0;
     } catch (const std::exception& error) {

@@ -297,6 +297,7 @@ Scenario ReadScenario(const JsonValue& value)
     if (members.Has("sessions")) {
         scenario.sessions = members["sessions"].Number(0, kMaxSessions);
     }
+    scenario.crashAtRequest = ReadCount(members, "crashAtRequest");
     if (members.Has("https")) {
         scenario.https = ReadHttps(members["https"]);
     }

@@ -6,6 +6,7 @@
 #define APPS_VKT_SIMULATOR_SCENARIO_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,8 @@ struct Scenario
     std::vector<Fault> faults;
     std::uint32_t sessions = kMaxSessions;  ///< how many are possible at the same time; 0: too busy
     HttpsBehaviour https;
+    /// The request, from 1 and over each road, that the module does not survive.
+    std::optional<std::uint32_t> crashAtRequest;
 };
 
 /// Reads `text`; messages call it `name`. Nothing is guessed: what is unknown, missing, of another

@@ -129,5 +129,14 @@ TEST_F(Faults, AddUp)
     EXPECT_EQ(delivery.answer, (Answer{0, {'E'}}));
 }
 
+TEST(Crash, HitsTheOneRequestOfItsNumberWhateverItIs)
+{
+    FaultyEnclosure enclosure({}, {}, 3);
+    EXPECT_FALSE(enclosure.Serve(0x32, 0xB0, {0x05, 0x00}).crashed);
+    EXPECT_FALSE(enclosure.Serve(0x06, 0x01, {}).crashed);
+    EXPECT_TRUE(enclosure.Serve(0x32, 0xA8, {}).crashed);
+    EXPECT_FALSE(enclosure.Serve(0x32, 0xA8, {}).crashed);
+}
+
 }  // namespace
 }  // namespace Tulvo::Simulator

@@ -159,6 +159,7 @@ TEST(Scenario, ReadsFaults)
 {
     json document = Vkt2Scenario();
     document["sessions"] = 4;
+    document["crashAtRequest"] = 17;
     document["faults"] = json::parse(R"([
         {"netFn": 50, "command": 176, "data": "050B", "kind": "latency", "milliseconds": 40},
         {"netFn": 50, "command": 168, "kind": "drop", "times": 2},
@@ -167,6 +168,7 @@ TEST(Scenario, ReadsFaults)
          "keepData": true}])");
     const Scenario scenario = ParseScenario(document.dump(), "file.json");
     EXPECT_EQ(scenario.sessions, 4U);
+    EXPECT_EQ(scenario.crashAtRequest, 17U);
     ASSERT_EQ(scenario.faults.size(), 4U);
     EXPECT_EQ(scenario.faults[0].netFn, 0x32);
     EXPECT_EQ(scenario.faults[0].command, 0xB0);
@@ -296,6 +298,7 @@ TEST(Scenario, NamesFileAndPlaceAndReasonOfABadValue)
         {"/module/serialNumber", std::string(33, 'S'), "must be 0 to 32 printable ASCII"},
         {"/description", "", "must be 1 to 100 printable ASCII characters"},
         {"/sessions", 64, "must be an integer from 0 to 63, not 64"},
+        {"/crashAtRequest", 0, "must be an integer from 1 to 1000000, not 0"},
         {"/tilde~0and~1slash", 1, "there is no such member"},
         {"/faults", 1, "must be an array, not number"},
     };
