@@ -10,8 +10,17 @@
 
 #include "module/ipmi/ipmi_client/ipmi_client.h"
 
-/// AddressSanitizer's count, where there is one: it has a heap of its own.
-extern "C" [[gnu::weak]] std::size_t __sanitizer_get_current_allocated_bytes();
+// AddressSanitizer has a heap of its own.
+#if defined(__SANITIZE_ADDRESS__)
+#define VKT_SANITIZED_HEAP
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define VKT_SANITIZED_HEAP
+#endif
+#endif
+#ifdef VKT_SANITIZED_HEAP
+#include <sanitizer/allocator_interface.h>
+#endif
 
 namespace Tulvo {
 namespace {
@@ -63,9 +72,11 @@ std::ptrdiff_t OpenFiles()
 
 std::size_t HeapBytes()
 {
-    return __sanitizer_get_current_allocated_bytes != nullptr
-               ? __sanitizer_get_current_allocated_bytes()
-               : mallinfo2().uordblks;
+#ifdef VKT_SANITIZED_HEAP
+    return __sanitizer_get_current_allocated_bytes();
+#else
+    return mallinfo2().uordblks;
+#endif
 }
 
 }  // namespace Tulvo
