@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the client makes of a network that loses, repeats and delays packets, and of somebody on the
 // way who changes them.
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 
 #include "tests/fakes/fake_log.h"
+#include "tests/ipmi_client/loopback.h"
 #include "tests/ipmi_client/meddling_relay.h"
 #include "tests/ipmi_client/server_test.h"
 
@@ -72,7 +76,8 @@ TEST_F(HostileNetworkTest, EachStatusHasItsMeaning)
         {kRakp2, 0x0A, CONNECTION_REFUSED, "privilege administrator"},
         {kRakp2, 0x0C, CONNECTION_REFUSED, "user name"},
         {kRakp2, 0x0D, CONNECTION_REFUSED, "user name"},
-        {kRakp4, 0x0F, CONNECTION_REFUSED, "password is wrong"},
+        {kRakp2, 0x0F, CONNECTION_REFUSED, "password is wrong"},
+        {kRakp4, 0x0F, CONNECTION_TRY_AGAIN, "changed on its way"},
     };
     for (const StatusCase& c : cases) {
         SCOPED_TRACE(std::to_string(c.reply) + ": " + std::to_string(c.status));
@@ -137,6 +142,44 @@ TEST_F(HostileNetworkTest, ALogInWithAnyChangedReplyFails)
         EXPECT_NE(ClientAt(relay.Port())->connect(), CONNECTION_CONNECTED) << int{reply};
     }
     EXPECT_EQ(FreeSessions(), kServerSessions);
+}
+
+TEST_F(HostileNetworkTest, NoChangeAfterTheModulesProofIsTakenForAWrongPassword)
+{
+    WaitHalfASecond();
+    const auto changeLastByte = [](Datagram& d) { d.back() ^= 1; };
+    const MeddlingRelay inReply(server.Port(), MeddlingRelay::PassOn,
+                                Change(kRakp4, changeLastByte));
+    const MeddlingRelay inRequest(server.Port(), Change(kRakp3, changeLastByte));
+    for (const MeddlingRelay* relay : {&inReply, &inRequest}) {
+        const auto client = ClientAt(relay->Port());
+        EXPECT_EQ(client->connect(), CONNECTION_TRY_AGAIN);
+        EXPECT_THAT(client->lastError(), HasSubstr("changed on its way"));
+    }
+    EXPECT_EQ(FreeSessions(), kServerSessions);
+}
+
+TEST_F(HostileNetworkTest, WhatAnotherAddressSendsIsNotHeard)
+{
+    // Somebody who sees every reply, and has it arrive first, but not from the module's address.
+    const int elsewhere = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const MeddlingRelay* way = nullptr;
+    const MeddlingRelay relay(
+        server.Port(), MeddlingRelay::PassOn, [&](const Datagram& d) -> std::vector<Datagram> {
+            const sockaddr_in client = Loopback(way->ClientPort());
+            Datagram refusal = d;
+            refusal[std::min(kStatus, d.size() - 1)] = 0x0D;
+            for (const Datagram& forged : {refusal, d}) {
+                sendto(elsewhere, forged.data(), forged.size(), 0, Generic(client), sizeof client);
+            }
+            return Carries(d, kSealedIpmi) ? std::vector<Datagram>{} : std::vector<Datagram>{d};
+        });
+    way = &relay;
+    WaitHalfASecond();
+    const auto client = ClientAt(relay.Port());
+    EXPECT_EQ(client->connect(), CONNECTION_TRY_AGAIN);
+    EXPECT_THAT(client->lastError(), HasSubstr("no answer within"));
+    close(elsewhere);
 }
 
 TEST_F(HostileNetworkTest, AnAnswerInPlainTextIsNotTaken)

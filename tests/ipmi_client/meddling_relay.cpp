@@ -36,6 +36,11 @@ MeddlingRelay::~MeddlingRelay()
     }
 }
 
+std::uint16_t MeddlingRelay::ClientPort() const
+{
+    return ntohs(answerTo_);
+}
+
 void MeddlingRelay::Run()
 {
     std::array<pollfd, 3> events{pollfd{stop_, POLLIN, 0}, pollfd{client_, POLLIN, 0},
@@ -74,7 +79,7 @@ void MeddlingRelay::FromServer()
     const ssize_t length = recv(server_, datagram.data(), datagram.size(), 0);
     if (length >= 0) {
         datagram.resize(static_cast<std::size_t>(length));
-        const sockaddr_in to = Loopback(ntohs(answerTo_));
+        const sockaddr_in to = Loopback(ClientPort());
         for (const Datagram& changed : toClient_(datagram)) {
             sendto(client_, changed.data(), changed.size(), 0, Generic(to), sizeof to);
         }

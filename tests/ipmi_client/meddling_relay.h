@@ -58,6 +58,8 @@ public:
     ~MeddlingRelay();
 
     std::uint16_t Port() const { return port_; }
+    /// Of the client that spoke last; for meddlers.
+    std::uint16_t ClientPort() const;
 
 private:
     void Run();

@@ -121,6 +121,14 @@ Outcome NoRandomNumber()
     return LocalFault("drawing a random number");
 }
 
+/// The module has proved that it knows the password before it says that. So the password is right,
+/// and something was changed on the way, or the module has mixed up two log-ins.
+Outcome ProofRejected()
+{
+    return {CONNECTION_TRY_AGAIN,
+            "the log-in was changed on its way, though the password is right; try again"};
+}
+
 /// Completion codes of a module that cannot answer now: node busy, timeout, out of space, being
 /// updated, being initialised.
 bool IsBusy(std::uint8_t completionCode)
@@ -137,6 +145,12 @@ bool Agrees(const FiidObject& reply, const Algorithms& algorithms)
            reply.Number("integrity_payload.integrity_algorithm") == algorithms.integrity &&
            reply.Number("confidentiality_payload.confidentiality_algorithm") ==
                algorithms.confidentiality;
+}
+
+/// 0 when no reply came.
+std::uint8_t StatusOf(const FiidObject& reply)
+{
+    return static_cast<std::uint8_t>(reply.Number("rmcpplus_status_code"));
 }
 
 /// Whether a log-in message is for this session. Its id is random, so who is not on the way can
@@ -335,14 +349,14 @@ Outcome RmcpSession::Prove()
     stage_ = Stage::kProving;
     Outcome outcome = ExchangeLogin(kType, request, reply, settings_.sessionTimeout);
     if (!outcome.Good()) {
-        return outcome;
+        return StatusOf(reply) == kInvalidIntegrityCheckValue ? ProofRejected() : outcome;
     }
     const int proven = ipmi_rmcpplus_check_rakp_4_integrity_check_value(
         state_.algorithms.authentication, state_.sessionKey.Data(), state_.sessionKey.Size(),
         consoleRandom_.data(), kRandomSize, state_.moduleId, moduleGuid_.data(), kRandomSize,
         reply.Get());
     if (proven != 1) {
-        return OutcomeOfStatus(kInvalidIntegrityCheckValue, settings_);
+        return ProofRejected();
     }
     stage_ = Stage::kOpen;
     return {};
@@ -422,8 +436,7 @@ Outcome RmcpSession::ExchangeLogin(std::uint8_t type, const FiidObject& request,
     if (!outcome.Good()) {
         return outcome;
     }
-    const auto status = static_cast<std::uint8_t>(reply.Number("rmcpplus_status_code"));
-    return OutcomeOfStatus(status, settings_);
+    return OutcomeOfStatus(StatusOf(reply), settings_);
 }
 
 /// Fills `reply` when the packet is the reply to the last log-in message, which had this type.
