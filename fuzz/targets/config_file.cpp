@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 
 #include "fuzz/input_reader.h"
@@ -81,13 +82,26 @@ bool IsGoodAnswer(const Answer<Value>& answer, const std::string& path, Input co
     return answer.value.has_value();
 }
 
-void RequirePin(const std::string& pin)
+bool IsDigest(std::string_view text)
 {
-    constexpr std::size_t kLength = 52;  // sha256//, 43 digits and an equals sign
-    if (Https::IsPin(pin)) {
-        Require((pin.size() + 1) % (kLength + 1) == 0 && pin.starts_with("sha256//") &&
-                    pin.find_first_of(" /\\\n", 8) != 8,
-                "a pin is one or more digests of a key");
+    constexpr std::string_view kStart = "sha256//";
+    constexpr std::size_t kLength = 52;  // with 43 digits and an equals sign
+    const auto isDigit = [](unsigned char character) {
+        return std::isalnum(character) != 0 || character == '+' || character == '/';
+    };
+    return text.size() == kLength && text.starts_with(kStart) && text.back() == '=' &&
+           std::all_of(text.begin() + kStart.size(), text.end() - 1, isDigit);
+}
+
+void RequirePin(std::string_view pin)
+{
+    if (!Https::IsPin(pin)) {
+        return;
+    }
+    for (std::size_t start = 0; start <= pin.size();) {
+        const std::size_t end = std::min(pin.find(';', start), pin.size());
+        Require(IsDigest(pin.substr(start, end - start)), "a pin is one or more digests of a key");
+        start = end + 1;
     }
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cctype>
 
 #include "fuzz/input_reader.h"
 #include "fuzz/require.h"

@@ -5,6 +5,7 @@
 #ifndef TESTS_DECODERS_VERDICTS_H
 #define TESTS_DECODERS_VERDICTS_H
 
+#include <array>
 #include <cstddef>
 
 #include "module/vkt/vkt_inventory/vkt_inventory.h"
@@ -24,7 +25,8 @@ Verdict FilledFrom(const Answer& answer, std::size_t minimum);
 template <std::size_t onVkt2, std::size_t elsewhere>
 Verdict ByLength(const Answer& answer)
 {
-    return FilledFrom(answer, answer.vktType == VKT_TYPE_VKT2 ? onVkt2 : elsewhere);
+    constexpr std::array<std::size_t, 2> kNeeded{elsewhere, onVkt2};
+    return FilledFrom(answer, kNeeded[answer.vktType == VKT_TYPE_VKT2 ? 1 : 0]);
 }
 
 Verdict OfMachineType(const Answer& answer);
