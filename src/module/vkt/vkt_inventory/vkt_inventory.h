@@ -157,7 +157,10 @@ public:
     /// Chooses the transport by `connectionInfo.connectionType` (7 RMCP+, 9 HTTPS) and reads the
     /// module's type and status, which fix the node and power-supply counts for good. A module that
     /// does not answer makes this take 18 seconds and more; it never fails visibly: GetNodeNub()
-    /// then returns 0. With any other connection type no query may be called.
+    /// then returns 0. A module that tells its status but did not tell its type is read as a
+    /// first-generation one, which gives a VKT2's readings wrong; the configuration key
+    /// `MODULE_TYPE` (0 first generation, 1 VKT2) rules that out. With any other connection type no
+    /// query may be called.
     explicit VKTInventory(const TulvoConnection::ConnectionInfo& connectionInfo);
     ~VKTInventory();
     VKTInventory(const VKTInventory&) = delete;
