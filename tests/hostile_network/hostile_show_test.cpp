@@ -42,9 +42,9 @@ struct Climate
 // Lost, doubled, held, followed by an old one, cut, bit flipped. What is only lost or late is asked
 // for again; a changed packet of the log-in, which nothing vouches for yet, may end it.
 constexpr Climate kClimates[] = {
-    {"Lossy", {40, 30, 30, 30, 0, 0}, 600, 15, 1, 200, 80},
-    {"Damaging", {5, 5, 5, 5, 5, 5}, 600, 15, 201, 400, 30},
-    {"Savage", {150, 50, 100, 50, 50, 50}, 90, 15, 401, 600, 0},
+    {"Lossy", {40, 30, 30, 30, 0, 0}, 600, 20, 1, 200, 80},
+    {"Damaging", {5, 5, 5, 5, 5, 5}, 600, 20, 201, 400, 30},
+    {"Savage", {150, 50, 100, 50, 50, 50}, 90, 20, 401, 600, 0},
 };
 
 // What a busy host needs to look after the module.
@@ -227,7 +227,7 @@ private:
 TEST_P(HostileShow, ReadsRightOrNamesWhatFailed)
 {
     // Most of the time they wait for packets that do not come.
-    constexpr int kAtOnce = 24;
+    constexpr int kAtOnce = 16;
     constexpr unsigned kSecondsToHang = 200;
     const Climate& climate = GetParam();
     const Seeds seeds = SeedsOf(climate);

@@ -25,6 +25,8 @@
 namespace Tulvo {
 namespace {
 
+constexpr std::size_t kServerSessions = 63;
+
 constexpr const char* kUser = "admin";
 constexpr const char* kPassword = "enclosure";
 
@@ -57,8 +59,12 @@ std::size_t SessionsOn(const Simulator::IpmiSimServer& server)
     IpmiClient client("127.0.0.1", kUser, kPassword, std::to_string(server.Port()), 3);
     std::vector<std::uint8_t> data;
     std::uint8_t completionCode = 0;
-    if (client.connect() != CONNECTION_CONNECTED ||
-        client.send(getSessionInfo, data, completionCode) != 0 || data.size() < 3) {
+    const CONNECTIONSTATE state = client.connect();
+    if (client.lastError().find("no session free") != std::string::npos) {
+        return kServerSessions;
+    }
+    if (state != CONNECTION_CONNECTED || client.send(getSessionInfo, data, completionCode) != 0 ||
+        data.size() < 3) {
         throw std::runtime_error("the module does not tell its sessions: " + client.lastError());
     }
     return data[2] - 1U;
