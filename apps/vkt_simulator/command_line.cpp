@@ -19,12 +19,19 @@ std::string Footer()
     return text;
 }
 
+std::string Complaint(const CLI::App*, const CLI::Error& error)
+{
+    return "vkt-simulator: " + std::string(error.what()) + "; --help tells more\n";
+}
+
 void Describe(CLI::App& app, CommandLine& line)
 {
     app.description(
         "Plays one enclosure's management module on loopback, over RMCP+ (IPMI 2.0)\n"
         "and HTTPS. When it is ready to answer it prints one line with its endpoints\n"
         "as JSON; it ends on SIGTERM or SIGINT and leaves nothing behind.");
+    app.set_help_flag("-h,--help", "Print this help and end");
+    app.set_version_flag("-V,--version", "vkt-simulator " VKT_VERSION, "Print the version and end");
     app.add_option("-s,--scenario", line.scenario,
                    "A scenario's file, or the name of one of --list")
         ->type_name("SCENARIO");
@@ -43,6 +50,7 @@ void Describe(CLI::App& app, CommandLine& line)
     app.add_flag("--statistics", line.statistics,
                  "At the end, count TLS handshakes in a line of JSON");
     app.footer(Footer());
+    app.failure_message(Complaint);
 }
 
 }  // namespace

@@ -21,8 +21,10 @@ namespace {
 
 using testing::AllOf;
 using testing::AnyOf;
+using testing::EndsWith;
 using testing::Eq;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 const char* const kAccount = "-P enclosure -H 127.0.0.1 -N 1 -R 1";
 
@@ -212,12 +214,25 @@ TEST_F(VktSimulator, NamesFileAndFieldAndReasonOfABadScenario)
 TEST_F(VktSimulator, ListsAndExplains)
 {
     SimulatorProcess list({"--list"});
-    EXPECT_THAT(list.Rest(),
-                ::testing::StartsWith("busy\n    VKT2 that has no room for another session\n"));
+    EXPECT_THAT(list.Rest(), StartsWith("busy\n    VKT2 that has no room for another session\n"));
     SimulatorProcess help({"--help"});
     EXPECT_THAT(help.Rest(), AllOf(HasSubstr("--scenario"), HasSubstr("Exit codes:"),
                                    HasSubstr("--allow-remote"), HasSubstr("Example:")));
     EXPECT_EQ(help.ExitCode(), 0);
+    for (const char* const flag : {"-V", "--version"}) {
+        SimulatorProcess version({flag});
+        EXPECT_EQ(version.Rest(), "vkt-simulator " VKT_VERSION "\n");
+        EXPECT_EQ(version.ExitCode(), 0);
+    }
+}
+
+TEST_F(VktSimulator, CallsAWrongWordByItsNameAndItself)
+{
+    SimulatorProcess simulator({"--scenarios"});
+    EXPECT_EQ(simulator.ExitCode(), 2);
+    EXPECT_THAT(simulator.ErrorText(),
+                AllOf(StartsWith("vkt-simulator: "), HasSubstr("--scenarios"),
+                      EndsWith("; --help tells more\n")));
 }
 
 TEST_F(VktSimulator, AsksForTheScenariosAccount)
