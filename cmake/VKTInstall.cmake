@@ -40,6 +40,13 @@ function(vkt_install_program target)
   install(TARGETS ${target} RUNTIME COMPONENT Tools)
 endfunction()
 
+# A target that builds all that is installed, and no test.
+function(vkt_add_installed_target)
+  add_custom_target(vkt_installed)
+  add_dependencies(vkt_installed
+    vktinventory_command vktinventory_static vkt-simulator vkt_reference_files)
+endfunction()
+
 # What makes find_package(VKTInventory) and `pkg-config vktinventory` find the library.
 function(vkt_install_package_files)
   set(folder "${PROJECT_BINARY_DIR}/package_files")

@@ -4,9 +4,6 @@
 # Should Debian package the same version one day, its package stands above ours.
 set(VKT_PACKAGE_RELEASE 0vkt1)
 set(VKT_PACKAGE_MAINTAINER "vktinventory developers <maintainers@example.invalid>")
-add_custom_target(vkt_packaged)
-add_dependencies(vkt_packaged
-  vktinventory_command vktinventory_static vkt-simulator vkt_reference_files)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_VERBATIM_VARIABLES ON)
