@@ -3,8 +3,6 @@
 // host, so a log-in whose parameters are fine ends with CONNECTION_TRY_AGAIN.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <cstdint>
 #include <map>
@@ -15,6 +13,7 @@
 #include "module/ipmi/ipmi_client/ipmi_client.h"
 #include "tests/fakes/fake_config.h"
 #include "tests/fakes/fake_log.h"
+#include "tests/support/few_descriptors.h"
 
 namespace Tulvo {
 namespace {
@@ -249,26 +248,6 @@ TEST(Disconnect, WithoutASessionDoesNothing)
     EXPECT_THAT(log.Lines(), IsEmpty());
 }
 
-/// Leaves this process so many descriptors that it can still open.
-class FewDescriptors
-{
-public:
-    explicit FewDescriptors(rlim_t left)
-    {
-        getrlimit(RLIMIT_NOFILE, &before_);
-        const int lowestFree = dup(STDERR_FILENO);
-        close(lowestFree);
-        const rlimit few{static_cast<rlim_t>(lowestFree) + left, before_.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &few);
-    }
-    FewDescriptors(const FewDescriptors&) = delete;
-    FewDescriptors& operator=(const FewDescriptors&) = delete;
-    ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
-
-private:
-    rlimit before_{};
-};
-
 TEST(Descriptors, OneForTheSocketIsEnoughToAskAModule)
 {
     Fakes::FakeConfig config;
@@ -276,6 +255,15 @@ TEST(Descriptors, OneForTheSocketIsEnoughToAskAModule)
     const FewDescriptors few(1);
     EXPECT_EQ(client.connect(), CONNECTION_TRY_AGAIN);
     EXPECT_THAT(client.lastError(), HasSubstr("nothing listens"));
+}
+
+TEST(Descriptors, NoneLeftIsTheReasonThatIsTold)
+{
+    Fakes::FakeConfig config;
+    IpmiClient client = Client({});
+    const FewDescriptors few(0);
+    EXPECT_EQ(client.connect(), CONNECTION_FAILED);
+    EXPECT_THAT(client.lastError(), HasSubstr("Too many open files"));
 }
 
 }  // namespace

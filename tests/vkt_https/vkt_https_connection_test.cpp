@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <future>
 
+#include "tests/support/few_descriptors.h"
 #include "tests/vkt_https/https_fixture.h"
 
 namespace Tulvo::Tests {
@@ -39,6 +40,16 @@ TEST_F(Connection, NoServerIsNoConnection)
     server.reset();
     Connect(record);
     ExpectFailure(VKT_HTTPS_CONNECT_FAILED, "Connection refused");
+}
+
+TEST_F(Connection, NoDescriptorLeftIsNoConnectionAndTheReasonIsTold)
+{
+    Serve(Always(GoodReply()));
+    {
+        const FewDescriptors few(0);
+        ExpectFailure(VKT_HTTPS_CONNECT_FAILED, "Too many open files");
+    }
+    ExpectAnswer();
 }
 
 TEST_F(Connection, UnknownNameIsNoConnection)

@@ -3,6 +3,7 @@
 
 #include <netdb.h>
 
+#include <cerrno>
 #include <cstring>
 #include <future>
 #include <memory>
@@ -18,9 +19,14 @@ constexpr std::size_t kMostEndpoints = 4;
 
 struct Found
 {
-    int error = 0;
-    std::vector<Endpoint> endpoints;
+    std::string failure{};  ///< Empty when there are endpoints.
+    std::vector<Endpoint> endpoints{};
 };
+
+std::string Reason(int error)
+{
+    return error == EAI_SYSTEM ? std::generic_category().message(errno) : gai_strerror(error);
+}
 
 std::vector<Endpoint> Copy(const addrinfo* list)
 {
@@ -41,8 +47,10 @@ Found Ask(const std::string& host, std::uint16_t port, int flags)
     hints.ai_flags = flags | AI_NUMERICSERV;
     addrinfo* list = nullptr;
     Found found;
-    found.error = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &list);
-    if (found.error == 0) {
+    const int error = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &list);
+    if (error != 0) {
+        found.failure = Reason(error);
+    } else {
         found.endpoints = Copy(list);
         freeaddrinfo(list);
     }
@@ -58,11 +66,11 @@ Found AskWithin(std::chrono::milliseconds limit, const std::string& host, std::u
     std::future<Found> future = task.get_future();
     try {
         std::thread(std::move(task)).detach();
-    } catch (const std::system_error&) {
-        return {EAI_AGAIN, {}};
+    } catch (const std::system_error& fault) {
+        return {std::string("no thread can be started to look it up: ") + fault.what()};
     }
     return future.wait_for(limit) == std::future_status::ready ? future.get()
-                                                               : Found{EAI_AGAIN, {}};
+                                                               : Found{Reason(EAI_AGAIN)};
 }
 
 std::string WithoutBrackets(const std::string& host)
@@ -78,12 +86,11 @@ Outcome LookUpHost(const std::string& host, std::uint16_t port, std::chrono::mil
 {
     const std::string name = WithoutBrackets(host);
     Found found = Ask(name, port, AI_NUMERICHOST);
-    if (found.error != 0) {
+    if (!found.failure.empty()) {
         found = AskWithin(limit, name, port);
     }
-    if (found.error != 0) {
-        return {CONNECTION_FAILED, "the address cannot be resolved (" +
-                                       std::string(gai_strerror(found.error)) +
+    if (!found.failure.empty()) {
+        return {CONNECTION_FAILED, "the address cannot be resolved (" + found.failure +
                                        "); check its spelling and the name service"};
     }
     endpoints = std::move(found.endpoints);

@@ -55,11 +55,6 @@ const fiid_field_t* LayoutOf(std::uint8_t type)
     }
 }
 
-Outcome LocalFault(const char* step)
-{
-    return {CONNECTION_FAILED, std::string(step) + " failed on this host; report this"};
-}
-
 Outcome NoAnswer(std::chrono::milliseconds limit)
 {
     return {CONNECTION_TRY_AGAIN, "no answer within " + std::to_string(limit.count()) +
@@ -72,7 +67,6 @@ Outcome Interrupted()
     return {CONNECTION_FAILED, "interrupted; the program is ending"};
 }
 
-/// The cryptographic library below ends the process when it cannot open a file as it starts up.
 bool HasSpareDescriptor()
 {
     const int spare = open("/dev/null", O_RDONLY | O_CLOEXEC);
@@ -83,15 +77,30 @@ bool HasSpareDescriptor()
     return true;
 }
 
+Outcome NoDescriptor()
+{
+    return {CONNECTION_FAILED, std::string("no file can be opened on this host (") +
+                                   std::strerror(errno) + "); raise its limit of open files"};
+}
+
+/// A step of the libraries below, which open files themselves and do not say why they fail.
+Outcome LocalFault(const char* step)
+{
+    if (!HasSpareDescriptor()) {
+        return NoDescriptor();
+    }
+    return {CONNECTION_FAILED, std::string(step) + " failed on this host; report this"};
+}
+
 /// Once for the process; a failure is tried again by the next log-in.
 Outcome StartLibrary()
 {
     static std::mutex mutex;
     static bool ready = false;
     const std::lock_guard lock(mutex);
+    // The cryptographic library ends the process when it cannot open a file as it starts up.
     if (!ready && !HasSpareDescriptor()) {
-        return {CONNECTION_FAILED, std::string("no file can be opened on this host (") +
-                                       std::strerror(errno) + "); raise its limit of open files"};
+        return NoDescriptor();
     }
     ready = ready || ipmi_rmcpplus_init() == 0;
     return ready ? Outcome{} : LocalFault("starting the cryptographic library");

@@ -61,6 +61,15 @@ int EndWhenInterrupted(void* /*data*/, curl_off_t /*toReceive*/, curl_off_t /*re
     return Interruption::Raised() ? 1 : 0;
 }
 
+// libcurl keeps to itself why it gets no socket, and lets the programs that a host starts inherit
+// those that it opens.
+curl_socket_t OpenSocket(void* error, curlsocktype /*purpose*/, curl_sockaddr* address)
+{
+    const int opened = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+    *static_cast<int*>(error) = opened < 0 ? errno : 0;
+    return opened;
+}
+
 void SetLimits(CurlOptions& options, const TulvoConnection::ConnectionInfo& info)
 {
     options
@@ -133,6 +142,8 @@ std::optional<Failure> HttpsClient::SetUp(CURL* handle)
     CurlOptions options(handle);
     options.Set(CURLOPT_ERRORBUFFER, errorText_.data())
         .Set(CURLOPT_XFERINFOFUNCTION, &EndWhenInterrupted)
+        .Set(CURLOPT_OPENSOCKETFUNCTION, &OpenSocket)
+        .Set(CURLOPT_OPENSOCKETDATA, &socketError_)
         .Set(CURLOPT_WRITEFUNCTION, &Collect<&ReplyCollector::TakeBody>)
         .Set(CURLOPT_HEADERFUNCTION, &Collect<&ReplyCollector::TakeHeader>);
     SetTransport(options, info_);
@@ -180,6 +191,7 @@ std::optional<Failure> HttpsClient::Perform(const HttpRequest& request, HttpRepl
         return FailureOf(CURLE_FAILED_INIT, false);
     }
     errorText_.front() = '\0';
+    socketError_ = 0;
     proof_ = {};
     const CURLcode result = curl_easy_perform(handle_.get());
     connectionIsSpent_ = false;
@@ -219,10 +231,11 @@ std::string HttpsClient::Detail(CURLcode result) const
 {
     std::string detail =
         errorText_.front() == '\0' ? curl_easy_strerror(result) : errorText_.data();
-    long error = 0;
-    curl_easy_getinfo(handle_.get(), CURLINFO_OS_ERRNO, &error);
+    long connectError = 0;
+    curl_easy_getinfo(handle_.get(), CURLINFO_OS_ERRNO, &connectError);
+    const int error = socketError_ != 0 ? socketError_ : static_cast<int>(connectError);
     if (result == CURLE_COULDNT_CONNECT && error != 0) {
-        detail += ": " + std::generic_category().message(static_cast<int>(error));
+        detail += ": " + std::generic_category().message(error);
     }
     return detail;
 }

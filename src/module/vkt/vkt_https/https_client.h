@@ -66,6 +66,7 @@ private:
     std::string origin_;
     ServerProof proof_;
     std::array<char, CURL_ERROR_SIZE> errorText_{};
+    int socketError_ = 0;
     bool connectionIsSpent_ = false;
     // Last: libcurl writes into the members above until the handle is gone.
     std::unique_ptr<CURL, Close> handle_;

@@ -140,8 +140,8 @@ try {
     completionCode = answer.completionCode;
     return VKT_HTTPS_SUCCESS;
 } catch (...) {
-    // Only memory can have run out.
-    transport_->lastError.clear();
+    // Only memory can have run out. The text needs none: it is short enough for the string itself.
+    transport_->lastError = "out of memory";
     return VKT_HTTPS_INTERNAL_ERROR;
 }
 
