@@ -43,6 +43,9 @@ void ResetSignals()
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
+    for (const int ignored : {SIGPIPE, SIGXFSZ}) {
+        std::signal(ignored, SIG_DFL);
+    }
 }
 
 void SetUpDescriptors(int output, const std::vector<int>& inherited)

@@ -7,8 +7,10 @@
 
 #include <atomic>
 #include <stdexcept>
+#include <system_error>
 #include <thread>
 
+#include "apps/vkt_simulator/connection_threads.h"
 #include "apps/vkt_simulator/file_descriptor.h"
 #include "apps/vkt_simulator/https_service.h"
 #include "apps/vkt_simulator/open_connections.h"
@@ -33,23 +35,17 @@ constexpr const char* kJson = "application/json";
 constexpr const char* kConnection = "Connection";
 constexpr const char* kClose = "close";
 
-// The library's threads, with an account of what connection each one serves.
-class ConnectionThreads : public httplib::ThreadPool
+// What the library takes for the threads that it starts and ends itself.
+class TaskQueue : public httplib::TaskQueue
 {
 public:
-    explicit ConnectionThreads(OpenConnections& connections)
-        : httplib::ThreadPool(kMostConnections), connections_(connections)
-    {
-    }
+    explicit TaskQueue(ConnectionThreads& threads) : threads_(threads) {}
 
-    void enqueue(std::function<void()> serve) override
-    {
-        httplib::ThreadPool::enqueue(
-            [this, serve = std::move(serve)] { connections_.Serve(serve); });
-    }
+    void enqueue(std::function<void()> serve) override { threads_.Enqueue(std::move(serve)); }
+    void shutdown() override { threads_.Finish(); }
 
 private:
-    OpenConnections& connections_;
+    ConnectionThreads& threads_;
 };
 
 bool HasBody(const httplib::Request& request)
@@ -198,7 +194,7 @@ private:
 
     void Configure()
     {
-        server_.new_task_queue = [this] { return new ConnectionThreads(connections_); };
+        server_.new_task_queue = [this] { return new TaskQueue(threads_); };
         server_.set_socket_options(AllowQuickRestart);
         server_.set_tcp_nodelay(true);
         server_.set_keep_alive_max_count(kMostRequests);
@@ -277,6 +273,7 @@ private:
     FileDescriptor file_;
     HttpsService service_;
     OpenConnections connections_;
+    ConnectionThreads threads_{connections_, kMostConnections};
     std::atomic<std::uint64_t> handshakes_ = 0;
     std::atomic<std::uint64_t> requests_ = 0;
     httplib::SSLServer server_;
@@ -286,8 +283,9 @@ private:
 };
 
 HttpsServer::HttpsServer(const std::string& address, std::uint16_t port, const Scenario& scenario)
-    : impl_(std::make_unique<Impl>(address, port, scenario))
-{
+try : impl_(std::make_unique<Impl>(address, port, scenario)) {
+} catch (const std::system_error& fault) {
+    throw std::runtime_error(std::string("the HTTPS server cannot start: ") + fault.what());
 }
 
 HttpsServer::~HttpsServer() = default;

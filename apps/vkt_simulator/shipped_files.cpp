@@ -41,8 +41,7 @@ std::string ModuleFile()
 std::vector<std::string> ScenarioNames()
 {
     std::vector<std::string> names;
-    std::error_code none;
-    for (const auto& entry : fs::directory_iterator(ScenarioFolder(), none)) {
+    for (const auto& entry : fs::directory_iterator(ScenarioFolder())) {
         if (entry.path().extension() == ".json") {
             names.push_back(entry.path().stem().string());
         }

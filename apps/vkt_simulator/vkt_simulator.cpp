@@ -3,13 +3,16 @@
 #include <poll.h>
 
 #include <array>
+#include <csignal>
 #include <cstdint>
 #include <iostream>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <variant>
 
+#include "apps/host_checks.h"
 #include "apps/vkt_simulator/command_line.h"
 #include "apps/vkt_simulator/https_server.h"
 #include "apps/vkt_simulator/ipmi_sim_server.h"
@@ -22,10 +25,17 @@ namespace {
 
 using namespace Tulvo::Simulator;
 
+ExitCode Complain(const std::exception& error, ExitCode exitCode)
+{
+    const bool noMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
+    std::cerr << "vkt-simulator: " << (noMemory ? "no memory is left" : error.what()) << '\n';
+    return noMemory ? CANNOT_RUN : exitCode;
+}
+
 /// Whoever started the simulator reads from it what to do next.
 void Print(const std::string& text)
 {
-    std::cout << text << std::endl;
+    std::cout << text << std::flush;
     if (!std::cout) {
         throw std::runtime_error("the standard output cannot be written");
     }
@@ -35,12 +45,11 @@ int List()
 try {
     for (const std::string& name : ScenarioNames()) {
         const std::string text = ReadScenarioFile(ScenarioFile(name));
-        Print(name + "\n    " + ParseScenario(text, name).description);
+        Print(name + "\n    " + ParseScenario(text, name).description + '\n');
     }
     return ENDED_ON_REQUEST;
 } catch (const std::exception& error) {
-    std::cerr << "vkt-simulator: " << error.what() << '\n';
-    return CANNOT_RUN;
+    return Complain(error, CANNOT_RUN);
 }
 
 // Accounts of a simulated enclosure are no secret, and its answers are no protection either.
@@ -76,7 +85,7 @@ void PrintEndpoints(const CommandLine& line, const Credentials& credentials,
     endpoints["https"] = endpoint(https.Port());
     endpoints["https"]["certificateFile"] = https.CertificateFile();
     endpoints["https"]["pin"] = https.Pin();
-    Print(endpoints.dump());
+    Print(endpoints.dump() + '\n');
 }
 
 void PrintStatistics(const HttpsServer& https)
@@ -86,7 +95,7 @@ void PrintStatistics(const HttpsServer& https)
     line["https"] = {{"handshakes", statistics.handshakes},
                      {"requests", statistics.requests},
                      {"openSessions", statistics.openSessions}};
-    Print(line.dump());
+    Print(line.dump() + '\n');
 }
 
 int WaitForTheEnd(const StopSignals& signals, const IpmiSimServer& server)
@@ -120,8 +129,7 @@ int Play(const CommandLine& line, const StopSignals& signals, const std::string&
         if (signals.Received()) {
             return ENDED_ON_REQUEST;
         }
-        std::cerr << "vkt-simulator: " << error.what() << '\n';
-        return CANNOT_RUN;
+        return Complain(error, CANNOT_RUN);
     }
 }
 
@@ -141,20 +149,34 @@ int Run(const CommandLine& line, const StopSignals& signals)
         text = ReadScenarioFile(file);
         scenario = ParseScenario(text, file);
     } catch (const std::exception& error) {
-        std::cerr << "vkt-simulator: " << error.what() << '\n';
-        return WRONG_USAGE;
+        return Complain(error, WRONG_USAGE);
     }
     return Play(line, signals, text, scenario);
+}
+
+int ParseAndRun(int argc, char** argv)
+{
+    const StopSignals signals;
+    const auto parsed = ParseCommandLine(argc, argv);
+    if (const auto* const end = std::get_if<ExitCode>(&parsed)) {
+        Print("");  // Help has to arrive, too.
+        return *end;
+    }
+    return Run(std::get<CommandLine>(parsed), signals);
 }
 
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    const StopSignals signals;
-    const auto parsed = ParseCommandLine(argc, argv);
-    if (const auto* const end = std::get_if<ExitCode>(&parsed)) {
-        return *end;
+    // A closed pipe, or a limit of file sizes, is an error of the output, like a full disk.
+    for (const int failedWrite : {SIGPIPE, SIGXFSZ}) {
+        std::signal(failedWrite, SIG_IGN);
     }
-    return Run(std::get<CommandLine>(parsed), signals);
+    try {
+        Tulvo::CheckHost();
+        return ParseAndRun(argc, argv);
+    } catch (const std::exception& error) {
+        return Complain(error, CANNOT_RUN);
+    }
 }

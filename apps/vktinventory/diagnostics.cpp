@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <functional>
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "apps/vktinventory/text.h"
@@ -78,7 +79,11 @@ bool IsAboutConfiguration(const LogRecord& record)
 void Line(std::string_view text)
 {
     EraseStandingLine();
-    WriteError("vktinventory: " + Printable(text) + "\n");
+    try {
+        WriteError("vktinventory: " + Printable(text) + "\n");
+    } catch (const std::bad_alloc&) {
+        WriteError("vktinventory: no memory is left, not even to say what else is wrong\n");
+    }
 }
 
 void TakeRecordQuietly(const LogRecord& record)

@@ -16,6 +16,7 @@ enum class ExitCode : int
     noConnection = 3,
     refused = 4,
     outputFailed = 5,
+    hostExhausted = 6,
     interrupted = 130,
 };
 
@@ -32,6 +33,7 @@ inline constexpr ExitCodeMeaning kExitCodes[] = {
     {ExitCode::noConnection, "no connection to the module"},
     {ExitCode::refused, "refused: log-in, privilege, cipher suite, certificate"},
     {ExitCode::outputFailed, "the results could not be written"},
+    {ExitCode::hostExhausted, "this host has no memory or thread left for it"},
     {ExitCode::interrupted, "interrupted (128 and the signal's number)"},
 };
 

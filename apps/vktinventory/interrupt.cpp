@@ -3,6 +3,9 @@
 
 #include <csignal>
 #include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <system_error>
 #include <thread>
 
 #include <unistd.h>
@@ -61,10 +64,17 @@ sigset_t EndingSignals()
 
 void WatchForInterrupts()
 {
-    std::signal(SIGPIPE, SIG_IGN);
+    for (const int failedWrite : {SIGPIPE, SIGXFSZ}) {
+        std::signal(failedWrite, SIG_IGN);
+    }
     const sigset_t signals = EndingSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    std::thread([signals] { EndAt(signals); }).detach();
+    try {
+        std::thread([signals] { EndAt(signals); }).detach();
+    } catch (const std::system_error& fault) {
+        throw std::runtime_error(std::string("no thread can be started (") + fault.what() +
+                                 "); free memory, or raise the limits of memory and processes");
+    }
 }
 
 }  // namespace Tulvo::Cli

@@ -7,7 +7,9 @@
 
 namespace Tulvo::Cli {
 
-/// To be called before any other thread starts. Also lets a broken pipe be an error of write().
+/// To be called before any other thread starts. Also lets a broken pipe or a limit of
+/// file sizes be an error of write().
+/// Throws std::runtime_error when the host has no thread left.
 void WatchForInterrupts();
 
 }  // namespace Tulvo::Cli

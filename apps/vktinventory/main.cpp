@@ -2,7 +2,10 @@
 #include <sys/resource.h>
 
 #include <exception>
+#include <new>
+#include <string_view>
 
+#include "apps/host_checks.h"
 #include "apps/vktinventory/diagnostics.h"
 #include "apps/vktinventory/interrupt.h"
 #include "apps/vktinventory/run.h"
@@ -17,16 +20,29 @@ void ForbidCores()
     setrlimit(RLIMIT_CORE, &limit);
 }
 
+int End(Tulvo::Cli::ExitCode code)
+{
+    return static_cast<int>(code);
+}
+
+int EndExhausted(std::string_view reason)
+{
+    Tulvo::Cli::Complain(reason);
+    return End(Tulvo::Cli::ExitCode::hostExhausted);
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
     ForbidCores();
-    Tulvo::Cli::WatchForInterrupts();
     try {
-        return static_cast<int>(Tulvo::Cli::Run(argc, argv));
+        Tulvo::CheckHost();
+        Tulvo::Cli::WatchForInterrupts();
+        return End(Tulvo::Cli::Run(argc, argv));
+    } catch (const std::bad_alloc&) {
+        return EndExhausted("memory ran out; free some, or raise this process's limit");
     } catch (const std::exception& fault) {
-        Tulvo::Cli::Complain(fault.what());
-        return static_cast<int>(Tulvo::Cli::ExitCode::someQueriesFailed);
+        return EndExhausted(fault.what());
     }
 }

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// What a program makes sure of before it begins, because the libraries that it uses would fail
+/// badly later on.
+#ifndef APPS_HOST_CHECKS_H
+#define APPS_HOST_CHECKS_H
+
+namespace Tulvo {
+
+/// To be called before anything is opened. Throws std::exception, with what to do about it.
+///
+/// - Standard input, output and error that were closed are occupied, so that no file or socket gets
+///   such a number: results and log records would go into it, to the module even. They still fail
+///   with "Bad file descriptor" when they are read or written.
+/// - There has to be memory for a whole run. Where it ends in the midst of their work, the
+///   libraries for cryptography and names blame the peer, or end the process.
+void CheckHost();
+
+}  // namespace Tulvo
+
+#endif
