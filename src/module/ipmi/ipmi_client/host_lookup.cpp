@@ -23,7 +23,7 @@ struct Found
     std::vector<Endpoint> endpoints{};
 };
 
-std::string Reason(int error)
+std::string TextOf(int error)
 {
     return error == EAI_SYSTEM ? std::generic_category().message(errno) : gai_strerror(error);
 }
@@ -49,7 +49,7 @@ Found Ask(const std::string& host, std::uint16_t port, int flags)
     Found found;
     const int error = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &list);
     if (error != 0) {
-        found.failure = Reason(error);
+        found.failure = TextOf(error);
     } else {
         found.endpoints = Copy(list);
         freeaddrinfo(list);
@@ -70,7 +70,7 @@ Found AskWithin(std::chrono::milliseconds limit, const std::string& host, std::u
         return {std::string("no thread can be started to look it up: ") + fault.what()};
     }
     return future.wait_for(limit) == std::future_status::ready ? future.get()
-                                                               : Found{Reason(EAI_AGAIN)};
+                                                               : Found{TextOf(EAI_AGAIN)};
 }
 
 std::string WithoutBrackets(const std::string& host)
