@@ -16,9 +16,9 @@ class VKTHttps;
 /// Generation of a management module.
 enum VKTIype : std::int32_t
 {
-    VKT_TYPE_FIRST_GENERATION = 0,
-    VKT_TYPE_VKT2 = 1,
-    VKT_TYPE_UNKNOWN = 2,
+    VKT_TYPE_FIRST_GENERATION = 0,  ///< It names a platform that the second does not have.
+    VKT_TYPE_VKT2 = 1,              ///< The second: platform 0xFC, 0xFD or 0xFE.
+    VKT_TYPE_UNKNOWN = 2,           ///< Nobody has told yet; no module answers this.
 };
 
 /// How the question ended.
