@@ -18,7 +18,7 @@ import sys
 
 # What g++ must have been given for every translation unit.
 FLAGS = ["-fstack-protector-strong", "-fstack-clash-protection"] + {
-    "x86_64": ["-fcf-protection"],
+    "x86_64": ["-fcf-protection=full"],
     "aarch64": ["-mbranch-protection=standard"],
 }.get(platform.machine(), [])
 
