@@ -103,11 +103,13 @@ documentation_is_there() {
     echo "  manual pages, copyright and changelogs are there"
 }
 
-version_is_the_packages() {
-    version=$(dpkg-query -W -f '${Version}' vktinventory)
-    output=$(ordinary_user vktinventory --version)
-    [ "$output" = "vktinventory ${version%-*}" ] || fail "the package of $version says $output"
-    echo "  vktinventory --version: $output"
+versions_are_the_packages() {
+    for name in vktinventory vkt-simulator; do
+        version=$(dpkg-query -W -f '${Version}' $name)
+        output=$(ordinary_user $name --version)
+        [ "$output" = "$name ${version%-*}" ] || fail "the package of $version says $output"
+        echo "  $name --version: $output"
+    done
 }
 
 # show ROAD FLAG...
@@ -152,7 +154,7 @@ leaves_no_trace() {
 installs
 files_have_right_modes
 documentation_is_there
-version_is_the_packages
+versions_are_the_packages
 show_reads_the_simulator
 simulator_without_ipmi_sim_says_so
 leaves_no_trace
