@@ -79,7 +79,7 @@ protected:
                          tokenField + number + "\r\n" + locationField + number + "\r\n");
         }
         const bool known = arrived.Field("X-Auth-Token") == "token-" + std::to_string(validLogin);
-        return known ? GoodReply() : Reply("401 Unauthorized", "{}");
+        return known ? GoodReply() : Reply("401 Unauthorized", refusal);
     }
 
     /// Method and path of each request that arrived.
@@ -95,6 +95,7 @@ protected:
     std::string loginStatus = "201 Created";
     std::string loginBody = "{}";
     std::string farewellStatus = "204 No Content";
+    std::string refusal = "{}";
     std::string tokenField = "X-Auth-Token: token-";
     std::string locationField = "Location: /redfish/v1/SessionService/Sessions/";
     std::atomic<int> logins = 0;
@@ -146,6 +147,17 @@ TEST_F(Session, RefusedAfterRenewalIsTheResultAndLeavesNoSession)
     EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction, kDelete1, kLogin, kAction, kDelete2));
     client.reset();
     EXPECT_THAT(Arrived(), SizeIs(6));
+}
+
+TEST_F(Session, EchoedTokensAreNotToldEvenWhenEverySessionIsRefused)
+{
+    validLogin = 0;
+    // Each request takes two sessions: 1 and 2, then 3 and 4.
+    for (const char* echoed : {"token-1", "token-4"}) {
+        refusal = R"({"error":{"message":"unknown: )" + std::string(echoed) + "\"}}";
+        ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, "answered 401");
+    }
+    EXPECT_EQ(logins, 4);
 }
 
 TEST_F(Session, OpenedByAReplyThatIsTooLargeIsDeleted)

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "common/log/log.h"
 #include "module/vkt/vkt_https/result_tables.h"
@@ -106,6 +107,7 @@ void RedfishSession::Close() noexcept
     try {
         if (!token_.text.empty()) {
             Delete();
+            formerToken_ = std::move(token_);
         }
     } catch (...) {
         // Out of memory: the module ends the session by itself.
@@ -133,9 +135,10 @@ void RedfishSession::Delete()
         }
     }
     if (failure) {
-        Log(2, __FILE__, __LINE__).Stream() << client_.Origin() << ": the session was not deleted: "
-                                            << Describe(*failure, {token_.text, info_.password})
-                                            << ". The module ends it after its own time limit.";
+        Log(2, __FILE__, __LINE__).Stream()
+            << client_.Origin() << ": the session was not deleted: "
+            << Describe(*failure, {token_.text, formerToken_.text, info_.password})
+            << ". The module ends it after its own time limit.";
     }
 }
 

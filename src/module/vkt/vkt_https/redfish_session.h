@@ -41,12 +41,17 @@ public:
     /// Empty without a session.
     std::string_view Token() const { return token_.text; }
 
+    /// That of the session closed last; empty before. The server may still repeat it in its texts,
+    /// and keeps it valid when it refused to delete the session.
+    std::string_view FormerToken() const { return formerToken_.text; }
+
 private:
     void Delete();
 
     HttpsClient& client_;
     const TulvoConnection::ConnectionInfo& info_;
     SecretText token_;
+    SecretText formerToken_;
     std::string path_;
     std::optional<Interruption::OpenSession> counted_;
 };

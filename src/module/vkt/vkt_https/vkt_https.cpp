@@ -4,6 +4,7 @@
 #include <chrono>
 #include <ios>
 #include <string>
+#include <utility>
 
 #include "common/interruption/interruption.h"
 #include "common/log/log.h"
@@ -49,6 +50,9 @@ struct __attribute__((visibility("hidden"))) VKTHttps::Transport
     TulvoConnection::ConnectionInfo info;
     HttpsClient client{info};
     RedfishSession session{client, info};
+    /// The module refused a new session, too. It is closed only once the failure has been told: the
+    /// server may have echoed the token, by which its text is recognised.
+    bool sessionIsRefused = false;
     std::string lastError;
 };
 
@@ -88,9 +92,7 @@ std::optional<Failure> VKTHttps::Transport::Post(const std::string& body, HttpRe
     session.Close();
     reply = {};
     auto failure = PostInSession(body, reply);
-    if (!failure && reply.status == kUnauthorized) {
-        session.Close();
-    }
+    sessionIsRefused = !failure && reply.status == kUnauthorized;
     return failure;
 }
 
@@ -111,7 +113,8 @@ VKTHttpsErrorCode VKTHttps::Transport::Report(const IPMICOMMAND& request, const 
     const SecretText plain{info.userName + ":" + info.password};
     const SecretText basic{ToBase64(plain.text)};
     lastError = client.Origin().empty() ? "" : client.Origin() + ": ";
-    lastError += Describe(failure, {info.password, basic.text, session.Token()});
+    lastError +=
+        Describe(failure, {info.password, basic.text, session.Token(), session.FormerToken()});
     Log(1, __FILE__, __LINE__).Stream()
         << "IPMI request 0x" << std::hex << +request.netFn << " 0x" << +request.cmd
         << " over HTTPS: " << NameOf(failure.code) << ", " << lastError;
@@ -130,7 +133,7 @@ try {
     IpmiReply answer;
     if (const auto failure = transport_->Ask(request, answer)) {
         const VKTHttpsErrorCode code = transport_->Report(request, *failure);
-        if (Interruption::Raised()) {
+        if (std::exchange(transport_->sessionIsRefused, false) || Interruption::Raised()) {
             transport_->session.Close();
         }
         return code;
