@@ -104,6 +104,9 @@ Day Play(int seed, const Climate& climate, const std::string& whole)
     if (stillOpen != 0) {
         day.verdict.complaints.push_back(std::to_string(stillOpen) + " files stay open");
     }
+    if (LosesMemory()) {
+        day.verdict.complaints.emplace_back("memory is lost");
+    }
     if (sessions > weather.Ledger().Excused()) {
         day.verdict.complaints.push_back(std::to_string(sessions) + " sessions stay open");
     }

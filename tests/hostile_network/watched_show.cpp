@@ -20,6 +20,7 @@
 #endif
 #ifdef VKT_SANITIZED_HEAP
 #include <sanitizer/allocator_interface.h>
+#include <sanitizer/lsan_interface.h>
 #endif
 
 namespace Tulvo {
@@ -74,6 +75,15 @@ std::ptrdiff_t OpenFiles()
 {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
                          std::filesystem::directory_iterator());
+}
+
+bool LosesMemory()
+{
+#ifdef VKT_SANITIZED_HEAP
+    return __lsan_do_recoverable_leak_check() != 0;
+#else
+    return false;
+#endif
 }
 
 std::size_t HeapBytes()
