@@ -77,8 +77,10 @@ class Server(http.server.ThreadingHTTPServer):
         """A client that does not trust us hangs up; that is what these tests are about."""
 
 
-class Https(unittest.TestCase):
+class TlsModule(unittest.TestCase):
     """A module with a certificate of its own for 127.0.0.1."""
+
+    handler = Handler
 
     @classmethod
     def setUpClass(cls):
@@ -101,7 +103,7 @@ class Https(unittest.TestCase):
         cls.pin = "sha256//" + base64.b64encode(hashlib.sha256(public).digest()).decode()
 
     def setUp(self):
-        self.server = Server(("127.0.0.1", 0), Handler)
+        self.server = Server(("127.0.0.1", 0), self.handler)
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(self.certificate, self.key)
         self.server.socket = context.wrap_socket(
@@ -114,6 +116,8 @@ class Https(unittest.TestCase):
         self.addCleanup(thread.join)
         self.addCleanup(self.server.shutdown)
 
+
+class Https(TlsModule):
     def ask(self, *words, host="127.0.0.1", password=PASSWORD, port=None):
         port = port or self.server.server_address[1]
         return run(
