@@ -193,6 +193,19 @@ TEST_F(Session, RefusedLoginIsTheResult)
     EXPECT_THAT(Arrived(), ElementsAre(kLogin));
 }
 
+TEST_F(Session, EchoedLoginIsNotToldThoughItEscapesThePassword)
+{
+    auto record = Record();
+    record.authentication = 1;
+    record.password = R"(a"b\c-s3cret)";
+    Connect(record);
+    loginStatus = "401 Unauthorized";
+    // The message is the log-in's body as it was sent: {"Password":"a\"b\\c-s3cret"}.
+    loginBody = R"({"error":{"message":"no {\"Password\":\"a\\\"b\\\\c-s3cret\"}"}})";
+    ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, "check user name and password");
+    EXPECT_EQ(client->LastError().find("s3cret"), std::string::npos) << client->LastError();
+}
+
 TEST_F(Session, ForbiddenLoginIsTheResult)
 {
     loginStatus = "403 Forbidden";

@@ -142,6 +142,14 @@ void RedfishSession::Delete()
     }
 }
 
+SecretText PasswordInLogin(const std::string& password)
+{
+    nlohmann::json text = password;
+    SecretText quoted{text.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)};
+    Wipe(text.get_ref<std::string&>());
+    return SecretText{quoted.text.substr(1, quoted.text.size() - 2)};
+}
+
 std::string SessionPath(std::string_view location)
 {
     std::string_view path = WithoutOrigin(location);

@@ -56,6 +56,9 @@ private:
     std::optional<Interruption::OpenSession> counted_;
 };
 
+/// The password as a log-in spells it, quotes and backslashes escaped: so a server may echo it.
+SecretText PasswordInLogin(const std::string& password);
+
 /// The path of a session's `Location`, which servers give with or without scheme and host; empty
 /// unless it is that of one session. Only the path counts: the token goes nowhere else.
 std::string SessionPath(std::string_view location);

@@ -112,9 +112,10 @@ VKTHttpsErrorCode VKTHttps::Transport::Report(const IPMICOMMAND& request, const 
 {
     const SecretText plain{info.userName + ":" + info.password};
     const SecretText basic{ToBase64(plain.text)};
+    const SecretText escaped = PasswordInLogin(info.password);
     lastError = client.Origin().empty() ? "" : client.Origin() + ": ";
-    lastError +=
-        Describe(failure, {info.password, basic.text, session.Token(), session.FormerToken()});
+    lastError += Describe(
+        failure, {info.password, basic.text, escaped.text, session.Token(), session.FormerToken()});
     Log(1, __FILE__, __LINE__).Stream()
         << "IPMI request 0x" << std::hex << +request.netFn << " 0x" << +request.cmd
         << " over HTTPS: " << NameOf(failure.code) << ", " << lastError;
