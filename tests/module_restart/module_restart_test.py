@@ -35,7 +35,7 @@ class Module:
         self.healthy = self.file(scenario)
         self.fatal = self.file(scenario | ({"crashAtRequest": crash_at} if crash_at else {}))
         self.died = False
-        self.start(self.fatal)
+        assert self.start(self.fatal)
         # What is said of the ports holds for its whole life.
         self.ports = [
             "--port", str(self.endpoints["rmcp"]["port"]),
@@ -50,13 +50,20 @@ class Module:
         return file
 
     def start(self, scenario, *more):
+        """Whether it plays."""
         self.process = subprocess.Popen(
             [SIMULATOR, "--statistics", "--scenario", scenario.name, *more],
             stdout=subprocess.PIPE,
             stderr=subprocess.DEVNULL,
             text=True,
         )
-        self.endpoints = json.loads(self.process.stdout.readline())
+        line = self.process.stdout.readline()
+        if not line:
+            self.process.wait(PATIENCE)
+            self.process.stdout.close()
+            return False
+        self.endpoints = json.loads(line)
+        return True
 
     def wait_and_restart(self):
         """Returns once the module is there again, or was ended in order."""
@@ -64,7 +71,10 @@ class Module:
         self.died = self.process.returncode != 0
         if self.died:
             self.process.stdout.close()
-            self.start(self.healthy, *self.ports)
+            # A port that is free belongs to whoever asks, a client beside this one for a moment.
+            deadline = time.monotonic() + PATIENCE
+            while not self.start(self.healthy, *self.ports):
+                assert time.monotonic() < deadline, f"{self.ports} are not free again"
 
     def end(self):
         self.process.terminate()
