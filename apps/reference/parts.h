@@ -25,7 +25,7 @@ std::string BashOptionsWithValue(const Program& program);
 std::string BashValues(const Program& program);
 std::string BashNumbers(const Program& program);
 
-/// zsh: specifications for _arguments, descriptions for _describe, and branches of a case.
+/// zsh: words for _arguments, descriptions for _describe, and branches of a case.
 std::string ZshOptions(const Program& program);
 std::string ZshCommands(const Program& program);
 std::string ZshNumbers(const Program& program);
