@@ -61,15 +61,39 @@ void SetUpDescriptors(int output, const std::vector<int>& inherited)
 
 // Between fork and exec of a process with threads only async-signal-safe calls are allowed: no
 // allocation, no exception.
-[[noreturn]] void RunChild(char* const* arguments, int output, const std::vector<int>& inherited,
-                           pid_t parent)
+[[noreturn]] void RunChild(char* const* arguments, char* const* environment, int output,
+                           const std::vector<int>& inherited, pid_t parent)
 {
     SetUpDescriptors(output, inherited);
     DieWithParent(parent);
     setpgid(0, 0);
     ResetSignals();
-    execv(arguments[0], arguments);
+    execve(arguments[0], arguments, environment);
     Fail("the program cannot be executed");
+}
+
+// For exec: the texts, which have to outlive what is returned, and the null behind them.
+std::vector<char*> Pointers(const std::vector<std::string>& texts)
+{
+    std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
+    for (const std::string& text : texts) {
+        pointers.push_back(const_cast<char*>(text.c_str()));
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+// Everything else in it may be a secret, such as a password that the user's shell has exported.
+std::vector<std::string> Environment()
+{
+    std::vector<std::string> variables;
+    for (const char* name : {"PATH", "TMPDIR"}) {
+        if (const char* value = std::getenv(name)) {
+            variables.push_back(std::string(name) + '=' + value);
+        }
+    }
+    return variables;
 }
 
 }  // namespace
@@ -93,16 +117,13 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments,
                            const std::vector<int>& inherited)
     : output_(MakeMemoryFile("output", ""))
 {
-    std::vector<char*> pointers;
-    pointers.reserve(arguments.size() + 1);
-    for (const std::string& argument : arguments) {
-        pointers.push_back(const_cast<char*>(argument.c_str()));
-    }
-    pointers.push_back(nullptr);
+    const std::vector<std::string> variables = Environment();
+    const std::vector<char*> words = Pointers(arguments);
+    const std::vector<char*> environment = Pointers(variables);
     const pid_t parent = getpid();
     pid_ = fork();
     if (pid_ == 0) {
-        RunChild(pointers.data(), output_.Get(), inherited, parent);
+        RunChild(words.data(), environment.data(), output_.Get(), inherited, parent);
     }
     if (pid_ < 0) {
         throw std::system_error(errno, std::generic_category(), "cannot start " + arguments[0]);

@@ -17,9 +17,9 @@ namespace Tulvo::Simulator {
 /// @throws std::runtime_error naming `package` when it is not there.
 std::string FindProgram(const std::string& name, const std::string& package);
 
-/// Runs a program from construction to destruction. The kernel kills it when the thread that made
-/// the object ends. It has a process group of its own, so a terminal's Ctrl-C reaches only the
-/// owner, which then ends it in order.
+/// Runs a program from construction to destruction, with no other environment than PATH and TMPDIR.
+/// The kernel kills it when the thread that made the object ends. It has a process group of its
+/// own, so a terminal's Ctrl-C reaches only the owner, which then ends it in order.
 class ChildProcess
 {
 public:

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -175,6 +176,7 @@ TEST(IpmiSimServer, LeavesNoProcessAndNoFile)
     }
     EXPECT_FALSE(Exists(pid));
     EXPECT_TRUE(std::filesystem::is_empty(folder.Path())) << "something was left";
+    unsetenv("TMPDIR");
 }
 
 TEST(IpmiSimServer, KillEndsItAtOnceAndTellsSo)
@@ -213,6 +215,28 @@ TEST(IpmiSimServer, KeepsPasswordsOutOfItsArguments)
     const std::string arguments{std::istreambuf_iterator<char>(file), {}};
     EXPECT_THAT(arguments, HasSubstr("ipmi_sim"));
     EXPECT_THAT(arguments, testing::Not(HasSubstr("secret")));
+}
+
+std::string EnvironmentOf(pid_t process)
+{
+    std::ifstream file("/proc/" + std::to_string(process) + "/environ");
+    std::string variables{std::istreambuf_iterator<char>(file), {}};
+    std::replace(variables.begin(), variables.end(), '\0', '\n');
+    return variables;
+}
+
+TEST(IpmiSimServer, HandsNothingOfItsOwnersEnvironmentOnButTwoFolders)
+{
+    const TemporaryDirectory folder;
+    setenv("TMPDIR", folder.Path().c_str(), 1);
+    setenv("IPMI_PASSWORD", "hush", 1);
+    const IpmiSimServer server(OneAdmin());
+    unsetenv("IPMI_PASSWORD");
+    EXPECT_EQ(EnvironmentOf(server.Pid()), std::string("PATH=") + std::getenv("PATH") +
+                                               "\nTMPDIR=" + folder.Path().string() + '\n');
+    unsetenv("TMPDIR");
+    const IpmiSimServer another(OneAdmin());
+    EXPECT_EQ(EnvironmentOf(another.Pid()), std::string("PATH=") + std::getenv("PATH") + '\n');
 }
 
 }  // namespace
