@@ -9,14 +9,35 @@ extern "C" {  // this header does not say so itself
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <limits>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 #include <utility>
+#include <vector>
 
+#include "apps/vkt_simulator/datagram_filter.h"
 #include "apps/vkt_simulator/scenario.h"
 #include "common/platform/export.h"
+
+namespace Tulvo::Simulator {
+
+// Algorithms by IPMI's numbers, 0 being none at all.
+struct CipherSuite
+{
+    int authentication;
+    int integrity;
+    int confidentiality;
+};
+
+}  // namespace Tulvo::Simulator
+
+// What ipmi_sim lets a log-in propose. No header of OpenIPMI has it, though its library exports it:
+// one that did not would not load this module.
+// NOLINTNEXTLINE(readability-identifier-naming)
+extern "C" Tulvo::Simulator::CipherSuite valid_cipher_suites[];
 
 namespace Tulvo::Simulator {
 
@@ -86,6 +107,43 @@ void OccupySessions(lanserv_data_t& lan, std::uint32_t count)
     }
 }
 
+// ipmi_sim takes suite 0 from everybody, whatever its configuration says: no password is asked for.
+// Suites that do not sign or do not encrypt let others speak in a session that was opened with one.
+void OfferOnlyWholeSuites()
+{
+    constexpr int kEndOfSuites = -1;
+    constexpr int kMostSuites = 64;
+    constexpr CipherSuite kNeverProposed = {0x100, 0x100, 0x100};  // a log-in has 6 bits for each
+    int kept = 0;
+    int count = 0;
+    for (; count < kMostSuites && valid_cipher_suites[count].authentication != kEndOfSuites;
+         ++count) {
+        CipherSuite& suite = valid_cipher_suites[count];
+        if (suite.authentication == 0 || suite.integrity == 0 || suite.confidentiality == 0) {
+            suite = kNeverProposed;
+        } else {
+            ++kept;
+        }
+    }
+    if (count == kMostSuites || kept == 0) {
+        throw std::runtime_error("this version of OpenIPMI keeps its cipher suites in another way");
+    }
+}
+
+// ipmi_sim 2.0.33 reads beyond a table when a datagram of nobody in particular has an
+// authentication type above 6 (CVE-2024-42934). By now it has its port and has not yet read from
+// it.
+void FilterDatagrams()
+{
+    const std::vector<int> sockets = UdpSockets();
+    if (sockets.empty()) {
+        throw std::runtime_error("ipmi_sim has no UDP port yet, so nothing can be kept from it");
+    }
+    for (const int socket : sockets) {
+        AdmitOnlyRmcpPlus(socket);
+    }
+}
+
 void RegisterHandlers()
 {
     for (const RequestCode& request : ServedRequests()) {
@@ -115,6 +173,7 @@ VKT_EXPORT int ipmi_sim_module_init(sys_data_t* /*system*/, const char* options)
             scenario.sessions,
             scenario.credentials.privilege});
         RegisterHandlers();
+        OfferOnlyWholeSuites();
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
@@ -125,6 +184,12 @@ VKT_EXPORT int ipmi_sim_module_init(sys_data_t* /*system*/, const char* options)
 VKT_EXPORT int ipmi_sim_module_post_init(sys_data_t* system)
 {
     using namespace Tulvo::Simulator;
+    try {
+        FilterDatagrams();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        std::_Exit(1);  // what this function returns is ignored
+    }
     channel_t* lan = system->mc_get_channelset(system->ipmb_addrs[kControllerAddress])[kLanChannel];
     lan->oem.oem_handle_rsp = SwallowDropped;
     lan->oem.oem_handle_msg = RefuseHigherLevels;
