@@ -8,6 +8,7 @@
 #include <cctype>
 #include <charconv>
 
+#include "common/platform/file_descriptor.h"
 #include "fuzz/input_reader.h"
 #include "fuzz/require.h"
 #include "fuzz/targets/targets.h"
@@ -16,6 +17,9 @@
 namespace Tulvo::Fuzz {
 
 namespace {
+
+using Config::ConfigFile;
+using Config::Statement;
 
 constexpr const char* kKeys[] = {"IPMI_CONNECT_RETRY_TIMES",
                                  "IPMI_SESSION_TIMEOUT_MS",
@@ -30,26 +34,20 @@ constexpr const char* kKeys[] = {"IPMI_CONNECT_RETRY_TIMES",
 class FileInMemory
 {
 public:
-    FileInMemory() : descriptor_(memfd_create("config.toml", MFD_CLOEXEC))
-    {
-        Require(descriptor_ >= 0, "there is memory for a file");
-    }
-    ~FileInMemory() { close(descriptor_); }
-    FileInMemory(const FileInMemory&) = delete;
-    FileInMemory& operator=(const FileInMemory&) = delete;
+    FileInMemory() { Require(descriptor_.Valid(), "there is memory for a file"); }
 
     void Write(Input content) const
     {
-        Require(ftruncate(descriptor_, 0) == 0 &&
-                    pwrite(descriptor_, content.data(), content.size(), 0) ==
+        Require(ftruncate(descriptor_.Get(), 0) == 0 &&
+                    pwrite(descriptor_.Get(), content.data(), content.size(), 0) ==
                         static_cast<ssize_t>(content.size()),
                 "the file can be written");
     }
 
-    std::string Path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+    std::string Path() const { return "/proc/self/fd/" + std::to_string(descriptor_.Get()); }
 
 private:
-    int descriptor_;
+    FileDescriptor descriptor_{memfd_create("config.toml", MFD_CLOEXEC)};
 };
 
 bool IsControl(char character)
@@ -73,13 +71,13 @@ void RequireGoodComplaint(const std::string& complaint, const std::string& path,
 }
 
 template <class Value>
-bool IsGoodAnswer(const Answer<Value>& answer, const std::string& path, Input content)
+bool IsGoodStatement(const Statement<Value>& statement, const std::string& path, Input content)
 {
-    if (!answer.complaint.empty()) {
-        RequireGoodComplaint(answer.complaint, path, content);
+    if (!statement.complaint.empty()) {
+        RequireGoodComplaint(statement.complaint, path, content);
     }
-    Require(!answer.value || answer.complaint.empty(), "a value comes without complaint");
-    return answer.value.has_value();
+    Require(!statement.value || statement.complaint.empty(), "a value comes without complaint");
+    return statement.value.has_value();
 }
 
 bool IsDigest(std::string_view text)
@@ -108,10 +106,10 @@ void RequirePin(std::string_view pin)
 void RequireGoodKey(const ConfigFile& file, const std::string& key, const std::string& path,
                     Input content)
 {
-    const Answer<int> number = file.Find<int>(key);
-    const Answer<std::string> text = file.Find<std::string>(key);
-    const bool isNumber = IsGoodAnswer(number, path, content);
-    const bool isText = IsGoodAnswer(text, path, content);
+    const Statement<int> number = file.Find<int>(key);
+    const Statement<std::string> text = file.Find<std::string>(key);
+    const bool isNumber = IsGoodStatement(number, path, content);
+    const bool isText = IsGoodStatement(text, path, content);
     Require(!isNumber || !isText, "a setting is of one type");
     Require(!isNumber || !text.complaint.empty(), "a number is no text");
     Require(!isText || !number.complaint.empty(), "a text is no number");

@@ -60,6 +60,12 @@ TEST_F(GlobalConfigProcessTest, UnreadableFileGivesAWarning)
         AllOf(HasSubstr("config.toml cannot be read: Permission denied"), HasSubstr("KEY")));
 }
 
+/// Exits with the state that trust is decided by.
+[[noreturn]] void ExitWithState()
+{
+    std::_Exit(static_cast<int>(FindGlobalConfigValue("KEY").state));
+}
+
 class GlobalConfigDefaultFileTest : public GlobalConfigProcessTest
 {
 protected:
@@ -70,13 +76,27 @@ protected:
         }
     }
 
-    [[noreturn]] void ExitWithValueOfDefaultFile() const
+    void UseDefaultFile() const
     {
         unsetenv("VKT_CONFIG");
         if (chroot(directory.Path().c_str()) != 0) {
             std::exit(kNotPrepared);
         }
+    }
+    [[noreturn]] void ExitWithValueOfDefaultFile() const
+    {
+        UseDefaultFile();
         ExitWithValue();
+    }
+    [[noreturn]] void ExitWithStateOfDefaultFile() const
+    {
+        UseDefaultFile();
+        ExitWithState();
+    }
+
+    static testing::ExitedWithCode ExitedWith(ConfigState state)
+    {
+        return ExitedWithCode(static_cast<int>(state));
     }
 };
 
@@ -90,6 +110,7 @@ TEST_F(GlobalConfigDefaultFileTest, IsReadWhenNoneIsNamed)
 TEST_F(GlobalConfigDefaultFileTest, NeedNotExist)
 {
     EXPECT_EXIT(ExitWithValueOfDefaultFile(), ExitedWithCode(kDefault), Not(HasSubstr("warning")));
+    EXPECT_EXIT(ExitWithStateOfDefaultFile(), ExitedWith(ConfigState::kUnset), "");
 }
 
 TEST_F(GlobalConfigDefaultFileTest, GivesAWarningWhenItIsBroken)
@@ -98,6 +119,17 @@ TEST_F(GlobalConfigDefaultFileTest, GivesAWarningWhenItIsBroken)
     std::ofstream(directory / "etc/vktinventory/config.toml") << "KEY =\n";
     EXPECT_EXIT(ExitWithValueOfDefaultFile(), ExitedWithCode(kDefault),
                 HasSubstr("/etc/vktinventory/config.toml:1:"));
+    EXPECT_EXIT(ExitWithStateOfDefaultFile(), ExitedWith(ConfigState::kUnusable), "");
+}
+
+/// As on a host where what it leads to is not mounted.
+TEST_F(GlobalConfigDefaultFileTest, IsNotMissingWhenItIsALinkThatLeadsNowhere)
+{
+    std::filesystem::create_directories(directory / "etc/vktinventory");
+    std::filesystem::create_symlink("/srv/config.toml", directory / "etc/vktinventory/config.toml");
+    EXPECT_EXIT(ExitWithValueOfDefaultFile(), ExitedWithCode(kDefault),
+                HasSubstr("config.toml cannot be read: No such file"));
+    EXPECT_EXIT(ExitWithStateOfDefaultFile(), ExitedWith(ConfigState::kUnusable), "");
 }
 
 }  // namespace

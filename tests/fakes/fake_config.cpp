@@ -6,6 +6,28 @@
 
 namespace Tulvo {
 
+namespace {
+
+template <class Value>
+ConfigSetting<Value> Find(const std::string& key,
+                          std::map<std::string, Value> Fakes::FakeConfig::*settings)
+{
+    Fakes::Journal::Write("config " + key);
+    const Fakes::FakeConfig* const fake = Fakes::FakeConfig::Get();
+    if (fake == nullptr) {
+        return {};
+    }
+    if (fake->unusable.count(key) != 0) {
+        return {ConfigState::kUnusable, {}, fake->unusable.at(key)};
+    }
+    if ((fake->*settings).count(key) == 0) {
+        return {};
+    }
+    return {ConfigState::kSet, (fake->*settings).at(key), {}};
+}
+
+}  // namespace
+
 int GetGlobalConfigValue(const std::string& key, int defaultValue)
 {
     Fakes::Journal::Write("config " + key + " " + std::to_string(defaultValue));
@@ -24,6 +46,16 @@ std::string GetGlobalConfigText(const std::string& key, const std::string& defau
         return defaultText;
     }
     return fake->texts.at(key);
+}
+
+ConfigSetting<int> FindGlobalConfigValue(const std::string& key)
+{
+    return Find(key, &Fakes::FakeConfig::values);
+}
+
+ConfigSetting<std::string> FindGlobalConfigText(const std::string& key)
+{
+    return Find(key, &Fakes::FakeConfig::texts);
 }
 
 }  // namespace Tulvo

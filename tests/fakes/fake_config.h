@@ -11,12 +11,14 @@
 
 namespace Tulvo::Fakes {
 
-/// Settings of one test. Every read is in the journal: "config KEY DEFAULT".
+/// Settings of one test. Every read is in the journal: "config KEY DEFAULT", or "config KEY" where
+/// the caller gives no default.
 class FakeConfig : public Current<FakeConfig>
 {
 public:
     std::map<std::string, int> values;
     std::map<std::string, std::string> texts;
+    std::map<std::string, std::string> unusable;  ///< The reasons, for who asks without a default.
 };
 
 }  // namespace Tulvo::Fakes

@@ -15,7 +15,7 @@ PAGES = ("vktinventory.1", "vkt-simulator.1", "vktinventory.3", "vktinventory.to
 HEADER = SOURCE / "src/module/vkt/vkt_inventory/vkt_inventory.h"
 # What is asked for as a setting: the argument of a call, or a text that looks like one and may be
 # handed on to a call.
-SETTING = re.compile(r'GetGlobalConfig\w+\(\s*"(\w+)"|"([A-Z][A-Z0-9]*_[A-Z0-9_]+)"')
+SETTING = re.compile(r'(?:Get|Find)GlobalConfig\w+\(\s*"(\w+)"|"([A-Z][A-Z0-9]*_[A-Z0-9_]+)"')
 VARIABLE = re.compile(r'(?:getenv|IsSet)\("(\w+)"\)|kVariable = "(\w+)"')
 
 

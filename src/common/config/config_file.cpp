@@ -9,8 +9,9 @@
 #include <utility>
 
 #include "common/config/toml_parser.h"
+#include "common/text/printable.h"
 
-namespace Tulvo {
+namespace Tulvo::Config {
 
 namespace {
 
@@ -41,18 +42,6 @@ unsigned LineOfDeepKey(const std::string& content)
         }
     }
     return 0;
-}
-
-/// The parser's messages quote the file; a complaint is one line all the same, and drives no
-/// terminal.
-std::string OneLine(std::string_view text)
-{
-    std::string line(text);
-    std::replace_if(
-        line.begin(), line.end(),
-        [](char character) { return (character >= 0 && character < ' ') || character == 0x7F; },
-        '?');
-    return line;
 }
 
 template <class Value>
@@ -101,7 +90,8 @@ void ConfigFile::Parse()
     if (!result) {
         const toml::parse_error& error = result.error();
         complaint_ = path_ + ':' + std::to_string(error.source().begin.line) +
-                     ": not TOML: " + OneLine(error.description());
+                     // It quotes the file, which may hold anything.
+                     ": not TOML: " + Text::PrintableAscii(error.description());
         return;
     }
     for (const auto& [key, node] : result.table()) {
@@ -110,20 +100,17 @@ void ConfigFile::Parse()
 }
 
 template <class Value>
-Answer<Value> ConfigFile::Find(const std::string& key) const
+Statement<Value> ConfigFile::Find(const std::string& key) const
 {
     const auto found = entries_.find(key);
     if (found == entries_.end()) {
         return {};
     }
     const auto& [variant, line] = found->second;
-    if (std::optional<Value> value = Convert<Value>(variant)) {
-        return {std::move(value), {}};
-    }
-    return {{}, path_ + ':' + std::to_string(line) + ": " + key + " must be " + kWanted<Value>};
+    return MakeStatement(path_ + ':' + std::to_string(line) + ": " + key, Convert<Value>(variant));
 }
 
-template Answer<int> ConfigFile::Find<int>(const std::string& key) const;
-template Answer<std::string> ConfigFile::Find<std::string>(const std::string& key) const;
+template Statement<int> ConfigFile::Find<int>(const std::string& key) const;
+template Statement<std::string> ConfigFile::Find<std::string>(const std::string& key) const;
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Config

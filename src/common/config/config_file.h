@@ -10,7 +10,7 @@
 #include "common/config/setting.h"
 #include "common/config/small_file.h"
 
-namespace Tulvo {
+namespace Tulvo::Config {
 
 /// The settings of a TOML file: its top-level keys.
 class ConfigFile
@@ -25,7 +25,7 @@ public:
 
     /// For int and std::string.
     template <class Value>
-    Answer<Value> Find(const std::string& key) const;
+    Statement<Value> Find(const std::string& key) const;
 
 private:
     struct Entry
@@ -43,6 +43,6 @@ private:
     std::map<std::string, Entry> entries_;
 };
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Config
 
 #endif

@@ -16,9 +16,11 @@
 #include "common/config/config_file.h"
 #include "common/config/setting.h"
 #include "common/log/log.h"
+#include "common/text/printable.h"
 
 namespace Tulvo {
 
+namespace Config {
 namespace {
 
 constexpr const char* kDefaultFile = "/etc/vktinventory/config.toml";
@@ -40,16 +42,15 @@ Configuration& TheConfiguration()
 }
 
 template <class Value>
-Answer<Value> AskProcess(Configuration& configuration, const std::string& key)
+Statement<Value> AskProcess(Configuration& configuration, const std::string& key)
 {
     const auto found = configuration.ownSettings.find(key);
     if (found == configuration.ownSettings.end()) {
         return {};
     }
-    if (const auto* const value = std::get_if<Value>(&found->second)) {
-        return {*value, {}};
-    }
-    return {{}, key + ", as set by this program, must be " + kWanted<Value>};
+    const auto* const value = std::get_if<Value>(&found->second);
+    return MakeStatement(key + ", as set by this program,",
+                         value != nullptr ? std::optional(*value) : std::nullopt);
 }
 
 template <class Value>
@@ -71,31 +72,29 @@ std::optional<std::string> Parsed<std::string>(std::string_view text)
 }
 
 template <class Value>
-Answer<Value> AskEnvironment(Configuration&, const std::string& key)
+Statement<Value> AskEnvironment(Configuration&, const std::string& key)
 {
     const std::string name = "VKT_" + key;
     const char* const text = std::getenv(name.c_str());
     if (text == nullptr) {
         return {};
     }
-    if (std::optional<Value> value = Parsed<Value>(text)) {
-        return {std::move(value), {}};
-    }
-    return {{},
-            "environment variable " + name + " is \"" + text + "\", but must be " + kWanted<Value>};
+    return MakeStatement(
+        "environment variable " + name + " is \"" + Text::PrintableAscii(text) + "\", but",
+        Parsed<Value>(text));
 }
 
 template <class Value>
-Answer<Value> ReadFile(Configuration& configuration, const std::string&)
+Statement<Value> ReadFile(Configuration& configuration, const std::string&)
 {
     const char* const named = std::getenv("VKT_CONFIG");
     const bool isNamed = named != nullptr && *named != '\0';
     configuration.file.Read(isNamed ? named : kDefaultFile, !isNamed);
-    return {{}, configuration.file.Complaint()};
+    return {{}, {}, configuration.file.Complaint()};
 }
 
 template <class Value>
-Answer<Value> AskFile(Configuration& configuration, const std::string& key)
+Statement<Value> AskFile(Configuration& configuration, const std::string& key)
 {
     return configuration.file.Find<Value>(key);
 }
@@ -105,7 +104,7 @@ struct Source
 {
     const char* name;
     bool ownComplaintPerKey;
-    Answer<Value> (*ask)(Configuration& configuration, const std::string& key);
+    Statement<Value> (*ask)(Configuration& configuration, const std::string& key);
 };
 
 /// Asked in this order until one has a value.
@@ -135,12 +134,12 @@ std::optional<Value> LookUp(const std::string& key, std::vector<std::string>& ne
     Configuration& configuration = TheConfiguration();
     const std::lock_guard lock(configuration.mutex);
     for (const Source<Value>& source : kSources<Value>) {
-        Answer<Value> answer = source.ask(configuration, key);
-        if (IsNews(configuration, SubjectOf(source, key), answer.complaint)) {
-            news.push_back(answer.complaint + "; looking elsewhere for " + key);
+        Statement<Value> statement = source.ask(configuration, key);
+        if (IsNews(configuration, SubjectOf(source, key), statement.complaint)) {
+            news.push_back(statement.complaint + "; looking elsewhere for " + key);
         }
-        if (answer.value) {
-            return std::move(answer.value);
+        if (statement.value) {
+            return std::move(statement.value);
         }
     }
     return std::nullopt;
@@ -162,6 +161,53 @@ Value Get(const std::string& key, const Value& defaultValue)
     }
 }
 
+bool IsEmpty(int)
+{
+    return false;
+}
+
+bool IsEmpty(const std::string& text)
+{
+    return text.empty();
+}
+
+template <class Value>
+ConfigSetting<Value> Unusable(std::string reason)
+{
+    return {ConfigState::kUnusable, {}, std::move(reason)};
+}
+
+template <class Value>
+ConfigSetting<Value> Find(const std::string& key)
+{
+    Configuration& configuration = TheConfiguration();
+    const std::lock_guard lock(configuration.mutex);
+    for (const Source<Value>& source : kSources<Value>) {
+        Statement<Value> statement = source.ask(configuration, key);
+        if (!statement.complaint.empty()) {
+            return Unusable<Value>(statement.complaint +
+                                   (source.ownComplaintPerKey ? "" : "; it may set " + key));
+        }
+        if (statement.value && IsEmpty(*statement.value)) {
+            return Unusable<Value>(statement.origin + " must not be empty");
+        }
+        if (statement.value) {
+            return {ConfigState::kSet, *std::move(statement.value), {}};
+        }
+    }
+    return {};
+}
+
+template <class Value>
+ConfigSetting<Value> FindWhateverMemoryThereIs(const std::string& key)
+{
+    try {
+        return Find<Value>(key);
+    } catch (const std::bad_alloc&) {
+        return Unusable<Value>("out of memory");  // short enough to take none
+    }
+}
+
 template <class Value>
 void Set(const std::string& key, const Value& value)
 {
@@ -171,25 +217,36 @@ void Set(const std::string& key, const Value& value)
 }
 
 }  // namespace
+}  // namespace Config
 
 int GetGlobalConfigValue(const std::string& key, int defaultValue)
 {
-    return Get(key, defaultValue);
+    return Config::Get(key, defaultValue);
 }
 
 std::string GetGlobalConfigText(const std::string& key, const std::string& defaultText)
 {
-    return Get(key, defaultText);
+    return Config::Get(key, defaultText);
+}
+
+ConfigSetting<int> FindGlobalConfigValue(const std::string& key)
+{
+    return Config::FindWhateverMemoryThereIs<int>(key);
+}
+
+ConfigSetting<std::string> FindGlobalConfigText(const std::string& key)
+{
+    return Config::FindWhateverMemoryThereIs<std::string>(key);
 }
 
 void SetGlobalConfigValue(const std::string& key, int value)
 {
-    Set(key, value);
+    Config::Set(key, value);
 }
 
 void SetGlobalConfigText(const std::string& key, const std::string& text)
 {
-    Set(key, text);
+    Config::Set(key, text);
 }
 
 }  // namespace Tulvo

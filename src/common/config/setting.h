@@ -6,15 +6,17 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
-namespace Tulvo {
+namespace Tulvo::Config {
 
 /// What one source says about a key: a value, nothing, or nothing usable and why.
 template <class Value>
-struct Answer
+struct Statement
 {
     std::optional<Value> value;
-    std::string complaint;  ///< Empty, or a sentence that names the source and the key.
+    std::string origin;     ///< Of a value: source and key, as the subject of a sentence.
+    std::string complaint;  ///< Empty, or a sentence that names the source, and the key if it can.
 };
 
 /// What a complaint tells the user to write instead.
@@ -25,6 +27,14 @@ inline constexpr const char* kWanted<int> = "an integer from -2147483648 to 2147
 template <>
 inline constexpr const char* kWanted<std::string> = "a text";
 
-}  // namespace Tulvo
+/// What `origin` says of a key, which is not usable without a value.
+template <class Value>
+Statement<Value> MakeStatement(const std::string& origin, std::optional<Value> value)
+{
+    return value ? Statement<Value>{std::move(value), origin, {}}
+                 : Statement<Value>{{}, {}, origin + " must be " + kWanted<Value>};
+}
+
+}  // namespace Tulvo::Config
 
 #endif

@@ -9,7 +9,9 @@
 #include <cstddef>
 #include <system_error>
 
-namespace Tulvo {
+#include "common/platform/file_descriptor.h"
+
+namespace Tulvo::Config {
 
 namespace {
 
@@ -17,34 +19,21 @@ namespace {
 /// on the caller's stack.
 constexpr std::size_t kMaxBytes = 16'384;
 
-class Descriptor
-{
-public:
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor()
-    {
-        if (number_ >= 0) {
-            close(number_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    int Number() const { return number_; }
-
-private:
-    int number_;
-};
-
 SmallFile Failure(const std::string& reason)
 {
     return {{}, false, reason};
 }
 
-SmallFile SystemFailure()
+SmallFile SystemFailure(int error)
 {
-    const int error = errno;
-    return {{}, error == ENOENT, std::generic_category().message(error)};
+    return Failure(std::generic_category().message(error));
+}
+
+/// Of a symbolic link only what it leads to is missing, which is no way to have no settings.
+bool IsMissing(const std::string& path, int error)
+{
+    struct stat status = {};
+    return error == ENOENT && lstat(path.c_str(), &status) != 0;
 }
 
 SmallFile ReadAll(int descriptor)
@@ -54,7 +43,7 @@ SmallFile ReadAll(int descriptor)
     while (length < content.size()) {
         const ssize_t count = read(descriptor, &content[length], content.size() - length);
         if (count < 0 && errno != EINTR) {
-            return SystemFailure();
+            return SystemFailure(errno);
         }
         if (count == 0) {
             content.resize(length);
@@ -69,12 +58,15 @@ SmallFile ReadAll(int descriptor)
 
 SmallFile ReadSmallFile(const std::string& path)
 {
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
-    if (file.Number() < 0 || fstat(file.Number(), &status) != 0) {
-        return SystemFailure();
+    if (!file.Valid() || fstat(file.Get(), &status) != 0) {
+        const int error = errno;
+        SmallFile failure = SystemFailure(error);
+        failure.missing = IsMissing(path, error);
+        return failure;
     }
-    return S_ISREG(status.st_mode) ? ReadAll(file.Number()) : Failure("it is not a regular file");
+    return S_ISREG(status.st_mode) ? ReadAll(file.Get()) : Failure("it is not a regular file");
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Config

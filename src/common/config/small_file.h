@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace Tulvo {
+namespace Tulvo::Config {
 
 /// What reading a file gave: its content, or why there is none.
 struct SmallFile
@@ -20,6 +20,6 @@ struct SmallFile
 /// or a huge file): everything that is no small regular file is a failure.
 SmallFile ReadSmallFile(const std::string& path);
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Config
 
 #endif
