@@ -15,6 +15,7 @@
 #include "apps/vkt_simulator/https_service.h"
 #include "apps/vkt_simulator/open_connections.h"
 #include "apps/vkt_simulator/redfish_error.h"
+#include "apps/vkt_simulator/request_limit.h"
 #include "apps/vkt_simulator/server_certificate.h"
 
 namespace Tulvo::Simulator {
@@ -112,15 +113,38 @@ void Translate(const HttpsReply& reply, httplib::Response& response)
     }
 }
 
+// Of the connection that this thread serves.
+thread_local RequestLimit thisLimit;
+
+// OpenSSL calls this before it reads from a socket, and after. Beyond the limit the socket seems to
+// be broken for reading, so that the library gives up the request; it can still write why.
+long LimitReads(BIO* socket, int operation, const char* /*data*/, std::size_t /*size*/,
+                int /*argument*/, long /*argument*/, int result, std::size_t* count)
+{
+    if (operation == (BIO_CB_READ | BIO_CB_RETURN) && result > 0) {
+        thisLimit.Count(*count);
+    }
+    if (operation == BIO_CB_READ && !thisLimit.Allows(RequestLimit::Clock::now())) {
+        BIO_clear_retry_flags(socket);
+        return -1;
+    }
+    return result;
+}
+
 // Replies of the library itself, to what is hardly HTTP. What follows in such a connection could
 // be anything.
 void CompleteRefusal(const httplib::Request& /*request*/, httplib::Response& response)
 {
-    if (response.body.empty()) {
+    if (!response.body.empty()) {
+        return;
+    }
+    if (thisLimit.IsUsedUp()) {
+        Translate(RedfishError(431, "the header is too long"), response);
+    } else {
         Translate(RedfishError(response.status, "this is not a request that is served here"),
                   response);
-        response.set_header(kConnection, kClose);
     }
+    response.set_header(kConnection, kClose);
 }
 
 // Not SO_REUSEPORT, the library's own choice: two simulators would share one port.
@@ -186,9 +210,12 @@ private:
         Impl& server = *static_cast<Impl*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(tls)));
         if ((where & SSL_CB_HANDSHAKE_START) != 0) {
             server.connections_.Enter(SSL_get_fd(tls));
+            thisLimit.BeginHeader();
+            BIO_set_callback_ex(SSL_get_rbio(tls), LimitReads);
         }
         if ((where & SSL_CB_HANDSHAKE_DONE) != 0) {
             ++server.handshakes_;
+            thisLimit.BeginHeader();
         }
     }
 
@@ -215,16 +242,17 @@ private:
         };
         server_.Post(".*", withBody).Put(".*", withBody).Patch(".*", withBody);
         server_.Delete(".*", withBody).Get(".*", withoutBody).Options(".*", withoutBody);
-        server_.set_pre_routing_handler(RefuseLongTarget);
+        server_.set_pre_routing_handler(CheckHeader);
         server_.set_error_handler(httplib::Server::Handler(CompleteRefusal));
         server_.set_logger(
             [this](const Request& /*request*/, const Response& response) { EndIfAsked(response); });
     }
 
     // The library matches its patterns with a recursion for every character.
-    static httplib::Server::HandlerResponse RefuseLongTarget(const httplib::Request& request,
-                                                             httplib::Response& response)
+    static httplib::Server::HandlerResponse CheckHeader(const httplib::Request& request,
+                                                        httplib::Response& response)
     {
+        thisLimit.BeginBody();
         if (request.target.size() <= kLongestTarget) {
             return httplib::Server::HandlerResponse::Unhandled;
         }
@@ -252,6 +280,7 @@ private:
     // The library calls this after a reply was written.
     void EndIfAsked(const httplib::Response& response)
     {
+        thisLimit.BeginHeader();
         if (response.get_header_value(kConnection) == kClose) {
             connections_.EndThis();
         }

@@ -5,12 +5,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <openssl/ssl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <stdexcept>
 
 #include "tests/support/temporary_directory.h"
 #include "tests/vkt_simulator/curl.h"
@@ -251,6 +254,42 @@ INSTANTIATE_TEST_SUITE_P(
         BodyCase{"TooLongForAStranger", 100000, "--user a:b", "401"}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
+struct HeaderCase
+{
+    const char* name;
+    std::size_t length;
+    testing::Matcher<std::string> status;  // 000: curl sees no more than that the connection ends
+};
+
+class SimulatorHttpsHeader : public testing::TestWithParam<HeaderCase>
+{
+};
+
+TEST_P(SimulatorHttpsHeader, IsBounded)
+{
+    const TemporaryDirectory folder;
+    const std::string file = (folder / "header").string();
+    {
+        const std::string line = "Filler: " + std::string(990, 'x') + '\n';
+        std::ofstream lines(file);
+        for (std::size_t length = 0; length < GetParam().length; length += 1000) {
+            lines << line;
+        }
+    }
+    const Https https("healthy-vkt2-fe-2");
+    EXPECT_THAT(
+        https
+            .Ask("--output /dev/null --no-show-error --write-out '%{http_code}' --header @" + file +
+                 ' ' + kMachineType)
+            .substr(0, 3),
+        GetParam().status);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lengths, SimulatorHttpsHeader,
+                         testing::Values(HeaderCase{"Long", 60000, "200"},
+                                         HeaderCase{"TooLong", 90000, AnyOf("431", "000")}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
+
 TEST(SimulatorHttps, DoesNotWaitForABodyOfTerabytes)
 {
     const Https https("healthy-vkt2-fe-2");
@@ -315,6 +354,7 @@ public:
         connected_ = connect(socket_.Get(), reinterpret_cast<const sockaddr*>(&address),
                              sizeof address) == 0;
     }
+    int Number() const { return socket_.Get(); }
     bool Connected() const { return connected_; }
     bool Send(const std::string& bytes) const
     {
@@ -326,6 +366,94 @@ private:
     FileDescriptor socket_;
     bool connected_ = false;
 };
+
+// A client that does what no HTTP client would.
+class TlsClient
+{
+public:
+    explicit TlsClient(const json& https)
+        : socket_(https),
+          context_(SSL_CTX_new(TLS_client_method()), SSL_CTX_free),
+          tls_(SSL_new(context_.get()), SSL_free)
+    {
+        SSL_set_fd(tls_.get(), socket_.Number());
+        connected_ = SSL_connect(tls_.get()) == 1;
+    }
+    bool Connected() const { return connected_; }
+    bool Send(const std::string& bytes) const
+    {
+        return SSL_write(tls_.get(), bytes.data(), static_cast<int>(bytes.size())) > 0;
+    }
+
+private:
+    SilentClient socket_;
+    std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> context_;
+    std::unique_ptr<SSL, void (*)(SSL*)> tls_;
+    bool connected_ = false;
+};
+
+// The most memory that a process has had, in KiB.
+long PeakOf(pid_t process)
+{
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string word; status >> word;) {
+        if (word == "VmHWM:") {
+            long peak = 0;
+            status >> peak;
+            return peak;
+        }
+    }
+    throw std::runtime_error("the process is gone");
+}
+
+struct EndlessCase
+{
+    const char* name;
+    std::string start;
+    std::string repeated;
+};
+
+class SimulatorHttpsEndless : public testing::TestWithParam<EndlessCase>
+{
+};
+
+TEST_P(SimulatorHttpsEndless, IsEndedByTheServer)
+{
+    constexpr std::size_t kMost = 16U << 20U;
+    constexpr long kMostMemory = 40L
+                                 << 10;  // of the server; each line may take 20 times its length
+    std::signal(SIGPIPE, SIG_IGN);
+    Https https("healthy-vkt2-fe-2");
+    ASSERT_EQ(https.Ask(kMachineType), kMachineTypeAnswer);
+    const long before = PeakOf(https.Process().Pid());
+    std::string block;
+    while (block.size() < 15000) {
+        block += GetParam().repeated;
+    }
+    const TlsClient client(https.Endpoint());
+    ASSERT_TRUE(client.Connected());
+    ASSERT_TRUE(client.Send(GetParam().start));
+    std::size_t sent = 0;
+    while (sent < kMost && client.Send(block)) {
+        sent += block.size();
+    }
+    EXPECT_LT(sent, kMost);
+    EXPECT_LT(PeakOf(https.Process().Pid()) - before, kMostMemory);
+    EXPECT_EQ(https.Ask(kMachineType), kMachineTypeAnswer);
+}
+
+const std::string kChunked = "POST / HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n";
+
+INSTANTIATE_TEST_SUITE_P(Streams, SimulatorHttpsEndless,
+                         testing::Values(EndlessCase{"HeaderLines", "GET / HTTP/1.1\r\n",
+                                                     "a:b\r\n"},
+                                         EndlessCase{"HeaderLine", "GET / HTTP/1.1\r\na:", "b"},
+                                         EndlessCase{"RequestLine", "GET /", "a"},
+                                         EndlessCase{"LengthOfAChunk", kChunked, "0"},
+                                         EndlessCase{"ExtensionOfAChunk", kChunked + "1;", "a"},
+                                         EndlessCase{"Chunks", kChunked, "1\r\n \r\n"},
+                                         EndlessCase{"Trailer", kChunked + "0\r\n", "a:b\r\n"}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST(SimulatorHttps, ServesOthersWhileSomeAreSilentOrSpeakNoTls)
 {
