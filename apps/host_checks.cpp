@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <stdexcept>
 #include <system_error>
 
@@ -48,10 +49,17 @@ void CheckMemory()
     munmap(memory, kEnough);
 }
 
+/// libcurl writes the keys of every TLS connection into the file that it names.
+void KeepTlsSecrets()
+{
+    unsetenv("SSLKEYLOGFILE");
+}
+
 }  // namespace
 
 void CheckHost()
 {
+    KeepTlsSecrets();
     OccupyStandardStreams();
     CheckMemory();
 }

@@ -14,6 +14,8 @@ namespace Tulvo {
 ///   with "Bad file descriptor" when they are read or written.
 /// - There has to be memory for a whole run. Where it ends in the midst of their work, the
 ///   libraries for cryptography and names blame the peer, or end the process.
+/// - SSLKEYLOGFILE is taken out of the environment: who can read that file reads all that TLS
+/// hides.
 void CheckHost();
 
 }  // namespace Tulvo

@@ -53,10 +53,11 @@ Arguments TakeArguments(int argc, char** argv)
             break;
         }
         arguments.password = TakePassword(nextWord ? argv[++i] : argv[i] + start);
+        const char* const hidden = arguments.password.empty() ? "" : kHiddenPassword;
         if (nextWord) {
-            arguments.words.emplace_back(kHiddenPassword);
+            arguments.words.emplace_back(hidden);
         } else {
-            arguments.words.back() += kHiddenPassword;
+            arguments.words.back() += hidden;
         }
     }
     return arguments;

@@ -14,7 +14,7 @@ namespace Tulvo::Cli {
 struct Arguments
 {
     std::vector<std::string>
-        words;             ///< Without the program's name; kHiddenPassword for a password.
+        words;  ///< Without the program's name; kHiddenPassword for a password; an empty one stays.
     std::string password;  ///< What -P or --password was given.
 };
 

@@ -18,11 +18,13 @@ struct Choice
     T value;
 };
 
-constexpr Choice<Interface> kInterfaces[] = {{"lanplus", Interface::lanplus},
-                                             {"https", Interface::https}};
+constexpr Choice<TulvoConnection::ConnectionType> kInterfaces[] = {
+    {"lanplus", TulvoConnection::kConnectOverRmcpPlus},
+    {"https", TulvoConnection::kConnectOverHttps}};
 constexpr Choice<Format> kFormats[] = {{"table", Format::table}, {"json", Format::json}};
-constexpr Choice<Authentication> kAuthentications[] = {{"basic", Authentication::basic},
-                                                       {"session", Authentication::session}};
+constexpr Choice<TulvoConnection::Authentication> kAuthentications[] = {
+    {"basic", TulvoConnection::kAuthenticateBasic},
+    {"session", TulvoConnection::kAuthenticateBySession}};
 /// The suites that both sign and encrypt soundly; the IPMI client uses no other.
 constexpr Choice<int> kCipherSuites[] = {{"3", 3}, {"17", 17}};
 constexpr Choice<int> kPrivileges[] = {{"USER", 2}, {"OPERATOR", 3}, {"ADMINISTRATOR", 4}};
@@ -56,6 +58,17 @@ CLI::Validator OneOf(const Choice<T> (&choices)[N])
 {
     return CLI::Validator([&choices](std::string& word) { return Choose(choices, word); },
                           "{" + Names(choices, ",") + "}");
+}
+
+constexpr const char* kMustNotBeEmpty = "must not be empty";
+
+/// An empty text, as a variable that is not set leaves it, would be the same as no flag: the
+/// default would decide whom to trust, or as whom to log in.
+CLI::Validator NotEmpty()
+{
+    return CLI::Validator(
+        [](const std::string& word) { return std::string(word.empty() ? kMustNotBeEmpty : ""); },
+        "");
 }
 
 std::string ExitCodeHelp()
@@ -156,6 +169,7 @@ void AddConnectionFlags(CLI::App& app, Options& options, Flags& flags)
         ->option_text("NAME")
         ->group(kConnection);
     app.add_option("-H,--host", options.host, "Address or name of the module; required")
+        ->check(NotEmpty())
         ->option_text("HOST")
         ->group(kConnection);
     app.add_option("-p,--port", options.port, "Port; default 623, with https 443")
@@ -163,14 +177,17 @@ void AddConnectionFlags(CLI::App& app, Options& options, Flags& flags)
         ->option_text("PORT")
         ->group(kConnection);
     app.add_option("-U,--user", options.user, "User to log in as")
+        ->check(NotEmpty())
         ->option_text("USER")
         ->group(kConnection);
     auto* password = app.add_option("-P,--password", flags.hiddenPassword,
                                     "Password; hidden once the program runs")
+                         ->check(NotEmpty())
                          ->option_text("PASSWORD")
                          ->group(kConnection);
     auto* file = app.add_option("-f,--password-file", options.passwordFile,
                                 "File whose first line is the password")
+                     ->check(NotEmpty())
                      ->option_text("FILE")
                      ->group(kConnection);
     app.add_flag("-E,--password-env", flags.fromEnvironment,
@@ -197,10 +214,12 @@ void AddHttpsFlags(CLI::App& app, Options& options)
 {
     auto* caFile = app.add_option("--ca-file", options.caFile,
                                   "Authorities to trust, PEM; default the system's")
+                       ->check(NotEmpty())
                        ->check(CLI::ExistingFile)
                        ->option_text("FILE")
                        ->group(kHttpsOnly);
     auto* pin = app.add_option("--pin", options.pin, "Trust only this key: sha256//BASE64")
+                    ->check(NotEmpty())
                     ->option_text("PIN")
                     ->group(kHttpsOnly)
                     ->excludes(caFile);
@@ -242,7 +261,7 @@ void AddCommand(CLI::App& app, Options& options, const Command& command)
 /// a certificate is checked.
 void RefuseFlagsOfTheOther(const CLI::App& app, const Options& options)
 {
-    const bool https = options.interface == Interface::https;
+    const bool https = options.interface == TulvoConnection::kConnectOverHttps;
     const std::string foreign = https ? kIpmiOnly : kHttpsOnly;
     const std::string reason = https ? "does not go with -I https" : "goes only with -I https";
     for (const CLI::Option* option : app.get_options()) {
@@ -271,7 +290,8 @@ void Complete(const CLI::App& app, const Flags& flags, Options& options)
     RefuseFlagsOfTheOther(app, options);
     options.passwordSource = SourceOf(app, flags);
     if (options.port == 0) {
-        options.port = options.interface == Interface::lanplus ? kIpmiPort : kHttpsPort;
+        options.port =
+            options.interface == TulvoConnection::kConnectOverRmcpPlus ? kIpmiPort : kHttpsPort;
     }
     if (options.command == nullptr) {
         options.command = kCommands;
@@ -316,10 +336,20 @@ Farewell FarewellOf(const CLI::App& app, const CLI::ParseError& error)
     return Misuse(error.what());
 }
 
+/// For "--pin=" CLI11 takes the next word, whatever it is.
+bool EndsWithItsEqualsSign(const std::string& word)
+{
+    return word.substr(0, 2) == "--" && word.find('=') == word.size() - 1;
+}
+
 }  // namespace
 
 std::variant<Options, Farewell> ParseCommandLine(const std::vector<std::string>& words)
 {
+    const auto empty = std::find_if(words.begin(), words.end(), EndsWithItsEqualsSign);
+    if (empty != words.end()) {
+        return Misuse(*empty + ' ' + kMustNotBeEmpty);
+    }
     Options options;
     Flags flags;
     CLI::App app(kAbout, kName);

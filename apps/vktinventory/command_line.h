@@ -14,6 +14,7 @@
 
 #include "apps/vktinventory/commands.h"
 #include "apps/vktinventory/exit_code.h"
+#include "common/connection/connection_values.h"
 
 namespace CLI {
 class App;
@@ -21,24 +22,10 @@ class App;
 
 namespace Tulvo::Cli {
 
-/// How the module is reached; the numbers are those of ConnectionInfo::connectionType.
-enum class Interface
-{
-    lanplus = 7,
-    https = 9,
-};
-
 enum class Format
 {
     table,
     json,
-};
-
-/// The numbers are those of ConnectionInfo::authentication.
-enum class Authentication
-{
-    basic = 0,
-    session = 1,
 };
 
 enum class PasswordSource
@@ -51,7 +38,7 @@ enum class PasswordSource
 
 struct Options
 {
-    Interface interface = Interface::lanplus;
+    TulvoConnection::ConnectionType interface = TulvoConnection::kConnectOverRmcpPlus;
     std::string host;
     std::uint16_t port = 0;
     std::string user;
@@ -62,7 +49,7 @@ struct Options
     std::string caFile;
     std::string pin;
     bool insecure = false;
-    Authentication authentication = Authentication::basic;
+    TulvoConnection::Authentication authentication = TulvoConnection::kAuthenticateBasic;
     int verbosity = 0;
     Format format = Format::table;
     const Command* command = nullptr;

@@ -3,8 +3,10 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <mutex>
@@ -12,6 +14,7 @@
 #include <utility>
 
 #include "apps/vktinventory/text.h"
+#include "apps/vktinventory/writing.h"
 #include "common/log/log.h"
 
 namespace Tulvo::Cli {
@@ -28,15 +31,19 @@ constexpr int kTries = 6;
 
 constexpr std::string_view kEraseLine = "\r\033[K";
 
-/// Guards what stands below it. Held for moments only: a record may come from within a request,
-/// whose session has to be closed before the process may end.
-std::mutex mutex;
+/// Guards what stands below it. Held for moments, but where standard error does not take what is
+/// written: nobody who ends the process may wait for it.
+std::timed_mutex mutex;
 std::string detail;
 bool progressStands = false;
-bool outputEnded = false;
+
+std::atomic<bool> outputEnded = false;
 
 /// Whoever prints holds it; EndOutput() takes it and keeps it.
 std::mutex printing;
+
+/// Far above those moments.
+constexpr std::chrono::milliseconds kMoment{200};
 
 /// Nobody is left to tell when standard error itself fails.
 void WriteError(std::string_view text)
@@ -146,10 +153,9 @@ void EraseProgress()
 
 void EndOutput()
 {
-    {
-        const std::lock_guard lock(mutex);
-        outputEnded = true;
-        EraseStandingLine();
+    outputEnded = true;
+    if (const std::unique_lock lock(mutex, kMoment); lock && progressStands) {
+        WriteIfTaken(STDERR_FILENO, kEraseLine);
     }
     SetLogLevel(0);
     // A print that has begun may be stuck in a pipe that nobody reads; it is not waited for.

@@ -2,6 +2,7 @@
 #include "apps/vktinventory/interrupt.h"
 
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -11,14 +12,20 @@
 #include <unistd.h>
 
 #include "apps/vktinventory/diagnostics.h"
-#include "apps/vktinventory/password.h"
+#include "apps/vktinventory/password_prompt.h"
 #include "module/ipmi/ipmi_client/ipmi_client.h"
 #include "module/vkt/vkt_https/vkt_https.h"
 
 namespace Tulvo::Cli {
 namespace {
 
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+/// Ctrl-Z, and what a shell's fg and bg send.
+constexpr int kJobSignals[] = {SIGTSTP, SIGCONT};
+/// In the background, reads from the terminal fail and writes succeed instead of stopping the
+/// process, in which a signal that is to end it would not be heard any more.
+constexpr int kBackgroundSignals[] = {SIGTTIN, SIGTTOU};
+
 /// What a shell reports for a program that a signal ended: this and the signal's number.
 constexpr int kSignalBase = 128;
 
@@ -34,30 +41,70 @@ bool IsIgnored(int signal)
     return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
-sigset_t EndingSignals()
+template <std::size_t N>
+void AddTo(sigset_t& set, const int (&signals)[N])
+{
+    for (const int signal : signals) {
+        if (!IsIgnored(signal)) {
+            sigaddset(&set, signal);
+        }
+    }
+}
+
+sigset_t WatchedSignals()
 {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int signal : kEndingSignals) {
-        if (!IsIgnored(signal)) {
-            sigaddset(&signals, signal);
-        }
-    }
+    AddTo(signals, kEndingSignals);
+    AddTo(signals, kJobSignals);
     return signals;
 }
 
-[[noreturn]] void EndAt(const sigset_t& signals)
+void BlockInAllThreads(sigset_t signals)
 {
-    int signal = 0;
-    while (sigwait(&signals, &signal) != 0) {
-    }
-    RestoreEcho();
+    AddTo(signals, kBackgroundSignals);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+/// The signal's own effect, not SIGSTOP: a process that no shell looks after must not stop.
+void Stop()
+{
+    ShowTyping();
+    sigset_t stop;
+    sigemptyset(&stop);
+    sigaddset(&stop, SIGTSTP);
+    pthread_sigmask(SIG_UNBLOCK, &stop, nullptr);
+    raise(SIGTSTP);
+    pthread_sigmask(SIG_BLOCK, &stop, nullptr);
+    HideTypingAgain();
+}
+
+[[noreturn]] void EndAt(int signal)
+{
+    ShowTyping();
     EndOutput();
     IpmiClient::interruptAll();
     VKTHttps::InterruptAll();
     IpmiClient::waitUntilAllClosed(kPatienceMilliseconds);
     VKTHttps::WaitUntilAllClosed(kHttpsPatienceMilliseconds);
     _exit(kSignalBase + signal);
+}
+
+[[noreturn]] void Watch(const sigset_t& signals)
+{
+    for (;;) {
+        int signal = 0;
+        if (sigwait(&signals, &signal) != 0) {
+            continue;
+        }
+        if (signal == SIGTSTP) {
+            Stop();
+        } else if (signal == SIGCONT) {
+            HideTypingAgain();
+        } else {
+            EndAt(signal);
+        }
+    }
 }
 
 }  // namespace
@@ -67,10 +114,10 @@ void WatchForInterrupts()
     for (const int failedWrite : {SIGPIPE, SIGXFSZ}) {
         std::signal(failedWrite, SIG_IGN);
     }
-    const sigset_t signals = EndingSignals();
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    const sigset_t signals = WatchedSignals();
+    BlockInAllThreads(signals);
     try {
-        std::thread([signals] { EndAt(signals); }).detach();
+        std::thread([signals] { Watch(signals); }).detach();
     } catch (const std::system_error& fault) {
         throw std::runtime_error(std::string("no thread can be started (") + fault.what() +
                                  "); free memory, or raise the limits of memory and processes");

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Ctrl-C and its like. A thread of its own waits for them, because the main thread may be deep in
-/// a wait of the library; it gives back what the command holds and ends the process.
+/// Ctrl-C, Ctrl-Z and their like. A thread of its own waits for them, because the main thread may
+/// be deep in a wait of the library; it gives back what the command holds, the terminal's echo too,
+/// before it ends or stops the process.
 #ifndef APPS_VKTINVENTORY_INTERRUPT_H
 #define APPS_VKTINVENTORY_INTERRUPT_H
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Where the password comes from when it is not on the command line.
+/// Where the password comes from when it is neither on the command line nor typed.
 #ifndef APPS_VKTINVENTORY_PASSWORD_H
 #define APPS_VKTINVENTORY_PASSWORD_H
 
@@ -16,17 +16,12 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The first line of the file, without its line feed.
+/// The first line of the file, without its line feed. It may be empty: so a module is reached that
+/// has no password.
 std::string PasswordFromFile(const std::string& path);
 
-/// The value of the environment variable IPMI_PASSWORD.
+/// The value of the environment variable IPMI_PASSWORD, which must not be empty.
 std::string PasswordFromEnvironment();
-
-/// Asks on the process's terminal, without echo.
-std::string PasswordFromTerminal();
-
-/// Gives the terminal its echo back if PasswordFromTerminal() is asking; for a signal's thread.
-void RestoreEcho();
 
 }  // namespace Tulvo::Cli
 

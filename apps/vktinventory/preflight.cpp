@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "apps/vktinventory/command_line.h"
+#include "common/connection/connection_values.h"
 #include "module/ipmi/ipmi_client/ipmi_client.h"
 #include "module/vkt/vkt_https/vkt_https.h"
 
@@ -122,7 +123,7 @@ PreflightResult TryHttps(const ConnectionInfo& connection)
 
 PreflightResult TryConnection(const ConnectionInfo& connection, std::uint64_t cipherSuite)
 {
-    if (connection.connectionType == static_cast<std::int32_t>(Interface::https)) {
+    if (connection.connectionType == TulvoConnection::kConnectOverHttps) {
         return TryHttps(connection);
     }
     return TryIpmi(connection, cipherSuite);

@@ -10,24 +10,18 @@
 #include "apps/vktinventory/arguments.h"
 #include "apps/vktinventory/diagnostics.h"
 #include "apps/vktinventory/password.h"
+#include "apps/vktinventory/password_prompt.h"
 #include "apps/vktinventory/preflight.h"
 #include "apps/vktinventory/render_json.h"
 #include "apps/vktinventory/render_table.h"
 #include "common/config/global_config.h"
+#include "common/connection/connection_values.h"
 #include "module/ipmi/ipmi_client/ipmi_client.h"
 
 namespace Tulvo::Cli {
 namespace {
 
 using TulvoConnection::ConnectionInfo;
-
-/// ConnectionInfo::tlsVerification.
-enum class Trust
-{
-    authorities = 0,
-    pinnedKey = 1,
-    anyone = 2,
-};
 
 ExitCode Fail(ExitCode code, std::string_view message)
 {
@@ -58,12 +52,16 @@ std::string PasswordFor(const Options& options, std::string given)
     }
 }
 
-Trust TrustOf(const Options& options)
+/// A flag decides; without one a configured key does, even one that cannot be used.
+TulvoConnection::TlsVerification TrustOf(const Options& options)
 {
     if (options.insecure) {
-        return Trust::anyone;
+        return TulvoConnection::kTlsVerifyNothing;
     }
-    return options.pin.empty() ? Trust::authorities : Trust::pinnedKey;
+    const bool pinned = !options.pin.empty() ||
+                        (options.caFile.empty() &&
+                         FindGlobalConfigText("HTTPS_PINNED_KEY").state != ConfigState::kUnset);
+    return pinned ? TulvoConnection::kTlsVerifyPinnedKey : TulvoConnection::kTlsVerifyAuthority;
 }
 
 ConnectionInfo ConnectionOf(const Options& options, std::string password)
@@ -73,9 +71,9 @@ ConnectionInfo ConnectionOf(const Options& options, std::string password)
     connection.userName = options.user;
     connection.password = std::move(password);
     connection.port = options.port;
-    connection.connectionType = static_cast<std::int32_t>(options.interface);
-    connection.tlsVerification = static_cast<std::int32_t>(TrustOf(options));
-    connection.authentication = static_cast<std::int32_t>(options.authentication);
+    connection.connectionType = options.interface;
+    connection.tlsVerification = TrustOf(options);
+    connection.authentication = options.authentication;
     return connection;
 }
 
@@ -98,8 +96,8 @@ void Configure(const Options& options)
 
 Target TargetOf(const Options& options)
 {
-    return {options.interface == Interface::https ? "https" : "lanplus", options.host,
-            options.port};
+    return {options.interface == TulvoConnection::kConnectOverHttps ? "https" : "lanplus",
+            options.host, options.port};
 }
 
 /// Only the module knows how many nodes it has; a number above that is still wrong usage.

@@ -139,6 +139,12 @@ class WhatIsRead(Silence):
             )
             self.check_files()
 
+    def test_without_the_keys_of_its_tls_connections(self):
+        with Enclosure("healthy-first", credentials=CREDENTIALS) as enclosure:
+            os.environ["SSLKEYLOGFILE"] = str(folder / "keys")
+            self.addCleanup(os.environ.pop, "SSLKEYLOGFILE")
+            self.check_run([READ], "-f", *road("basic", enclosure.endpoints))
+
     def test_with_the_password_typed(self):
         with Enclosure("healthy-first", credentials=CREDENTIALS) as enclosure:
             for name in ROADS:

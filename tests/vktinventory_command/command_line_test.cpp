@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <sstream>
 
 namespace Tulvo::Test {
@@ -34,20 +35,25 @@ Options Parsed(const std::string& line)
     return std::get<Options>(result);
 }
 
-Farewell Refused(const std::string& line)
+Farewell Refused(const std::vector<std::string>& words)
 {
-    const auto result = Cli::ParseCommandLine(Words(line));
+    const auto result = Cli::ParseCommandLine(words);
     if (std::holds_alternative<Options>(result)) {
-        ADD_FAILURE() << line << " was accepted";
+        ADD_FAILURE() << testing::PrintToString(words) << " was accepted";
         return {};
     }
     return std::get<Farewell>(result);
 }
 
+Farewell Refused(const std::string& line)
+{
+    return Refused(Words(line));
+}
+
 TEST(CommandLine, HasDefaults)
 {
     const Options options = Parsed("-H host");
-    EXPECT_EQ(options.interface, Cli::Interface::lanplus);
+    EXPECT_EQ(options.interface, TulvoConnection::kConnectOverRmcpPlus);
     EXPECT_EQ(options.host, "host");
     EXPECT_EQ(options.port, 623);
     EXPECT_EQ(options.user, "");
@@ -106,10 +112,10 @@ TEST(CommandLine, TakesPrivilegesInEitherCase)
 TEST(CommandLine, TakesHttpsFlags)
 {
     const Options options = Parsed("-I https -H h --ca-file /dev/null --auth session");
-    EXPECT_EQ(options.interface, Cli::Interface::https);
+    EXPECT_EQ(options.interface, TulvoConnection::kConnectOverHttps);
     EXPECT_EQ(options.port, 443);
     EXPECT_EQ(options.caFile, "/dev/null");
-    EXPECT_EQ(options.authentication, Cli::Authentication::session);
+    EXPECT_EQ(options.authentication, TulvoConnection::kAuthenticateBySession);
     EXPECT_EQ(Parsed("-I https -H h --pin sha256//AA=").pin, "sha256//AA=");
     EXPECT_TRUE(Parsed("-I https -H h --insecure").insecure);
 }
@@ -195,6 +201,59 @@ TEST(Refusal, RepeatsNoPasswordBehindAMisspeltFlag)
         EXPECT_THAT(text, HasSubstr("--pass")) << line;
         EXPECT_THAT(text, testing::Not(HasSubstr("secret"))) << line;
     }
+}
+
+struct EmptyCase
+{
+    const char* shortFlag;
+    const char* longFlag;
+    const char* interface;
+};
+
+class EmptyValue : public testing::TestWithParam<EmptyCase>
+{
+protected:
+    static void ExpectRefused(const std::vector<std::string>& flag)
+    {
+        std::vector<std::string> words = {"-I", GetParam().interface};
+        words.insert(words.end(), flag.begin(), flag.end());
+        // The flags that are needed, and a word that must not be taken for the value.
+        words.insert(words.end(), {"identity", "-H", "h"});
+        const Farewell farewell = Refused(words);
+        EXPECT_EQ(farewell.code, ExitCode::wrongUsage) << testing::PrintToString(words);
+        EXPECT_THAT(farewell.text, HasSubstr(GetParam().longFlag));
+    }
+};
+
+/// As "$VARIABLE" gives it when the variable is not set.
+TEST_P(EmptyValue, IsNoWayToLeaveAFlagOut)
+{
+    const std::string longFlag = GetParam().longFlag;
+    ExpectRefused({longFlag, ""});
+    ExpectRefused({longFlag + "="});
+    if (*GetParam().shortFlag != '\0') {
+        ExpectRefused({GetParam().shortFlag, ""});
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, EmptyValue,
+    testing::Values(EmptyCase{"-H", "--host", "lanplus"}, EmptyCase{"-p", "--port", "lanplus"},
+                    EmptyCase{"-U", "--user", "lanplus"}, EmptyCase{"-P", "--password", "lanplus"},
+                    EmptyCase{"-f", "--password-file", "lanplus"},
+                    EmptyCase{"-C", "--cipher-suite", "lanplus"},
+                    EmptyCase{"-L", "--privilege", "lanplus"}, EmptyCase{"", "--ca-file", "https"},
+                    EmptyCase{"", "--pin", "https"}, EmptyCase{"", "--auth", "https"},
+                    EmptyCase{"", "--format", "lanplus"}),
+    [](const auto& tested) {
+        std::string name = tested.param.longFlag;
+        name.erase(std::remove(name.begin(), name.end(), '-'), name.end());
+        return name;
+    });
+
+TEST(EmptyInterface, IsNoWayToLeaveItOut)
+{
+    EXPECT_EQ(Refused({"-H", "h", "-I", ""}).code, ExitCode::wrongUsage);
 }
 
 TEST(Help, NamesEveryCommandFlagAndExitCode)

@@ -284,6 +284,12 @@ int GetGlobalConfigValue(const std::string& key, int defaultValue)
     return found == Module().numbersSet.end() ? defaultValue : found->second;
 }
 
+ConfigSetting<std::string> FindGlobalConfigText(const std::string& key)
+{
+    const auto found = Module().textsConfigured.find(key);
+    return found == Module().textsConfigured.end() ? ConfigSetting<std::string>() : found->second;
+}
+
 void SetGlobalConfigValue(const std::string& key, int value)
 {
     Module().numbersSet[key] = value;

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "common/config/global_config.h"
 #include "module/ipmi/ipmi_client/ipmi_client.h"
 #include "module/vkt/vkt_https/vkt_https.h"
 #include "module/vkt/vkt_inventory/vkt_inventory.h"
@@ -82,6 +83,7 @@ public:
     int selectedSupply = 0;
     std::map<std::string, int> numbersSet;  ///< In the global configuration.
     std::map<std::string, std::string> textsSet;
+    std::map<std::string, ConfigSetting<std::string>> textsConfigured;
 };
 
 }  // namespace Tulvo::Test

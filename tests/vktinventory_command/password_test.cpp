@@ -15,7 +15,9 @@ namespace Tulvo::Test {
 namespace {
 
 using Cli::ExitCode;
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 std::string FileHolding(const std::string& bytes)
 {
@@ -60,6 +62,31 @@ TEST(PasswordFile, MayHoldTheEmptyPassword)
     EXPECT_EQ(PasswordUsed({"-f", FileHolding("\n")}), "");
 }
 
+TEST(PasswordFile, IsRefusedInAnotherEncoding)
+{
+    using namespace std::string_literals;
+    const std::vector<std::pair<std::string, const char*>> cases = {
+        {"\xEF\xBB\xBFsecret\n", "byte order mark of UTF-8"},
+        {"\xEF\xBB\xBF", "byte order mark of UTF-8"},
+        {"\xFF\xFEs\0e\0c\0\n\0"s, "byte order mark of UTF-16"},
+        {"\xFE\xFF\0s\0e\0c\0\n"s, "byte order mark of UTF-16"},
+        {"s\0e\0c\0\n\0"s, "NUL byte"},
+    };
+    for (const auto& [bytes, reason] : cases) {
+        FakeModule::Current() = FakeModule::Healthy();
+        const Ran ran = RunCommand({"-H", "h", "-f", FileHolding(bytes)});
+        EXPECT_EQ(ran.code, ExitCode::wrongUsage);
+        EXPECT_THAT(ran.error, AllOf(HasSubstr(reason), Not(HasSubstr("sec"))));
+        EXPECT_EQ(FakeModule::Current().ipmiTried, "") << "a wasted log-in";
+    }
+}
+
+TEST(PasswordFile, MayHoldLettersOfAnyLanguage)
+{
+    EXPECT_EQ(PasswordUsed({"-f", FileHolding("se\xC3\xA9\xEF\xBB\xBF\n")}),
+              "se\xC3\xA9\xEF\xBB\xBF");
+}
+
 TEST(PasswordEnvironment, GivesItsValue)
 {
     setenv("IPMI_PASSWORD", "from the environment", 1);
@@ -70,6 +97,17 @@ TEST(PasswordEnvironment, GivesItsValue)
 TEST(PasswordArgument, IsUsed)
 {
     EXPECT_EQ(PasswordUsed({"-P", "-secret"}), "-secret");
+}
+
+TEST(PasswordEnvironment, MustNotBeEmpty)
+{
+    setenv("IPMI_PASSWORD", "", 1);
+    FakeModule::Current() = FakeModule::Healthy();
+    const Ran ran = RunCommand({"-H", "h", "-E"});
+    unsetenv("IPMI_PASSWORD");
+    EXPECT_EQ(ran.code, ExitCode::wrongUsage);
+    EXPECT_THAT(ran.error, HasSubstr("IPMI_PASSWORD, which is empty"));
+    EXPECT_EQ(FakeModule::Current().ipmiTried, "");
 }
 
 struct NoPasswordCase
@@ -102,6 +140,7 @@ INSTANTIATE_TEST_SUITE_P(
                     NoPasswordCase{"Directory", {"-f", "/"}, "Is a directory"},
                     NoPasswordCase{"EmptyFile", {"-f", "/dev/null"}, "first line is missing"},
                     NoPasswordCase{"EndlessFile", {"-f", "/dev/zero"}, "far too long"},
+                    NoPasswordCase{"EmptyArgument", {"-P", ""}, "must not be empty"},
                     NoPasswordCase{"UnsetVariable", {"-E"}, "IPMI_PASSWORD"}),
     [](const auto& tested) { return std::string(tested.param.name); });
 

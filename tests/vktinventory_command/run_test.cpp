@@ -96,6 +96,20 @@ TEST_F(Run, TriesHttpsWithTheTrustThatWasAskedFor)
     EXPECT_EQ(Module().ipmiTried, "");
 }
 
+TEST_F(Run, TrustsAConfiguredKeyUnlessAFlagDecides)
+{
+    for (const ConfigState state : {ConfigState::kSet, ConfigState::kUnusable}) {
+        Module() = FakeModule::Healthy();
+        Module().textsConfigured["HTTPS_PINNED_KEY"] = {state, "sha256//AA=", ""};
+        RunConnected({"-I", "https"});
+        EXPECT_EQ(Module().httpsTried->tlsVerification, 1);
+        RunConnected({"-I", "https", "--ca-file", "/dev/null"});
+        EXPECT_EQ(Module().httpsTried->tlsVerification, 0);
+        RunConnected({"-I", "https", "--insecure"});
+        EXPECT_EQ(Module().httpsTried->tlsVerification, 2);
+    }
+}
+
 struct IpmiCase
 {
     CONNECTIONSTATE state;

@@ -1,15 +1,18 @@
 # SPDX-License-Identifier: Apache-2.0
 """The command on a terminal: colour, progress, the question for the password, Ctrl-C."""
+import contextlib
 import os
+import pathlib
 import pty
 import select
+import shlex
 import signal
 import subprocess
 import termios
 import time
 import unittest
 
-from enclosures import PATIENCE, Enclosure, arguments_once_hidden, environment_with
+from enclosures import COMMAND, PATIENCE, Enclosure, arguments_once_hidden, environment_with
 
 RED = b"\x1b[1;31m"
 ERASE = b"\r\x1b[K"
@@ -75,6 +78,15 @@ class Terminal:
         while self.read_some(0):
             pass
         return self.child.returncode
+
+
+def wait_until_asleep(pid):
+    """Of a process that has begun, its main thread: until it waits for somebody."""
+    deadline = time.monotonic() + PATIENCE
+    state = ""
+    while state != "S" and time.monotonic() < deadline:
+        time.sleep(0.01)
+        state = pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(") ")[2][0]
 
 
 class Colour(unittest.TestCase):
@@ -153,6 +165,53 @@ class Question(unittest.TestCase):
             self.assertEqual(terminal.end(), 130)
             self.assertTrue(terminal.echoes())
 
+    def test_ends_at_a_signal_with_echo_restored(self):
+        for number in (signal.SIGQUIT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number), self.ask() as terminal:
+                terminal.wait_for(b"Password: ")
+                if number == signal.SIGQUIT:
+                    terminal.type(b"encl\x1c")
+                else:
+                    terminal.child.send_signal(number)
+                self.assertEqual(terminal.end(), 128 + number)
+                self.assertTrue(terminal.echoes())
+
+    def test_ends_when_the_terminal_is_hung_up(self):
+        with self.ask() as terminal:
+            terminal.wait_for(b"Password: ")
+            os.close(terminal.slave)
+            os.close(terminal.master)
+            terminal.master, terminal.slave = pty.openpty()
+            # Which is seen first, the signal or the end of what was typed, is open.
+            self.assertIn(terminal.child.wait(PATIENCE), (2, 128 + signal.SIGHUP))
+
+    def test_shows_typing_while_it_is_stopped_and_is_asked_again(self):
+        """Of these shells one sets the terminal up for whoever has it, and one leaves it alone."""
+        for shell in (["bash", "--norc", "--noprofile", "--noediting", "-i"], ["dash", "-i"]):
+            with self.subTest(shell[0]), Terminal(shell) as terminal:
+                terminal.type(b"PS1= PS2=; stty -tostop\n")
+                terminal.type(shlex.join(self.enclosure.words("identity", P=None)).encode() + b"\n")
+                terminal.wait_for(b"Password: ")
+                self.assertFalse(terminal.echoes())
+                terminal.type(b"encl\x1a")
+                terminal.wait_for(b"Stopped")
+                self.assertTrue(terminal.echoes())
+                terminal.seen = b""
+                terminal.type(b"fg\n")
+                terminal.wait_for(b"Password: ")
+                self.assertFalse(terminal.echoes())
+                terminal.seen = b""
+                terminal.type(b"enclosure\n")
+                terminal.wait_for(b"FG20K0001")
+                self.assertNotIn(b"enclosure", terminal.seen)
+
+    def test_is_not_asked_in_the_background(self):
+        with Terminal(["dash", "-i"]) as terminal:
+            words = shlex.join(self.enclosure.words("identity", P=None)).encode()
+            terminal.type(b"PS1= PS2=\n" + words + b" & wait $!; echo ended with $?\n")
+            terminal.wait_for(b"cannot be asked for in the background")
+            terminal.wait_for(b"ended with 2")
+
     def test_without_an_answer_is_wrong_usage(self):
         with self.ask() as terminal:
             terminal.wait_for(b"Password: ")
@@ -181,6 +240,38 @@ class Interrupt(unittest.TestCase):
                     terminal.child.send_signal(number)
                     self.assertEqual(terminal.end(), 128 + number)
                     self.assertEqual(terminal.child.stdout.read(), b"")
+
+    def test_ends_where_standard_error_takes_nothing(self):
+        """A terminal that is held with Ctrl-S, and a pipe that nobody reads: the command is in the
+        midst of saying that it has no host."""
+        reader, writer = os.pipe()
+        self.addCleanup(os.close, reader)
+        self.addCleanup(os.close, writer)
+        os.set_blocking(writer, False)
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                os.write(writer, bytes(4096))
+        os.set_blocking(writer, True)
+        master, slave = pty.openpty()
+        self.addCleanup(os.close, master)
+        self.addCleanup(os.close, slave)
+        termios.tcflow(slave, termios.TCOOFF)
+        for stream in (writer, slave):
+            child = subprocess.Popen([COMMAND, "-P", "enclosure"], stderr=stream)
+            self.addCleanup(child.wait)
+            self.addCleanup(child.kill)
+            arguments_once_hidden(child.pid)
+            wait_until_asleep(child.pid)
+            child.terminate()
+            self.assertEqual(child.wait(PATIENCE), 128 + signal.SIGTERM)
+
+    def test_ends_where_the_progress_cannot_be_erased(self):
+        with Enclosure("no-status") as enclosure:
+            with Terminal(enclosure.words(), streams=("stderr",)) as terminal:
+                terminal.wait_for(b"try 2 of 6 ...")
+                termios.tcflow(terminal.slave, termios.TCOOFF)
+                terminal.child.terminate()
+                self.assertEqual(terminal.child.wait(PATIENCE), 128 + signal.SIGTERM)
 
     def test_leaves_no_session_open(self):
         """More interrupted requests than the module has sessions, then one that is served."""
