@@ -10,7 +10,7 @@ include(GNUInstallDirs)
 
 set(VKT_WARNINGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   "$<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wreserved-identifier;-Wreserved-macro-identifier>")
-if(VKT_WARNINGS_AS_ERRORS) # not in a host's build, whose compiler may warn of more than ours
+if(VKT_WARNINGS_AS_ERRORS) # not unasked: another compiler may warn of more than ours
   list(APPEND VKT_WARNINGS -Werror)
 endif()
 

@@ -246,8 +246,8 @@ std::string RenderTable(const Report& report, bool colour)
     std::string text;
     for (const Block& block : BlocksOf(report)) {
         if (!block.rows.empty()) {
-            text += (text.empty() ? "" : "\n") + std::string(block.heading) + "\n" +
-                    RenderGrid(block.rows, colour);
+            text.append(text.empty() ? "" : "\n").append(block.heading).append("\n");
+            text.append(RenderGrid(block.rows, colour));
         }
     }
     return text;

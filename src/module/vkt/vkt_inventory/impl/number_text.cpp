@@ -4,6 +4,8 @@
 #include <array>
 #include <charconv>
 
+#include "common/text/hexadecimal.h"
+
 namespace Tulvo {
 
 namespace {
@@ -30,7 +32,9 @@ std::string Hex(std::uint32_t value)
 
 std::string HexOfTwoDigits(std::uint8_t value)
 {
-    return value < 0x10 ? "0" + Hex(value) : Hex(value);
+    std::string text;
+    Text::AppendHexPair(text, value);
+    return text;
 }
 
 std::ostream& operator<<(std::ostream& stream, AsHex number)

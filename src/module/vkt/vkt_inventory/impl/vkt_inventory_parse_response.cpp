@@ -319,7 +319,8 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetFirmwareVersion(
 {
     const auto decode = [&firmwareVersion](const ByteView& bytes) {
         firmwareVersion = PrintableRun(bytes, 5);
-        firmwareVersion += "-" + Hex(bytes[0]) + "." + HexOfTwoDigits(bytes[1]);
+        firmwareVersion.append("-").append(Hex(bytes[0]));
+        firmwareVersion.append(".").append(HexOfTwoDigits(bytes[1]));
         return VKT_INVENTORY_SUCCESS;
     };
     return DecodeFramed(kFirmwareVersionFraming, vktType, response, completionCode, decode);
