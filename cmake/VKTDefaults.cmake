@@ -52,7 +52,8 @@ function(vkt_target_defaults target)
     CXX_VISIBILITY_PRESET hidden
     C_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
-    POSITION_INDEPENDENT_CODE ON)
+    POSITION_INDEPENDENT_CODE ON
+    BUILD_RPATH_USE_ORIGIN ON) # a build folder can be copied or moved
   target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>")
   if(VKT_SANITIZE)
     # The check of an object's type opens pipes to see whether its memory can be read, and takes an

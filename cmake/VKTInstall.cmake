@@ -52,13 +52,17 @@ function(vkt_install_package_files)
   set(folder "${PROJECT_BINARY_DIR}/package_files")
   write_basic_package_version_file("${folder}/VKTInventoryConfigVersion.cmake"
     COMPATIBILITY SameMajorVersion)
+  file(RELATIVE_PATH VKT_PREFIX_FROM_PACKAGE "/${VKT_PACKAGE_FOLDER}" "/")
+  string(REGEX REPLACE "/$" "" VKT_PREFIX_FROM_PACKAGE "${VKT_PREFIX_FROM_PACKAGE}")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/VKTInventoryConfig.cmake.in"
+    "${folder}/VKTInventoryConfig.cmake" @ONLY)
   file(RELATIVE_PATH VKT_PREFIX_FROM_PKGCONFIG "/${VKT_PKGCONFIG_FOLDER}" "/")
   string(REGEX REPLACE "/$" "" VKT_PREFIX_FROM_PKGCONFIG "${VKT_PREFIX_FROM_PKGCONFIG}")
   configure_file("${PROJECT_SOURCE_DIR}/cmake/vktinventory.pc.in" "${folder}/vktinventory.pc" @ONLY)
 
   install(EXPORT VKTInventory NAMESPACE VKTInventory:: DESTINATION "${VKT_PACKAGE_FOLDER}"
     COMPONENT Development)
-  install(FILES "${PROJECT_SOURCE_DIR}/cmake/VKTInventoryConfig.cmake"
+  install(FILES "${folder}/VKTInventoryConfig.cmake"
       "${folder}/VKTInventoryConfigVersion.cmake"
     DESTINATION "${VKT_PACKAGE_FOLDER}" COMPONENT Development)
   install(FILES "${folder}/vktinventory.pc"

@@ -89,6 +89,25 @@ host_brings_its_own() {
     stop_simulator
 }
 
+# Everything in it that runs or is loaded, in a folder of its own.
+CopiedBuildFolderRunsItsOwnLibraries() {
+    copy=${TREE%/*}/copy
+    rm -rf "$copy"
+    mkdir -p "$copy"
+    (cd "$BUILD" && find apps src \( -name 'lib*.so*' -o -name '*_module.so' -o -path '*/scenarios*' \
+        -o -name vktinventory -o -name vkt-simulator \) ! -type d \
+        -exec cp -P --parents -t "$copy" {} +)
+    uses_only "$copy" "$copy/apps/vktinventory/vktinventory"
+    for file in "$copy/apps/vktinventory/vktinventory" $(find "$copy/src" -name 'lib*.so'); do
+        ! readelf -d "$file" | grep "PATH.*$BUILD" || fail "$file looks for libraries there"
+    done
+    start_simulator "$copy/apps/vkt_simulator/vkt-simulator" healthy-vkt2-fe-2
+    output=$(bare "$copy/apps/vktinventory/vktinventory" -H "$simulator_host" -p "$simulator_port" \
+        -U "$simulator_user" -E show)
+    expect_contains "$output" "Serial number     J30ABC12"
+    stop_simulator
+}
+
 InstallsAndMoves() {
     rm -rf "$TREE"
     "$CMAKE" --install "$BUILD" --prefix "$first"
@@ -158,6 +177,32 @@ PkgConfigFindsTheLibraryForCpp() {
         $(with_pkg_config --libs vktinventory) -Wl,-rpath,"$prefix/$LIBDIR"
     uses_only "$prefix/$LIBDIR" "$program"
     names_an_enclosure "$program"
+}
+
+# uses_every_header PROGRAM: made of tests/install/crowded_host.
+uses_every_header() {
+    uses_only "$prefix/$LIBDIR" "$1"
+    expect_same "type 1 told, no connection" "$(bare "$1")"
+}
+
+PkgConfigServesEveryHeaderToAHostWithFoldersLikeOurs() {
+    program=$TREE/every_header
+    for static in "" --static; do
+        # shellcheck disable=SC2086,SC2046 # lists of words
+        "$CXX" -std=c++20 $warnings -iquote "$(with_pkg_config --variable=includedir vktinventory)" \
+            -I tests/install/crowded_host $(with_pkg_config --cflags vktinventory) \
+            tests/install/crowded_host/enclosure/every_header.cpp -o "$program" \
+            $(with_pkg_config $static --libs vktinventory) -Wl,-rpath,"$prefix/$LIBDIR"
+        uses_every_header "$program"
+    done
+}
+
+CMakeServesEveryHeaderToAHostWithFoldersLikeOurs() {
+    host=$TREE/crowded_host
+    configure tests/install/crowded_host "$host" -DCMAKE_PREFIX_PATH="$prefix" \
+        -DCMAKE_CXX_FLAGS="$warnings"
+    "$CMAKE" --build "$host"
+    uses_every_header "$host/every_header"
 }
 
 AnotherVersionIsRefused() {

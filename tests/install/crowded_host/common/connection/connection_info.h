@@ -1,0 +1,3 @@
+// SPDX-License-Identifier: Apache-2.0
+// A header of the host's, at the path of one of ours.
+#define HOST_CONNECTION_INFO

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+// Includes every header that is installed, beside the host's own of the same paths, and calls a
+// function of each.
+#include <common/connection/connection_info.h>
+#include <common/log/log.h>
+#include <common/platform/export.h>
+
+#include <iostream>
+
+#include "common/config/global_config.h"
+#include "common/connection/connection_info.h"
+#include "common/connection/connection_values.h"
+#include "common/log/log.h"
+#include "common/platform/sleep.h"
+#include "module/ipmi/ipmi_client/ipmi_client.h"
+#include "module/vkt/vkt_https/vkt_https.h"
+#include "module/vkt/vkt_info/vkt_info.h"
+#include "module/vkt/vkt_inventory/vkt_inventory.h"
+
+#if !defined HOST_LOG || !defined HOST_EXPORT || !defined HOST_CONNECTION_INFO
+#error "The host does not get its own headers"
+#endif
+
+int main()
+{
+    Tulvo::SetLogLevel(0);
+    Tulvo::Log(1, __FILE__, __LINE__).Stream() << "not written";
+    Tulvo::SetGlobalConfigValue("MODULE_TYPE", Tulvo::VKT_TYPE_VKT2);
+    Tulvo::Sleep(0);
+
+    Tulvo::TulvoConnection::ConnectionInfo nobody;
+    Tulvo::VKTHttps https(nobody);
+    Tulvo::IpmiClient ipmi("", "", "", "", 3);
+    const Tulvo::VKTInventory inventory(nobody);
+    auto moduleType = Tulvo::VKT_TYPE_UNKNOWN;
+    const bool typeIsTold =
+        Tulvo::VKTInfo(&https).GetVktType(moduleType) == Tulvo::VKT_INFO_SUCCESS;
+    std::cout << "type " << moduleType << (typeIsTold ? " told, " : " not told, ")
+              << (ipmi.connect() == Tulvo::CONNECTION_CONNECTED ? "connected" : "no connection")
+              << "\n";
+}
