@@ -68,7 +68,7 @@ const std::vector<Simulator::Scenario>& Scenarios()
 
 VKTIype TypeOf(const Simulator::Scenario& scenario)
 {
-    const bool isVkt2 = scenario.enclosure.generation == Simulator::Generation::VKT2;
+    const bool isVkt2 = scenario.enclosure.generation == Simulator::Generation::kVkt2;
     return isVkt2 ? VKT_TYPE_VKT2 : VKT_TYPE_FIRST_GENERATION;
 }
 

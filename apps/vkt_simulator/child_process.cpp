@@ -16,6 +16,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "apps/vkt_simulator/owned_descriptor.h"
+
 namespace Tulvo::Simulator {
 
 namespace {
@@ -128,8 +130,8 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments,
     if (pid_ < 0) {
         throw std::system_error(errno, std::generic_category(), "cannot start " + arguments[0]);
     }
-    exit_ = FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, pid_, 0)),
-                           "cannot watch the started process");
+    exit_ = Owned(static_cast<int>(syscall(SYS_pidfd_open, pid_, 0)),
+                  "cannot watch the started process");
 }
 
 ChildProcess::~ChildProcess()

@@ -9,7 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/vkt_simulator/file_descriptor.h"
+#include "apps/vkt_simulator/memory_file.h"
+#include "common/platform/file_descriptor.h"
 
 namespace Tulvo::Simulator {
 

@@ -63,7 +63,7 @@ std::variant<CommandLine, ExitCode> ParseCommandLine(int argc, char** argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? ENDED_ON_REQUEST : WRONG_USAGE;
+        return app.exit(error) == 0 ? kEndedOnRequest : kWrongUsage;
     }
     return line;
 }

@@ -18,9 +18,9 @@ namespace Tulvo::Simulator {
 
 enum ExitCode
 {
-    ENDED_ON_REQUEST = 0,
-    CANNOT_RUN = 1,
-    WRONG_USAGE = 2
+    kEndedOnRequest = 0,
+    kCannotRun = 1,
+    kWrongUsage = 2
 };
 
 struct ExitCodeMeaning
@@ -31,9 +31,9 @@ struct ExitCodeMeaning
 
 /// What --help and the manual page list.
 inline constexpr ExitCodeMeaning kExitCodes[] = {
-    {ENDED_ON_REQUEST, "ended on request"},
-    {CANNOT_RUN, "could not start, or a part of it ended by itself"},
-    {WRONG_USAGE, "wrong usage or a bad scenario"},
+    {kEndedOnRequest, "ended on request"},
+    {kCannotRun, "could not start, or a part of it ended by itself"},
+    {kWrongUsage, "wrong usage or a bad scenario"},
 };
 
 struct Example

@@ -39,7 +39,7 @@ Answer Give(const AnswerBytes& bytes)
 
 bool IsVkt2(const EnclosureState& state)
 {
-    return state.generation == Generation::VKT2;
+    return state.generation == Generation::kVkt2;
 }
 
 // A VKT2 puts one byte before most answers.
@@ -236,9 +236,9 @@ Answer SelectSupply(EnclosureState& state, Data data)
 
 enum class Serves
 {
-    BOTH,
-    FIRST,
-    VKT2
+    kBoth,
+    kFirst,
+    kVkt2
 };
 
 struct Request
@@ -252,29 +252,29 @@ struct Request
 };
 
 constexpr std::array<Request, 10> kRequests = {{
-    {kNetFnOem, 0xB0, Serves::BOTH, 2, 2, Identity},
-    {kNetFnOem, 0xA8, Serves::BOTH, 0, 0, ModuleStatus},
-    {kNetFnOem, 0x98, Serves::BOTH, 1, 1, PowerConsumption},
-    {kNetFnOem, 0x9D, Serves::BOTH, 1, 1, PowerCapping},
-    {kNetFnOem, 0xA5, Serves::BOTH, 1, 1, SupplyFans},
-    {kNetFnOem, 0x91, Serves::BOTH, 0, 0, SupplyStatus},
-    {kNetFnOem, 0xA7, Serves::BOTH, 1, 1, NodeState},
-    {kNetFnOem, 0x92, Serves::VKT2, 3, 3, SupplyRegister},
-    {kNetFnApplication, 0x52, Serves::FIRST, 4, 4, MasterWriteRead},
-    {kNetFnOem, 0xF4, Serves::BOTH, 1, 2, SelectSupply},
+    {kNetFnOem, 0xB0, Serves::kBoth, 2, 2, Identity},
+    {kNetFnOem, 0xA8, Serves::kBoth, 0, 0, ModuleStatus},
+    {kNetFnOem, 0x98, Serves::kBoth, 1, 1, PowerConsumption},
+    {kNetFnOem, 0x9D, Serves::kBoth, 1, 1, PowerCapping},
+    {kNetFnOem, 0xA5, Serves::kBoth, 1, 1, SupplyFans},
+    {kNetFnOem, 0x91, Serves::kBoth, 0, 0, SupplyStatus},
+    {kNetFnOem, 0xA7, Serves::kBoth, 1, 1, NodeState},
+    {kNetFnOem, 0x92, Serves::kVkt2, 3, 3, SupplyRegister},
+    {kNetFnApplication, 0x52, Serves::kFirst, 4, 4, MasterWriteRead},
+    {kNetFnOem, 0xF4, Serves::kBoth, 1, 2, SelectSupply},
 }};
 
 bool IsServed(const Request& request, Generation generation)
 {
-    return request.generation == Serves::BOTH ||
-           (request.generation == Serves::VKT2) == (generation == Generation::VKT2);
+    return request.generation == Serves::kBoth ||
+           (request.generation == Serves::kVkt2) == (generation == Generation::kVkt2);
 }
 
 }  // namespace
 
 std::size_t MaxBuildLength(Generation generation)
 {
-    return generation == Generation::VKT2 ? 6 : 7;
+    return generation == Generation::kVkt2 ? 6 : 7;
 }
 
 std::size_t NodeCount(std::uint8_t platformId)

@@ -17,8 +17,8 @@ namespace Tulvo::Simulator {
 
 enum class Generation
 {
-    FIRST,
-    VKT2
+    kFirst,
+    kVkt2
 };
 
 /// One answer: the IPMI completion code and the bytes after it.
@@ -86,7 +86,7 @@ struct PowerSupply
 
 struct EnclosureState
 {
-    Generation generation = Generation::FIRST;
+    Generation generation = Generation::kFirst;
     std::uint8_t platformId = 0xFE;   ///< 0xFC, 0xFD or 0xFE; a first generation counts as 0xFE
     std::uint8_t generationCode = 0;  ///< of the platform; with 0xFC and 0xFD it tells the slots
     std::string machineType;          ///< at most kMaxTextLength, as the other two

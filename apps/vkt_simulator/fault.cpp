@@ -10,16 +10,16 @@ namespace {
 void Apply(const Fault& fault, Delivery& delivery)
 {
     switch (fault.kind) {
-        case FaultKind::LATENCY:
+        case FaultKind::kLatency:
             delivery.latency += fault.latency;
             break;
-        case FaultKind::DROP:
+        case FaultKind::kDrop:
             delivery.dropped = true;
             break;
-        case FaultKind::TRUNCATE:
+        case FaultKind::kTruncate:
             delivery.answer.bytes.resize(std::min(fault.keptBytes, delivery.answer.bytes.size()));
             break;
-        case FaultKind::COMPLETION_CODE:
+        case FaultKind::kCompletionCode:
             delivery.answer.completionCode = fault.completionCode;
             if (!fault.keepData) {
                 delivery.answer.bytes.clear();

@@ -16,10 +16,10 @@ namespace Tulvo::Simulator {
 
 enum class FaultKind
 {
-    LATENCY,
-    DROP,
-    TRUNCATE,
-    COMPLETION_CODE
+    kLatency,
+    kDrop,
+    kTruncate,
+    kCompletionCode
 };
 
 struct Fault
@@ -27,11 +27,11 @@ struct Fault
     std::uint8_t netFn = 0;
     std::uint8_t command = 0;
     std::vector<std::uint8_t> dataPrefix;  ///< only requests whose data begin with these bytes
-    FaultKind kind = FaultKind::LATENCY;
-    std::chrono::milliseconds latency{0};  ///< LATENCY: how much later the answer comes
-    std::size_t keptBytes = 0;             ///< TRUNCATE: how many bytes are left at most
-    std::uint8_t completionCode = 0;       ///< COMPLETION_CODE: the code instead of the real one
-    bool keepData = false;                 ///< COMPLETION_CODE: the bytes stay, against all custom
+    FaultKind kind = FaultKind::kLatency;
+    std::chrono::milliseconds latency{0};  ///< kLatency: how much later the answer comes
+    std::size_t keptBytes = 0;             ///< kTruncate: how many bytes are left at most
+    std::uint8_t completionCode = 0;       ///< kCompletionCode: the code instead of the real one
+    bool keepData = false;                 ///< kCompletionCode: the bytes stay, against all custom
     std::optional<unsigned int> times;     ///< how many requests are hit; without it: all
 
     bool Hits(std::uint8_t requestNetFn, std::uint8_t requestCommand,

@@ -13,17 +13,17 @@ namespace Tulvo::Simulator {
 
 enum class HttpsFaultKind
 {
-    LATENCY,
-    STATUS,
-    GARBAGE,
-    CLOSE
+    kLatency,
+    kStatus,
+    kGarbage,
+    kClose
 };
 
 struct HttpsFault
 {
-    HttpsFaultKind kind = HttpsFaultKind::LATENCY;
-    std::chrono::milliseconds latency{0};  ///< LATENCY: how much later the reply comes
-    int status = 0;                        ///< STATUS: the error in place of a reply
+    HttpsFaultKind kind = HttpsFaultKind::kLatency;
+    std::chrono::milliseconds latency{0};  ///< kLatency: how much later the reply comes
+    int status = 0;                        ///< kStatus: the error in place of a reply
     std::optional<unsigned int> times;     ///< how many requests are hit; without it: all
 };
 

@@ -13,9 +13,9 @@ namespace Tulvo::Simulator {
 
 enum class BodyState
 {
-    WHOLE,
-    TOO_LONG,
-    UNREADABLE  ///< broken off, or encoded in a way that the server does not know
+    kWhole,
+    kTooLong,
+    kUnreadable  ///< broken off, or encoded in a way that the server does not know
 };
 
 struct HttpsRequest
@@ -27,7 +27,7 @@ struct HttpsRequest
     std::string contentType;
     std::string odataVersion;
     std::string body;
-    BodyState bodyState = BodyState::WHOLE;
+    BodyState bodyState = BodyState::kWhole;
 };
 
 struct HttpsReply

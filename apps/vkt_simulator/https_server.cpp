@@ -11,8 +11,8 @@
 #include <thread>
 
 #include "apps/vkt_simulator/connection_threads.h"
-#include "apps/vkt_simulator/file_descriptor.h"
 #include "apps/vkt_simulator/https_service.h"
+#include "apps/vkt_simulator/memory_file.h"
 #include "apps/vkt_simulator/open_connections.h"
 #include "apps/vkt_simulator/redfish_error.h"
 #include "apps/vkt_simulator/request_limit.h"
@@ -65,7 +65,7 @@ bool IsReadable(const httplib::Request& request)
 struct Body
 {
     std::string text;
-    BodyState state = BodyState::TOO_LONG;
+    BodyState state = BodyState::kTooLong;
     bool readToItsEnd = false;
 };
 
@@ -84,7 +84,7 @@ Body ReadBody(const httplib::Request& request, const httplib::ContentReader& rea
         return length <= kMostDrained;
     });
     if (length <= kLongestBody) {
-        body.state = body.readToItsEnd ? BodyState::WHOLE : BodyState::UNREADABLE;
+        body.state = body.readToItsEnd ? BodyState::kWhole : BodyState::kUnreadable;
     }
     return body;
 }
@@ -161,7 +161,7 @@ class HttpsServer::Impl
 public:
     Impl(const std::string& address, std::uint16_t port, const Scenario& scenario)
         : certificate_(address,
-                       scenario.https.expiredCertificate ? Validity::EXPIRED : Validity::CURRENT),
+                       scenario.https.expiredCertificate ? Validity::kExpired : Validity::kCurrent),
           file_(MakeMemoryFile("certificate", certificate_.Pem())),
           service_(scenario),
           server_([this](SSL_CTX& context) { return SetUpTls(context); })
@@ -238,7 +238,7 @@ private:
             Handle(request, response, ReadBody(request, read));
         };
         const auto withoutBody = [this](const Request& request, Response& response) {
-            Handle(request, response, {"", BodyState::WHOLE, !HasBody(request)});
+            Handle(request, response, {"", BodyState::kWhole, !HasBody(request)});
         };
         server_.Post(".*", withBody).Put(".*", withBody).Patch(".*", withBody);
         server_.Delete(".*", withBody).Get(".*", withoutBody).Options(".*", withoutBody);

@@ -5,10 +5,10 @@
 
 #include <csignal>
 
-#include "apps/vkt_simulator/base64.h"
-#include "apps/vkt_simulator/hexadecimal.h"
 #include "apps/vkt_simulator/json_members.h"
 #include "apps/vkt_simulator/redfish_error.h"
+#include "common/text/base64.h"
+#include "common/text/hexadecimal.h"
 
 namespace Tulvo::Simulator {
 
@@ -32,8 +32,7 @@ bool StartsWithIgnoringCase(const std::string& text, std::string_view start)
 
 std::string BasicOf(const Credentials& credentials)
 {
-    const std::string text = credentials.user + ':' + credentials.password;
-    return Base64({reinterpret_cast<const unsigned char*>(text.data()), text.size()});
+    return Text::ToBase64(credentials.user + ':' + credentials.password);
 }
 
 bool Strikes(HttpsFault& fault)
@@ -49,11 +48,11 @@ bool Strikes(HttpsFault& fault)
 
 HttpsReply Spoilt(const HttpsFault& fault)
 {
-    if (fault.kind == HttpsFaultKind::STATUS) {
+    if (fault.kind == HttpsFaultKind::kStatus) {
         return RedfishError(fault.status, "the scenario has this service fail");
     }
     HttpsReply reply;
-    reply.closed = fault.kind == HttpsFaultKind::CLOSE;
+    reply.closed = fault.kind == HttpsFaultKind::kClose;
     reply.body = kGarbage;
     return reply;
 }
@@ -74,10 +73,10 @@ nlohmann::json ParseBody(const HttpsRequest& request)
     if (!IsJson(request.contentType)) {
         throw Refused(400, "Content-Type must be application/json");
     }
-    if (request.bodyState == BodyState::TOO_LONG) {
+    if (request.bodyState == BodyState::kTooLong) {
         throw Refused(413, "the body is too long");
     }
-    if (request.bodyState == BodyState::UNREADABLE) {
+    if (request.bodyState == BodyState::kUnreadable) {
         throw Refused(400, "the body cannot be read");
     }
     return ParseJson(request.body);
@@ -118,7 +117,7 @@ HttpsReply RawAnswer(const RawRequest& request, const Delivery& delivery)
     body["NetFn"] = request.netFn + 1;
     body["Command"] = request.command;
     body["CompletionCode"] = delivery.answer.completionCode;
-    body["ResponseData"] = Hexadecimal(delivery.answer.bytes);
+    body["ResponseData"] = Text::ToHexPairs(delivery.answer.bytes);
     HttpsReply reply;
     reply.body = body.dump();
     return reply;
@@ -171,7 +170,7 @@ HttpsReply HttpsService::Answer(const HttpsRequest& request)
             continue;
         }
         latency += fault.latency;
-        if (fault.kind != HttpsFaultKind::LATENCY) {
+        if (fault.kind != HttpsFaultKind::kLatency) {
             return late(Spoilt(fault));
         }
     }

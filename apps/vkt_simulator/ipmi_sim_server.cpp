@@ -11,8 +11,9 @@
 #include <stdexcept>
 
 #include "apps/vkt_simulator/child_process.h"
-#include "apps/vkt_simulator/hexadecimal.h"
 #include "apps/vkt_simulator/ipmi_sim_config.h"
+#include "apps/vkt_simulator/memory_file.h"
+#include "apps/vkt_simulator/random_id.h"
 #include "apps/vkt_simulator/udp_endpoint.h"
 
 namespace Tulvo::Simulator {
@@ -69,7 +70,7 @@ public:
     explicit Impl(const IpmiSimOptions& options)
         : reservation_(SocketAddress(options.address, options.port))
     {
-        const std::string guid = RandomHexadecimal();
+        const std::string guid = RandomId();
         const FileDescriptor input = MakeMemoryFile("input", options.moduleInput);
         IpmiSimOptions complete = WithPort(options, reservation_.Address().Port());
         if (!options.moduleInput.empty()) {

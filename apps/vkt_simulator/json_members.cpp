@@ -3,6 +3,9 @@
 
 #include <algorithm>
 
+#include "common/text/hexadecimal.h"
+#include "common/text/printable.h"
+
 namespace Tulvo::Simulator {
 
 namespace {
@@ -56,21 +59,11 @@ std::string Escaped(const std::string& name)
     return escaped;
 }
 
-bool IsPrintable(char character)
-{
-    return character >= 0x20 && character <= 0x7E;
-}
-
 // A message is a line on somebody's terminal, whatever the document holds.
-std::string Readable(std::string text)
+std::string Readable(const std::string& text)
 {
     constexpr std::size_t kLongest = 300;
-    if (text.size() > kLongest) {
-        text.replace(kLongest, std::string::npos, "...");
-    }
-    std::replace_if(
-        text.begin(), text.end(), [](char character) { return !IsPrintable(character); }, '?');
-    return text;
+    return Text::PrintableAscii(text, kLongest);
 }
 
 // An array or object is not written out: that takes stack for every level of its nesting, which has
@@ -132,7 +125,7 @@ std::string JsonValue::Text(std::size_t shortest, std::size_t longest) const
     }
     const auto& text = value_->get_ref<const std::string&>();
     if (text.size() < shortest || text.size() > longest ||
-        !std::all_of(text.begin(), text.end(), IsPrintable)) {
+        !std::all_of(text.begin(), text.end(), Text::IsPrintableAscii)) {
         Fail("must be " + Range(shortest, longest) + " printable ASCII characters");
     }
     return text;
@@ -141,15 +134,10 @@ std::string JsonValue::Text(std::size_t shortest, std::size_t longest) const
 std::vector<std::uint8_t> JsonValue::HexadecimalBytes(std::size_t most) const
 {
     const std::string digits = Text(0, 2 * most);
-    if (digits.size() % 2 != 0 ||
-        digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+    if (!Text::AreHexPairs(digits)) {
         Fail("must be pairs of hexadecimal digits");
     }
-    std::vector<std::uint8_t> bytes;
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-        bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
+    return Text::FromHexPairs(digits);
 }
 
 std::vector<JsonValue> JsonValue::Elements() const

@@ -75,7 +75,7 @@ Firmware ReadFirmware(const JsonValue& value, Generation generation)
     firmware.minor = members["minor"].NumberAs<std::uint8_t>();
     members.RejectOthers();
     // The byte of a first generation's major version is where a VKT2 shows its type code.
-    if (generation == Generation::FIRST && firmware.major >= 0xFC && firmware.major <= 0xFE) {
+    if (generation == Generation::kFirst && firmware.major >= 0xFC && firmware.major <= 0xFE) {
         major.Fail("252 to 254 would make this first-generation module a VKT2");
     }
     return firmware;
@@ -83,14 +83,14 @@ Firmware ReadFirmware(const JsonValue& value, Generation generation)
 
 void ReadModule(const JsonValue& value, EnclosureState& state)
 {
-    static const Words<Generation> kGenerations = {{"first", Generation::FIRST},
-                                                   {"vkt2", Generation::VKT2}};
+    static const Words<Generation> kGenerations = {{"first", Generation::kFirst},
+                                                   {"vkt2", Generation::kVkt2}};
     static const Words<std::uint8_t> kPlatforms = {{"0xFC", 0xFC}, {"0xFD", 0xFD}, {"0xFE", 0xFE}};
     // Above this, the code would continue a printable text that stands before it.
     constexpr std::uint8_t kHighestGenerationCode = 31;
     JsonMembers members(value);
     state.generation = members["generation"].Word<Generation>(kGenerations);
-    if (state.generation == Generation::VKT2) {
+    if (state.generation == Generation::kVkt2) {
         state.platformId = members["platformId"].Word<std::uint8_t>(kPlatforms);
         state.generationCode =
             static_cast<std::uint8_t>(members["generationCode"].Number(0, kHighestGenerationCode));
@@ -147,7 +147,7 @@ std::vector<JsonValue> Exactly(const JsonValue& value, std::size_t count, const 
 
 void ReadFans(const JsonValue& value, Generation generation, PowerSupply& supply)
 {
-    const bool isVkt2 = generation == Generation::VKT2;
+    const bool isVkt2 = generation == Generation::kVkt2;
     const char* why =
         isVkt2 ? "a supply of a VKT2 has two fans" : "a supply of the first generation has one fan";
     std::size_t next = 0;
@@ -195,18 +195,18 @@ std::optional<std::uint32_t> ReadCount(JsonMembers& members, const char* name)
 
 void ReadFaultKind(JsonMembers& members, Fault& fault)
 {
-    static const Words<FaultKind> kKinds = {{"latency", FaultKind::LATENCY},
-                                            {"drop", FaultKind::DROP},
-                                            {"truncate", FaultKind::TRUNCATE},
-                                            {"completionCode", FaultKind::COMPLETION_CODE}};
+    static const Words<FaultKind> kKinds = {{"latency", FaultKind::kLatency},
+                                            {"drop", FaultKind::kDrop},
+                                            {"truncate", FaultKind::kTruncate},
+                                            {"completionCode", FaultKind::kCompletionCode}};
     fault.kind = members["kind"].Word<FaultKind>(kKinds);
-    if (fault.kind == FaultKind::LATENCY) {
+    if (fault.kind == FaultKind::kLatency) {
         fault.latency = ReadLatency(members);
     }
-    if (fault.kind == FaultKind::TRUNCATE) {
+    if (fault.kind == FaultKind::kTruncate) {
         fault.keptBytes = members["keep"].NumberAs<std::uint8_t>();
     }
-    if (fault.kind == FaultKind::COMPLETION_CODE) {
+    if (fault.kind == FaultKind::kCompletionCode) {
         fault.completionCode = members["completionCode"].NumberAs<std::uint8_t>();
         fault.keepData = members.Has("keepData") && members["keepData"].Boolean();
     }
@@ -231,17 +231,17 @@ Fault ReadFault(const JsonValue& value)
 
 HttpsFault ReadHttpsFault(const JsonValue& value)
 {
-    static const Words<HttpsFaultKind> kKinds = {{"latency", HttpsFaultKind::LATENCY},
-                                                 {"status", HttpsFaultKind::STATUS},
-                                                 {"garbage", HttpsFaultKind::GARBAGE},
-                                                 {"close", HttpsFaultKind::CLOSE}};
+    static const Words<HttpsFaultKind> kKinds = {{"latency", HttpsFaultKind::kLatency},
+                                                 {"status", HttpsFaultKind::kStatus},
+                                                 {"garbage", HttpsFaultKind::kGarbage},
+                                                 {"close", HttpsFaultKind::kClose}};
     JsonMembers members(value);
     HttpsFault fault;
     fault.kind = members["kind"].Word<HttpsFaultKind>(kKinds);
-    if (fault.kind == HttpsFaultKind::LATENCY) {
+    if (fault.kind == HttpsFaultKind::kLatency) {
         fault.latency = ReadLatency(members);
     }
-    if (fault.kind == HttpsFaultKind::STATUS) {
+    if (fault.kind == HttpsFaultKind::kStatus) {
         fault.status = static_cast<int>(members["status"].Number(400, 599));
     }
     fault.times = ReadCount(members, "times");

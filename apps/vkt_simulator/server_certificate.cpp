@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <stdexcept>
 
-#include "apps/vkt_simulator/base64.h"
+#include "common/text/base64.h"
 
 namespace Tulvo::Simulator {
 
@@ -38,7 +38,7 @@ void SetRandomSerial(X509* certificate)
 // A day of grace before now, for clients whose clock is a little behind.
 void SetDates(X509* certificate, Validity validity)
 {
-    const long end = validity == Validity::CURRENT ? 30 * kDay : -kDay;
+    const long end = validity == Validity::kCurrent ? 30 * kDay : -kDay;
     Check(X509_gmtime_adj(X509_getm_notBefore(certificate), -2 * kDay) != nullptr, "start");
     Check(X509_gmtime_adj(X509_getm_notAfter(certificate), end) != nullptr, "end");
 }
@@ -98,7 +98,7 @@ std::string ServerCertificate::Pin() const
     std::array<unsigned char, SHA256_DIGEST_LENGTH> digest;
     SHA256(der, static_cast<std::size_t>(length), digest.data());
     OPENSSL_free(der);
-    return "sha256//" + Base64(digest);
+    return "sha256//" + Text::ToBase64(digest);
 }
 
 }  // namespace Tulvo::Simulator

@@ -14,8 +14,8 @@ namespace Tulvo::Simulator {
 
 enum class Validity
 {
-    CURRENT,
-    EXPIRED
+    kCurrent,
+    kExpired
 };
 
 /// A certificate for localhost, 127.0.0.1, ::1 and one more address. The key never leaves memory.

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "apps/vkt_simulator/hexadecimal.h"
+#include "apps/vkt_simulator/random_id.h"
 
 namespace Tulvo::Simulator {
 
@@ -12,7 +12,7 @@ std::optional<RedfishSession> SessionTable::Open()
     if (sessions_.size() >= capacity_) {
         return std::nullopt;
     }
-    sessions_.push_back({std::to_string(++lastId_), RandomHexadecimal(), lifetime_});
+    sessions_.push_back({std::to_string(++lastId_), RandomId(), lifetime_});
     return sessions_.back();
 }
 

@@ -6,6 +6,8 @@
 
 #include <csignal>
 
+#include "apps/vkt_simulator/owned_descriptor.h"
+
 namespace Tulvo::Simulator {
 
 StopSignals::StopSignals()
@@ -16,7 +18,7 @@ StopSignals::StopSignals()
         sigaddset(&signals, signal);
     }
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    descriptor_ = FileDescriptor(signalfd(-1, &signals, SFD_CLOEXEC), "cannot wait for signals");
+    descriptor_ = Owned(signalfd(-1, &signals, SFD_CLOEXEC), "cannot wait for signals");
 }
 
 bool StopSignals::Received() const

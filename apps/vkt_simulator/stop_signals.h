@@ -4,7 +4,7 @@
 #ifndef APPS_VKT_SIMULATOR_STOP_SIGNALS_H
 #define APPS_VKT_SIMULATOR_STOP_SIGNALS_H
 
-#include "apps/vkt_simulator/file_descriptor.h"
+#include "common/platform/file_descriptor.h"
 
 namespace Tulvo::Simulator {
 

@@ -12,7 +12,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "apps/vkt_simulator/hexadecimal.h"
+#include "apps/vkt_simulator/owned_descriptor.h"
+#include "common/text/hexadecimal.h"
 
 namespace Tulvo::Simulator {
 
@@ -34,8 +35,8 @@ constexpr std::size_t kGuidLength = 16;
 
 FileDescriptor OpenUdp(const SocketAddress& address)
 {
-    return {socket(address.storage.ss_family, SOCK_DGRAM | SOCK_CLOEXEC, 0),
-            "cannot open a UDP socket"};
+    return Owned(socket(address.storage.ss_family, SOCK_DGRAM | SOCK_CLOEXEC, 0),
+                 "cannot open a UDP socket");
 }
 
 void Check(int result, const char* what)
@@ -126,7 +127,7 @@ bool AnswersWithGuid(const SocketAddress& address, const std::string& guid, int 
     return poll(&readable, 1, milliseconds) == 1 &&
            recv(udp.Get(), answer.data(), answer.size(), 0) >=
                static_cast<ssize_t>(kGuidOffset + kGuidLength) &&
-           Hexadecimal(std::span(answer).subspan<kGuidOffset, kGuidLength>()) == guid;
+           Text::ToHexPairs(std::span(answer).subspan<kGuidOffset, kGuidLength>()) == guid;
 }
 
 }  // namespace Tulvo::Simulator

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <string>
 
-#include "apps/vkt_simulator/file_descriptor.h"
+#include "common/platform/file_descriptor.h"
 
 namespace Tulvo::Simulator {
 

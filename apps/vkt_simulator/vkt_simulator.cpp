@@ -29,7 +29,7 @@ ExitCode Complain(const std::exception& error, ExitCode exitCode)
 {
     const bool noMemory = dynamic_cast<const std::bad_alloc*>(&error) != nullptr;
     std::cerr << "vkt-simulator: " << (noMemory ? "no memory is left" : error.what()) << '\n';
-    return noMemory ? CANNOT_RUN : exitCode;
+    return noMemory ? kCannotRun : exitCode;
 }
 
 /// Whoever started the simulator reads from it what to do next.
@@ -47,9 +47,9 @@ try {
         const std::string text = ReadScenarioFile(ScenarioFile(name));
         Print(name + "\n    " + ParseScenario(text, name).description + '\n');
     }
-    return ENDED_ON_REQUEST;
+    return kEndedOnRequest;
 } catch (const std::exception& error) {
-    return Complain(error, CANNOT_RUN);
+    return Complain(error, kCannotRun);
 }
 
 // Accounts of a simulated enclosure are no secret, and its answers are no protection either.
@@ -104,10 +104,10 @@ int WaitForTheEnd(const StopSignals& signals, const IpmiSimServer& server)
         {{signals.Descriptor(), POLLIN, 0}, {server.ExitDescriptor(), POLLIN, 0}}};
     poll(events.data(), events.size(), -1);
     if (events[0].revents != 0) {
-        return ENDED_ON_REQUEST;
+        return kEndedOnRequest;
     }
     std::cerr << "vkt-simulator: ipmi_sim has ended by itself\n";
-    return CANNOT_RUN;
+    return kCannotRun;
 }
 
 int Play(const CommandLine& line, const StopSignals& signals, const std::string& text,
@@ -127,9 +127,9 @@ int Play(const CommandLine& line, const StopSignals& signals, const std::string&
         return exitCode;
     } catch (const std::exception& error) {
         if (signals.Received()) {
-            return ENDED_ON_REQUEST;
+            return kEndedOnRequest;
         }
-        return Complain(error, CANNOT_RUN);
+        return Complain(error, kCannotRun);
     }
 }
 
@@ -149,7 +149,7 @@ int Run(const CommandLine& line, const StopSignals& signals)
         text = ReadScenarioFile(file);
         scenario = ParseScenario(text, file);
     } catch (const std::exception& error) {
-        return Complain(error, WRONG_USAGE);
+        return Complain(error, kWrongUsage);
     }
     return Play(line, signals, text, scenario);
 }
@@ -177,6 +177,6 @@ int main(int argc, char** argv)
         Tulvo::CheckHost();
         return ParseAndRun(argc, argv);
     } catch (const std::exception& error) {
-        return Complain(error, CANNOT_RUN);
+        return Complain(error, kCannotRun);
     }
 }

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "apps/vkt_simulator/hexadecimal.h"
+#include "common/text/hexadecimal.h"
 #include "fuzz/input_reader.h"
 #include "fuzz/played_answers.h"
 #include "fuzz/require.h"
@@ -41,7 +41,7 @@ std::string BodyOf(const IPMICOMMAND& request, const Https::IpmiReply& reply)
     return json{{"NetFn", request.netFn + 1},
                 {"Command", request.cmd},
                 {"CompletionCode", reply.completionCode},
-                {"ResponseData", Simulator::Hexadecimal(reply.data)}}
+                {"ResponseData", Text::ToHexPairs(reply.data)}}
         .dump();
 }
 
@@ -62,7 +62,7 @@ void RequireWhatTheBodySays(const IPMICOMMAND& request, std::string_view content
     Require(IsNumber(object.at("NetFn"), request.netFn + 1U), "the answer is to the request");
     Require(IsNumber(object.at("Command"), request.cmd), "the answer is to the command");
     Require(IsNumber(object.at("CompletionCode"), reply.completionCode), "the code is the body's");
-    Require(LowerCase(object.at("ResponseData")) == Simulator::Hexadecimal(reply.data),
+    Require(LowerCase(object.at("ResponseData")) == Text::ToHexPairs(reply.data),
             "the data are the body's");
 }
 

@@ -9,7 +9,7 @@
 #include <system_error>
 #include <vector>
 
-#include "apps/vkt_simulator/file_descriptor.h"
+#include "apps/vkt_simulator/owned_descriptor.h"
 #include "apps/vkt_simulator/udp_endpoint.h"
 
 namespace Tulvo::Simulator {
@@ -25,8 +25,8 @@ public:
     explicit Udp(const std::string& address = "127.0.0.1") : here_(address, 0)
     {
         const int family = here_.storage.ss_family;
-        server_ = FileDescriptor(socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket");
-        client_ = FileDescriptor(socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket");
+        server_ = Owned(socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket");
+        client_ = Owned(socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket");
         if (bind(Server(), here_.Get(), here_.length) != 0 ||
             getsockname(Server(), here_.Get(), &here_.length) != 0 ||
             connect(client_.Get(), here_.Get(), here_.length) != 0) {
@@ -144,8 +144,8 @@ TEST(DatagramFilter, FindsEveryUdpSocketAndNothingElse)
     EXPECT_THAT(UdpSockets(), testing::IsEmpty());
     const Udp four;
     const Udp six("::1");
-    const FileDescriptor tcp(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
-    const FileDescriptor local(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket");
+    const FileDescriptor tcp = Owned(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
+    const FileDescriptor local = Owned(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0), "socket");
     EXPECT_THAT(UdpSockets(), testing::AllOf(testing::SizeIs(4), testing::Contains(four.Server()),
                                              testing::Contains(six.Server())));
 }

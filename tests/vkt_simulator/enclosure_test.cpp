@@ -59,12 +59,12 @@ EnclosureState Common(Generation generation, std::size_t nodes, std::size_t supp
 
 EnclosureState FirstGeneration()
 {
-    return Common(Generation::FIRST, 4, 2);
+    return Common(Generation::kFirst, 4, 2);
 }
 
 EnclosureState Vkt2()
 {
-    EnclosureState state = Common(Generation::VKT2, 12, 9);
+    EnclosureState state = Common(Generation::kVkt2, 12, 9);
     state.platformId = 0xFC;
     state.generationCode = 3;
     return state;
@@ -228,14 +228,14 @@ TEST(Enclosure, RefusesEveryOtherNumberOfDataBytes)
         std::size_t shortest;
         std::size_t longest;
     } lengths[] = {
-        {Generation::VKT2, 0x32, 0xB0, 2, 2},  {Generation::VKT2, 0x32, 0xA8, 0, 0},
-        {Generation::VKT2, 0x32, 0x98, 1, 1},  {Generation::VKT2, 0x32, 0x9D, 1, 1},
-        {Generation::VKT2, 0x32, 0xA5, 1, 1},  {Generation::VKT2, 0x32, 0x91, 0, 0},
-        {Generation::VKT2, 0x32, 0xA7, 1, 1},  {Generation::VKT2, 0x32, 0x92, 3, 3},
-        {Generation::FIRST, 0x06, 0x52, 4, 4}, {Generation::VKT2, 0x32, 0xF4, 1, 2},
+        {Generation::kVkt2, 0x32, 0xB0, 2, 2},  {Generation::kVkt2, 0x32, 0xA8, 0, 0},
+        {Generation::kVkt2, 0x32, 0x98, 1, 1},  {Generation::kVkt2, 0x32, 0x9D, 1, 1},
+        {Generation::kVkt2, 0x32, 0xA5, 1, 1},  {Generation::kVkt2, 0x32, 0x91, 0, 0},
+        {Generation::kVkt2, 0x32, 0xA7, 1, 1},  {Generation::kVkt2, 0x32, 0x92, 3, 3},
+        {Generation::kFirst, 0x06, 0x52, 4, 4}, {Generation::kVkt2, 0x32, 0xF4, 1, 2},
     };
     for (const auto& row : lengths) {
-        Enclosure enclosure(row.generation == Generation::VKT2 ? Vkt2() : FirstGeneration());
+        Enclosure enclosure(row.generation == Generation::kVkt2 ? Vkt2() : FirstGeneration());
         for (std::size_t length = 0; length <= 40; ++length) {
             const Answer answer = enclosure.Serve(row.netFn, row.command, Bytes(length, 1));
             const bool fits = length >= row.shortest && length <= row.longest;
@@ -258,7 +258,7 @@ TEST(Enclosure, TellsTheStatesOfItsSuppliesApart)
                            0x91,
                            {},
                            {0, {0x01, 0x01, 0x00, 0x00, 0x02, 0x00, 0x7B, 0x01, 0xFB, 0x01}}}});
-    state.generation = Generation::FIRST;
+    state.generation = Generation::kFirst;
     state.supplies.resize(3);
     ExpectAnswers(state, {{"six bytes of a first generation",
                            0x32,
@@ -322,12 +322,12 @@ TEST(Enclosure, NeverAnswersMoreThanAServerCanSend)
 TEST(Enclosure, KeepsTheGenerationCodeBehindTheLongestBuildName)
 {
     EnclosureState state = Vkt2();
-    state.firmware.build = std::string(MaxBuildLength(Generation::VKT2), 'B');
+    state.firmware.build = std::string(MaxBuildLength(Generation::kVkt2), 'B');
     Bytes status = Enclosure(state).Serve(0x32, 0xA8, {}).bytes;
     EXPECT_EQ(status[12], 0x00);
     EXPECT_EQ(status[13], 0x03);
-    state.generation = Generation::FIRST;
-    state.firmware.build = std::string(MaxBuildLength(Generation::FIRST), 'B');
+    state.generation = Generation::kFirst;
+    state.firmware.build = std::string(MaxBuildLength(Generation::kFirst), 'B');
     status = Enclosure(state).Serve(0x32, 0xA8, {}).bytes;
     EXPECT_EQ(status[12], 0x00);
     EXPECT_EQ(status[13], 0x03);

@@ -48,7 +48,7 @@ TEST_F(Faults, NoneLetTheAnswerPass)
 
 TEST_F(Faults, LatencyDelaysAndChangesNothing)
 {
-    Fault fault = OfName(FaultKind::LATENCY);
+    Fault fault = OfName(FaultKind::kLatency);
     fault.latency = milliseconds(250);
     FaultyEnclosure enclosure = With({fault});
     const Delivery delivery = AskName(enclosure);
@@ -58,13 +58,13 @@ TEST_F(Faults, LatencyDelaysAndChangesNothing)
 
 TEST_F(Faults, DropLeavesTheRequestUnanswered)
 {
-    FaultyEnclosure enclosure = With({OfName(FaultKind::DROP)});
+    FaultyEnclosure enclosure = With({OfName(FaultKind::kDrop)});
     EXPECT_TRUE(AskName(enclosure).dropped);
 }
 
 TEST_F(Faults, TruncateKeepsTheFirstBytes)
 {
-    Fault fault = OfName(FaultKind::TRUNCATE);
+    Fault fault = OfName(FaultKind::kTruncate);
     fault.keptBytes = 2;
     FaultyEnclosure enclosure = With({fault});
     EXPECT_EQ(AskName(enclosure).answer, (Answer{0, {'E', 'n'}}));
@@ -72,7 +72,7 @@ TEST_F(Faults, TruncateKeepsTheFirstBytes)
 
 TEST_F(Faults, TruncateNeverLengthens)
 {
-    Fault fault = OfName(FaultKind::TRUNCATE);
+    Fault fault = OfName(FaultKind::kTruncate);
     fault.keptBytes = 200;
     FaultyEnclosure enclosure = With({fault});
     EXPECT_EQ(AskName(enclosure).answer, good_);
@@ -80,7 +80,7 @@ TEST_F(Faults, TruncateNeverLengthens)
 
 TEST_F(Faults, CompletionCodeTakesTheBytesAway)
 {
-    Fault fault = OfName(FaultKind::COMPLETION_CODE);
+    Fault fault = OfName(FaultKind::kCompletionCode);
     fault.completionCode = 0xC3;
     FaultyEnclosure enclosure = With({fault});
     EXPECT_EQ(AskName(enclosure).answer, (Answer{0xC3, {}}));
@@ -88,7 +88,7 @@ TEST_F(Faults, CompletionCodeTakesTheBytesAway)
 
 TEST_F(Faults, CompletionCodeCanComeWithBytes)
 {
-    Fault fault = OfName(FaultKind::COMPLETION_CODE);
+    Fault fault = OfName(FaultKind::kCompletionCode);
     fault.completionCode = 0xC3;
     fault.keepData = true;
     FaultyEnclosure enclosure = With({fault});
@@ -97,7 +97,7 @@ TEST_F(Faults, CompletionCodeCanComeWithBytes)
 
 TEST_F(Faults, HitOnlyTheirRequest)
 {
-    FaultyEnclosure enclosure = With({OfName(FaultKind::DROP)});
+    FaultyEnclosure enclosure = With({OfName(FaultKind::kDrop)});
     EXPECT_FALSE(enclosure.Serve(0x32, 0xB0, {0x05, 0x00}).dropped) << "other data";
     EXPECT_FALSE(enclosure.Serve(0x32, 0xB0, {0x05}).dropped) << "fewer data";
     EXPECT_FALSE(enclosure.Serve(0x32, 0xB1, {0x05, 0x0B}).dropped) << "other command";
@@ -107,7 +107,7 @@ TEST_F(Faults, HitOnlyTheirRequest)
 
 TEST_F(Faults, EndAfterTheirNumberOfTimes)
 {
-    Fault fault = OfName(FaultKind::DROP);
+    Fault fault = OfName(FaultKind::kDrop);
     fault.times = 2;
     FaultyEnclosure enclosure = With({fault});
     EXPECT_TRUE(AskName(enclosure).dropped);
@@ -119,9 +119,9 @@ TEST_F(Faults, EndAfterTheirNumberOfTimes)
 
 TEST_F(Faults, AddUp)
 {
-    Fault late = OfName(FaultKind::LATENCY);
+    Fault late = OfName(FaultKind::kLatency);
     late.latency = milliseconds(20);
-    Fault cut = OfName(FaultKind::TRUNCATE);
+    Fault cut = OfName(FaultKind::kTruncate);
     cut.keptBytes = 1;
     FaultyEnclosure enclosure = With({late, cut, late});
     const Delivery delivery = AskName(enclosure);

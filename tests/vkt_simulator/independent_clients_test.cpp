@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "apps/vkt_simulator/enclosure.h"
-#include "apps/vkt_simulator/hexadecimal.h"
 #include "apps/vkt_simulator/scenario.h"
+#include "common/text/hexadecimal.h"
 #include "tests/vkt_simulator/curl.h"
 #include "tests/vkt_simulator/shell.h"
 #include "tests/vkt_simulator/simulator_process.h"
@@ -37,15 +37,6 @@ std::string Words(const std::vector<std::uint8_t>& bytes)
         words += word.data();
     }
     return words;
-}
-
-std::vector<std::uint8_t> Pairs(const std::string& digits)
-{
-    std::vector<std::uint8_t> bytes;
-    for (std::size_t i = 0; i < digits.size(); i += 2) {
-        bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
 }
 
 // Reads hexadecimal bytes up to the first word that is none.
@@ -93,14 +84,14 @@ std::optional<Answer> AskIpmiRaw(std::uint16_t port, const RawRequest& request)
 std::optional<Answer> AskCurl(const nlohmann::json& https, const RawRequest& request)
 {
     const nlohmann::json reply = nlohmann::json::parse(
-        Curl(https, IpmiCall(request.netFn, request.command, Hexadecimal(request.data))), nullptr,
-        false);
+        Curl(https, IpmiCall(request.netFn, request.command, Text::ToHexPairs(request.data))),
+        nullptr, false);
     if (reply.value("NetFn", 0) != request.netFn + 1 ||
         reply.value("Command", -1) != request.command) {
         return std::nullopt;
     }
     return Answer{reply.at("CompletionCode").get<std::uint8_t>(),
-                  Pairs(reply.at("ResponseData").get<std::string>())};
+                  Text::FromHexPairs(reply.at("ResponseData").get<std::string>())};
 }
 
 std::vector<RawRequest> Requests(bool isVkt2)
@@ -151,7 +142,7 @@ TEST_P(IndependentClients, GetTheBytesOfTheModel)
     SimulatorProcess simulator({"--scenario", file});
     const nlohmann::json endpoints = simulator.Endpoints();
     const auto port = endpoints.at("rmcp").at("port").get<std::uint16_t>();
-    for (const RawRequest& request : Requests(model.State().generation == Generation::VKT2)) {
+    for (const RawRequest& request : Requests(model.State().generation == Generation::kVkt2)) {
         const Answer expected = model.Serve(request.netFn, request.command, request.data);
         const std::string what = Words({request.netFn, request.command}) + Words(request.data);
         EXPECT_EQ(AskIpmitool(port, request), expected) << "ipmitool" << what;

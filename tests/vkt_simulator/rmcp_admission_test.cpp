@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "apps/vkt_simulator/enclosure.h"
+#include "apps/vkt_simulator/owned_descriptor.h"
 #include "apps/vkt_simulator/udp_endpoint.h"
 #include "tests/vkt_simulator/shell.h"
 #include "tests/vkt_simulator/simulator_process.h"
@@ -34,7 +35,8 @@ class Datagrams
 {
 public:
     explicit Datagrams(std::uint16_t port)
-        : server_("127.0.0.1", port), socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "UDP")
+        : server_("127.0.0.1", port),
+          socket_(Owned(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0), "UDP"))
     {
         if (connect(socket_.Get(), server_.Get(), server_.length) != 0) {
             throw std::system_error(errno, std::generic_category(), "UDP");

@@ -48,8 +48,8 @@ SimulatorProcess::SimulatorProcess(const std::vector<std::string>& arguments,
     if (pipe2(pipe.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
     }
-    output_ = FileDescriptor(pipe[0], "pipe");
-    const FileDescriptor input(pipe[1], "pipe");
+    output_ = FileDescriptor(pipe[0]);
+    const FileDescriptor input(pipe[1]);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, input.Get(), STDOUT_FILENO);
@@ -127,7 +127,7 @@ bool IsGone(pid_t process)
     if (descriptor < 0) {
         return true;
     }
-    const FileDescriptor owner(descriptor, "process");
+    const FileDescriptor owner(descriptor);
     pollfd ended = {descriptor, POLLIN, 0};
     return poll(&ended, 1, kGenerousMilliseconds) == 1;
 }

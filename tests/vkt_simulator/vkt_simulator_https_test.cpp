@@ -15,6 +15,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "apps/vkt_simulator/owned_descriptor.h"
 #include "tests/support/temporary_directory.h"
 #include "tests/vkt_simulator/curl.h"
 #include "tests/vkt_simulator/simulator_process.h"
@@ -345,7 +346,7 @@ class SilentClient
 {
 public:
     explicit SilentClient(const json& https)
-        : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")
+        : socket_(Owned(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket"))
     {
         sockaddr_in address = {};
         address.sin_family = AF_INET;

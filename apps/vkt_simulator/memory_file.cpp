@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vkt_simulator/file_descriptor.h"
+#include "apps/vkt_simulator/memory_file.h"
 
 #include <sys/mman.h>
 #include <sys/types.h>
@@ -8,37 +8,14 @@
 #include <array>
 #include <cerrno>
 #include <system_error>
-#include <utility>
+
+#include "apps/vkt_simulator/owned_descriptor.h"
 
 namespace Tulvo::Simulator {
 
-FileDescriptor::FileDescriptor(int fd, const char* what) : fd_(fd)
-{
-    if (fd < 0) {
-        throw std::system_error(errno, std::generic_category(), what);
-    }
-}
-
-FileDescriptor::~FileDescriptor()
-{
-    if (Valid()) {
-        close(fd_);
-    }
-}
-
-FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1))
-{
-}
-
-FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept
-{
-    std::swap(fd_, other.fd_);
-    return *this;
-}
-
 FileDescriptor MakeMemoryFile(const char* name, const std::string& content)
 {
-    FileDescriptor file(memfd_create(name, MFD_CLOEXEC), "cannot make a file in memory");
+    FileDescriptor file = Owned(memfd_create(name, MFD_CLOEXEC), "cannot make a file in memory");
     std::size_t done = 0;
     while (done < content.size()) {
         const ssize_t count = write(file.Get(), content.data() + done, content.size() - done);
