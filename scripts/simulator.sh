@@ -5,7 +5,7 @@
 simulator_pid=
 simulator_dir=
 
-# endpoint ROAD MEMBER: where the enclosure answers, as the simulator's endpoints tell it: "rmcp":
+# endpoint TRANSPORT MEMBER: where the enclosure answers, as the simulator's endpoints tell it: "rmcp":
 # {...}, "https": {...}.
 endpoint() {
     printf '%s\n' "$endpoints" |

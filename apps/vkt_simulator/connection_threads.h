@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The threads that serve a server's connections, one at a time each. The HTTP library's own start
-/// on a thread where nobody can catch that the host has no thread left, and end the process then.
+/// The threads that serve a server's connections, one at a time each. The HTTP library's own
+/// are started where an exception cannot be caught, so that the process ends when the host has no
+/// thread left.
 #ifndef APPS_VKT_SIMULATOR_CONNECTION_THREADS_H
 #define APPS_VKT_SIMULATOR_CONNECTION_THREADS_H
 

@@ -44,7 +44,8 @@ struct Delivery
     Answer answer;
     std::chrono::milliseconds latency{0};
     bool dropped = false;
-    bool crashed = false;  ///< the module dies of the request: this process ends as if killed
+    bool crashed =
+        false;  ///< the module does not survive the request: this process ends as if killed
 };
 
 /// An enclosure that answers as its faults let it.

@@ -35,7 +35,7 @@ std::string BasicOf(const Credentials& credentials)
     return Text::ToBase64(credentials.user + ':' + credentials.password);
 }
 
-bool Strikes(HttpsFault& fault)
+bool Applies(HttpsFault& fault)
 {
     if (fault.times == 0U) {
         return false;
@@ -46,7 +46,7 @@ bool Strikes(HttpsFault& fault)
     return true;
 }
 
-HttpsReply Spoilt(const HttpsFault& fault)
+HttpsReply FaultyReply(const HttpsFault& fault)
 {
     if (fault.kind == HttpsFaultKind::kStatus) {
         return RedfishError(fault.status, "the scenario has this service fail");
@@ -166,12 +166,12 @@ HttpsReply HttpsService::Answer(const HttpsRequest& request)
         return reply;
     };
     for (HttpsFault& fault : faults_) {
-        if (!Strikes(fault)) {
+        if (!Applies(fault)) {
             continue;
         }
         latency += fault.latency;
         if (fault.kind != HttpsFaultKind::kLatency) {
-            return late(Spoilt(fault));
+            return late(FaultyReply(fault));
         }
     }
     return late(Route(request));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
 /// The enclosure's Redfish service: raw IPMI as an OEM action, and log-in sessions. It is strict,
-/// so that a client that deviates is found out here and not at somebody's real module.
+/// so that a client's deviation shows here and not with a real module.
 #ifndef APPS_VKT_SIMULATOR_HTTPS_SERVICE_H
 #define APPS_VKT_SIMULATOR_HTTPS_SERVICE_H
 

@@ -107,9 +107,9 @@ void OccupySessions(lanserv_data_t& lan, std::uint32_t count)
     }
 }
 
-// ipmi_sim takes suite 0 from everybody, whatever its configuration says: no password is asked for.
-// Suites that do not sign or do not encrypt let others speak in a session that was opened with one.
-void OfferOnlyWholeSuites()
+// ipmi_sim accepts suite 0, which needs no password, whatever its configuration says. In a session
+// of a suite that does not sign, anyone who guesses its id can send requests.
+void OfferOnlyFullSuites()
 {
     constexpr int kEndOfSuites = -1;
     constexpr int kMostSuites = 64;
@@ -126,18 +126,21 @@ void OfferOnlyWholeSuites()
         }
     }
     if (count == kMostSuites || kept == 0) {
-        throw std::runtime_error("this version of OpenIPMI keeps its cipher suites in another way");
+        throw std::runtime_error(
+            "the cipher suites of this version of OpenIPMI cannot be limited; 2.0.33 is known to "
+            "work");
     }
 }
 
-// ipmi_sim 2.0.33 reads beyond a table when a datagram of nobody in particular has an
-// authentication type above 6 (CVE-2024-42934). By now it has its port and has not yet read from
-// it.
+// ipmi_sim 2.0.33 calls a function from beyond the end of a table when an unauthenticated datagram
+// has an authentication type that it does not know (CVE-2024-42934). It has bound its port by now,
+// and not read from it yet.
 void FilterDatagrams()
 {
     const std::vector<int> sockets = UdpSockets();
     if (sockets.empty()) {
-        throw std::runtime_error("ipmi_sim has no UDP port yet, so nothing can be kept from it");
+        throw std::runtime_error(
+            "ipmi_sim has not opened its UDP port yet, so no filter can be set");
     }
     for (const int socket : sockets) {
         AdmitOnlyRmcpPlus(socket);
@@ -173,7 +176,7 @@ VKT_EXPORT int ipmi_sim_module_init(sys_data_t* /*system*/, const char* options)
             scenario.sessions,
             scenario.credentials.privilege});
         RegisterHandlers();
-        OfferOnlyWholeSuites();
+        OfferOnlyFullSuites();
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());

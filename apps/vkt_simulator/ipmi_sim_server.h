@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// An `ipmi_sim` process of one's own: a real RMCP+ server that nobody here wrote, on a port that
-/// nobody else has, gone when its owner is gone. The simulator runs one with the enclosure module
-/// loaded; tests of IPMI clients run bare ones.
+/// A private `ipmi_sim` process: an independent RMCP+ server, on a port of its own, that ends with
+/// its owner. The simulator runs one with the enclosure module loaded; tests of IPMI clients run
+/// bare ones.
 #ifndef APPS_VKT_SIMULATOR_IPMI_SIM_SERVER_H
 #define APPS_VKT_SIMULATOR_IPMI_SIM_SERVER_H
 

@@ -59,7 +59,7 @@ std::string Escaped(const std::string& name)
     return escaped;
 }
 
-// A message is a line on somebody's terminal, whatever the document holds.
+// A message is one line on a terminal, whatever the document holds.
 std::string Readable(const std::string& text)
 {
     constexpr std::size_t kLongest = 300;

@@ -76,7 +76,7 @@ public:
     bool Has(const std::string& name) const { return object_.Raw().contains(name); }
     /// A member that must be there.
     JsonValue operator[](const std::string& name);
-    /// @throws JsonError naming a member that nobody asked for.
+    /// @throws JsonError naming a member that was not asked for.
     void RejectOthers() const;
 
 private:

@@ -13,7 +13,7 @@
 
 namespace Tulvo::Simulator {
 
-/// 16 random bytes as hexadecimal digits: a GUID, or a token that nobody guesses.
+/// 16 random bytes as hexadecimal digits: a GUID, or a token that cannot be guessed.
 inline std::string RandomId()
 {
     std::random_device random;

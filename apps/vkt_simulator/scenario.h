@@ -34,7 +34,7 @@ struct Scenario
     std::vector<Fault> faults;
     std::uint32_t sessions = kMaxSessions;  ///< how many are possible at the same time; 0: too busy
     HttpsBehaviour https;
-    /// The request, from 1 and over each road, that the module does not survive.
+    /// The request, from 1 and over each transport, that the module does not survive.
     std::optional<std::uint32_t> crashAtRequest;
 };
 

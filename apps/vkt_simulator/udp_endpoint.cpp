@@ -110,9 +110,9 @@ PortReservation::PortReservation(SocketAddress address)
     Check(setsockopt(socket_.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on)),
           "cannot share the UDP port");
     // A connected socket gets packets from its peer alone, so the server gets all others.
-    const SocketAddress nobody(address_.storage.ss_family == AF_INET ? "127.0.0.1" : "::1",
-                               kDiscardPort);
-    Check(connect(socket_.Get(), nobody.Get(), nobody.length), "cannot mute the UDP port");
+    const SocketAddress discard(address_.storage.ss_family == AF_INET ? "127.0.0.1" : "::1",
+                                kDiscardPort);
+    Check(connect(socket_.Get(), discard.Get(), discard.length), "cannot mute the UDP port");
 }
 
 bool AnswersWithGuid(const SocketAddress& address, const std::string& guid, int milliseconds)

@@ -30,7 +30,7 @@ struct SocketAddress
     socklen_t length = 0;
 };
 
-/// Keeps a UDP port from everybody but a server that binds it with SO_REUSEADDR, and takes none of
+/// Keeps a UDP port from all but a server that binds it with SO_REUSEADDR, and takes none of
 /// the server's packets. Without it, two servers started at the same time could be given the same
 /// port and, as `ipmi_sim` sets that option, both would run on it.
 class PortReservation

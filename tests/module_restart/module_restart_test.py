@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """A module that is killed in the middle of a `show` and comes back: at each request in turn, over both
-roads. What failed is named, nothing wrong is printed, and the next `show` is right."""
+transports. What failed is named, nothing wrong is printed, and the next `show` is right."""
 import concurrent.futures
 import json
 import os
@@ -13,7 +13,7 @@ import unittest
 from enclosures import COMMAND, PATIENCE, SCENARIOS, SIMULATOR, run
 
 WITHOUT_PAUSES = os.environ["VKTINVENTORY_WITHOUT_PAUSES"]
-ROADS = ("rmcp", "https")
+TRANSPORTS = ("rmcp", "https")
 SCENARIO = "healthy-vkt2-fe-2"
 FAILURES = {
     "VKT_INVENTORY_TRANSPORT_ERROR",
@@ -50,7 +50,7 @@ class Module:
         return file
 
     def start(self, scenario, *more):
-        """Whether it plays."""
+        """Whether it is ready."""
         self.process = subprocess.Popen(
             [SIMULATOR, "--statistics", "--scenario", scenario.name, *more],
             stdout=subprocess.PIPE,
@@ -82,12 +82,12 @@ class Module:
         with self.process.stdout as output:
             return json.loads(output.read())["https"]
 
-    def show(self, road, command=WITHOUT_PAUSES, waits=None):
-        endpoint = self.endpoints[road]
+    def show(self, transport, command=WITHOUT_PAUSES, waits=None):
+        endpoint = self.endpoints[transport]
         words = [command, "-H", endpoint["address"], "-p", str(endpoint["port"])]
         words += ["-U", endpoint["user"], "-E", "--format", "json"]
         # A module makes itself a new certificate at each start.
-        words += ["-I", "https", "--insecure"] if road == "https" else []
+        words += ["-I", "https", "--insecure"] if transport == "https" else []
         begin = time.monotonic()
         ran = run([*words, "show"], {"IPMI_PASSWORD": endpoint["password"], **(waits or {})})
         ran.seconds = time.monotonic() - begin
@@ -149,63 +149,63 @@ class Restart(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         module = Module()
-        shown = {road: module.show(road) for road in ROADS}
+        shown = {transport: module.show(transport) for transport in TRANSPORTS}
         assert all(ran.returncode == 0 for ran in shown.values()), shown
-        cls.whole = {road: json.loads(ran.stdout)["queries"] for road, ran in shown.items()}
+        cls.whole = {transport: json.loads(ran.stdout)["queries"] for transport, ran in shown.items()}
         over_https = module.end()["requests"]
         # Over HTTPS the first request is Get Device ID; over RMCP+ that is no enclosure's.
         cls.requests = {"https": over_https, "rmcp": over_https - 1}
 
-    def check_requests(self, road, comes_back, numbers=None, command=WITHOUT_PAUSES):
+    def check_requests(self, transport, comes_back, numbers=None, command=WITHOUT_PAUSES):
         def one(number):
             module = Module(number)
             watch = threading.Thread(target=module.wait_and_restart)
             if comes_back:
                 watch.start()
-            ran = module.show(road, command, QUICK)
+            ran = module.show(transport, command, QUICK)
             if not comes_back:
                 watch.start()
             watch.join(PATIENCE)
-            after = module.show(road)
+            after = module.show(transport)
             module.end()
             self.assertTrue(module.died)
-            return number, Verdict(ran, self.whole[road]), Verdict(after, self.whole[road])
+            return number, Verdict(ran, self.whole[transport]), Verdict(after, self.whole[transport])
 
-        numbers = numbers or range(1, self.requests[road] + 1)
+        numbers = numbers or range(1, self.requests[transport] + 1)
         outcomes = {}
         with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
             for number, verdict, after in pool.map(one, numbers):
                 outcomes[number] = (verdict.ran.returncode, verdict.failed, verdict.ran.seconds)
-                with self.subTest(road=road, request=number, comes_back=comes_back):
+                with self.subTest(transport=transport, request=number, comes_back=comes_back):
                     self.assertEqual(verdict.complaints, [])
                     self.assertEqual((after.ran.returncode, after.complaints), (0, []), after.ran)
         codes = [code for code, _, _ in outcomes.values()]
         print(
-            f"{road}, {'back at once' if comes_back else 'away'}: {len(codes)} requests;",
+            f"{transport}, {'back at once' if comes_back else 'away'}: {len(codes)} requests;",
             *(f"exit code {code}: {codes.count(code)};" for code in sorted(set(codes))),
             f"{sum(failed for _, failed, _ in outcomes.values())} failures named;",
             f"longest {max(seconds for _, _, seconds in outcomes.values()):.1f} s",
         )
 
     def test_no_request_is_left_out(self):
-        for road in ROADS:
-            module = Module(self.requests[road] + 1)
-            ran = module.show(road)
+        for transport in TRANSPORTS:
+            module = Module(self.requests[transport] + 1)
+            ran = module.show(transport)
             module.end()
-            self.assertEqual((ran.returncode, Verdict(ran, self.whole[road]).complaints), (0, []), ran)
+            self.assertEqual((ran.returncode, Verdict(ran, self.whole[transport]).complaints), (0, []), ran)
 
     def test_module_comes_back_at_once(self):
-        for road in ROADS:
-            self.check_requests(road, comes_back=True)
+        for transport in TRANSPORTS:
+            self.check_requests(transport, comes_back=True)
 
     def test_module_stays_away(self):
-        for road in ROADS:
-            self.check_requests(road, comes_back=False)
+        for transport in TRANSPORTS:
+            self.check_requests(transport, comes_back=False)
 
     def test_the_command_with_its_pauses_names_what_failed(self):
         """Some of them as they are, with the pauses: the first, two of the library's own, the last."""
-        for road in ROADS:
-            self.check_requests(road, True, [1, 3, 8, self.requests[road]], COMMAND)
+        for transport in TRANSPORTS:
+            self.check_requests(transport, True, [1, 3, 8, self.requests[transport]], COMMAND)
 
 
 if __name__ == "__main__":

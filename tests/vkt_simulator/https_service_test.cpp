@@ -312,7 +312,7 @@ TEST(HttpsService, LetsOnlyAdministratorsSendIpmi)
     }
 }
 
-TEST(HttpsService, AsksForPatienceWhenTheModuleIsBusy)
+TEST(HttpsService, IsUnavailableWhenTheModuleIsBusy)
 {
     HttpsService service(Shipped("busy"));
     for (const HttpsRequest& request : {IpmiRequest(kMachineType), LogIn()}) {
@@ -436,7 +436,7 @@ TEST(HttpsService, HasTheFaultsOfItsIpmiAnswers)
     EXPECT_EQ(next.latency, milliseconds(0));
 }
 
-TEST(HttpsService, CutsAnswersShortAndSpoilsCompletionCodes)
+TEST(HttpsService, CutsAnswersShortAndReplacesCompletionCodes)
 {
     EXPECT_EQ(HttpsService(Shipped("truncated")).Answer(IpmiRequest(kMachineType)).body,
               R"({"NetFn":51,"Command":176,"CompletionCode":0,"ResponseData":"050037"})");

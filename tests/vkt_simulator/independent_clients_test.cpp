@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Two IPMI clients and an HTTPS client that nobody here wrote get the bytes that the model gives,
-// over both roads to one enclosure.
+// Two independent IPMI clients and an independent HTTPS client get the bytes that the model gives,
+// over both transports.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Whom the RMCP+ side of vkt-simulator serves, and what it survives: the clients are ipmitool,
-// FreeIPMI, and a bare socket for what neither would send.
+// Which log-ins the RMCP+ side of vkt-simulator admits, and which datagrams it survives. The
+// clients are ipmitool, FreeIPMI, and a bare socket for what neither would send.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -45,7 +45,7 @@ public:
 
     void Send(const Bytes& datagram) const
     {
-        // It fails when nobody listens any more, which the next question is to find out.
+        // It fails when the server has ended, which the next request finds out.
         static_cast<void>(send(socket_.Get(), datagram.data(), datagram.size(), 0));
     }
 
@@ -184,10 +184,10 @@ TEST_P(RmcpAdmissionOfClients, IsRefused)
     std::string command = GetParam().command;
     command.replace(command.find("PORT"), 4, port);
     const std::string output = Shell(command + " 0x32 0xb0 5 0");
-    // "05 00 37 58 32 5a" is the machine type, which nobody gets to see.
+    // "05 00 37 58 32 5a" is the machine type, which must not be told.
     EXPECT_THAT(output, Not(AnyOf(HasSubstr("37 58"), HasSubstr("exit 0"))));
     EXPECT_THAT(output, Not(HasSubstr("invalid option")));
-    // It has not gone deaf.
+    // And it still answers others.
     EXPECT_EQ(Ipmitool(static_cast<std::uint16_t>(std::stoi(port)), kAccount, "0x32 0xb0 5 0"),
               kMachineType);
 }
@@ -208,7 +208,7 @@ INSTANTIATE_TEST_SUITE_P(
                                FREEIPMI "-p wrong --driver-type=LAN_2_0 -W opensesspriv -I 0 0"}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
-// What is not signed and encrypted is nobody's session but everybody's.
+// With the password, but without signature or encryption of the messages.
 INSTANTIATE_TEST_SUITE_P(
     WithWeakTypesAndSuites, RmcpAdmissionOfClients,
     testing::Values(ClientCase{"TypeMd5", IPMITOOL "-I lan -A MD5 -P enclosure raw"},

@@ -112,7 +112,7 @@ TEST(SimulatorHttps, HasTheKeyOfItsPinAndNoOther)
     EXPECT_NE(another.Endpoint().at("pin"), https.Endpoint().at("pin"));
 }
 
-TEST(SimulatorHttps, IsTrustedByNobodyWhoWasNotToldTo)
+TEST(SimulatorHttps, IsNotTrustedWithoutItsCertificate)
 {
     const Https https("healthy-vkt2-fe-2");
     EXPECT_THAT(https.Ask("--cacert /etc/ssl/certs/ca-certificates.crt " + kMachineType),
@@ -186,7 +186,7 @@ class SimulatorHttpsScenario : public testing::TestWithParam<ScenarioCase>
 {
 };
 
-TEST_P(SimulatorHttpsScenario, SpoilsAReply)
+TEST_P(SimulatorHttpsScenario, HasAFaultyReply)
 {
     const Https https(GetParam().scenario);
     EXPECT_THAT(https.Ask("--write-out ' %{http_code}' " + IpmiCall(50, 176, "050b")),
@@ -211,7 +211,7 @@ INSTANTIATE_TEST_SUITE_P(
         return name;
     });
 
-TEST(SimulatorHttps, ClosesAConnectionWithoutAWordWhereTheScenarioSaysSo)
+TEST(SimulatorHttps, ClosesAConnectionWithoutAReplyWhereTheScenarioSaysSo)
 {
     Https https("https-closed", {"--statistics"});
     EXPECT_EQ(https.Ask(kMachineType), "curl: (52) Empty reply from server\nexit 52");
