@@ -43,7 +43,7 @@ TEST_F(HttpsTest, ControlCharactersOfTheServerAreNotTold)
 {
     Serve(Always(Reply("500 Internal Server Error",
                        R"({"error":{"message":"red \u001b[31m\nIPMI fine"}})")));
-    ExpectFailure(VKT_HTTPS_HTTP_ERROR, "red ?[31m?IPMI fine");
+    ExpectFailure(VKT_HTTPS_HTTP_ERROR, "red \\x1b[31m\\x0aIPMI fine");
 }
 
 /// A module with Redfish sessions; the members say how it misbehaves.

@@ -5,12 +5,21 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+
+#include "common/connection/connection_values.h"
+#include "common/text/host.h"
 
 namespace Tulvo::Https {
 namespace {
 
 using TulvoConnection::ConnectionInfo;
+using TulvoConnection::kAuthenticateBasic;
+using TulvoConnection::kAuthenticateBySession;
+using TulvoConnection::kTlsVerifyAuthority;
+using TulvoConnection::kTlsVerifyNothing;
 
+constexpr std::uint16_t kHttpsPort = 443;
 constexpr std::size_t kLongestName = 253;
 constexpr const char* kNameCharacters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-_";
@@ -19,12 +28,6 @@ bool IsName(const std::string& text)
 {
     return !text.empty() && text.size() <= kLongestName &&
            text.find_first_not_of(kNameCharacters) == std::string::npos;
-}
-
-std::string WithoutBrackets(const std::string& address)
-{
-    const bool bracketed = address.size() > 2 && address.front() == '[' && address.back() == ']';
-    return bracketed ? address.substr(1, address.size() - 2) : address;
 }
 
 /// The URL's form of an IPv6 address, with the zone of a link-local one ("fe80::1%eth0") written
@@ -39,15 +42,15 @@ std::string BracketedIpv6(const std::string& text)
         return "";
     }
     if (percent == std::string::npos) {
-        return "[" + address + "]";
+        return Text::WithBrackets(address);
     }
     const std::string zone = text.substr(percent + 1);
-    return IsName(zone) ? "[" + address + "%25" + zone + "]" : "";
+    return IsName(zone) ? Text::WithBrackets(address + "%25" + zone) : "";
 }
 
 std::string HostOf(const std::string& address)
 {
-    std::string ipv6 = BracketedIpv6(WithoutBrackets(address));
+    std::string ipv6 = BracketedIpv6(Text::WithoutBrackets(address));
     if (!ipv6.empty()) {
         return ipv6;
     }
@@ -65,7 +68,7 @@ bool HasControlCharacter(const std::string& text)
 bool NameFitsBasic(const ConnectionInfo& info)
 {
     // Basic ends the user name at its first colon: the rest would be taken for the password.
-    return info.authentication != AUTHENTICATE_BASIC ||
+    return info.authentication != kAuthenticateBasic ||
            info.userName.find(':') == std::string::npos;
 }
 
@@ -83,21 +86,19 @@ constexpr std::array kChecks = {
     Check{[](const ConnectionInfo& info) { return !HostOf(info.address).empty(); },
           VKT_HTTPS_CONNECT_FAILED, "the address is neither a host name nor an IP address",
           "give it without scheme, port, path or user"},
-    Check{[](const ConnectionInfo& info) { return info.port != 0; }, VKT_HTTPS_CONNECT_FAILED,
-          "port 0 cannot be connected to", "give the module's HTTPS port, commonly 443"},
     Check{[](const ConnectionInfo& info) {
               return info.addressFamily == 0 || info.addressFamily == 4 || info.addressFamily == 6;
           },
           VKT_HTTPS_INTERNAL_ERROR, "the address family is unknown", "use 0, 4 or 6"},
     Check{[](const ConnectionInfo& info) {
-              return info.authentication == AUTHENTICATE_BASIC ||
-                     info.authentication == AUTHENTICATE_SESSION;
+              return info.authentication == kAuthenticateBasic ||
+                     info.authentication == kAuthenticateBySession;
           },
           VKT_HTTPS_INTERNAL_ERROR, "the kind of authentication is unknown",
           "use 0 (Basic) or 1 (session token)"},
     Check{[](const ConnectionInfo& info) {
-              return info.tlsVerification >= TLS_VERIFY_AUTHORITY &&
-                     info.tlsVerification <= TLS_VERIFY_NOTHING;
+              return info.tlsVerification >= kTlsVerifyAuthority &&
+                     info.tlsVerification <= kTlsVerifyNothing;
           },
           VKT_HTTPS_INTERNAL_ERROR, "the kind of TLS verification is unknown",
           "use 0 (authorities), 1 (pinned key) or 2 (none)"},
@@ -119,7 +120,8 @@ std::optional<Failure> CheckConnection(const ConnectionInfo& info, std::string& 
             return Failure{check.code, check.what, check.advice};
         }
     }
-    origin = "https://" + HostOf(info.address) + ":" + std::to_string(info.port);
+    const std::uint16_t port = info.port == 0 ? kHttpsPort : info.port;
+    origin = "https://" + HostOf(info.address) + ":" + std::to_string(port);
     return std::nullopt;
 }
 

@@ -12,21 +12,6 @@
 
 namespace Tulvo::Https {
 
-/// Values of ConnectionInfo::tlsVerification.
-enum TlsVerification : std::int32_t
-{
-    TLS_VERIFY_AUTHORITY = 0,
-    TLS_VERIFY_PINNED_KEY = 1,
-    TLS_VERIFY_NOTHING = 2,
-};
-
-/// Values of ConnectionInfo::authentication.
-enum Authentication : std::int32_t
-{
-    AUTHENTICATE_BASIC = 0,
-    AUTHENTICATE_SESSION = 1,
-};
-
 /// Fills `origin`, or says why the record cannot be used. The address must be a host name or an
 /// IP address and nothing else: it becomes part of a URL, where '/', '@', '?', '#' or a control
 /// character would send the credentials elsewhere.

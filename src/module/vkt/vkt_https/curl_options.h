@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Sets options of a libcurl handle so that none fails unseen: an option that libcurl refuses may
-/// be the one that keeps a password at home.
+/// Sets options of a libcurl handle so that none fails unnoticed: an option that libcurl refuses
+/// may be the one that protects the password.
 #ifndef MODULE_VKT_VKT_HTTPS_CURL_OPTIONS_H
 #define MODULE_VKT_VKT_HTTPS_CURL_OPTIONS_H
 

@@ -5,6 +5,8 @@
 #include <array>
 #include <cstddef>
 
+#include "common/text/printable.h"
+
 namespace Tulvo::Https {
 namespace {
 
@@ -15,19 +17,6 @@ constexpr std::array kNames = {
     "VKT_HTTPS_TIMEOUT",        "VKT_HTTPS_HTTP_ERROR",     "VKT_HTTPS_MALFORMED_REPLY",
     "VKT_HTTPS_CONNECT_FAILED", "VKT_HTTPS_INTERNAL_ERROR", "VKT_HTTPS_NO_DATA",
 };
-
-bool IsPrintable(char character)
-{
-    return character >= ' ' && character <= '~';
-}
-
-std::string Printable(std::string_view text)
-{
-    std::string printable(text.substr(0, kLongestDetail));
-    std::replace_if(
-        printable.begin(), printable.end(), [](char c) { return !IsPrintable(c); }, '?');
-    return printable;
-}
 
 bool HoldsAny(std::string_view text, const std::vector<std::string_view>& secrets)
 {
@@ -42,7 +31,7 @@ std::string Describe(const Failure& failure, const std::vector<std::string_view>
 {
     std::string line = failure.what;
     if (!failure.detail.empty() && !HoldsAny(failure.detail, secrets)) {
-        line += " (" + Printable(failure.detail) + ")";
+        line += " (" + Text::PrintableAscii(failure.detail, kLongestDetail) + ")";
     }
     if (!failure.advice.empty()) {
         line += "; " + failure.advice;

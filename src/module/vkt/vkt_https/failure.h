@@ -17,15 +17,13 @@ namespace Tulvo::Https {
 struct Failure
 {
     VKTHttpsErrorCode code = VKT_HTTPS_INTERNAL_ERROR;
-    std::string what{};    ///< What happened, in words of this library only.
+    std::string what{};    ///< What came back, in this library's own words.
     std::string advice{};  ///< What to do about it; may be empty.
-    std::string
-        detail{};  ///< What libcurl or the server says about it: foreign text, may be empty.
+    std::string detail{};  ///< What libcurl or the server says about it: untrusted; may be empty.
 };
 
-/// `what (detail); advice` on one line. The detail is cut to 200 characters, its control and
-/// non-ASCII characters are replaced, and it is left out altogether when it holds one of `secrets`:
-/// a server may echo what it was sent.
+/// `what (detail); advice` on one line. The detail is made printable and cut to 200 bytes, and it
+/// is left out altogether when it holds one of `secrets`: a server may echo what it was sent.
 std::string Describe(const Failure& failure, const std::vector<std::string_view>& secrets);
 
 /// Why nothing is carried any more once the program has been told to end.

@@ -20,16 +20,16 @@ inline constexpr std::string_view kSessionsPath = "/redfish/v1/SessionService/Se
 
 enum class Method
 {
-    Post,
-    Delete,
+    kPost,
+    kDelete,
 };
 
 /// A request; the texts that it refers to must outlive the exchange.
 struct HttpRequest
 {
-    Method method = Method::Post;
+    Method method = Method::kPost;
     std::string path{};               ///< From "/" on.
-    std::string_view body{};          ///< JSON; for Method::Post only.
+    std::string_view body{};          ///< JSON; for Method::kPost only.
     std::string_view sessionToken{};  ///< Value for X-Auth-Token; empty for none.
     long longestSeconds = 0;          ///< Shorter limit than the record's; 0 for none.
     bool isInterruptible = false;     ///< Ends early when the program does.

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "common/connection/connection_values.h"
 #include "common/interruption/interruption.h"
 #include "module/vkt/vkt_https/connection_checks.h"
 #include "module/vkt/vkt_https/request_body.h"
@@ -159,7 +160,7 @@ std::optional<Failure> HttpsClient::SetUp(CURL* handle)
 
 void HttpsClient::SetCredentials(CurlOptions& options) const
 {
-    if (info_.authentication == AUTHENTICATE_BASIC) {
+    if (info_.authentication == TulvoConnection::kAuthenticateBasic) {
         options.Set(CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC))
             .Set(CURLOPT_USERNAME, info_.userName.c_str())
             .Set(CURLOPT_PASSWORD, info_.password.c_str());
@@ -168,7 +169,7 @@ void HttpsClient::SetCredentials(CurlOptions& options) const
 
 void HttpsClient::SetMethod(CurlOptions& options, const HttpRequest& request) const
 {
-    if (request.method == Method::Post) {
+    if (request.method == Method::kPost) {
         options.Set(CURLOPT_POST, 1L).Set(CURLOPT_CUSTOMREQUEST, static_cast<char*>(nullptr));
     } else {
         options.Set(CURLOPT_HTTPGET, 1L).Set(CURLOPT_CUSTOMREQUEST, "DELETE");
@@ -181,7 +182,7 @@ std::optional<Failure> HttpsClient::Perform(const HttpRequest& request, HttpRepl
     RequestBody body(request.body);
     RequestHeaders headers(request);
     ReplyCollector collector(reply);
-    if (request.method == Method::Post) {
+    if (request.method == Method::kPost) {
         body.AttachTo(options);
     }
     options.Set(CURLOPT_HTTPHEADER, headers.Lines())
@@ -218,7 +219,7 @@ Failure HttpsClient::Blame(CURLcode result, bool replyBegan) const
 {
     // A certificate whose signature is wrong is called a broken handshake by libcurl.
     const bool distrusted = result == CURLE_SSL_CONNECT_ERROR && !proof_.distrust.empty() &&
-                            info_.tlsVerification == TLS_VERIFY_AUTHORITY;
+                            info_.tlsVerification == TulvoConnection::kTlsVerifyAuthority;
     Failure failure = FailureOf(distrusted ? CURLE_PEER_FAILED_VERIFICATION : result, replyBegan);
     failure.detail = distrusted ? proof_.distrust : Detail(result);
     if (failure.code == VKT_HTTPS_TLS_ERROR && !proof_.pin.empty()) {

@@ -6,7 +6,7 @@
 #include <array>
 #include <nlohmann/json.hpp>
 
-#include "module/vkt/vkt_https/hex_pairs.h"
+#include "common/text/hexadecimal.h"
 #include "module/vkt/vkt_https/strict_json.h"
 
 namespace Tulvo::Https {
@@ -24,7 +24,7 @@ bool IsByte(const json& value)
 
 bool IsHexPairs(const json& value)
 {
-    return value.is_string() && AreHexPairs(value.get_ref<const std::string&>());
+    return value.is_string() && Text::AreHexPairs(value.get_ref<const std::string&>());
 }
 
 struct MemberCheck
@@ -102,7 +102,7 @@ std::optional<Failure> EncodeIpmiRequest(const IPMICOMMAND& request, std::string
     const nlohmann::ordered_json members = {{"NetFn", request.netFn},
                                             {"Lun", 0},
                                             {"Command", request.cmd},
-                                            {"RequestData", ToHexPairs(request.data)}};
+                                            {"RequestData", Text::ToHexPairs(request.data)}};
     body = members.dump();
     return std::nullopt;
 }
@@ -119,7 +119,7 @@ std::optional<Failure> DecodeIpmiReply(const IPMICOMMAND& request, std::string_v
                        "the server's reply is no IPMI answer: " + *problem,
                        "check that address and port are the module's"};
     }
-    reply.data = FromHexPairs(object["ResponseData"].get_ref<const std::string&>());
+    reply.data = Text::FromHexPairs(object["ResponseData"].get_ref<const std::string&>());
     reply.completionCode = object["CompletionCode"].get<std::uint8_t>();
     return std::nullopt;
 }

@@ -14,7 +14,7 @@ namespace {
 constexpr long kCreated = 201;
 constexpr long kUnauthorized = 401;
 constexpr long kNotFound = 404;
-constexpr long kLongestFarewellSeconds = 2;
+constexpr long kLongestDeletionSeconds = 2;
 constexpr std::size_t kLongestToken = 4096;
 constexpr std::size_t kLongestPath = 512;
 
@@ -122,10 +122,10 @@ void RedfishSession::Delete()
     std::optional<Failure> failure =
         Failure{VKT_HTTPS_MALFORMED_REPLY, "it has no usable Location"};
     if (!path_.empty()) {
-        failure = client_.Exchange({.method = Method::Delete,
+        failure = client_.Exchange({.method = Method::kDelete,
                                     .path = path_,
                                     .sessionToken = token_.text,
-                                    .longestSeconds = kLongestFarewellSeconds},
+                                    .longestSeconds = kLongestDeletionSeconds},
                                    reply);
         // A session that the module no longer knows is gone as well.
         const bool gone =

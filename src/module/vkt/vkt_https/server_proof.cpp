@@ -6,8 +6,10 @@
 #include <openssl/x509.h>
 
 #include <array>
+#include <cstdint>
+#include <span>
 
-#include "module/vkt/vkt_https/base64.h"
+#include "common/text/base64.h"
 
 namespace Tulvo::Https {
 namespace {
@@ -25,12 +27,12 @@ std::string PinOf(X509* certificate)
     if (size <= 0) {
         return "";
     }
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+    std::array<std::uint8_t, EVP_MAX_MD_SIZE> digest{};
     unsigned digestSize = 0;
     EVP_Digest(key, static_cast<std::size_t>(size), digest.data(), &digestSize, EVP_sha256(),
                nullptr);
     OPENSSL_free(key);
-    return "sha256//" + ToBase64({reinterpret_cast<const char*>(digest.data()), digestSize});
+    return "sha256//" + Text::ToBase64(std::span(digest).first(digestSize));
 }
 
 // Called for every certificate of the chain with OpenSSL's own verdict, which is handed back.

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "common/config/global_config.h"
+#include "common/connection/connection_values.h"
 #include "common/log/log.h"
-#include "module/vkt/vkt_https/connection_checks.h"
 
 namespace Tulvo::Https {
 namespace {
@@ -70,9 +70,9 @@ std::optional<Failure> SetTrust(CurlOptions& options, std::int32_t tlsVerificati
                                 std::string_view origin)
 {
     switch (tlsVerification) {
-        case TLS_VERIFY_PINNED_KEY:
+        case TulvoConnection::kTlsVerifyPinnedKey:
             return TrustPinnedKey(options);
-        case TLS_VERIFY_NOTHING:
+        case TulvoConnection::kTlsVerifyNothing:
             Log(2, __FILE__, __LINE__).Stream()
                 << origin
                 << ": the server's certificate is not verified; anyone in between can read the "

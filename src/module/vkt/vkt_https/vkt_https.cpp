@@ -6,9 +6,10 @@
 #include <string>
 #include <utility>
 
+#include "common/connection/connection_values.h"
 #include "common/interruption/interruption.h"
 #include "common/log/log.h"
-#include "module/vkt/vkt_https/base64.h"
+#include "common/text/base64.h"
 #include "module/vkt/vkt_https/connection_checks.h"
 #include "module/vkt/vkt_https/failure.h"
 #include "module/vkt/vkt_https/https_client.h"
@@ -78,7 +79,7 @@ std::optional<Failure> VKTHttps::Transport::Ask(const IPMICOMMAND& request, Ipmi
 
 std::optional<Failure> VKTHttps::Transport::Post(const std::string& body, HttpReply& reply)
 {
-    if (info.authentication != AUTHENTICATE_SESSION) {
+    if (info.authentication != TulvoConnection::kAuthenticateBySession) {
         return client.Exchange(
             {.path = std::string(kIpmiActionPath), .body = body, .isInterruptible = true}, reply);
     }
@@ -111,7 +112,7 @@ std::optional<Failure> VKTHttps::Transport::PostInSession(const std::string& bod
 VKTHttpsErrorCode VKTHttps::Transport::Report(const IPMICOMMAND& request, const Failure& failure)
 {
     const SecretText plain{info.userName + ":" + info.password};
-    const SecretText basic{ToBase64(plain.text)};
+    const SecretText basic{Text::ToBase64(plain.text)};
     const SecretText escaped = PasswordInLogin(info.password);
     lastError = client.Origin().empty() ? "" : client.Origin() + ": ";
     lastError += Describe(
