@@ -94,6 +94,7 @@ void HttpsTest::ExpectAnswer()
     EXPECT_EQ(response, (std::vector<std::uint8_t>{0x37, 0x58, 0x32, 0x5A}));
     EXPECT_EQ(completionCode, 0);
     EXPECT_EQ(client->LastError(), "");
+    ExpectNoSecretTold();
 }
 
 void HttpsTest::ExpectFailure(VKTHttpsErrorCode code, const std::string& fragment)

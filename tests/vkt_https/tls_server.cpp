@@ -209,7 +209,7 @@ void Peer::Trickle(std::string_view bytes)
 {
     for (std::size_t i = 0; i < bytes.size() && Send(bytes.substr(i, 1)); ++i) {
         if (Await(POLLIN, kTrickleMilliseconds)) {
-            return;  // The client has said good-bye.
+            return;  // The client has closed.
         }
     }
 }

@@ -61,7 +61,7 @@ public:
     void WaitForClient();
     /// Ends the connection properly.
     void Close();
-    /// Ends the connection without TLS's good-bye.
+    /// Ends the connection without a close_notify.
     void Break();
     /// Has the client get a reset instead of an end.
     void Reset();

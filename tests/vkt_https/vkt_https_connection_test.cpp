@@ -216,7 +216,7 @@ TEST_F(Connection, DeadConnectionDoesNotEndTheHostProgram)
     ExpectAnswer();
     answered.set_value();
     server->AwaitEnds(1);
-    client.reset();  // Says good-bye on a connection that is gone.
+    client.reset();  // Writes a close_notify to a connection that is gone.
 }
 
 }  // namespace

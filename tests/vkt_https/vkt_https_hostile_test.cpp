@@ -146,7 +146,7 @@ INSTANTIATE_TEST_SUITE_P(
             "broke off within the reply"},
         Lie{"AfterAHeaderLine", Once(kHeader), VKT_HTTPS_MALFORMED_REPLY,
             "broke off within the reply"},
-        Lie{"WithinTheHeaderWithoutGoodbye", AfterRequest([](Peer& peer) {
+        Lie{"WithinTheHeaderWithoutCloseNotify", AfterRequest([](Peer& peer) {
                 peer.Send(kHeader);
                 peer.Break();
             }),

@@ -11,18 +11,13 @@
 #include <thread>
 #include <vector>
 
-#include "tests/vkt_https/https_fixture.h"
+#include "tests/vkt_https/session_fixture.h"
 
 namespace Tulvo::Tests {
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-constexpr const char* kAction =
-    "POST /redfish/v1/Managers/1/Actions/Oem/VKTManager.SendIpmiCommand";
-constexpr const char* kLogin = "POST /redfish/v1/SessionService/Sessions";
-constexpr const char* kDelete = "DELETE /redfish/v1/SessionService/Sessions/1";
 
 /// Longer than the test's time limit: a wait that is not cut short shows.
 constexpr std::uint16_t kEndlessSeconds = 3600;
@@ -62,7 +57,7 @@ protected:
                                    "X-Auth-Token: token-1\r\n"
                                    "Location: /redfish/v1/SessionService/Sessions/1\r\n"));
         }
-        if (arrived == kDelete) {
+        if (arrived == kDelete1) {
             return peer.Send(Reply("204 No Content", ""));
         }
         if (isSilent) {
@@ -122,7 +117,7 @@ TEST_F(HttpsInterruption, EndsARequestThatIsNotAnsweredAndDeletesItsSession)
         ConnectWith(1);
         return IsInterrupted() && VKTHttps::WaitUntilAllClosed(0);
     }));
-    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction, kDelete));
+    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction, kDelete1));
 }
 
 TEST_F(HttpsInterruption, EndsARequestInAnotherThread)
@@ -146,7 +141,7 @@ TEST_F(HttpsInterruption, EndsARequestInAnotherThread)
         watcher.join();
         return good && areClosed;
     }));
-    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction, kDelete));
+    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction, kDelete1));
 }
 
 TEST_F(HttpsInterruption, EndsARequestWithoutASession)
@@ -167,19 +162,19 @@ TEST_F(HttpsInterruption, WaitsForTheTokenOfALogInAndDeletesTheSession)
         ConnectWith(1);
         return IsInterrupted() && VKTHttps::WaitUntilAllClosed(0);
     }));
-    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kDelete));
+    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kDelete1));
 }
 
-TEST_F(HttpsInterruption, LetsTheFarewellToASessionEnd)
+TEST_F(HttpsInterruption, LetsTheDeletionOfASessionEnd)
 {
-    interruptedAt = kDelete;
+    interruptedAt = kDelete1;
     EXPECT_TRUE(RunsWell([this] {
         ConnectWith(1);
         const bool good = Ask() == VKT_HTTPS_SUCCESS;
         client.reset();
         return good && log.Lines().empty() && VKTHttps::WaitUntilAllClosed(0);
     }));
-    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction, kDelete));
+    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction, kDelete1));
 }
 
 TEST_F(HttpsInterruption, MakesEveryLaterRequestFail)
@@ -204,7 +199,7 @@ TEST_F(HttpsInterruption, LeavesASessionThatNobodyUsesToItsOwner)
         client.reset();
         return good && VKTHttps::WaitUntilAllClosed(0);
     }));
-    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction, kDelete));
+    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction, kDelete1));
 }
 
 TEST_F(HttpsInterruption, OfAChildDoesNotReachItsParent)
