@@ -70,6 +70,12 @@ SSL_CTX* MakeContext(const Identity& identity, const ServerKind& kind)
     }
     SSL_CTX_set_min_proto_version(context, TLS1_VERSION);
     SSL_CTX_set_max_proto_version(context, kind.newestTls);
+    if (!kind.suites.empty()) {
+        EXPECT_EQ(SSL_CTX_set_cipher_list(context, kind.suites.c_str()), 1) << kind.suites;
+        SSL_CTX_set_dh_auto(context, 1);
+    }
+    // Without it no session can be resumed; its value does not matter.
+    SSL_CTX_set_session_id_context(context, reinterpret_cast<const unsigned char*>("test"), 4);
     SSL_CTX_use_certificate(context, identity.certificate.get());
     SSL_CTX_use_PrivateKey(context, identity.key.get());
     return context;
@@ -146,8 +152,21 @@ bool Peer::Handshake()
     do {
         result = SSL_accept(tls_.get());
     } while (result != 1 && Retry(result));
+    NoteOffer();
+    server_.resumptions_ += SSL_session_reused(tls_.get());
     server_.handshakes_ += result == 1 ? 1 : 0;
     return result == 1;
+}
+
+void Peer::NoteOffer()
+{
+    std::vector<std::string> names;
+    const STACK_OF(SSL_CIPHER)* const suites = SSL_get_client_ciphers(tls_.get());
+    for (int i = 0; i < sk_SSL_CIPHER_num(suites); ++i) {
+        names.emplace_back(SSL_CIPHER_get_name(sk_SSL_CIPHER_value(suites, i)));
+    }
+    const std::lock_guard lock(server_.mutex_);
+    server_.offeredSuites_ = std::move(names);
 }
 
 bool Peer::Fill()
@@ -317,6 +336,12 @@ void TlsServer::Accept()
 void TlsServer::AwaitEnds(int count) const
 {
     EXPECT_TRUE(WaitFor([this, count] { return ends_ >= count; })) << ends_ << " of " << count;
+}
+
+std::vector<std::string> TlsServer::OfferedSuites() const
+{
+    const std::lock_guard lock(mutex_);
+    return offeredSuites_;
 }
 
 std::vector<Request> TlsServer::Requests() const

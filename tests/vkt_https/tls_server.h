@@ -70,6 +70,7 @@ private:
     bool Await(short events, int milliseconds = -1) const;
     bool Retry(int result);
     bool Fill();
+    void NoteOffer();
     void Leave();
 
     TlsServer& server_;
@@ -84,6 +85,7 @@ struct ServerKind
     int newestTls = TLS1_3_VERSION;
     std::string listenOn = "127.0.0.1";
     std::uint16_t port = 0;  ///< 0: any free one.
+    std::string suites{};    ///< OpenSSL's list of the suites before TLS 1.3; empty: its own.
 };
 
 /// Whether the machine has this address.
@@ -103,7 +105,11 @@ public:
     std::uint16_t Port() const { return port_; }
     int Connections() const { return connections_; }
     int Handshakes() const { return handshakes_; }
+    /// Handshakes that took up the session of an earlier one, without a certificate.
+    int Resumptions() const { return resumptions_; }
     std::size_t BytesSent() const { return bytesSent_; }
+    /// What the client of the last handshake offered, by OpenSSL's names.
+    std::vector<std::string> OfferedSuites() const;
     /// Request heads that arrived, with or without a body behind them.
     int Heads() const { return heads_; }
     /// Waits until this many connections have been ended by the server, visibly for the client.
@@ -123,11 +129,13 @@ private:
     int listener_;  // Sets port_.
     std::atomic<int> connections_ = 0;
     std::atomic<int> handshakes_ = 0;
+    std::atomic<int> resumptions_ = 0;
     std::atomic<int> heads_ = 0;
     std::atomic<int> ends_ = 0;
     std::atomic<std::size_t> bytesSent_ = 0;
     mutable std::mutex mutex_;
     std::vector<Request> requests_;
+    std::vector<std::string> offeredSuites_;
     std::vector<std::jthread> players_;
     std::jthread acceptor_;  // Last: it uses all of the above.
 };

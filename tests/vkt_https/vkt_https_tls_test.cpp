@@ -146,6 +146,19 @@ TEST_F(Trust, PinIsCheckedOnEveryNewConnection)
     EXPECT_THAT(server->Requests(), IsEmpty());
 }
 
+TEST_F(Trust, KeyOfAResumedSessionIsThePinnedOne)
+{
+    for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+        Serve(Once(GoodReply()), Module(), {.newestTls = version});
+        ConnectPinned(Module().Pin());
+        ExpectAnswer();
+        server->AwaitEnds(1);
+        ExpectAnswer();
+        EXPECT_EQ(server->Handshakes(), 2);
+        EXPECT_EQ(server->Resumptions(), 1);
+    }
+}
+
 class BadPin : public Trust, public ::testing::WithParamInterface<const char*>
 {
 };
@@ -195,7 +208,8 @@ TEST_P(UnknownVerification, IsNotTakenForNone)
 INSTANTIATE_TEST_SUITE_P(Values, UnknownVerification,
                          ::testing::Values(-1, 3, 256, 258, INT32_MAX, INT32_MIN));
 
-bool HandshakeOfAnOldClient(std::uint16_t port)
+/// Whether a client that OpenSSL's configuration alone restrains comes to terms with the server.
+bool HandshakeOfALaxClient(std::uint16_t port)
 {
     const std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> context(SSL_CTX_new(TLS_client_method()),
                                                                SSL_CTX_free);
@@ -214,11 +228,69 @@ class OldTls : public Trust, public ::testing::WithParamInterface<int>
 TEST_P(OldTls, IsRefusedHoweverLittleIsVerified)
 {
     Serve(Always(GoodReply()), Module(), {.newestTls = GetParam()});
-    ASSERT_TRUE(HandshakeOfAnOldClient(server->Port())) << "the server must offer what is refused";
+    ASSERT_TRUE(HandshakeOfALaxClient(server->Port())) << "the server must offer what is refused";
     ExpectDistrust(2, "the TLS handshake failed");
 }
 
 INSTANTIATE_TEST_SUITE_P(Versions, OldTls, ::testing::Values(TLS1_VERSION, TLS1_1_VERSION));
+
+struct UnprovenSuite
+{
+    const char* name;
+    const char* suites;
+    std::int32_t tlsVerification;
+};
+
+void PrintTo(const UnprovenSuite& row, std::ostream* out)
+{
+    *out << row.name << "Verifying" << row.tlsVerification;
+}
+
+class Unproven : public Trust, public ::testing::WithParamInterface<UnprovenSuite>
+{
+};
+
+TEST_P(Unproven, ServerGetsNoHandshakeThoughTheHostAllowsIt)
+{
+    Serve(Always(GoodReply()), Module(),
+          {.newestTls = TLS1_2_VERSION, .suites = GetParam().suites});
+    ASSERT_TRUE(HandshakeOfALaxClient(server->Port())) << "the server must offer what is refused";
+    config.texts["HTTPS_PINNED_KEY"] = Module().Pin();
+    ExpectDistrust(GetParam().tlsVerification, "the TLS handshake failed");
+    EXPECT_EQ(server->Heads(), 0);
+}
+
+constexpr const char* kAnonymousEcdh = "AECDH-AES256-SHA:@SECLEVEL=0";
+constexpr const char* kAnonymousDh = "ADH-AES256-GCM-SHA384:@SECLEVEL=0";
+constexpr const char* kUnencrypted = "ECDHE-ECDSA-NULL-SHA:@SECLEVEL=0";
+
+INSTANTIATE_TEST_SUITE_P(Suites, Unproven,
+                         ::testing::Values(UnprovenSuite{"AnonymousEcdh", kAnonymousEcdh, 1},
+                                           UnprovenSuite{"AnonymousDh", kAnonymousDh, 1},
+                                           UnprovenSuite{"AnonymousDh", kAnonymousDh, 0},
+                                           UnprovenSuite{"AnonymousDh", kAnonymousDh, 2},
+                                           UnprovenSuite{"Unencrypted", kUnencrypted, 0},
+                                           UnprovenSuite{"Unencrypted", kUnencrypted, 1},
+                                           UnprovenSuite{"Unencrypted", kUnencrypted, 2}),
+                         ::testing::PrintToStringParamName());
+
+TEST_F(Trust, SuitesThatTheHostAllowsAreOfferedUnlessAnonymousOrUnencrypted)
+{
+    Serve(Always(GoodReply()), Module(), {.newestTls = TLS1_2_VERSION});
+    ASSERT_TRUE(HandshakeOfALaxClient(server->Port()));
+    while (server->Handshakes() == 0) {
+    }
+    std::vector<std::string> allowed;
+    for (const std::string& suite : server->OfferedSuites()) {
+        if (suite.find("NULL") == std::string::npos && suite.find("ADH") != 0 &&
+            suite.find("AECDH") != 0) {
+            allowed.push_back(suite);
+        }
+    }
+    ASSERT_LT(allowed.size(), server->OfferedSuites().size());
+    ExpectAnswer();
+    EXPECT_EQ(server->OfferedSuites(), allowed);
+}
 
 class NewTlsVersion : public Trust, public ::testing::WithParamInterface<int>
 {

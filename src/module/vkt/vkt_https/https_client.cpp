@@ -88,8 +88,8 @@ void SetTransport(CurlOptions& options, const TulvoConnection::ConnectionInfo& i
         .Set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2))
         .Set(CURLOPT_IPRESOLVE, IpResolve(info.addressFamily))
         .Set(CURLOPT_FOLLOWLOCATION, 0L)
-        // The module is in the management network. A proxy named in the environment, for other
-        // purposes, is neither on the way there nor to be trusted with the log-in.
+        // The module is in the management network, where a proxy that the environment names for
+        // other purposes does not lead, and which is not trusted with the log-in.
         .Set(CURLOPT_PROXY, "")
         .Set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED))
         // Without signals libcurl is safe in a program with threads.
@@ -150,12 +150,14 @@ std::optional<Failure> HttpsClient::SetUp(CURL* handle)
     SetTransport(options, info_);
     SetLimits(options, info_);
     SetCredentials(options);
-    auto failure = SetTrust(options, info_.tlsVerification, origin_);
-    WatchServerProof(handle, proof_);
-    if (!failure && options.Refusal() != CURLE_OK) {
-        failure = FailureOf(CURLE_FAILED_INIT, false);
+    std::string pins;
+    if (auto failure = SetTrust(options, info_.tlsVerification, origin_, pins)) {
+        return failure;
     }
-    return failure;
+    if (!proof_.Guard(handle, pins) || options.Refusal() != CURLE_OK) {
+        return FailureOf(CURLE_FAILED_INIT, false);
+    }
+    return std::nullopt;
 }
 
 void HttpsClient::SetCredentials(CurlOptions& options) const
@@ -193,7 +195,7 @@ std::optional<Failure> HttpsClient::Perform(const HttpRequest& request, HttpRepl
     }
     errorText_.front() = '\0';
     socketError_ = 0;
-    proof_ = {};
+    proof_.Forget();
     const CURLcode result = curl_easy_perform(handle_.get());
     connectionIsSpent_ = false;
     curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &reply.status);
@@ -217,15 +219,28 @@ std::optional<Failure> HttpsClient::Judge(CURLcode result, const ReplyCollector&
 
 Failure HttpsClient::Blame(CURLcode result, bool replyBegan) const
 {
-    // A certificate whose signature is wrong is called a broken handshake by libcurl.
-    const bool distrusted = result == CURLE_SSL_CONNECT_ERROR && !proof_.distrust.empty() &&
-                            info_.tlsVerification == TulvoConnection::kTlsVerifyAuthority;
-    Failure failure = FailureOf(distrusted ? CURLE_PEER_FAILED_VERIFICATION : result, replyBegan);
-    failure.detail = distrusted ? proof_.distrust : Detail(result);
-    if (failure.code == VKT_HTTPS_TLS_ERROR && !proof_.pin.empty()) {
-        failure.advice += "; the server's key is " + proof_.pin;
+    const CURLcode cause = CauseOf(result);
+    Failure failure = FailureOf(cause, replyBegan);
+    if (cause == result) {
+        failure.detail = Detail(result);
+    } else if (cause == CURLE_PEER_FAILED_VERIFICATION) {
+        failure.detail = proof_.Distrust();
+    }
+    if (failure.code == VKT_HTTPS_TLS_ERROR && !proof_.Pin().empty()) {
+        failure.advice += "; the server's key is " + proof_.Pin();
     }
     return failure;
+}
+
+CURLcode HttpsClient::CauseOf(CURLcode result) const
+{
+    if (proof_.KeyIsRefused()) {
+        return CURLE_SSL_PINNEDPUBKEYNOTMATCH;
+    }
+    // A certificate whose signature is wrong is called a broken handshake by libcurl.
+    const bool distrusted = result == CURLE_SSL_CONNECT_ERROR && !proof_.Distrust().empty() &&
+                            info_.tlsVerification == TulvoConnection::kTlsVerifyAuthority;
+    return distrusted ? CURLE_PEER_FAILED_VERIFICATION : result;
 }
 
 std::string HttpsClient::Detail(CURLcode result) const
@@ -241,7 +256,7 @@ std::string HttpsClient::Detail(CURLcode result) const
     return detail;
 }
 
-// Bytes that wait on an idle connection are the server's good-bye, or belong to no request.
+// Bytes that wait on an idle connection announce its end, or belong to no request.
 bool HttpsClient::ConnectionIsUsable() const
 {
     curl_socket_t connection = CURL_SOCKET_BAD;

@@ -23,8 +23,8 @@ namespace Tulvo::Https {
 /// One server. The handle is made, and the configuration read, by the first exchange whose
 /// connection record can be used.
 ///
-/// A connection that the server has closed in the meantime is replaced without anyone noticing, but
-/// a body that was handed to the network once is never sent again.
+/// A connection that the server has closed in the meantime is replaced without a failure, but a
+/// body that was handed to the network once is never sent again.
 class HttpsClient
 {
 public:
@@ -37,8 +37,8 @@ public:
     /// @return nothing when the reply's header came whole (and its body, if the status is 2xx).
     std::optional<Failure> Exchange(const HttpRequest& request, HttpReply& reply);
 
-    /// Has the next exchange open a connection of its own: what else may come on the present one
-    /// cannot be trusted to belong to it.
+    /// Has the next exchange open a new connection: what else arrives on the present one cannot be
+    /// trusted to belong to that exchange.
     void LeaveConnection() { connectionIsSpent_ = true; }
 
     /// `https://host:port`, once an exchange has been tried.
@@ -59,6 +59,7 @@ private:
     std::optional<Failure> Judge(CURLcode result, const ReplyCollector& collector,
                                  const HttpReply& reply) const;
     Failure Blame(CURLcode result, bool replyBegan) const;
+    CURLcode CauseOf(CURLcode result) const;
     std::string Detail(CURLcode result) const;
     bool ConnectionIsUsable() const;
 

@@ -8,8 +8,10 @@
 #include <array>
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "common/text/base64.h"
+#include "module/vkt/vkt_https/tls_suites.h"
 
 namespace Tulvo::Https {
 namespace {
@@ -20,7 +22,7 @@ int ProofSlot()
     return slot;
 }
 
-std::string PinOf(X509* certificate)
+std::string PinOf(const X509* certificate)
 {
     unsigned char* key = nullptr;
     const int size = i2d_X509_PUBKEY(X509_get_X509_PUBKEY(certificate), &key);
@@ -35,47 +37,101 @@ std::string PinOf(X509* certificate)
     return "sha256//" + Text::ToBase64(std::span(digest).first(digestSize));
 }
 
-// Called for every certificate of the chain with OpenSSL's own verdict, which is handed back.
-int NoteProof(int verdict, X509_STORE_CTX* chain)
+/// The certificate of the server that the handle's present connection leads to; null without one.
+const X509* CertificateOf(CURL* handle)
 {
-    const auto* tls =
-        static_cast<SSL*>(X509_STORE_CTX_get_ex_data(chain, SSL_get_ex_data_X509_STORE_CTX_idx()));
-    auto* proof = static_cast<ServerProof*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(tls), ProofSlot()));
-    try {
-        proof->pin = PinOf(X509_STORE_CTX_get0_cert(chain));
-        if (verdict == 0) {
-            proof->distrust = X509_verify_cert_error_string(X509_STORE_CTX_get_error(chain));
-        }
-    } catch (...) {
-        *proof = {};
+    curl_tlssessioninfo* session = nullptr;
+    if (curl_easy_getinfo(handle, CURLINFO_TLS_SSL_PTR, &session) != CURLE_OK ||
+        session->backend != CURLSSLBACKEND_OPENSSL || session->internals == nullptr) {
+        return nullptr;
     }
-    return verdict;
+    return SSL_get0_peer_certificate(static_cast<const SSL*>(session->internals));
 }
 
-CURLcode WatchContext(CURL*, void* context, void* proof)
+bool IsAmong(std::string_view pins, std::string_view pin)
 {
-    auto* tls = static_cast<SSL_CTX*>(context);
-    if (SSL_CTX_set_ex_data(tls, ProofSlot(), proof) == 1) {
-        SSL_CTX_set_verify(tls, SSL_CTX_get_verify_mode(tls), NoteProof);
-    }
-    return CURLE_OK;
+    const auto end = pins.find(';');
+    return pins.substr(0, end) == pin ||
+           (end != std::string_view::npos && IsAmong(pins.substr(end + 1), pin));
 }
 
 bool RunsOnOpenSsl()
 {
     const char* tls = curl_version_info(CURLVERSION_NOW)->ssl_version;
-    return tls != nullptr && std::string(tls).find("OpenSSL") == 0;
+    return tls != nullptr && std::string_view(tls).starts_with("OpenSSL");
 }
 
 }  // namespace
 
-void WatchServerProof(CURL* handle, ServerProof& proof)
+bool ServerProof::Guard(CURL* handle, const std::string& pins)
 {
-    if (RunsOnOpenSsl()) {
-        CurlOptions(handle)
-            .Set(CURLOPT_SSL_CTX_FUNCTION, &WatchContext)
-            .Set(CURLOPT_SSL_CTX_DATA, &proof);
+    if (!RunsOnOpenSsl()) {
+        return false;
     }
+    handle_ = handle;
+    pins_ = pins;
+    CurlOptions options(handle);
+    options.Set(CURLOPT_SSL_CTX_FUNCTION, &PrepareContext).Set(CURLOPT_SSL_CTX_DATA, this);
+    if (!pins_.empty()) {
+        // Not CURLOPT_PINNEDPUBLICKEY, which passes over a server that shows no certificate.
+        options.Set(CURLOPT_PREREQFUNCTION, &CompareKey).Set(CURLOPT_PREREQDATA, this);
+    }
+    return options.Refusal() == CURLE_OK;
+}
+
+void ServerProof::Forget()
+{
+    pin_.clear();
+    distrust_.clear();
+    keyIsRefused_ = false;
+}
+
+CURLcode ServerProof::PrepareContext(CURL*, void* context, void* self)
+try {
+    auto* const tls = static_cast<SSL_CTX*>(context);
+    if (!DropUnsafeSuites(tls)) {
+        return CURLE_SSL_CIPHER;
+    }
+    if (SSL_CTX_set_ex_data(tls, ProofSlot(), self) == 1) {
+        SSL_CTX_set_verify(tls, SSL_CTX_get_verify_mode(tls), &NoteCertificate);
+    }
+    return CURLE_OK;
+} catch (...) {
+    return CURLE_OUT_OF_MEMORY;  // No exception may pass through libcurl's C code.
+}
+
+// Called for every certificate of the chain with OpenSSL's own verdict, which is handed back.
+int ServerProof::NoteCertificate(int verdict, X509_STORE_CTX* chain)
+{
+    const auto* tls =
+        static_cast<SSL*>(X509_STORE_CTX_get_ex_data(chain, SSL_get_ex_data_X509_STORE_CTX_idx()));
+    auto* proof = static_cast<ServerProof*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(tls), ProofSlot()));
+    try {
+        proof->pin_ = PinOf(X509_STORE_CTX_get0_cert(chain));
+        if (verdict == 0) {
+            proof->distrust_ = X509_verify_cert_error_string(X509_STORE_CTX_get_error(chain));
+        }
+    } catch (...) {
+        proof->Forget();
+    }
+    return verdict;
+}
+
+// libcurl calls this for every request, between the connection and its first byte.
+int ServerProof::CompareKey(void* self, char*, char*, int, int)
+{
+    auto* const proof = static_cast<ServerProof*>(self);
+    proof->Forget();
+    proof->keyIsRefused_ = true;
+    try {
+        if (const X509* const certificate = CertificateOf(proof->handle_)) {
+            proof->pin_ = PinOf(certificate);
+            proof->keyIsRefused_ = !IsAmong(proof->pins_, proof->pin_);
+        }
+    } catch (...) {
+        // Out of memory: not compared is refused.
+    }
+    return proof->keyIsRefused_ ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
 }  // namespace Tulvo::Https

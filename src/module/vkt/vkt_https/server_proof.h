@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// What a server shows of itself in a handshake, trusted or not: a person can compare the key's pin
-/// with the module's own display, and pin it.
+/// What a server shows of itself, and whether its key is a pinned one.
 #ifndef MODULE_VKT_VKT_HTTPS_SERVER_PROOF_H
 #define MODULE_VKT_VKT_HTTPS_SERVER_PROOF_H
+
+#include <curl/curl.h>
+#include <openssl/types.h>
 
 #include <string>
 
@@ -11,15 +13,44 @@
 
 namespace Tulvo::Https {
 
-struct ServerProof
+class ServerProof
 {
-    std::string pin;  ///< `sha256//BASE64` of the server's public key; empty if it showed none.
-    std::string distrust;  ///< Why OpenSSL does not trust the certificate; empty if it does.
-};
+public:
+    ServerProof() = default;
+    ServerProof(const ServerProof&) = delete;
+    ServerProof& operator=(const ServerProof&) = delete;
 
-/// Has every handshake of the handle fill `proof`, which must outlive the handle. Watches only:
-/// what is trusted stays as it is. A libcurl over another TLS library than OpenSSL leaves it empty.
-void WatchServerProof(CURL* handle, ServerProof& proof);
+    /// Has every connection of `handle` offer safe suites only, and note what the server shows.
+    /// With `pins`, several separated by semicolons, no request leaves before the key of the server
+    /// at the other end of its connection was found among them, be the connection new, resumed or
+    /// kept. This object must outlive the handle.
+    /// @return false when libcurl runs on another TLS library than OpenSSL, on which none of this
+    ///         can be done, or does not take an option.
+    bool Guard(CURL* handle, const std::string& pins);
+
+    /// Forgets what was noted, before a new request.
+    void Forget();
+
+    /// `sha256//BASE64` of the server's public key, for a person who compares it with the module's
+    /// own display and pins it; empty if it showed none.
+    const std::string& Pin() const { return pin_; }
+    /// Why OpenSSL does not trust the certificate; empty if it does.
+    const std::string& Distrust() const { return distrust_; }
+    /// The request did not leave, since the server's key is none of the pinned ones.
+    bool KeyIsRefused() const { return keyIsRefused_; }
+
+private:
+    static CURLcode PrepareContext(CURL* handle, void* context, void* self);
+    static int NoteCertificate(int verdict, X509_STORE_CTX* chain);
+    static int CompareKey(void* self, char* serverAddress, char* ownAddress, int serverPort,
+                          int ownPort);
+
+    CURL* handle_ = nullptr;
+    std::string pins_;
+    std::string pin_;
+    std::string distrust_;
+    bool keyIsRefused_ = false;
+};
 
 }  // namespace Tulvo::Https
 

@@ -43,7 +43,7 @@ void TrustAnyCertificate(CurlOptions& options)
     options.Set(CURLOPT_SSL_VERIFYPEER, 0L).Set(CURLOPT_SSL_VERIFYHOST, 0L);
 }
 
-std::optional<Failure> TrustPinnedKey(CurlOptions& options)
+std::optional<Failure> TrustPinnedKey(CurlOptions& options, std::string& pins)
 {
     const std::string pin = GetGlobalConfigText("HTTPS_PINNED_KEY", "");
     if (!IsPin(pin)) {
@@ -53,7 +53,7 @@ std::optional<Failure> TrustPinnedKey(CurlOptions& options)
                        "set HTTPS_PINNED_KEY to the key's pin, sha256//..."};
     }
     TrustAnyCertificate(options);
-    options.Set(CURLOPT_PINNEDPUBLICKEY, pin.c_str());
+    pins = pin;
     return std::nullopt;
 }
 
@@ -67,11 +67,11 @@ bool IsPin(std::string_view pin)
 }
 
 std::optional<Failure> SetTrust(CurlOptions& options, std::int32_t tlsVerification,
-                                std::string_view origin)
+                                std::string_view origin, std::string& pins)
 {
     switch (tlsVerification) {
         case TulvoConnection::kTlsVerifyPinnedKey:
-            return TrustPinnedKey(options);
+            return TrustPinnedKey(options, pins);
         case TulvoConnection::kTlsVerifyNothing:
             Log(2, __FILE__, __LINE__).Stream()
                 << origin

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "module/vkt/vkt_https/curl_options.h"
@@ -16,11 +17,11 @@ namespace Tulvo::Https {
 /// Sets what a TlsVerification asks for, from the configuration keys `HTTPS_CA_FILE` and
 /// `HTTPS_PINNED_KEY`. To verify nothing writes a warning that names `origin`. A pin that is
 /// missing or misspelt is a failure: nobody who asked for a check may be left without one.
+/// @param pins filled with the keys one of which the server must have; untouched where any will do.
 std::optional<Failure> SetTrust(CurlOptions& options, std::int32_t tlsVerification,
-                                std::string_view origin);
+                                std::string_view origin, std::string& pins);
 
-/// Whether `pin` is one or more `sha256//BASE64`, separated by semicolons. libcurl takes any other
-/// text for the name of a file with the key in it.
+/// Whether `pin` is one or more `sha256//BASE64`, separated by semicolons.
 bool IsPin(std::string_view pin);
 
 }  // namespace Tulvo::Https
