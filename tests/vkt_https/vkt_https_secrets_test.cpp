@@ -41,6 +41,8 @@ TEST_P(EchoedSecret, IsNotTold)
     ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, "answered 401");
     EXPECT_THAT(client->LastError(), Not(HasSubstr(echo.secret)));
     EXPECT_THAT(client->LastError(), Not(HasSubstr("who is")));
+    ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, "answered 401");
+    EXPECT_THAT(client->LastError(), Not(HasSubstr(echo.secret)));
 }
 
 constexpr const char* kRefused = "401 Unauthorized";

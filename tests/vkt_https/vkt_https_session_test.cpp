@@ -74,6 +74,59 @@ TEST_F(Session, RefusedAfterRenewalIsTheResultAndLeavesNoSession)
     EXPECT_THAT(Arrived(), SizeIs(6));
 }
 
+TEST_F(Session, RefusedLoginIsNotRepeatedByTheObject)
+{
+    for (const char* status : {"401 Unauthorized", "403 Forbidden"}) {
+        loginStatus = status;
+        ConnectAs(kPassword);
+        const std::size_t before = Arrived().size();
+        ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, ": the server answered 40");
+        ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, "not sent, since before this the server");
+        ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, "not sent, since before this the server");
+        EXPECT_THAT(Arrived(), SizeIs(before + 1));
+    }
+    loginStatus = "201 Created";
+    validLogin = 3;
+    ConnectAs(kPassword);  // Another object knows nothing of it.
+    ExpectAnswer();
+}
+
+TEST_F(Session, RefusedPasswordOfBasicIsNotRepeatedByTheObject)
+{
+    ConnectAs(kPassword, 0);
+    ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, ": the server answered 401");
+    ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, "not sent, since before this the server");
+    EXPECT_THAT(Arrived(), ElementsAre(kAction));
+}
+
+TEST_F(Session, RefusedNewSessionIsNotRepeatedByTheObject)
+{
+    validLogin = 0;
+    ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, ": the server answered 401");
+    ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, "not sent, since before this the server");
+    EXPECT_EQ(logins, 2);
+}
+
+TEST_F(Session, RefusedRenewalIsNotRepeatedByTheObject)
+{
+    ExpectAnswer();
+    validLogin = 0;
+    loginStatus = "401 Unauthorized";
+    ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, ": the server answered 401");
+    ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, "not sent, since before this the server");
+    EXPECT_EQ(logins, 2);
+}
+
+TEST_F(Session, RequestThatTheUserMayNotMakeIsNoRefusalOfTheUser)
+{
+    validLogin = 0;
+    refusalStatus = "403 Forbidden";
+    ExpectFailure(VKT_HTTPS_AUTHENTICATION_FAILED, "may not do this");
+    validLogin = 1;
+    ExpectAnswer();
+    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction, kAction));
+}
+
 TEST_F(Session, OpenedByAReplyThatIsTooLargeIsDeleted)
 {
     loginBody = std::string(200'000, ' ');

@@ -27,6 +27,13 @@ namespace {
 constexpr long kOk = 200;
 constexpr long kUnauthorized = 401;
 
+/// The result of every request after `refusal`. What the server said goes untold: it may have
+/// echoed the token of a session that is no longer known here.
+Failure NotSentAgain(const Failure& refusal)
+{
+    return {refusal.code, "not sent, since before this " + refusal.what, refusal.advice};
+}
+
 }  // namespace
 
 // Not for export, unlike the class that it is nested in.
@@ -44,6 +51,8 @@ struct __attribute__((visibility("hidden"))) VKTHttps::Transport
     Transport& operator=(const Transport&) = delete;
 
     std::optional<Failure> Ask(const IPMICOMMAND& request, IpmiReply& answer);
+    std::optional<Failure> Carry(const IPMICOMMAND& request, const std::string& body,
+                                 IpmiReply& answer);
     std::optional<Failure> Post(const std::string& body, HttpReply& reply);
     std::optional<Failure> PostInSession(const std::string& body, HttpReply& reply);
     VKTHttpsErrorCode Report(const IPMICOMMAND& request, const Failure& failure);
@@ -54,6 +63,9 @@ struct __attribute__((visibility("hidden"))) VKTHttps::Transport
     /// The module refused a new session, too. It is closed only once the failure has been told: the
     /// server may have echoed the token, by which its text is recognised.
     bool sessionIsRefused = false;
+    /// That user name and password are refused, which modules count: sending them again might lock
+    /// the account.
+    std::optional<Failure> refusal;
     std::string lastError;
 };
 
@@ -63,12 +75,27 @@ std::optional<Failure> VKTHttps::Transport::Ask(const IPMICOMMAND& request, Ipmi
     if (auto failure = EncodeIpmiRequest(request, body)) {
         return failure;
     }
+    return refusal ? refusal : Carry(request, body, answer);
+}
+
+std::optional<Failure> VKTHttps::Transport::Carry(const IPMICOMMAND& request,
+                                                  const std::string& body, IpmiReply& answer)
+{
     HttpReply reply;
     if (auto failure = Post(body, reply)) {
+        // Of the ways in which no reply comes, only a refused log-in has this code.
+        if (failure->code == VKT_HTTPS_AUTHENTICATION_FAILED) {
+            refusal = NotSentAgain(*failure);
+        }
         return failure;
     }
     if (reply.status != kOk) {
-        return FailureOf(reply);
+        auto failure = FailureOf(reply);
+        // A 403 is about this one request: the module has taken name and password.
+        if (reply.status == kUnauthorized) {
+            refusal = NotSentAgain(failure);
+        }
+        return failure;
     }
     auto failure = DecodeIpmiReply(request, reply.contentType, reply.body, answer);
     if (failure) {

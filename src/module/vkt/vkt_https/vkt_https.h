@@ -3,8 +3,10 @@
 /// One raw IPMI request in one HTTPS call, for modules that offer it beside their Redfish tree.
 ///
 /// An object keeps one connection and one TLS session for all its requests and is used by one
-/// thread at a time. Nothing throws but std::bad_alloc, where an object is made or its text copied;
-/// every wait is bounded by the connection record's timeouts.
+/// thread at a time. User name and password that the module refused once are not sent again by the
+/// same object. A child made by fork() may use or destroy its copy of an object, which lets go of
+/// the parent's connection and session and opens its own. Nothing throws but std::bad_alloc, where
+/// an object is made or its text copied; every wait is bounded by the connection record's timeouts.
 #ifndef MODULE_VKT_VKT_HTTPS_VKT_HTTPS_H
 #define MODULE_VKT_VKT_HTTPS_VKT_HTTPS_H
 
@@ -24,7 +26,7 @@ enum VKTHttpsErrorCode : std::int32_t
 {
     VKT_HTTPS_SUCCESS = 0,                ///< An IPMI answer came, whatever its completion code.
     VKT_HTTPS_TLS_ERROR = 1,              ///< The server could not prove that it is the module.
-    VKT_HTTPS_AUTHENTICATION_FAILED = 2,  ///< 401 or 403.
+    VKT_HTTPS_AUTHENTICATION_FAILED = 2,  ///< 401 or 403, now or by an earlier log-in.
     VKT_HTTPS_TIMEOUT = 3,                ///< 408, 504, or a time limit of this side.
     VKT_HTTPS_HTTP_ERROR = 4,             ///< Any other status than 200.
     VKT_HTTPS_MALFORMED_REPLY = 5,        ///< A 200 whose content is not an IPMI answer.
@@ -58,10 +60,11 @@ public:
 
     /// Tells every transport of this process that the program ends, for good: a request that
     /// waits, in whatever thread, fails within a second and deletes its session on the module, if
-    /// it has one; every later request fails at once. Only a log-in whose answer is on its way is
-    /// waited for, since a session without its token cannot be deleted. A session whose thread is
-    /// not inside a call is deleted by that thread, with the destructor. May be called from a
-    /// signal handler; a child made by fork() starts with its parent's word and hears no later one.
+    /// it has one; every later request fails at once. Only a log-in that was sent is waited for,
+    /// since a session without its token cannot be deleted. A session whose thread is not inside a
+    /// call is deleted by that thread, with the destructor. May be called from a signal handler. A
+    /// child made by fork() inherits what was called before, and a later call of the parent does
+    /// not reach it.
     static void InterruptAll();
 
     /// Waits until no transport of this process has a session on a module, for at most so long.
