@@ -119,6 +119,12 @@ std::optional<Failure> HttpsClient::Exchange(const HttpRequest& request, HttpRep
     return Perform(request, reply, options);
 }
 
+void HttpsClient::Abandon()
+{
+    static_cast<void>(handle_.release());
+    connectionIsSpent_ = false;
+}
+
 std::optional<Failure> HttpsClient::MakeHandle()
 {
     if (handle_) {

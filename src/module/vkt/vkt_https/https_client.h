@@ -41,6 +41,11 @@ public:
     /// trusted to belong to that exchange.
     void LeaveConnection() { connectionIsSpent_ = true; }
 
+    /// Forgets connection and settings without a byte to the server: in a child made by fork() they
+    /// are its parent's. What libcurl holds of them stays allocated, for fork() may have come upon
+    /// another thread in the midst of changing it.
+    void Abandon();
+
     /// `https://host:port`, once an exchange has been tried.
     const std::string& Origin() const { return origin_; }
 

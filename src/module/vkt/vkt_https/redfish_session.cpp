@@ -112,6 +112,11 @@ void RedfishSession::Close() noexcept
     } catch (...) {
         // Out of memory: the module ends the session by itself.
     }
+    Abandon();
+}
+
+void RedfishSession::Abandon() noexcept
+{
     Wipe(token_.text);
     counted_.reset();
 }

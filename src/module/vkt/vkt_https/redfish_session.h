@@ -38,6 +38,9 @@ public:
     /// nothing; a failure is a warning in the log.
     void Close() noexcept;
 
+    /// Forgets the session, which goes on existing on the module.
+    void Abandon() noexcept;
+
     /// Empty without a session.
     std::string_view Token() const { return token_.text; }
 

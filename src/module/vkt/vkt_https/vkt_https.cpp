@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "module/vkt/vkt_https/vkt_https.h"
 
+#include <unistd.h>
+
 #include <chrono>
 #include <ios>
 #include <string>
@@ -44,12 +46,16 @@ struct __attribute__((visibility("hidden"))) VKTHttps::Transport
     }
     ~Transport()
     {
+        LetGoOfAnotherProcess();
         session.Close();
         Wipe(info.password);
     }
     Transport(const Transport&) = delete;
     Transport& operator=(const Transport&) = delete;
 
+    /// What fork() copies is not the child's to use or to end: the parent goes on with connection
+    /// and session. A child opens its own.
+    void LetGoOfAnotherProcess();
     std::optional<Failure> Ask(const IPMICOMMAND& request, IpmiReply& answer);
     std::optional<Failure> Carry(const IPMICOMMAND& request, const std::string& body,
                                  IpmiReply& answer);
@@ -67,10 +73,21 @@ struct __attribute__((visibility("hidden"))) VKTHttps::Transport
     /// the account.
     std::optional<Failure> refusal;
     std::string lastError;
+    pid_t process = getpid();
 };
+
+void VKTHttps::Transport::LetGoOfAnotherProcess()
+{
+    if (process != getpid()) {
+        session.Abandon();
+        client.Abandon();
+        process = getpid();
+    }
+}
 
 std::optional<Failure> VKTHttps::Transport::Ask(const IPMICOMMAND& request, IpmiReply& answer)
 {
+    LetGoOfAnotherProcess();
     std::string body;
     if (auto failure = EncodeIpmiRequest(request, body)) {
         return failure;
