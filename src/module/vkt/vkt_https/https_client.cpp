@@ -114,7 +114,9 @@ std::optional<Failure> HttpsClient::Exchange(const HttpRequest& request, HttpRep
         .Set(CURLOPT_TIMEOUT,
              request.longestSeconds == 0 ? seconds : std::min(seconds, request.longestSeconds))
         .Set(CURLOPT_NOPROGRESS, request.isInterruptible ? 0L : 1L)
-        .Set(CURLOPT_FRESH_CONNECT, ConnectionIsUsable() ? 0L : 1L);
+        .Set(CURLOPT_FRESH_CONNECT, ConnectionIsUsable() ? 0L : 1L)
+        // A server that was refused has to show its key again: a resumed session shows none to tell.
+        .Set(CURLOPT_SSL_SESSIONID_CACHE, serverIsRefused_ ? 0L : 1L);
     SetMethod(options, request);
     return Perform(request, reply, options);
 }
@@ -205,7 +207,9 @@ std::optional<Failure> HttpsClient::Perform(const HttpRequest& request, HttpRepl
     const CURLcode result = curl_easy_perform(handle_.get());
     connectionIsSpent_ = false;
     curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &reply.status);
-    return Judge(result, collector, reply);
+    auto failure = Judge(result, collector, reply);
+    serverIsRefused_ = failure && failure->code == VKT_HTTPS_TLS_ERROR;
+    return failure;
 }
 
 std::optional<Failure> HttpsClient::Judge(CURLcode result, const ReplyCollector& collector,

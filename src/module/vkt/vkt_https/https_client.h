@@ -74,6 +74,7 @@ private:
     std::array<char, CURL_ERROR_SIZE> errorText_{};
     int socketError_ = 0;
     bool connectionIsSpent_ = false;
+    bool serverIsRefused_ = false;
     // Last: libcurl writes into the members above until the handle is gone.
     std::unique_ptr<CURL, Close> handle_;
 };
