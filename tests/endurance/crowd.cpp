@@ -9,7 +9,7 @@
 namespace Tulvo::Tests {
 namespace {
 
-constexpr std::array kRoads = {kRmcp, kHttps, kRmcp, kHttpsInSessions};
+constexpr std::array kTransports = {kRmcp, kHttps, kRmcp, kHttpsInSessions};
 
 }  // namespace
 
@@ -26,11 +26,13 @@ std::vector<std::string> Crowd::Ask(int questionsPerUser, int questionsPerFacade
 
 std::string Crowd::AskAs(int user, int questions, int questionsPerFacade) const
 {
-    // Made known by everybody, while others read it.
+    // Every user sets it, while others read it.
     SetGlobalConfigText("HTTPS_PINNED_KEY", enclosures_[0].Pin() + ';' + enclosures_[1].Pin());
     const auto number = static_cast<std::size_t>(user);
-    const PlayedEnclosure& enclosure = enclosures_[number / kRoads.size() % enclosures_.size()];
-    return User{enclosure, kRoads[number % kRoads.size()]}.Ask(questions, questionsPerFacade);
+    const PlayedEnclosure& enclosure =
+        enclosures_[number / kTransports.size() % enclosures_.size()];
+    return User{enclosure, kTransports[number % kTransports.size()]}.Ask(questions,
+                                                                         questionsPerFacade);
 }
 
 std::vector<pid_t> Crowd::Processes() const
@@ -45,11 +47,11 @@ std::vector<pid_t> Crowd::Processes() const
 
 std::vector<std::string> Crowd::End()
 {
-    std::vector<std::string> amiss;
+    std::vector<std::string> wrong;
     for (PlayedEnclosure& enclosure : enclosures_) {
-        amiss.push_back(enclosure.End());
+        wrong.push_back(enclosure.End());
     }
-    return amiss;
+    return wrong;
 }
 
 }  // namespace Tulvo::Tests

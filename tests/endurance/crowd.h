@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Many users of two enclosures, a quarter of them over HTTPS with a password a request and a
-/// quarter in sessions. The enclosures differ, so that an answer that goes astray is noticed.
+/// Many users of two enclosures: half of them over RMCP+, a quarter over HTTPS with the password in
+/// every request, a quarter over HTTPS in sessions. The enclosures differ, so that an answer that
+/// reaches the wrong user is noticed.
 #ifndef TESTS_ENDURANCE_CROWD_H
 #define TESTS_ENDURANCE_CROWD_H
 
@@ -19,8 +20,8 @@ class Crowd
 public:
     static constexpr int kUsers = 64;
 
-    /// Lets everybody ask in a thread of their own, which calls `prepare` first.
-    /// @return what was wrong, a text a user; empty ones where nothing was.
+    /// Has each user ask in a thread of their own, which calls `prepare` first.
+    /// @return what was wrong, one text per user, empty where nothing was.
     std::vector<std::string> Ask(
         int questionsPerUser, int questionsPerFacade,
         const std::function<void()>& prepare = [] {}) const;
@@ -29,7 +30,7 @@ public:
     std::vector<pid_t> Processes() const;
 
     /// Ends the enclosures.
-    /// @return what was amiss on their side, a text an enclosure.
+    /// @return what was wrong on their side, one text per enclosure, empty where nothing was.
     std::vector<std::string> End();
 
 private:

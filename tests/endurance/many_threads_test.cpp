@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Many users side by side. A build with ThreadSanitizer runs this to see that what they share, the
-// companions' log and settings and the libraries below, is shared soundly.
+// companions' log and settings and the libraries below, is shared safely.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@ constexpr int kQuestionsPerUser = (kQuestions + Crowd::kUsers - 1) / Crowd::kUse
 constexpr int kQuestionsPerFacade = 40;
 constexpr int kEverything = 4;
 
-TEST(ManyThreads, GetTheirOwnAnswersOverBothRoads)
+TEST(ManyThreads, GetTheirOwnAnswersOverBothTransports)
 {
     const TemporaryDirectory folder;
     ASSERT_TRUE(LogToFile(folder / "trace.log", 1'000'000, 1));

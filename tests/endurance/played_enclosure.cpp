@@ -19,17 +19,17 @@ PlayedEnclosure::PlayedEnclosure(const std::string& scenario)
 {
 }
 
-TulvoConnection::ConnectionInfo PlayedEnclosure::Record(const Road& road) const
+TulvoConnection::ConnectionInfo PlayedEnclosure::Record(const Transport& transport) const
 {
-    const json& endpoint = endpoints_.at(road.endpoint);
+    const json& endpoint = endpoints_.at(transport.endpoint);
     TulvoConnection::ConnectionInfo record;
     record.address = endpoint.at("address");
     record.port = endpoint.at("port");
     record.userName = endpoint.at("user");
     record.password = endpoint.at("password");
-    record.tlsVerification = 1;
-    record.connectionType = road.connectionType;
-    record.authentication = road.authentication;
+    record.tlsVerification = TulvoConnection::kTlsVerifyPinnedKey;
+    record.connectionType = transport.type;
+    record.authentication = transport.authentication;
     return record;
 }
 
@@ -57,12 +57,12 @@ std::string User::Ask(int count, int questionsPerFacade) const
     std::optional<VKTInventory> inventory;
     for (int asked = 0; asked < count; ++asked) {
         if (asked % questionsPerFacade == 0) {
-            inventory.emplace(enclosure.Record(road));
+            inventory.emplace(enclosure.Record(transport));
         }
         const Question& question = questions[static_cast<std::size_t>(asked) % questions.size()];
         const std::string answer = question.ask(*inventory);
         if (answer != question.AnswerIn(enclosure.Scenario())) {
-            return std::string(road.name) + ", " + question.name + ": " + answer;
+            return std::string(transport.name) + ", " + question.name + ": " + answer;
         }
     }
     return "";

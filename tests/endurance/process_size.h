@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// What a process holds, as the system counts it.
+/// What a process uses, as the system counts it.
 #ifndef TESTS_ENDURANCE_PROCESS_SIZE_H
 #define TESTS_ENDURANCE_PROCESS_SIZE_H
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Every query of the library, and where a scenario says what its answer is: whoever gets the
-/// answer to another's query, or another enclosure's, gets caught.
+/// Every query of the library, and where a scenario says what its answer is, so that an answer to
+/// another user's query, or of another enclosure, is noticed.
 #ifndef TESTS_ENDURANCE_QUESTIONS_H
 #define TESTS_ENDURANCE_QUESTIONS_H
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// A program that stays for months asks every few seconds. Here that is compressed, and what months
-// would show is measured: memory, descriptors, threads and sessions that are not given back.
+// A program that runs for months and asks every few seconds must not grow. As many questions are
+// asked here without a pause; measured are memory, descriptors, threads and sessions that are not
+// released.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <malloc.h>

@@ -25,8 +25,8 @@ namespace {
 constexpr std::size_t kMostSent = 64UL * 1024 * 1024;
 constexpr int kTrickleMilliseconds = 200;
 
-/// Blocks SIGPIPE for the calling thread: the client's way to hang up must not end the test, while
-/// the thread of the code under test stays as a host program's is.
+/// Blocks SIGPIPE for the calling thread: a client that closes must not end the test, while the
+/// thread of the code under test stays as a host program's is.
 void IgnoreBrokenPipes()
 {
     sigset_t signals;

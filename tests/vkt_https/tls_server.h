@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// A TLS server on loopback that does to each connection what the test tells it, and keeps account
-/// of what it saw. Bare sockets and OpenSSL: a real HTTP server could not be made to lie.
+/// A TLS server on loopback that treats each connection as the test says, and records what it saw.
+/// Bare sockets and OpenSSL: a real HTTP server could not be made to lie.
 #ifndef TESTS_VKT_HTTPS_TLS_SERVER_H
 #define TESTS_VKT_HTTPS_TLS_SERVER_H
 
@@ -36,8 +36,8 @@ struct Request
 
 class TlsServer;
 
-/// One connection, seen from the server. Every verb gives up when the server ends or the client has
-/// gone.
+/// One connection, seen from the server. Every function returns when the server ends or the client
+/// has closed.
 class Peer
 {
 public:
@@ -48,10 +48,10 @@ public:
 
     /// False when the client did not finish the handshake.
     bool Handshake();
-    /// The next request, kept in the server's account; nothing when the client closed.
+    /// The next request, which the server records; nothing when the client closed.
     std::optional<Request> Read();
     bool Send(std::string_view bytes);
-    /// Sends `bytes` again and again until the client has gone, at most 64 MiB.
+    /// Sends `bytes` again and again until the client has closed, at most 64 MiB.
     void SendForever(std::string_view bytes);
     /// Sends one byte of `bytes` every 200 ms.
     void Trickle(std::string_view bytes);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Everything that a broken or lying server can answer, each with its one result and log record.
+// What a broken or hostile server can answer, each with its one result and log record.
 #include <chrono>
 
 #include "tests/vkt_https/https_fixture.h"

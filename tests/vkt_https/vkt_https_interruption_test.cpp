@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// How a program ends at once and leaves no session open. Interruption is for good, so what is
-// interrupted is a process of its own, told by the module at a moment that the test chooses.
+// How a program ends at once and leaves no session open. Interruption is permanent, so each case
+// runs in a child process, which the module interrupts at a moment that the test chooses.
 #include <sys/wait.h>
 #include <unistd.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Who asks: Basic authentication and Redfish sessions.
+// How the client authenticates itself: Basic authentication and Redfish sessions.
 #include "tests/vkt_https/session_fixture.h"
 
 namespace Tulvo::Tests {

@@ -24,7 +24,7 @@ using ::testing::IsEmpty;
 // No generation: shows that a failure leaves the caller's value alone.
 constexpr auto kUntouched = static_cast<VKTIype>(77);
 
-struct Told
+struct Outcome
 {
     VKTInfoErrorCode result;
     VKTIype type = kUntouched;
@@ -33,23 +33,23 @@ struct Told
 class VKTInfoTest : public ::testing::Test
 {
 protected:
-    Told AskOverIpmi()
+    Outcome AskOverIpmi()
     {
         IpmiClient client("10.0.0.1", "admin", "secret", "623", 3);
         return Ask(VKTInfo(static_cast<IpmiClientInterface*>(&client)));
     }
 
-    Told AskOverHttps()
+    Outcome AskOverHttps()
     {
         VKTHttps transport{TulvoConnection::ConnectionInfo{}};
         return Ask(VKTInfo(&transport));
     }
 
-    static Told Ask(VKTInfo info)
+    static Outcome Ask(VKTInfo info)
     {
-        Told told{};
-        told.result = info.GetVktType(told.type);
-        return told;
+        Outcome outcome{};
+        outcome.result = info.GetVktType(outcome.type);
+        return outcome;
     }
 
     std::vector<std::string> Requests() const
@@ -77,11 +77,11 @@ TEST_F(VKTInfoTest, TheFirstByteTellsTheGeneration)
                                      ? VKT_TYPE_VKT2
                                      : VKT_TYPE_FIRST_GENERATION;
         ipmi.Answers(answer);
-        const Told overIpmi = AskOverIpmi();
+        const Outcome overIpmi = AskOverIpmi();
         EXPECT_EQ(overIpmi.result, VKT_INFO_SUCCESS);
         EXPECT_EQ(overIpmi.type, expected);
         https.Answers(answer);
-        const Told overHttps = AskOverHttps();
+        const Outcome overHttps = AskOverHttps();
         EXPECT_EQ(overHttps.result, VKT_INFO_SUCCESS);
         EXPECT_EQ(overHttps.type, expected);
     }
@@ -116,9 +116,9 @@ TEST_F(VKTInfoTest, WithoutASessionThereIsNoSecondAttempt)
          {CONNECTION_FAILED, CONNECTION_REFUSED, CONNECTION_TRY_AGAIN}) {
         journal.Clear();
         ipmi.RefusesSession(state);
-        const Told told = AskOverIpmi();
-        EXPECT_EQ(told.result, VKT_INFO_TRANSPORT_ERROR);
-        EXPECT_EQ(told.type, kUntouched);
+        const Outcome outcome = AskOverIpmi();
+        EXPECT_EQ(outcome.result, VKT_INFO_TRANSPORT_ERROR);
+        EXPECT_EQ(outcome.type, kUntouched);
         EXPECT_EQ(Requests().size(), 1U) << state;
     }
 }
@@ -126,9 +126,9 @@ TEST_F(VKTInfoTest, WithoutASessionThereIsNoSecondAttempt)
 TEST_F(VKTInfoTest, AnUnansweredRequestIsATransportErrorAndEndsTheSession)
 {
     ipmi.Drops();
-    const Told told = AskOverIpmi();
-    EXPECT_EQ(told.result, VKT_INFO_TRANSPORT_ERROR);
-    EXPECT_EQ(told.type, kUntouched);
+    const Outcome outcome = AskOverIpmi();
+    EXPECT_EQ(outcome.result, VKT_INFO_TRANSPORT_ERROR);
+    EXPECT_EQ(outcome.type, kUntouched);
     EXPECT_THAT(Requests(),
                 ElementsAre("client 1 connect", "client 1 send 32 A8", "client 1 disconnect"));
 }
@@ -137,9 +137,9 @@ TEST_F(VKTInfoTest, EveryFailureOverHttpsIsATransportError)
 {
     for (std::int32_t failure = VKT_HTTPS_TLS_ERROR; failure <= VKT_HTTPS_NO_DATA; ++failure) {
         https.Fails(failure);
-        const Told told = AskOverHttps();
-        EXPECT_EQ(told.result, VKT_INFO_TRANSPORT_ERROR) << failure;
-        EXPECT_EQ(told.type, kUntouched);
+        const Outcome outcome = AskOverHttps();
+        EXPECT_EQ(outcome.result, VKT_INFO_TRANSPORT_ERROR) << failure;
+        EXPECT_EQ(outcome.type, kUntouched);
     }
 }
 
@@ -149,9 +149,9 @@ TEST_F(VKTInfoTest, ACompletionCodeOtherThanZeroIsNoData)
         ipmi.Refuses(code, {0xFE});
         EXPECT_EQ(AskOverIpmi().result, VKT_INFO_NO_DATA);
         https.Refuses(code, {0xFE});
-        const Told told = AskOverHttps();
-        EXPECT_EQ(told.result, VKT_INFO_NO_DATA);
-        EXPECT_EQ(told.type, kUntouched);
+        const Outcome outcome = AskOverHttps();
+        EXPECT_EQ(outcome.result, VKT_INFO_NO_DATA);
+        EXPECT_EQ(outcome.type, kUntouched);
     }
 }
 
@@ -160,17 +160,17 @@ TEST_F(VKTInfoTest, AnEmptyAnswerIsNoData)
     ipmi.Answers({});
     EXPECT_EQ(AskOverIpmi().result, VKT_INFO_NO_DATA);
     https.Answers({});
-    const Told told = AskOverHttps();
-    EXPECT_EQ(told.result, VKT_INFO_NO_DATA);
-    EXPECT_EQ(told.type, kUntouched);
+    const Outcome outcome = AskOverHttps();
+    EXPECT_EQ(outcome.result, VKT_INFO_NO_DATA);
+    EXPECT_EQ(outcome.type, kUntouched);
 }
 
 TEST_F(VKTInfoTest, NoTransportIsATransportError)
 {
-    const Told overIpmi = Ask(VKTInfo(static_cast<IpmiClientInterface*>(nullptr)));
+    const Outcome overIpmi = Ask(VKTInfo(static_cast<IpmiClientInterface*>(nullptr)));
     EXPECT_EQ(overIpmi.result, VKT_INFO_TRANSPORT_ERROR);
     EXPECT_EQ(overIpmi.type, kUntouched);
-    const Told overHttps = Ask(VKTInfo(static_cast<VKTHttps*>(nullptr)));
+    const Outcome overHttps = Ask(VKTInfo(static_cast<VKTHttps*>(nullptr)));
     EXPECT_EQ(overHttps.result, VKT_INFO_TRANSPORT_ERROR);
     EXPECT_EQ(overHttps.type, kUntouched);
 }
@@ -179,7 +179,7 @@ TEST_F(VKTInfoTest, TheConfiguredTypeDecidesWithoutAsking)
 {
     for (const int type : {0, 1, 2}) {
         config.values["MODULE_TYPE"] = type;
-        const Told overIpmi = AskOverIpmi();
+        const Outcome overIpmi = AskOverIpmi();
         EXPECT_EQ(overIpmi.result, VKT_INFO_SUCCESS);
         EXPECT_EQ(overIpmi.type, type);
         EXPECT_EQ(AskOverHttps().type, type);

@@ -91,7 +91,7 @@ std::optional<Failure> RedfishSession::Open()
     if (!failure) {
         failure = CheckLogin(reply);
     }
-    // The header alone says that the module holds a session now, whatever became of the body.
+    // The header alone says that the module has a session now, even if the body is unusable.
     if (reply.status == kCreated && IsToken(reply.sessionToken.text)) {
         token_ = std::move(reply.sessionToken);
         path_ = SessionPath(reply.location);

@@ -59,7 +59,7 @@ private:
     std::optional<Interruption::OpenSession> counted_;
 };
 
-/// The password as a log-in spells it, quotes and backslashes escaped: so a server may echo it.
+/// The password as a log-in spells it, quotes and backslashes escaped: a server may echo it so.
 SecretText PasswordInLogin(const std::string& password);
 
 /// The path of a session's `Location`, which servers give with or without scheme and host; empty

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// How the server has to prove that it is the module, before anything of a request leaves.
+/// How the server has to prove that it is the module, before anything of a request is sent.
 #ifndef MODULE_VKT_VKT_HTTPS_TLS_TRUST_H
 #define MODULE_VKT_VKT_HTTPS_TLS_TRUST_H
 
@@ -16,7 +16,7 @@ namespace Tulvo::Https {
 
 /// Sets what a TlsVerification asks for, from the configuration keys `HTTPS_CA_FILE` and
 /// `HTTPS_PINNED_KEY`. To verify nothing writes a warning that names `origin`. A pin that is
-/// missing or misspelt is a failure: nobody who asked for a check may be left without one.
+/// missing or misspelt is a failure: who asks for a check must get it.
 /// @param pins filled with the keys one of which the server must have; untouched where any will do.
 std::optional<Failure> SetTrust(CurlOptions& options, std::int32_t tlsVerification,
                                 std::string_view origin, std::string& pins);

@@ -12,19 +12,19 @@
 namespace Tulvo {
 namespace {
 
-struct Answer
+struct StatusAnswer
 {
     std::vector<std::uint8_t> bytes;
     std::uint8_t completionCode = 0xFF;
 };
 
 /// The module's status, whose first byte names the platform.
-IPMICOMMAND Question()
+IPMICOMMAND StatusRequest()
 {
     return {0xA8, {}, 0x32};
 }
 
-// The platforms of the second generation. A first-generation module has something else there.
+// The platforms of the second generation. A first-generation module has another value there.
 constexpr std::array<std::uint8_t, 3> kVkt2Platforms{0xFC, 0xFD, 0xFE};
 
 VKTIype GenerationOf(std::uint8_t platform)
@@ -45,20 +45,20 @@ bool IsConfigured(VKTIype& type)
     return true;
 }
 
-bool Ask(VKTHttps& transport, Answer& answer)
+bool Ask(VKTHttps& transport, StatusAnswer& answer)
 {
-    return transport.SendIpmiCmdOverHttps(Question(), answer.bytes, answer.completionCode) ==
+    return transport.SendIpmiCmdOverHttps(StatusRequest(), answer.bytes, answer.completionCode) ==
            VKT_HTTPS_SUCCESS;
 }
 
-// One attempt to connect: who asks for the generation goes on with requests of its own, which bring
-// their own attempts, and a module that is away would be waited for twice.
-bool Ask(IpmiClientInterface& transport, Answer& answer)
+// One attempt to connect: the caller's own requests follow and make attempts of their own, so that
+// a module that does not answer would be waited for twice.
+bool Ask(IpmiClientInterface& transport, StatusAnswer& answer)
 {
     if (transport.connect() != CONNECTION_CONNECTED) {
         return false;
     }
-    const bool answered = transport.send(Question(), answer.bytes, answer.completionCode) >= 0;
+    const bool answered = transport.send(StatusRequest(), answer.bytes, answer.completionCode) >= 0;
     transport.disconnect();
     return answered;
 }
@@ -78,7 +78,7 @@ VKTInfoErrorCode VKTInfo::GetVktType(VKTIype& type)
     if (IsConfigured(type)) {
         return VKT_INFO_SUCCESS;
     }
-    Answer answer;
+    StatusAnswer answer;
     const bool answered =
         (https_ != nullptr && Ask(*https_, answer)) || (ipmi_ != nullptr && Ask(*ipmi_, answer));
     if (!answered) {

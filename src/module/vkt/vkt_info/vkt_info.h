@@ -16,15 +16,15 @@ class VKTHttps;
 /// Generation of a management module.
 enum VKTIype : std::int32_t
 {
-    VKT_TYPE_FIRST_GENERATION = 0,  ///< It names a platform that the second does not have.
-    VKT_TYPE_VKT2 = 1,              ///< The second: platform 0xFC, 0xFD or 0xFE.
-    VKT_TYPE_UNKNOWN = 2,           ///< Nobody has told yet; no module answers this.
+    VKT_TYPE_FIRST_GENERATION = 0,  ///< Its platform is none of the second generation's.
+    VKT_TYPE_VKT2 = 1,              ///< Second generation: platform 0xFC, 0xFD or 0xFE.
+    VKT_TYPE_UNKNOWN = 2,           ///< Not known yet; GetVktType() gives it only when configured.
 };
 
-/// How the question ended.
+/// Result of GetVktType().
 enum VKTInfoErrorCode : std::int32_t
 {
-    VKT_INFO_SUCCESS = 0,          ///< The type is told.
+    VKT_INFO_SUCCESS = 0,          ///< The type is filled.
     VKT_INFO_TRANSPORT_ERROR = 1,  ///< The module did not answer; the type is left alone.
     VKT_INFO_NO_DATA = 2,          ///< It answered with a completion code other than 0, or with
                                    ///< nothing; the type is left alone.
@@ -41,9 +41,9 @@ public:
     /// take ownership; the client must outlive this object.
     explicit VKTInfo(IpmiClientInterface* transport);
 
-    /// Fills `type`. The configuration key `MODULE_TYPE` (0, 1 or 2; any other value is as if it
-    /// were not set) decides without asking. Asks once, with one attempt to connect; a null
-    /// transport is one that does not answer.
+    /// Fills `type`. When the configuration key `MODULE_TYPE` is 0, 1 or 2, that is the type and
+    /// the module is not asked; any other value is ignored. Asks once, with one attempt to connect.
+    /// A null transport counts as one that does not answer.
     VKTInfoErrorCode GetVktType(VKTIype& type);
 
 private:
