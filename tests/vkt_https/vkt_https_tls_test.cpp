@@ -92,9 +92,21 @@ TEST_F(Trust, WrongNameIsRefused)
 
 TEST_F(Trust, MissingAuthorityFileIsRefused)
 {
-    config.texts["HTTPS_CA_FILE"] = "/nonexistent/authority.pem";
-    Serve(Always(GoodReply()));
-    ExpectDistrust(0, "HTTPS_CA_FILE must name a readable file");
+    for (const char* file : {"/nonexistent/authority.pem", ""}) {
+        config.texts["HTTPS_CA_FILE"] = file;
+        Serve(Always(GoodReply()));
+        ExpectDistrust(0, "HTTPS_CA_FILE must name a readable file");
+    }
+}
+
+TEST_F(Trust, SettingThatCannotBeUsedIsNotTakenForUnset)
+{
+    Serve(Always(GoodReply()), MakeIdentity({}));
+    config.unusable["HTTPS_CA_FILE"] = "file 7 is torn";
+    ExpectDistrust(0, "HTTPS_CA_FILE cannot be used (file 7 is torn)");
+    config.unusable["HTTPS_PINNED_KEY"] = "file 8 is torn";
+    ExpectDistrust(1, "HTTPS_PINNED_KEY cannot be used (file 8 is torn)");
+    EXPECT_EQ(server->Connections(), 0);
 }
 
 TEST_F(Trust, RefusalTellsTheServersKey)

@@ -2,6 +2,7 @@
 #include "module/vkt/vkt_https/tls_trust.h"
 
 #include <string>
+#include <utility>
 
 #include "common/config/global_config.h"
 #include "common/connection/connection_values.h"
@@ -26,16 +27,31 @@ bool IsOnePin(std::string_view pin)
     return digest.find_first_not_of(kBase64) == kDigits && digest.substr(kDigits) == "=";
 }
 
-void TrustAuthorities(CurlOptions& options)
+// What cannot be used may have been meant to be stricter than what would stand in for it.
+std::optional<Failure> Find(const char* key, ConfigSetting<std::string>& setting)
 {
+    setting = FindGlobalConfigText(key);
+    if (setting.state != ConfigState::kUnusable) {
+        return std::nullopt;
+    }
+    return Failure{VKT_HTTPS_TLS_ERROR, std::string("the setting ") + key + " cannot be used",
+                   "correct it, or take it away", setting.reason};
+}
+
+std::optional<Failure> TrustAuthorities(CurlOptions& options)
+{
+    ConfigSetting<std::string> file;
+    if (auto failure = Find("HTTPS_CA_FILE", file)) {
+        return failure;
+    }
     options.Set(CURLOPT_SSL_VERIFYPEER, kPeerHasAuthority);
     options.Set(CURLOPT_SSL_VERIFYHOST, kNameMatches);
-    const std::string file = GetGlobalConfigText("HTTPS_CA_FILE", "");
-    if (!file.empty()) {
-        options.Set(CURLOPT_CAINFO, file.c_str());
+    if (file.state == ConfigState::kSet) {
+        options.Set(CURLOPT_CAINFO, file.value.c_str());
         // Without this the system's authorities would be trusted beside the configured one.
         options.Set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
     }
+    return std::nullopt;
 }
 
 void TrustAnyCertificate(CurlOptions& options)
@@ -45,15 +61,18 @@ void TrustAnyCertificate(CurlOptions& options)
 
 std::optional<Failure> TrustPinnedKey(CurlOptions& options, std::string& pins)
 {
-    const std::string pin = GetGlobalConfigText("HTTPS_PINNED_KEY", "");
-    if (!IsPin(pin)) {
+    ConfigSetting<std::string> pin;
+    if (auto failure = Find("HTTPS_PINNED_KEY", pin)) {
+        return failure;
+    }
+    if (!IsPin(pin.value)) {
         return Failure{VKT_HTTPS_TLS_ERROR,
-                       pin.empty() ? "the server's key is to be checked, but no key is pinned"
-                                   : "the pinned key is not of the form sha256//BASE64",
+                       pin.value.empty() ? "the server's key is to be checked, but no key is pinned"
+                                         : "the pinned key is not of the form sha256//BASE64",
                        "set HTTPS_PINNED_KEY to the key's pin, sha256//..."};
     }
     TrustAnyCertificate(options);
-    pins = pin;
+    pins = std::move(pin.value);
     return std::nullopt;
 }
 
@@ -80,8 +99,7 @@ std::optional<Failure> SetTrust(CurlOptions& options, std::int32_t tlsVerificati
             TrustAnyCertificate(options);
             return std::nullopt;
         default:
-            TrustAuthorities(options);
-            return std::nullopt;
+            return TrustAuthorities(options);
     }
 }
 

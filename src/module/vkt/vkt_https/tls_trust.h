@@ -16,7 +16,8 @@ namespace Tulvo::Https {
 
 /// Sets what a TlsVerification asks for, from the configuration keys `HTTPS_CA_FILE` and
 /// `HTTPS_PINNED_KEY`. To verify nothing writes a warning that names `origin`. A pin that is
-/// missing or misspelt is a failure: who asks for a check must get it.
+/// missing or misspelt is a failure, and so is a key whose setting cannot be used: who asks for a
+/// check must get it.
 /// @param pins filled with the keys one of which the server must have; untouched where any will do.
 std::optional<Failure> SetTrust(CurlOptions& options, std::int32_t tlsVerification,
                                 std::string_view origin, std::string& pins);
