@@ -25,15 +25,17 @@ void Apply(const Fault& fault, Delivery& delivery)
                 delivery.answer.bytes.clear();
             }
             break;
+        case FaultKind::kLoginLatency:
+            break;
     }
 }
 
 }  // namespace
 
-bool Fault::Hits(std::uint8_t requestNetFn, std::uint8_t requestCommand,
-                 const std::vector<std::uint8_t>& data) const
+bool Fault::Matches(std::uint8_t requestNetFn, std::uint8_t requestCommand,
+                    const std::vector<std::uint8_t>& data) const
 {
-    return times != 0U && requestNetFn == netFn && requestCommand == command &&
+    return kind != FaultKind::kLoginLatency && requestNetFn == netFn && requestCommand == command &&
            data.size() >= dataPrefix.size() &&
            std::equal(dataPrefix.begin(), dataPrefix.end(), data.begin());
 }
@@ -45,15 +47,22 @@ Delivery FaultyEnclosure::Serve(std::uint8_t netFn, std::uint8_t command,
     delivery.crashed = ++requests_ == crashAtRequest_;
     delivery.answer = enclosure_.Serve(netFn, command, data);
     for (Fault& fault : faults_) {
-        if (!fault.Hits(netFn, command, data)) {
-            continue;
-        }
-        Apply(fault, delivery);
-        if (fault.times) {
-            --*fault.times;
+        if (fault.Matches(netFn, command, data) && fault.schedule.AppliesToNext()) {
+            Apply(fault, delivery);
         }
     }
     return delivery;
+}
+
+std::chrono::milliseconds FaultyEnclosure::NextLogInLatency()
+{
+    std::chrono::milliseconds latency{0};
+    for (Fault& fault : faults_) {
+        if (fault.kind == FaultKind::kLoginLatency && fault.schedule.AppliesToNext()) {
+            latency += fault.latency;
+        }
+    }
+    return latency;
 }
 
 }  // namespace Tulvo::Simulator

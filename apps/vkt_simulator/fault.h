@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "apps/vkt_simulator/enclosure.h"
+#include "apps/vkt_simulator/fault_schedule.h"
 
 namespace Tulvo::Simulator {
 
@@ -19,7 +20,8 @@ enum class FaultKind
     kLatency,
     kDrop,
     kTruncate,
-    kCompletionCode
+    kCompletionCode,
+    kLoginLatency  ///< of a step of a log-in, which is no request to the enclosure
 };
 
 struct Fault
@@ -28,14 +30,15 @@ struct Fault
     std::uint8_t command = 0;
     std::vector<std::uint8_t> dataPrefix;  ///< only requests whose data begin with these bytes
     FaultKind kind = FaultKind::kLatency;
-    std::chrono::milliseconds latency{0};  ///< kLatency: how much later the answer comes
-    std::size_t keptBytes = 0;             ///< kTruncate: how many bytes are left at most
-    std::uint8_t completionCode = 0;       ///< kCompletionCode: the code instead of the real one
-    bool keepData = false;                 ///< kCompletionCode: the bytes stay, against all custom
-    std::optional<unsigned int> times;     ///< how many requests are hit; without it: all
+    std::chrono::milliseconds latency{
+        0};                           ///< kLatency, kLoginLatency: how much later the answer comes
+    std::size_t keptBytes = 0;        ///< kTruncate: how many bytes are left at most
+    std::uint8_t completionCode = 0;  ///< kCompletionCode: the code instead of the real one
+    bool keepData = false;            ///< kCompletionCode: the bytes stay, against all custom
+    FaultSchedule schedule;
 
-    bool Hits(std::uint8_t requestNetFn, std::uint8_t requestCommand,
-              const std::vector<std::uint8_t>& data) const;
+    bool Matches(std::uint8_t requestNetFn, std::uint8_t requestCommand,
+                 const std::vector<std::uint8_t>& data) const;
 };
 
 /// What a front end does with one request: waits, then sends the answer unless it is dropped.
@@ -59,8 +62,11 @@ public:
     {
     }
 
-    /// Every fault that hits the request is applied, in the order given.
+    /// Every fault for the request is applied, in the order given.
     Delivery Serve(std::uint8_t netFn, std::uint8_t command, const std::vector<std::uint8_t>& data);
+
+    /// How much later the module answers the next step of a log-in.
+    std::chrono::milliseconds NextLogInLatency();
 
 private:
     Enclosure enclosure_;

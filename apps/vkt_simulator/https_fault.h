@@ -9,6 +9,8 @@
 #include <optional>
 #include <vector>
 
+#include "apps/vkt_simulator/fault_schedule.h"
+
 namespace Tulvo::Simulator {
 
 enum class HttpsFaultKind
@@ -24,7 +26,7 @@ struct HttpsFault
     HttpsFaultKind kind = HttpsFaultKind::kLatency;
     std::chrono::milliseconds latency{0};  ///< kLatency: how much later the reply comes
     int status = 0;                        ///< kStatus: the error in place of a reply
-    std::optional<unsigned int> times;     ///< how many requests are hit; without it: all
+    FaultSchedule schedule;
 };
 
 struct HttpsBehaviour

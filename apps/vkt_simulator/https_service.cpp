@@ -35,17 +35,6 @@ std::string BasicOf(const Credentials& credentials)
     return Text::ToBase64(credentials.user + ':' + credentials.password);
 }
 
-bool Applies(HttpsFault& fault)
-{
-    if (fault.times == 0U) {
-        return false;
-    }
-    if (fault.times) {
-        --*fault.times;
-    }
-    return true;
-}
-
 HttpsReply FaultyReply(const HttpsFault& fault)
 {
     if (fault.kind == HttpsFaultKind::kStatus) {
@@ -162,11 +151,12 @@ HttpsReply HttpsService::Answer(const HttpsRequest& request)
     const std::lock_guard lock(mutex_);
     std::chrono::milliseconds latency{0};
     const auto late = [&](HttpsReply reply) {
-        reply.latency += latency;
+        reply.latency += latency + logInLatency_;
         return reply;
     };
+    logInLatency_ = {};
     for (HttpsFault& fault : faults_) {
-        if (!Applies(fault)) {
+        if (!fault.schedule.AppliesToNext()) {
             continue;
         }
         latency += fault.latency;
@@ -206,10 +196,13 @@ void HttpsService::RefuseWhenBusy() const
     }
 }
 
-bool HttpsService::IsAccount(const std::string& authorization) const
+bool HttpsService::IsAccount(const std::string& authorization)
 {
-    return StartsWithIgnoringCase(authorization, kBasic) &&
-           authorization.substr(kBasic.size()) == basic_;
+    if (!StartsWithIgnoringCase(authorization, kBasic)) {
+        return false;
+    }
+    logInLatency_ = enclosure_.NextLogInLatency();
+    return authorization.substr(kBasic.size()) == basic_;
 }
 
 void HttpsService::DemandLogIn(const HttpsRequest& request)
@@ -247,6 +240,7 @@ HttpsReply HttpsService::OpenSession(const HttpsRequest& request)
     const std::string user = members["UserName"].Text(0, 64);
     const std::string password = members["Password"].Text(0, 64);
     members.RejectOthers();
+    logInLatency_ = enclosure_.NextLogInLatency();
     if (user != credentials_.user || password != credentials_.password) {
         throw Refused(401, "user or password is wrong");
     }

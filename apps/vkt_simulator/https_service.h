@@ -5,6 +5,7 @@
 #ifndef APPS_VKT_SIMULATOR_HTTPS_SERVICE_H
 #define APPS_VKT_SIMULATOR_HTTPS_SERVICE_H
 
+#include <chrono>
 #include <cstddef>
 #include <mutex>
 #include <string>
@@ -38,7 +39,7 @@ private:
     HttpsReply OpenSession(const HttpsRequest& request);
     HttpsReply CloseSession(const HttpsRequest& request);
     void RefuseWhenBusy() const;
-    bool IsAccount(const std::string& authorization) const;
+    bool IsAccount(const std::string& authorization);
     void DemandLogIn(const HttpsRequest& request);
 
     const Credentials credentials_;
@@ -48,6 +49,7 @@ private:
     SessionTable sessions_;
     std::vector<HttpsFault> faults_;
     FaultyEnclosure enclosure_;
+    std::chrono::milliseconds logInLatency_{0};  ///< of the request that is being answered
 };
 
 }  // namespace Tulvo::Simulator

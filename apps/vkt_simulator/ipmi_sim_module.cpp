@@ -39,6 +39,10 @@ struct CipherSuite
 // NOLINTNEXTLINE(readability-identifier-naming)
 extern "C" Tulvo::Simulator::CipherSuite valid_cipher_suites[];
 
+// Nor this: the handlers of RMCP+ payloads, by payload type.
+// NOLINTNEXTLINE(readability-identifier-naming)
+extern "C" ipmi_payload_handler_cb payload_handlers[64];
+
 namespace Tulvo::Simulator {
 
 namespace {
@@ -147,6 +151,35 @@ void FilterDatagrams()
     }
 }
 
+// A step of a log-in, which ipmi_sim serves by itself, as slow as the scenario has it.
+template <unsigned int payloadType>
+struct LogInStep
+{
+    static inline ipmi_payload_handler_cb serve = nullptr;
+
+    static void ServeLate(lanserv_data_t* lan, msg_t* message)
+    {
+        std::this_thread::sleep_for(module->enclosure.NextLogInLatency());
+        serve(lan, message);
+    }
+    static void Install()
+    {
+        serve = std::exchange(payload_handlers[payloadType], ServeLate);
+        if (serve == nullptr) {
+            throw std::runtime_error(
+                "the log-ins of this version of OpenIPMI cannot be slowed down; 2.0.33 is known to "
+                "work");
+        }
+    }
+};
+
+void SlowDownLogIns()
+{
+    LogInStep<0x10>::Install();  // open session
+    LogInStep<0x12>::Install();  // RAKP 1
+    LogInStep<0x14>::Install();  // RAKP 3
+}
+
 void RegisterHandlers()
 {
     for (const RequestCode& request : ServedRequests()) {
@@ -177,6 +210,7 @@ VKT_EXPORT int ipmi_sim_module_init(sys_data_t* /*system*/, const char* options)
             scenario.credentials.privilege});
         RegisterHandlers();
         OfferOnlyFullSuites();
+        SlowDownLogIns();
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());

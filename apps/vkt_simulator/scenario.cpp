@@ -198,9 +198,10 @@ void ReadFaultKind(JsonMembers& members, Fault& fault)
     static const Words<FaultKind> kKinds = {{"latency", FaultKind::kLatency},
                                             {"drop", FaultKind::kDrop},
                                             {"truncate", FaultKind::kTruncate},
-                                            {"completionCode", FaultKind::kCompletionCode}};
+                                            {"completionCode", FaultKind::kCompletionCode},
+                                            {"loginLatency", FaultKind::kLoginLatency}};
     fault.kind = members["kind"].Word<FaultKind>(kKinds);
-    if (fault.kind == FaultKind::kLatency) {
+    if (fault.kind == FaultKind::kLatency || fault.kind == FaultKind::kLoginLatency) {
         fault.latency = ReadLatency(members);
     }
     if (fault.kind == FaultKind::kTruncate) {
@@ -212,19 +213,31 @@ void ReadFaultKind(JsonMembers& members, Fault& fault)
     }
 }
 
-Fault ReadFault(const JsonValue& value)
+void ReadFaultRequest(JsonMembers& members, Fault& fault)
 {
     constexpr std::uint32_t kHighestNetFn = 0x3E;
     constexpr std::size_t kLongestPrefix = 32;
-    JsonMembers members(value);
-    Fault fault;
     fault.netFn = static_cast<std::uint8_t>(members["netFn"].Number(0, kHighestNetFn));
     fault.command = members["command"].NumberAs<std::uint8_t>();
     if (members.Has("data")) {
         fault.dataPrefix = members["data"].HexadecimalBytes(kLongestPrefix);
     }
+}
+
+FaultSchedule ReadSchedule(JsonMembers& members)
+{
+    return {ReadCount(members, "after").value_or(0), ReadCount(members, "times")};
+}
+
+Fault ReadFault(const JsonValue& value)
+{
+    JsonMembers members(value);
+    Fault fault;
     ReadFaultKind(members, fault);
-    fault.times = ReadCount(members, "times");
+    if (fault.kind != FaultKind::kLoginLatency) {
+        ReadFaultRequest(members, fault);
+    }
+    fault.schedule = ReadSchedule(members);
     members.RejectOthers();
     return fault;
 }
@@ -244,7 +257,7 @@ HttpsFault ReadHttpsFault(const JsonValue& value)
     if (fault.kind == HttpsFaultKind::kStatus) {
         fault.status = static_cast<int>(members["status"].Number(400, 599));
     }
-    fault.times = ReadCount(members, "times");
+    fault.schedule = ReadSchedule(members);
     members.RejectOthers();
     return fault;
 }

@@ -108,13 +108,48 @@ TEST_F(Faults, HitOnlyTheirRequest)
 TEST_F(Faults, EndAfterTheirNumberOfTimes)
 {
     Fault fault = OfName(FaultKind::kDrop);
-    fault.times = 2;
+    fault.schedule.times = 2;
     FaultyEnclosure enclosure = With({fault});
     EXPECT_TRUE(AskName(enclosure).dropped);
     enclosure.Serve(0x32, 0xB0, {0x05, 0x00});
     EXPECT_TRUE(AskName(enclosure).dropped);
     EXPECT_FALSE(AskName(enclosure).dropped);
     EXPECT_FALSE(AskName(enclosure).dropped);
+}
+
+TEST_F(Faults, BeginAfterTheirNumberOfRequests)
+{
+    Fault fault = OfName(FaultKind::kDrop);
+    fault.schedule = {2, 1};
+    FaultyEnclosure enclosure = With({fault});
+    EXPECT_FALSE(AskName(enclosure).dropped);
+    enclosure.Serve(0x32, 0xB0, {0x05, 0x00});  // no request of this fault, so it does not count
+    EXPECT_FALSE(AskName(enclosure).dropped);
+    EXPECT_TRUE(AskName(enclosure).dropped);
+    EXPECT_FALSE(AskName(enclosure).dropped);
+}
+
+TEST_F(Faults, SlowLogInsDownAndNoRequests)
+{
+    Fault late;
+    late.netFn = 0x32;
+    late.command = 0xB0;
+    late.kind = FaultKind::kLoginLatency;
+    late.latency = milliseconds(50);
+    late.schedule = {1, 2};
+    FaultyEnclosure enclosure = With({late});
+    EXPECT_EQ(AskName(enclosure).latency, milliseconds(0));
+    for (const int expected : {0, 50, 50, 0}) {
+        EXPECT_EQ(enclosure.NextLogInLatency(), milliseconds(expected));
+    }
+}
+
+TEST_F(Faults, OfRequestsDoNotSlowLogInsDown)
+{
+    Fault late = OfName(FaultKind::kLatency);
+    late.latency = milliseconds(20);
+    FaultyEnclosure enclosure = With({late});
+    EXPECT_EQ(enclosure.NextLogInLatency(), milliseconds(0));
 }
 
 TEST_F(Faults, AddUp)

@@ -421,7 +421,7 @@ TEST(HttpsService, HasTheFaultsOfItsIpmiAnswers)
     Fault fault;
     fault.netFn = 0x32;
     fault.command = 0xB0;
-    fault.times = 1;
+    fault.schedule.times = 1;
     fault.kind = FaultKind::kDrop;
     scenario.faults.push_back(fault);
     fault.kind = FaultKind::kLatency;
@@ -504,11 +504,42 @@ TEST(HttpsService, AddsLatencyToWhateverElseIsWrong)
     EXPECT_EQ(WithFaults({late}).status, 200);
 }
 
+TEST(HttpsService, BeginsAFaultAfterItsNumberOfRequests)
+{
+    Scenario scenario = Healthy();
+    scenario.https.faults = {ServiceFault(HttpsFaultKind::kStatus, 503)};
+    scenario.https.faults[0].schedule.after = 2;
+    HttpsService service(scenario);
+    for (const int status : {200, 200, 503, 503}) {
+        EXPECT_EQ(service.Answer(IpmiRequest(kMachineType)).status, status);
+    }
+}
+
+// A session's token costs a module nothing to check, a password does.
+TEST(HttpsService, TakesItsTimeWithEveryPassword)
+{
+    Scenario scenario = Healthy();
+    Fault slow;
+    slow.kind = FaultKind::kLoginLatency;
+    slow.latency = milliseconds(50);
+    scenario.faults = {slow};
+    HttpsService service(scenario);
+    const HttpsReply session = service.Answer(LogIn());
+    EXPECT_EQ(session.latency, milliseconds(50));
+    const std::string token = Header(session, "X-Auth-Token");
+    EXPECT_EQ(service.Answer(WithToken(token)).latency, milliseconds(0));
+    EXPECT_EQ(service.Answer(IpmiRequest(kMachineType)).latency, milliseconds(50));
+    const HttpsReply refused = service.Answer(LogIn(R"({"UserName":"admin","Password":"wrong"})"));
+    EXPECT_EQ(refused.status, 401);
+    EXPECT_EQ(refused.latency, milliseconds(50));
+    EXPECT_EQ(service.Answer(WithToken(token)).latency, milliseconds(0));
+}
+
 TEST(HttpsService, EndsAFaultAfterItsNumberOfTimes)
 {
     Scenario scenario = Healthy();
     scenario.https.faults = {ServiceFault(HttpsFaultKind::kStatus, 503)};
-    scenario.https.faults[0].times = 2;
+    scenario.https.faults[0].schedule.times = 2;
     HttpsService service(scenario);
     EXPECT_EQ(service.Answer(LogIn()).status, 503) << "log-ins count";
     EXPECT_EQ(service.Answer(IpmiRequest(kMachineType)).status, 503);

@@ -162,27 +162,33 @@ TEST(Scenario, ReadsFaults)
     document["crashAtRequest"] = 17;
     document["faults"] = json::parse(R"([
         {"netFn": 50, "command": 176, "data": "050B", "kind": "latency", "milliseconds": 40},
-        {"netFn": 50, "command": 168, "kind": "drop", "times": 2},
+        {"netFn": 50, "command": 168, "kind": "drop", "times": 2, "after": 3},
         {"netFn": 50, "command": 168, "kind": "truncate", "keep": 5},
         {"netFn": 6, "command": 82, "kind": "completionCode", "completionCode": 193,
-         "keepData": true}])");
+         "keepData": true},
+        {"kind": "loginLatency", "milliseconds": 50, "after": 6}])");
     const Scenario scenario = ParseScenario(document.dump(), "file.json");
     EXPECT_EQ(scenario.sessions, 4U);
     EXPECT_EQ(scenario.crashAtRequest, 17U);
-    ASSERT_EQ(scenario.faults.size(), 4U);
+    ASSERT_EQ(scenario.faults.size(), 5U);
     EXPECT_EQ(scenario.faults[0].netFn, 0x32);
     EXPECT_EQ(scenario.faults[0].command, 0xB0);
     EXPECT_EQ(scenario.faults[0].dataPrefix, (std::vector<std::uint8_t>{0x05, 0x0B}));
     EXPECT_EQ(scenario.faults[0].kind, FaultKind::kLatency);
     EXPECT_EQ(scenario.faults[0].latency, std::chrono::milliseconds(40));
-    EXPECT_EQ(scenario.faults[0].times, std::nullopt);
+    EXPECT_EQ(scenario.faults[0].schedule.times, std::nullopt);
     EXPECT_EQ(scenario.faults[1].kind, FaultKind::kDrop);
-    EXPECT_EQ(scenario.faults[1].times, 2U);
+    EXPECT_EQ(scenario.faults[0].schedule.after, 0U);
+    EXPECT_EQ(scenario.faults[1].schedule.times, 2U);
+    EXPECT_EQ(scenario.faults[1].schedule.after, 3U);
     EXPECT_EQ(scenario.faults[2].kind, FaultKind::kTruncate);
     EXPECT_EQ(scenario.faults[2].keptBytes, 5U);
     EXPECT_EQ(scenario.faults[3].kind, FaultKind::kCompletionCode);
     EXPECT_EQ(scenario.faults[3].completionCode, 0xC1);
     EXPECT_TRUE(scenario.faults[3].keepData);
+    EXPECT_EQ(scenario.faults[4].kind, FaultKind::kLoginLatency);
+    EXPECT_EQ(scenario.faults[4].latency, std::chrono::milliseconds(50));
+    EXPECT_EQ(scenario.faults[4].schedule.after, 6U);
 }
 
 TEST(Scenario, ReadsWhatIsWrongWithHttps)
@@ -195,7 +201,7 @@ TEST(Scenario, ReadsWhatIsWrongWithHttps)
     document["https"] = json::parse(R"({
         "expiredCertificate": true, "sessionLifetimeRequests": 5, "faults": [
             {"kind": "latency", "milliseconds": 40},
-            {"kind": "status", "status": 503, "times": 2},
+            {"kind": "status", "status": 503, "times": 2, "after": 4},
             {"kind": "garbage"}, {"kind": "close"}]})");
     const HttpsBehaviour https = ParseScenario(document.dump(), "file.json").https;
     EXPECT_TRUE(https.expiredCertificate);
@@ -203,10 +209,11 @@ TEST(Scenario, ReadsWhatIsWrongWithHttps)
     ASSERT_EQ(https.faults.size(), 4U);
     EXPECT_EQ(https.faults[0].kind, HttpsFaultKind::kLatency);
     EXPECT_EQ(https.faults[0].latency, std::chrono::milliseconds(40));
-    EXPECT_EQ(https.faults[0].times, std::nullopt);
+    EXPECT_EQ(https.faults[0].schedule.times, std::nullopt);
     EXPECT_EQ(https.faults[1].kind, HttpsFaultKind::kStatus);
     EXPECT_EQ(https.faults[1].status, 503);
-    EXPECT_EQ(https.faults[1].times, 2U);
+    EXPECT_EQ(https.faults[1].schedule.times, 2U);
+    EXPECT_EQ(https.faults[1].schedule.after, 4U);
     EXPECT_EQ(https.faults[2].kind, HttpsFaultKind::kGarbage);
     EXPECT_EQ(https.faults[3].kind, HttpsFaultKind::kClose);
 }
@@ -234,6 +241,7 @@ TEST(Scenario, NamesPlaceAndReasonOfABadHttpsMember)
         {R"({"faults": [{"kind": "close", "status": 500}]})",
          "/https/faults/0/status: there is no such member"},
         {R"({"faults": [{"kind": "close", "times": 0}]})", "/https/faults/0/times: must be"},
+        {R"({"faults": [{"kind": "close", "after": 0}]})", "/https/faults/0/after: must be"},
     };
     for (const auto& bad : cases) {
         EXPECT_THAT(MessageWith("/https", json::parse(bad.https)),
@@ -327,6 +335,10 @@ TEST(Scenario, NamesPlaceAndReasonOfABadFault)
         {{{"kind", "completionCode"}}, "/faults/0: the member \"completionCode\" is missing"},
         {{{"keep", 3}}, "/faults/0/keep: there is no such member"},
         {{{"times", 0}}, "/faults/0/times: must be an integer from 1 to 1000000, not 0"},
+        {{{"after", 0}}, "/faults/0/after: must be an integer from 1 to 1000000, not 0"},
+        {{{"kind", "loginLatency"}}, "/faults/0: the member \"milliseconds\" is missing"},
+        {{{"kind", "loginLatency"}, {"milliseconds", 5}},
+         "/faults/0/command: there is no such member"},
     };
     for (const auto& bad : cases) {
         json fault = good;

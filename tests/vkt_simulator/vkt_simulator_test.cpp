@@ -288,6 +288,19 @@ TEST_F(VktSimulator, AnswersLate)
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
 }
 
+// A log-in has three steps; none of them is sent again while it waits.
+TEST_F(VktSimulator, LogsInAsSlowlyAsTheScenarioSays)
+{
+    const std::string file = WriteHealthyWith(
+        "/faults", nlohmann::json::parse(R"([{"kind": "loginLatency", "milliseconds": 200}])"));
+    SimulatorProcess simulator({"--scenario", file});
+    const std::uint16_t port = simulator.Port();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Ipmitool(port, "-P enclosure -H 127.0.0.1 -N 20", "0x32 0xb0 5 0"),
+              " 34 4e 32 50 00\nexit 0");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(600));
+}
+
 TEST_F(VktSimulator, CutsAnswersShort)
 {
     SimulatorProcess simulator({"--scenario", "truncated"});
