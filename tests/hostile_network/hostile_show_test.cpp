@@ -17,7 +17,7 @@
 #include <stdexcept>
 
 #include "common/config/global_config.h"
-#include "tests/hostile_network/bad_weather.h"
+#include "tests/hostile_network/faulty_network.h"
 #include "tests/hostile_network/show_verdict.h"
 #include "tests/hostile_network/watched_show.h"
 #include "tests/support/run_in_processes.h"
@@ -28,7 +28,7 @@ namespace {
 using Json = nlohmann::json;
 using Simulator::IpmiSimServer;
 
-struct Climate
+struct NetworkProfile
 {
     const char* name;
     PerMille perMille;  ///< At its worst; a seed has a fifth of it, two fifths and so on.
@@ -41,14 +41,14 @@ struct Climate
 
 // Lost, doubled, held, followed by an old one, cut, bit flipped. What is only lost or late is asked
 // for again; a changed packet of the log-in, which nothing vouches for yet, may end it.
-constexpr Climate kClimates[] = {
+constexpr NetworkProfile kNetworks[] = {
     {"Lossy", {40, 30, 30, 30, 0, 0}, 600, 20, 1, 200, 80},
     {"Damaging", {5, 5, 5, 5, 5, 5}, 600, 20, 201, 400, 30},
-    {"Savage", {150, 50, 100, 50, 50, 50}, 90, 20, 401, 600, 0},
+    {"Severe", {150, 50, 100, 50, 50, 50}, 90, 20, 401, 600, 0},
 };
 
 // What a busy host needs to look after the module.
-constexpr int kPatientTimeout = 20'000;
+constexpr int kBusyHostTimeout = 20'000;
 
 /// Most enclosures are small, so that there is time for many; some have 12 nodes and 9 supplies.
 const char* ScenarioOf(int seed)
@@ -56,9 +56,9 @@ const char* ScenarioOf(int seed)
     return seed % 10 == 0 ? "healthy-vkt2-fc-9" : "healthy-vkt2-fe-2";
 }
 
-PerMille WeatherOf(const Climate& climate, int seed)
+PerMille FaultRatesOf(const NetworkProfile& profile, int seed)
 {
-    PerMille perMille = climate.perMille;
+    PerMille perMille = profile.perMille;
     for (unsigned& chance : perMille) {
         chance = chance * static_cast<unsigned>(1 + seed % 5) / 5;
     }
@@ -72,72 +72,72 @@ void SetWaits(int session, int retransmission)
 }
 
 /// What one run came to.
-struct Day
+struct RunResult
 {
     Verdict verdict;
-    MishapCounts mishaps{};
+    FaultCounts faults{};
 };
 
 /// One run, from the module's start to its end.
-Day Play(int seed, const Climate& climate, const std::string& whole)
+RunResult Play(int seed, const NetworkProfile& profile, const std::string& whole)
 {
     const IpmiSimServer server(OptionsFor(ScenarioOf(seed)));
-    BadWeather weather(static_cast<std::uint64_t>(seed), WeatherOf(climate, seed));
+    FaultyNetwork network(static_cast<std::uint64_t>(seed), FaultRatesOf(profile, seed));
     SessionsOn(server);  // opens what a process opens once
     Test::Ran ran;
     std::ptrdiff_t stillOpen = 0;
     std::size_t sessions = 0;
     {
-        const MeddlingRelay relay(
-            server.Port(), [&](const Datagram& d) { return weather.ToServer(d); },
-            [&](const Datagram& d) { return weather.ToClient(d); });
+        const FaultInjectingRelay relay(
+            server.Port(), [&](const Datagram& d) { return network.ToServer(d); },
+            [&](const Datagram& d) { return network.ToClient(d); });
         const std::ptrdiff_t openFiles = OpenFiles();
-        SetWaits(climate.sessionTimeout, climate.retransmissionTimeout);
+        SetWaits(profile.sessionTimeout, profile.retransmissionTimeout);
         ran = Show(relay.Port());
-        SetWaits(kPatientTimeout, kPatientTimeout / 10);
+        SetWaits(kBusyHostTimeout, kBusyHostTimeout / 10);
         stillOpen = OpenFiles() - openFiles;
-        weather.EndAt(relay.Port());
+        network.EndAt(relay.Port());
         // The module has heard all that it will hear when it answers this.
         sessions = SessionsOn(server);
     }
-    Day day{Judge(ran, whole), weather.Counts()};
+    RunResult result{Judge(ran, whole), network.Counts()};
     if (stillOpen != 0) {
-        day.verdict.complaints.push_back(std::to_string(stillOpen) + " files stay open");
+        result.verdict.complaints.push_back(std::to_string(stillOpen) + " files stay open");
     }
     if (LosesMemory()) {
-        day.verdict.complaints.emplace_back("memory is lost");
+        result.verdict.complaints.emplace_back("memory is lost");
     }
-    if (sessions > weather.Ledger().Excused()) {
-        day.verdict.complaints.push_back(std::to_string(sessions) + " sessions stay open");
+    if (sessions > network.Tracker().Excused()) {
+        result.verdict.complaints.push_back(std::to_string(sessions) + " sessions stay open");
     }
-    return day;
+    return result;
 }
 
-// From the child to the parent; the mishaps as a list, as most kinds of packets have none.
-std::string ToText(const Day& day)
+// From the child to the parent; the faults as a list, as most kinds of packets have none.
+std::string ToText(const RunResult& result)
 {
-    Json mishaps = Json::array();
-    for (std::size_t type = 0; type < day.mishaps.size(); ++type) {
-        for (std::size_t i = 0; i < kMishapNames.size(); ++i) {
-            if (day.mishaps[type][i] != 0) {
-                mishaps.push_back({type, i, day.mishaps[type][i]});
+    Json faults = Json::array();
+    for (std::size_t type = 0; type < result.faults.size(); ++type) {
+        for (std::size_t i = 0; i < kFaultNames.size(); ++i) {
+            if (result.faults[type][i] != 0) {
+                faults.push_back({type, i, result.faults[type][i]});
             }
         }
     }
-    return Json{{"outcome", day.verdict.outcome},
-                {"complaints", day.verdict.complaints},
-                {"mishaps", mishaps}}
+    return Json{{"outcome", result.verdict.outcome},
+                {"complaints", result.verdict.complaints},
+                {"faults", faults}}
         .dump();
 }
 
-Day FromText(const std::string& text)
+RunResult FromText(const std::string& text)
 {
     const Json json = Json::parse(text);
-    Day day{{json.at("outcome"), json.at("complaints")}, {}};
-    for (const Json& mishap : json.at("mishaps")) {
-        day.mishaps.at(mishap.at(0)).at(mishap.at(1)) = mishap.at(2);
+    RunResult result{{json.at("outcome"), json.at("complaints")}, {}};
+    for (const Json& fault : json.at("faults")) {
+        result.faults.at(fault.at(0)).at(fault.at(1)) = fault.at(2);
     }
-    return day;
+    return result;
 }
 
 struct Seeds
@@ -147,15 +147,15 @@ struct Seeds
     bool chosen;
 };
 
-Seeds SeedsOf(const Climate& climate)
+Seeds SeedsOf(const NetworkProfile& profile)
 {
-    int first = climate.firstSeed;
-    int last = climate.lastSeed;
+    int first = profile.firstSeed;
+    int last = profile.lastSeed;
     const char* const chosen = std::getenv("VKT_HOSTILE_SEEDS");
     if (chosen != nullptr && std::sscanf(chosen, "%d..%d", &first, &last) != 2) {
         throw std::runtime_error("VKT_HOSTILE_SEEDS is not like 17..17");
     }
-    return {std::max(first, climate.firstSeed), std::min(last, climate.lastSeed),
+    return {std::max(first, profile.firstSeed), std::min(last, profile.lastSeed),
             chosen != nullptr};
 }
 
@@ -163,14 +163,14 @@ Seeds SeedsOf(const Climate& climate)
 struct Tally
 {
     std::map<std::string, int> outcomes;
-    MishapCounts mishaps{};
+    FaultCounts faults{};
 
-    void Add(const Day& day)
+    void Add(const RunResult& result)
     {
-        ++outcomes[day.verdict.outcome];
-        for (std::size_t type = 0; type < mishaps.size(); ++type) {
-            for (std::size_t i = 0; i < kMishapNames.size(); ++i) {
-                mishaps[type][i] += day.mishaps[type][i];
+        ++outcomes[result.verdict.outcome];
+        for (std::size_t type = 0; type < faults.size(); ++type) {
+            for (std::size_t i = 0; i < kFaultNames.size(); ++i) {
+                faults[type][i] += result.faults[type][i];
             }
         }
     }
@@ -181,16 +181,16 @@ std::ostream& operator<<(std::ostream& out, const Tally& tally)
     for (const auto& [outcome, count] : tally.outcomes) {
         out << outcome << " " << count << "; ";
     }
-    for (std::size_t i = 0; i < kMishapNames.size(); ++i) {
+    for (std::size_t i = 0; i < kFaultNames.size(); ++i) {
         const auto sum =
-            std::accumulate(tally.mishaps.begin(), tally.mishaps.end(), 0U,
+            std::accumulate(tally.faults.begin(), tally.faults.end(), 0U,
                             [i](unsigned total, const auto& of) { return total + of[i]; });
-        out << sum << " packets " << kMishapNames[i] << "; ";
+        out << sum << " packets " << kFaultNames[i] << "; ";
     }
     return out;
 }
 
-class HostileShow : public testing::TestWithParam<Climate>
+class HostileShow : public testing::TestWithParam<NetworkProfile>
 {
 protected:
     HostileShow()
@@ -204,7 +204,7 @@ protected:
         SetGlobalConfigValue("MODULE_TYPE", -1);  // each run finds it out anew
     }
 
-    Day PlayOne(int seed) { return Play(seed, GetParam(), whole_.at(ScenarioOf(seed))); }
+    RunResult PlayOne(int seed) { return Play(seed, GetParam(), whole_.at(ScenarioOf(seed))); }
 
     void Take(const WorkEnd& end)
     {
@@ -214,9 +214,9 @@ protected:
             ADD_FAILURE() << end.text << "; " << repeat;
             return;
         }
-        const Day day = FromText(end.text);
-        tally.Add(day);
-        for (const std::string& complaint : day.verdict.complaints) {
+        const RunResult result = FromText(end.text);
+        tally.Add(result);
+        for (const std::string& complaint : result.verdict.complaints) {
             ADD_FAILURE() << complaint << "; " << repeat;
         }
     }
@@ -232,35 +232,35 @@ TEST_P(HostileShow, ReadsRightOrNamesWhatFailed)
     // Most of the time they wait for packets that do not come.
     constexpr int kAtOnce = 16;
     constexpr unsigned kSecondsToHang = 200;
-    const Climate& climate = GetParam();
-    const Seeds seeds = SeedsOf(climate);
+    const NetworkProfile& profile = GetParam();
+    const Seeds seeds = SeedsOf(profile);
     RunInProcesses(
         seeds.first, seeds.last, kAtOnce, kSecondsToHang,
         [&](int seed) { return ToText(PlayOne(seed)); }, [&](const WorkEnd& end) { Take(end); });
-    std::cout << climate.name << ": " << tally << std::endl;
+    std::cout << profile.name << ": " << tally << std::endl;
     if (seeds.chosen) {
         return;
     }
     const int runs = seeds.last - seeds.first + 1;
-    EXPECT_GE(tally.outcomes["everything read"] * 100, runs * climate.leastWhole);
-    for (std::size_t i = 0; i < kMishapNames.size(); ++i) {
+    EXPECT_GE(tally.outcomes["everything read"] * 100, runs * profile.leastWhole);
+    for (std::size_t i = 0; i < kFaultNames.size(); ++i) {
         for (const PayloadType type : {kOpenSessionRequest, kOpenSessionResponse, kRakp1, kRakp2,
                                        kRakp3, kRakp4, kSealedIpmi}) {
-            EXPECT_EQ(tally.mishaps[type][i] > 0, climate.perMille[i] > 0)
-                << kMishapNames[i] << " at no packet of type " << int{type};
+            EXPECT_EQ(tally.faults[type][i] > 0, profile.perMille[i] > 0)
+                << kFaultNames[i] << " at no packet of type " << int{type};
         }
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Climates, HostileShow, testing::ValuesIn(kClimates),
+INSTANTIATE_TEST_SUITE_P(Networks, HostileShow, testing::ValuesIn(kNetworks),
                          [](const auto& each) { return std::string(each.param.name); });
 
 // In this one process, which a leak detector looks at when it ends.
-class HostileDays : public HostileShow
+class HostileShows : public HostileShow
 {
 };
 
-TEST_P(HostileDays, LeaveNothingBehind)
+TEST_P(HostileShows, LeaveNothingBehind)
 {
     constexpr int kMostRounds = 5;
     constexpr std::size_t kSlack = 1024;
@@ -268,14 +268,14 @@ TEST_P(HostileDays, LeaveNothingBehind)
     const auto playRound = [&] {
         for (int seed = first; seed < first + 5; ++seed) {
             SetGlobalConfigValue("MODULE_TYPE", -1);
-            const Day day = PlayOne(seed);
-            EXPECT_THAT(day.verdict.complaints, testing::IsEmpty());
+            const RunResult result = PlayOne(seed);
+            EXPECT_THAT(result.verdict.complaints, testing::IsEmpty());
         }
     };
     playRound();
     const std::ptrdiff_t openFiles = OpenFiles();
-    // Buffers that are kept grow to what the worst day so far took, and then no more; a leak makes
-    // every round end with more than the one before.
+    // Buffers that are kept grow to what the worst result so far took, and then no more; a leak
+    // makes every round end with more than the one before.
     bool grows = true;
     for (int round = 1; round < kMostRounds && grows; ++round) {
         const std::size_t bytes = HeapBytes();
@@ -286,7 +286,7 @@ TEST_P(HostileDays, LeaveNothingBehind)
     EXPECT_FALSE(grows) << HeapBytes() << " bytes in use";
 }
 
-INSTANTIATE_TEST_SUITE_P(Climates, HostileDays, testing::ValuesIn(kClimates),
+INSTANTIATE_TEST_SUITE_P(Networks, HostileShows, testing::ValuesIn(kNetworks),
                          [](const auto& each) { return std::string(each.param.name); });
 
 }  // namespace

@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the client makes of a network that loses, repeats and delays packets, and of somebody on the
-// way who changes them.
+// What the client makes of a network that loses, repeats and delays packets, and of attackers who
+// change or forge them.
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <set>
 
 #include "tests/fakes/fake_log.h"
+#include "tests/ipmi_client/fault_injecting_relay.h"
 #include "tests/ipmi_client/loopback.h"
-#include "tests/ipmi_client/meddling_relay.h"
 #include "tests/ipmi_client/server_test.h"
 
 namespace Tulvo {
@@ -21,7 +22,7 @@ using ::testing::HasSubstr;
 constexpr PayloadType kReplies[] = {kOpenSessionResponse, kRakp2, kRakp4, kSealedIpmi};
 
 /// Changes the packets that carry `type`; passes the others on.
-MeddlingRelay::Meddler Change(PayloadType type, const std::function<void(Datagram&)>& change)
+FaultInjectingRelay::Filter Change(PayloadType type, const std::function<void(Datagram&)>& change)
 {
     return [=](Datagram datagram) -> std::vector<Datagram> {
         if (Carries(datagram, type)) {
@@ -81,8 +82,9 @@ TEST_F(HostileNetworkTest, EachStatusHasItsMeaning)
     };
     for (const StatusCase& c : cases) {
         SCOPED_TRACE(std::to_string(c.reply) + ": " + std::to_string(c.status));
-        const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
-                                  Change(c.reply, [&](Datagram& d) { d[kStatus] = c.status; }));
+        const FaultInjectingRelay relay(
+            server.Port(), FaultInjectingRelay::PassOn,
+            Change(c.reply, [&](Datagram& d) { d[kStatus] = c.status; }));
         const auto client = ClientAt(relay.Port());
         EXPECT_EQ(client->connect(), c.state);
         EXPECT_THAT(client->lastError(), HasSubstr(c.said));
@@ -94,7 +96,7 @@ TEST_F(HostileNetworkTest, AUserWithTooLittlePrivilegeIsRefusedAndLeavesNoSessio
     // The server looks at a user's privilege only when it is asked to look the user up by it.
     constexpr std::size_t kLookUpAndRole = 40;
     constexpr std::uint8_t kByNameAlone = 0x10;
-    const MeddlingRelay relay(
+    const FaultInjectingRelay relay(
         server.Port(), Change(kRakp1, [](Datagram& d) { d[kLookUpAndRole] ^= kByNameAlone; }));
     for (std::size_t i = 0; i < 2 * kServerSessions; ++i) {
         const auto client = ClientAt(relay.Port(), kOperator, kPassword);
@@ -106,13 +108,13 @@ TEST_F(HostileNetworkTest, AUserWithTooLittlePrivilegeIsRefusedAndLeavesNoSessio
 
 TEST_F(HostileNetworkTest, EveryShorterReplyIsDroppedWithoutHarm)
 {
-    const auto patient = config.values;
+    const auto longWaits = config.values;
     for (const PayloadType reply : kReplies) {
-        config.values = patient;
+        config.values = longWaits;
         std::size_t longest = 0;
         {
-            const MeddlingRelay measure(
-                server.Port(), MeddlingRelay::PassOn,
+            const FaultInjectingRelay measure(
+                server.Port(), FaultInjectingRelay::PassOn,
                 Change(reply, [&](Datagram& d) { longest = std::max(longest, d.size()); }));
             const auto client = ClientAt(measure.Port());
             ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
@@ -123,8 +125,8 @@ TEST_F(HostileNetworkTest, EveryShorterReplyIsDroppedWithoutHarm)
         // The last three bytes of the first reply are reserved, and no loss.
         const std::size_t end = reply == kOpenSessionResponse ? longest - 3 : longest;
         for (std::size_t length = 0; length < end; length += 3) {
-            const MeddlingRelay relay(
-                server.Port(), MeddlingRelay::PassOn,
+            const FaultInjectingRelay relay(
+                server.Port(), FaultInjectingRelay::PassOn,
                 Change(reply, [=](Datagram& d) { d.resize(std::min(d.size(), length)); }));
             const auto client = ClientAt(relay.Port());
             EXPECT_NE(client->connect(), CONNECTION_CONNECTED) << int{reply} << " " << length;
@@ -137,8 +139,8 @@ TEST_F(HostileNetworkTest, ALogInWithAnyChangedReplyFails)
     WaitHalfASecond();
     // The last byte of each of these belongs to a code that the password or a key vouches for.
     for (const PayloadType reply : {kRakp2, kRakp4, kSealedIpmi}) {
-        const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
-                                  Change(reply, [](Datagram& d) { d.back() ^= 1; }));
+        const FaultInjectingRelay relay(server.Port(), FaultInjectingRelay::PassOn,
+                                        Change(reply, [](Datagram& d) { d.back() ^= 1; }));
         EXPECT_NE(ClientAt(relay.Port())->connect(), CONNECTION_CONNECTED) << int{reply};
     }
     EXPECT_EQ(FreeSessions(), kServerSessions);
@@ -148,10 +150,10 @@ TEST_F(HostileNetworkTest, NoChangeAfterTheModulesProofIsTakenForAWrongPassword)
 {
     WaitHalfASecond();
     const auto changeLastByte = [](Datagram& d) { d.back() ^= 1; };
-    const MeddlingRelay inReply(server.Port(), MeddlingRelay::PassOn,
-                                Change(kRakp4, changeLastByte));
-    const MeddlingRelay inRequest(server.Port(), Change(kRakp3, changeLastByte));
-    for (const MeddlingRelay* relay : {&inReply, &inRequest}) {
+    const FaultInjectingRelay inReply(server.Port(), FaultInjectingRelay::PassOn,
+                                      Change(kRakp4, changeLastByte));
+    const FaultInjectingRelay inRequest(server.Port(), Change(kRakp3, changeLastByte));
+    for (const FaultInjectingRelay* relay : {&inReply, &inRequest}) {
         const auto client = ClientAt(relay->Port());
         EXPECT_EQ(client->connect(), CONNECTION_TRY_AGAIN);
         EXPECT_THAT(client->lastError(), HasSubstr("changed on its way"));
@@ -161,12 +163,13 @@ TEST_F(HostileNetworkTest, NoChangeAfterTheModulesProofIsTakenForAWrongPassword)
 
 TEST_F(HostileNetworkTest, WhatAnotherAddressSendsIsNotHeard)
 {
-    // Somebody who sees every reply, and has it arrive first, but not from the module's address.
+    // An attacker sees every reply, and has it arrive first, but not from the module's address.
     const int elsewhere = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const MeddlingRelay* way = nullptr;
-    const MeddlingRelay relay(
-        server.Port(), MeddlingRelay::PassOn, [&](const Datagram& d) -> std::vector<Datagram> {
-            const sockaddr_in client = Loopback(way->ClientPort());
+    const FaultInjectingRelay* itself = nullptr;
+    const FaultInjectingRelay relay(
+        server.Port(), FaultInjectingRelay::PassOn,
+        [&](const Datagram& d) -> std::vector<Datagram> {
+            const sockaddr_in client = Loopback(itself->ClientPort());
             Datagram refusal = d;
             refusal[std::min(kStatus, d.size() - 1)] = 0x0D;
             for (const Datagram& forged : {refusal, d}) {
@@ -174,7 +177,7 @@ TEST_F(HostileNetworkTest, WhatAnotherAddressSendsIsNotHeard)
             }
             return Carries(d, kSealedIpmi) ? std::vector<Datagram>{} : std::vector<Datagram>{d};
         });
-    way = &relay;
+    itself = &relay;
     WaitHalfASecond();
     const auto client = ClientAt(relay.Port());
     EXPECT_EQ(client->connect(), CONNECTION_TRY_AGAIN);
@@ -185,15 +188,15 @@ TEST_F(HostileNetworkTest, WhatAnotherAddressSendsIsNotHeard)
 TEST_F(HostileNetworkTest, AnAnswerInPlainTextIsNotTaken)
 {
     WaitShortly();
-    const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
-                              Change(kSealedIpmi, [](Datagram& d) { d[kPayloadType] = 0; }));
+    const FaultInjectingRelay relay(server.Port(), FaultInjectingRelay::PassOn,
+                                    Change(kSealedIpmi, [](Datagram& d) { d[kPayloadType] = 0; }));
     EXPECT_EQ(ClientAt(relay.Port())->connect(), CONNECTION_TRY_AGAIN);
 }
 
 TEST_F(HostileNetworkTest, JunkBeforeEveryReplyIsSkipped)
 {
-    const MeddlingRelay relay(
-        server.Port(), MeddlingRelay::PassOn, [](const Datagram& d) -> std::vector<Datagram> {
+    const FaultInjectingRelay relay(
+        server.Port(), FaultInjectingRelay::PassOn, [](const Datagram& d) -> std::vector<Datagram> {
             return {Datagram{},           Datagram(1, 0x06),    Datagram(16, 0xFF),
                     Datagram(60000, 'x'), Datagram(1400, 0x06), d};
         });
@@ -206,44 +209,134 @@ TEST_F(HostileNetworkTest, ARefusalForAnotherSessionIsSkipped)
 {
     for (const PayloadType reply : {kOpenSessionResponse, kRakp2, kRakp4}) {
         SCOPED_TRACE(int{reply});
-        const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
-                                  [=](const Datagram& d) -> std::vector<Datagram> {
-                                      if (!Carries(d, reply)) {
-                                          return {d};
-                                      }
-                                      Datagram forged = d;
-                                      forged[kConsoleSessionId] ^= 1;
-                                      forged[kStatus] = 0x0D;
-                                      return {forged, d};
-                                  });
+        const FaultInjectingRelay relay(server.Port(), FaultInjectingRelay::PassOn,
+                                        [=](const Datagram& d) -> std::vector<Datagram> {
+                                            if (!Carries(d, reply)) {
+                                                return {d};
+                                            }
+                                            Datagram forged = d;
+                                            forged[kConsoleSessionId] ^= 1;
+                                            forged[kStatus] = 0x0D;
+                                            return {forged, d};
+                                        });
         const auto client = ClientAt(relay.Port());
         EXPECT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
     }
 }
 
-TEST_F(HostileNetworkTest, ARefusalThatNamesNoSessionIsTaken)
+/// A refusal as anybody can send it who guesses tag and port: it names no session.
+Datagram ForgedRefusal(Datagram reply, std::uint8_t status)
 {
-    const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn, Change(kRakp2, [](Datagram& d) {
-                                  d[kStatus] = 0x0D;
-                                  std::fill_n(&d[kConsoleSessionId], 4, std::uint8_t{0});
-                              }));
-    EXPECT_EQ(ClientAt(relay.Port())->connect(), CONNECTION_REFUSED);
+    reply[kStatus] = status;
+    std::fill_n(&reply[kConsoleSessionId], 4, std::uint8_t{0});
+    return reply;
+}
+
+struct ForgeryCase
+{
+    PayloadType reply;
+    std::uint8_t status;
+    CONNECTIONSTATE state;
+    std::string said;
+};
+
+const std::vector<ForgeryCase>& Forgeries()
+{
+    static const std::vector<ForgeryCase> cases{
+        {kOpenSessionResponse, 0x01, CONNECTION_TRY_AGAIN, "no session free"},
+        {kOpenSessionResponse, 0x11, CONNECTION_REFUSED, "cipher suite 3"},
+        {kRakp2, 0x09, CONNECTION_REFUSED, "privilege administrator"},
+        {kRakp2, 0x0D, CONNECTION_REFUSED, "user name"},
+        {kRakp2, 0x0F, CONNECTION_REFUSED, "password is wrong"},
+        {kRakp4, 0x0D, CONNECTION_REFUSED, "user name"},
+        {kRakp4, 0x0F, CONNECTION_TRY_AGAIN, "changed on its way"},
+    };
+    return cases;
+}
+
+TEST_F(HostileNetworkTest, AForgedRefusalBeforeTheRealReplyEndsNoLogIn)
+{
+    for (const ForgeryCase& c : Forgeries()) {
+        SCOPED_TRACE(std::to_string(c.reply) + ": " + std::to_string(c.status));
+        const FaultInjectingRelay relay(server.Port(), FaultInjectingRelay::PassOn,
+                                        [&](const Datagram& d) -> std::vector<Datagram> {
+                                            if (!Carries(d, c.reply)) {
+                                                return {d};
+                                            }
+                                            const Datagram forged = ForgedRefusal(d, c.status);
+                                            return {forged, forged, d};
+                                        });
+        const auto client = ClientAt(relay.Port());
+        ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
+        EXPECT_TRUE(Serves(*client));
+    }
+}
+
+// Some modules name no session when they refuse.
+TEST_F(HostileNetworkTest, ARefusalThatNamesNoSessionCountsWhenNothingElseComes)
+{
+    config.values["IPMI_RETRANSMISSION_TIMEOUT_MS"] = 50;
+    for (const ForgeryCase& c : Forgeries()) {
+        SCOPED_TRACE(std::to_string(c.reply) + ": " + std::to_string(c.status));
+        const FaultInjectingRelay relay(
+            server.Port(), FaultInjectingRelay::PassOn,
+            [&](const Datagram& d) -> std::vector<Datagram> {
+                return {Carries(d, c.reply) ? ForgedRefusal(d, c.status) : d};
+            });
+        const auto client = ClientAt(relay.Port());
+        EXPECT_EQ(client->connect(), c.state);
+        EXPECT_THAT(client->lastError(), HasSubstr(c.said));
+    }
+}
+
+TEST_F(HostileNetworkTest, ARefusalThatNamesTheSessionStandsAboveAForgedOne)
+{
+    const FaultInjectingRelay relay(server.Port(), FaultInjectingRelay::PassOn,
+                                    [](const Datagram& d) -> std::vector<Datagram> {
+                                        if (!Carries(d, kRakp2)) {
+                                            return {d};
+                                        }
+                                        Datagram refusal = d;
+                                        refusal[kStatus] = 0x0D;
+                                        return {ForgedRefusal(d, 0x0F), refusal};
+                                    });
+    const auto client = ClientAt(relay.Port());
+    EXPECT_EQ(client->connect(), CONNECTION_REFUSED);
+    EXPECT_THAT(client->lastError(), HasSubstr("user name"));
+}
+
+TEST_F(HostileNetworkTest, TheTagsOfALogInCannotBeForetold)
+{
+    std::set<std::uint8_t> firstTags;
+    const FaultInjectingRelay relay(server.Port(), [&](const Datagram& d) -> std::vector<Datagram> {
+        if (Carries(d, kOpenSessionRequest)) {
+            firstTags.insert(d[kTag]);
+        }
+        return {d};
+    });
+    // That so many fall on one tag of 255 has a chance of one in 10^36.
+    for (int i = 0; i < 16; ++i) {
+        EXPECT_EQ(ClientAt(relay.Port())->connect(), CONNECTION_CONNECTED);
+    }
+    EXPECT_GT(firstTags.size(), 1U);
+    EXPECT_EQ(firstTags.count(0), 0U) << "the tag of the message that aborts";
 }
 
 TEST_F(HostileNetworkTest, AnEndlessFloodOfJunkEndsAtTheTimeLimit)
 {
     WaitShortly();
-    const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn, [](const Datagram&) {
-        return std::vector<Datagram>(500, Datagram(100, 0x06));
-    });
+    const FaultInjectingRelay relay(
+        server.Port(), FaultInjectingRelay::PassOn,
+        [](const Datagram&) { return std::vector<Datagram>(500, Datagram(100, 0x06)); });
     EXPECT_EQ(ClientAt(relay.Port())->connect(), CONNECTION_TRY_AGAIN);
 }
 
 TEST_F(HostileNetworkTest, ARepeatedReplyIsTakenOnce)
 {
-    const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn, [](const Datagram& d) {
-        return std::vector<Datagram>{d, d, d};
-    });
+    const FaultInjectingRelay relay(server.Port(), FaultInjectingRelay::PassOn,
+                                    [](const Datagram& d) {
+                                        return std::vector<Datagram>{d, d, d};
+                                    });
     const auto client = ClientAt(relay.Port());
     ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
     for (int i = 0; i < 5; ++i) {
@@ -259,15 +352,16 @@ TEST_F(HostileNetworkTest, AnOldReplyIsNotTakenForANewOne)
     // Requests are numbered modulo 64: before every reply comes the one to the request that had the
     // same number last.
     std::vector<Datagram> replies;
-    const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
-                              [&](const Datagram& d) -> std::vector<Datagram> {
-                                  if (!Carries(d, kSealedIpmi)) {
-                                      return {d};
-                                  }
-                                  replies.push_back(d);
-                                  const bool wrapped = replies.size() > 64;
-                                  return {wrapped ? replies[replies.size() - 65] : Datagram{}, d};
-                              });
+    const FaultInjectingRelay relay(
+        server.Port(), FaultInjectingRelay::PassOn,
+        [&](const Datagram& d) -> std::vector<Datagram> {
+            if (!Carries(d, kSealedIpmi)) {
+                return {d};
+            }
+            replies.push_back(d);
+            const bool wrapped = replies.size() > 64;
+            return {wrapped ? replies[replies.size() - 65] : Datagram{}, d};
+        });
     const auto client = ClientAt(relay.Port());
     ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
     for (int i = 0; i < 200; ++i) {
@@ -285,7 +379,7 @@ TEST_F(HostileNetworkTest, LostPacketsAreSentAgain)
         return std::vector<Datagram>(++count % 3 == 0 ? 1 : 0, d);
     };
     {
-        const MeddlingRelay relay(server.Port(), loseTwoOfThree);
+        const FaultInjectingRelay relay(server.Port(), loseTwoOfThree);
         const auto client = ClientAt(relay.Port());
         ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
         EXPECT_TRUE(Serves(*client));
@@ -310,7 +404,7 @@ TEST_F(HostileNetworkTest, LostRepliesLeaveNoSecondSession)
     };
     for (std::size_t i = 0; i < kServerSessions; ++i) {
         held.clear();
-        const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn, holdFirst);
+        const FaultInjectingRelay relay(server.Port(), FaultInjectingRelay::PassOn, holdFirst);
         const auto client = ClientAt(relay.Port());
         ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
     }
@@ -322,10 +416,11 @@ TEST_F(HostileNetworkTest, AModuleThatFallsSilentHalfWayKeepsNoSession)
 {
     WaitHalfASecond();
     for (const PayloadType silent : {kRakp2, kRakp4, kSealedIpmi}) {
-        const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
-                                  [=](const Datagram& d) -> std::vector<Datagram> {
-                                      return std::vector<Datagram>(Carries(d, silent) ? 0 : 1, d);
-                                  });
+        const FaultInjectingRelay relay(server.Port(), FaultInjectingRelay::PassOn,
+                                        [=](const Datagram& d) -> std::vector<Datagram> {
+                                            return std::vector<Datagram>(Carries(d, silent) ? 0 : 1,
+                                                                         d);
+                                        });
         for (int i = 0; i < 2; ++i) {
             const auto client = ClientAt(relay.Port());
             ASSERT_EQ(client->connect(), CONNECTION_TRY_AGAIN) << client->lastError();

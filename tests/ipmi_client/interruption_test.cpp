@@ -10,7 +10,7 @@
 #include <functional>
 #include <thread>
 
-#include "tests/ipmi_client/meddling_relay.h"
+#include "tests/ipmi_client/fault_injecting_relay.h"
 #include "tests/ipmi_client/server_test.h"
 
 namespace Tulvo {
@@ -99,14 +99,14 @@ TEST_F(InterruptionTest, EndsALogInAtEveryStepWithoutALeftOver)
 {
     for (const PayloadType step : {kOpenSessionResponse, kRakp2, kRakp4, kSealedIpmi}) {
         EXPECT_TRUE(RunsWell([&] {
-            // The word comes while the client waits for this packet, which is on its way.
-            const MeddlingRelay relay(server.Port(), MeddlingRelay::PassOn,
-                                      [=](const Datagram& d) -> std::vector<Datagram> {
-                                          if (Carries(d, step)) {
-                                              IpmiClient::interruptAll();
-                                          }
-                                          return {d};
-                                      });
+            // The stop request comes while the client waits for this packet, which has been sent.
+            const FaultInjectingRelay relay(server.Port(), FaultInjectingRelay::PassOn,
+                                            [=](const Datagram& d) -> std::vector<Datagram> {
+                                                if (Carries(d, step)) {
+                                                    IpmiClient::interruptAll();
+                                                }
+                                                return {d};
+                                            });
             const auto client = ClientAt(relay.Port());
             return client->connect() == CONNECTION_FAILED && IpmiClient::waitUntilAllClosed(0);
         })) << int{step};

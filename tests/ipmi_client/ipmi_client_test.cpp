@@ -139,6 +139,10 @@ TEST_P(RefusedLogIn, IsReportedAndLeavesNoSession)
 {
     Fakes::FakeLog log;
     const auto client = Client(GetParam().user, GetParam().password, GetParam().suite);
+    if (GetParam().suite == 17) {
+        // This refusal names no session: each is waited out until a copy would be sent.
+        config.values["IPMI_RETRANSMISSION_TIMEOUT_MS"] = 10;
+    }
     for (std::size_t i = 0; i < 2 * kServerSessions; ++i) {
         ASSERT_EQ(client->connect(), CONNECTION_REFUSED) << client->lastError();
     }

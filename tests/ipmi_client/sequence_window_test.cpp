@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace Tulvo {
+namespace Tulvo::Rmcp {
 namespace {
 
 TEST(SequenceWindow, AcceptsEachNumberOnce)
@@ -60,4 +60,4 @@ TEST(SequenceWindow, WrapsAround)
 }
 
 }  // namespace
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp

@@ -84,9 +84,12 @@ protected:
                                             suite);
     }
 
-    /// Logs in until the server refuses or has no session left: how many it had.
-    std::size_t FreeSessions() const
+    /// Logs in until the server refuses or has no session left: how many it had. Its refusal names
+    /// no session, so the client waits for a better reply until it would send a copy.
+    std::size_t FreeSessions()
     {
+        config.values = {{"IPMI_SESSION_TIMEOUT_MS", 5000},
+                         {"IPMI_RETRANSMISSION_TIMEOUT_MS", 500}};
         std::vector<std::unique_ptr<IpmiClient>> clients;
         while (clients.size() <= kServerSessions) {
             clients.push_back(Client());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The one thing that all objects of a transport share in a process: the word that everything is
-/// over, and the number of sessions that are still to be closed then.
+/// The one thing that all objects of a transport share in a process: the request to
+/// stop everything, and the number of sessions that are still to be closed then.
 #ifndef COMMON_INTERRUPTION_INTERRUPTION_H
 #define COMMON_INTERRUPTION_INTERRUPTION_H
 

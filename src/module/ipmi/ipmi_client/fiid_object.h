@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace Tulvo {
+namespace Tulvo::Rmcp {
 
 /// Without memory for it the object is empty, and every function of the library then fails.
 class FiidObject
@@ -47,6 +47,6 @@ private:
     fiid_obj_t object_;
 };
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp
 
 #endif

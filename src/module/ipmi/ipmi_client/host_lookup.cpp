@@ -11,7 +11,9 @@
 #include <thread>
 #include <utility>
 
-namespace Tulvo {
+#include "common/text/host.h"
+
+namespace Tulvo::Rmcp {
 namespace {
 
 // A name with many addresses would share the wait among too many of them.
@@ -73,28 +75,22 @@ Found AskWithin(std::chrono::milliseconds limit, const std::string& host, std::u
                                                                : Found{TextOf(EAI_AGAIN)};
 }
 
-std::string WithoutBrackets(const std::string& host)
-{
-    const bool bracketed = host.size() > 2 && host.front() == '[' && host.back() == ']';
-    return bracketed ? host.substr(1, host.size() - 2) : host;
-}
-
 }  // namespace
 
-Outcome LookUpHost(const std::string& host, std::uint16_t port, std::chrono::milliseconds limit,
-                   std::vector<Endpoint>& endpoints)
+std::optional<Failure> LookUpHost(const std::string& host, std::uint16_t port,
+                                  std::chrono::milliseconds limit, std::vector<Endpoint>& endpoints)
 {
-    const std::string name = WithoutBrackets(host);
+    const std::string name = Text::WithoutBrackets(host);
     Found found = Ask(name, port, AI_NUMERICHOST);
     if (!found.failure.empty()) {
         found = AskWithin(limit, name, port);
     }
     if (!found.failure.empty()) {
-        return {CONNECTION_FAILED, "the address cannot be resolved (" + found.failure +
-                                       "); check its spelling and the name service"};
+        return Failure{CONNECTION_FAILED, "the address cannot be resolved",
+                       "check its spelling and the name service", found.failure};
     }
     endpoints = std::move(found.endpoints);
     return {};
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp

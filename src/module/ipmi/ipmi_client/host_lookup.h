@@ -8,12 +8,13 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "module/ipmi/ipmi_client/outcome.h"
+#include "module/ipmi/ipmi_client/failure.h"
 
-namespace Tulvo {
+namespace Tulvo::Rmcp {
 
 /// An address and port to send to.
 struct Endpoint
@@ -23,9 +24,10 @@ struct Endpoint
 };
 
 /// Finds the addresses of `host`: an IPv4 or IPv6 address (with or without brackets), or a name.
-Outcome LookUpHost(const std::string& host, std::uint16_t port, std::chrono::milliseconds limit,
-                   std::vector<Endpoint>& endpoints);
+std::optional<Failure> LookUpHost(const std::string& host, std::uint16_t port,
+                                  std::chrono::milliseconds limit,
+                                  std::vector<Endpoint>& endpoints);
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp
 
 #endif

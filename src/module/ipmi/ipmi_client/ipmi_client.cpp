@@ -5,33 +5,32 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "common/interruption/interruption.h"
 #include "common/log/log.h"
+#include "common/text/host.h"
+#include "module/ipmi/ipmi_client/failure.h"
 #include "module/ipmi/ipmi_client/login.h"
-#include "module/ipmi/ipmi_client/outcome.h"
-#include "module/ipmi/ipmi_client/rmcp_session.h"
+#include "module/ipmi/ipmi_client/login_settings.h"
+#include "module/ipmi/ipmi_client/session.h"
 
 namespace Tulvo {
 namespace {
+
+using Rmcp::Failure;
+using Rmcp::IpmiAnswer;
 
 // What every module takes in one request: its message buffer is a byte long, less headers,
 // checksums and signature.
 constexpr std::size_t kMostData = 200;
 
+constexpr std::uint8_t kLastRequestNetFn = 0x3E;
 constexpr std::uint8_t kNoCompletionCode = 0xFF;
 
 std::atomic<std::uint64_t> unanswered = 0;
-constexpr std::uint8_t kLastRequestNetFn = 0x3E;
-
-std::string Target(const Credentials& credentials)
-{
-    const bool colons =
-        credentials.address.find(':') != std::string::npos && credentials.address.front() != '[';
-    const std::string host = colons ? "[" + credentials.address + "]" : credentials.address;
-    return host + ":" + credentials.port;
-}
 
 // A second try may cure what is worth trying again, so that is a warning; the rest is an error.
 int Level(CONNECTIONSTATE state)
@@ -46,72 +45,75 @@ struct [[gnu::visibility("hidden")]] IpmiClient::Session
 {
     Session(const std::string& address, const std::string& userName, const std::string& password,
             const std::string& port, std::uint64_t cipherSuite)
-        : credentials{address, userName, Password(password), port, cipherSuite}
+        : credentials{address, userName, Rmcp::Password(password), port, cipherSuite}
     {
     }
 
-    Credentials credentials;
-    std::unique_ptr<RmcpSession> session;
+    Rmcp::Credentials credentials;
+    Rmcp::LoginSettings settings;
+    std::unique_ptr<Rmcp::Session> session;
     std::size_t mostData = kMostData;
     std::string lastError;
 
-    void Report(const std::string& tried, const Outcome& outcome);
-    Outcome Open();
-    Outcome Check(const IPMICOMMAND& request) const;
-    Outcome Ask(const IPMICOMMAND& request, IpmiAnswer& answer);
+    std::string Target() const;
+    void Report(const std::string& tried, const std::optional<Failure>& failure);
+    std::optional<Failure> Open();
+    std::optional<Failure> Check(const IPMICOMMAND& request) const;
+    std::optional<Failure> Ask(const IPMICOMMAND& request, IpmiAnswer& answer);
 };
 
-void IpmiClient::Session::Report(const std::string& tried, const Outcome& outcome)
+std::string IpmiClient::Session::Target() const
+{
+    const std::string port = settings.port == 0 ? credentials.port : std::to_string(settings.port);
+    return Text::WithBrackets(credentials.address) + ":" + port;
+}
+
+void IpmiClient::Session::Report(const std::string& tried, const std::optional<Failure>& failure)
 {
     lastError.clear();
-    if (!outcome.Good()) {
-        lastError = tried + Target(credentials) + ": " + outcome.text;
-        Log(Level(outcome.state), __FILE__, __LINE__).Stream() << lastError;
+    if (failure) {
+        lastError = tried + Target() + ": " + Describe(*failure);
+        Log(Level(failure->code), __FILE__, __LINE__).Stream() << lastError;
     }
 }
 
-Outcome IpmiClient::Session::Open()
+std::optional<Failure> IpmiClient::Session::Open()
 {
     session.reset();
-    LoginSettings settings;
-    Outcome outcome = PrepareLogin(credentials, settings);
-    if (outcome.Good()) {
-        session = std::make_unique<RmcpSession>(credentials, settings);
-        outcome = session->Open();
+    if (std::optional<Failure> failure = Rmcp::ReadLoginSettings(credentials, settings)) {
+        return failure;
     }
-    if (!outcome.Good()) {
-        session.reset();
-    }
-    return outcome;
+    return Rmcp::LogIn(credentials, settings, session);
 }
 
-Outcome IpmiClient::Session::Check(const IPMICOMMAND& request) const
+std::optional<Failure> IpmiClient::Session::Check(const IPMICOMMAND& request) const
 {
     if (session == nullptr) {
-        return {CONNECTION_FAILED, "no session is open; connect first"};
+        return Failure{CONNECTION_FAILED, "no session is open", "connect first"};
     }
     if (request.netFn > kLastRequestNetFn || request.netFn % 2 != 0) {
-        return {CONNECTION_FAILED, "network function " + std::to_string(request.netFn) +
-                                       " is no request; use an even number up to 62"};
+        return Failure{CONNECTION_FAILED,
+                       "network function " + std::to_string(request.netFn) + " is no request",
+                       "use an even number up to 62"};
     }
     if (request.data.size() > mostData) {
-        return {CONNECTION_FAILED, std::to_string(request.data.size()) +
-                                       " bytes of data are more than the limit of " +
-                                       std::to_string(mostData)};
+        return Failure{CONNECTION_FAILED, std::to_string(request.data.size()) +
+                                              " bytes of data are more than the limit of " +
+                                              std::to_string(mostData)};
     }
     return {};
 }
 
-Outcome IpmiClient::Session::Ask(const IPMICOMMAND& request, IpmiAnswer& answer)
+std::optional<Failure> IpmiClient::Session::Ask(const IPMICOMMAND& request, IpmiAnswer& answer)
 {
-    Outcome outcome = Check(request);
-    if (outcome.Good()) {
-        outcome = session->Ask(request, answer);
+    std::optional<Failure> failure = Check(request);
+    if (!failure) {
+        failure = session->Ask(request, answer);
     }
     if (Interruption::Raised()) {
         session.reset();
     }
-    return outcome;
+    return failure;
 }
 
 IpmiClientInterface::~IpmiClientInterface() = default;
@@ -127,9 +129,9 @@ IpmiClient::~IpmiClient() = default;
 
 CONNECTIONSTATE IpmiClient::connect()
 {
-    const Outcome outcome = session_->Open();
-    session_->Report("log-in at ", outcome);
-    return outcome.state;
+    const std::optional<Failure> failure = session_->Open();
+    session_->Report("log-in at ", failure);
+    return failure ? failure->code : CONNECTION_CONNECTED;
 }
 
 void IpmiClient::disconnect()
@@ -141,12 +143,12 @@ std::int32_t IpmiClient::send(const IPMICOMMAND& request, std::vector<std::uint8
                               std::uint8_t& completionCode)
 {
     IpmiAnswer answer;
-    const Outcome outcome = session_->Ask(request, answer);
-    session_->Report("request to ", outcome);
-    unanswered += outcome.Good() ? 0U : 1U;
+    const std::optional<Failure> failure = session_->Ask(request, answer);
+    session_->Report("request to ", failure);
+    unanswered += failure ? 1U : 0U;
     response = std::move(answer.data);
-    completionCode = outcome.Good() ? answer.completionCode : kNoCompletionCode;
-    return outcome.Good() ? 0 : -1;
+    completionCode = failure ? kNoCompletionCode : answer.completionCode;
+    return failure ? -1 : 0;
 }
 
 void IpmiClient::setBlockLength(std::uint16_t length)

@@ -100,8 +100,8 @@ public:
     /// that waits, in whatever thread, closes its session on the module and fails at once, and so
     /// does every later one. A session whose thread is not inside a call is closed by that thread,
     /// with disconnect() or the destructor, which then do not wait for the module. May be called
-    /// from a signal handler; a child made by fork() starts with its parent's word and hears no
-    /// later one.
+    /// from a signal handler; a child made by fork() starts with its parent's stop request and
+    /// hears no later one.
     static void interruptAll();
 
     /// Waits until no client of this process holds a session, for at most so long. After

@@ -1,50 +1,33 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 /// @file
-/// What a log-in needs, checked before the first packet leaves.
+/// The log-in to a module.
+///
+/// It is led packet by packet, with libfreeipmi's messages, keys and signatures, and not by its
+/// ipmi_ctx_open_outofband_2_0(), because that one
+///  - walks away from a log-in whose password proves wrong, which leaves the module with a
+///    half-open session until it times out (some twenty seconds to a minute): a few dozen wrong
+///    passwords lock everybody out,
+///  - reports "no session free" and "cipher suite not offered" as one error, of which the first is
+///    worth another try and the second is not,
+///  - cannot be woken from a wait.
 #ifndef MODULE_IPMI_IPMI_CLIENT_LOGIN_H
 #define MODULE_IPMI_IPMI_CLIENT_LOGIN_H
 
-#include <chrono>
-#include <cstddef>
-#include <cstdint>
-#include <string>
+#include <memory>
+#include <optional>
 
-#include "module/ipmi/ipmi_client/outcome.h"
-#include "module/ipmi/ipmi_client/secret.h"
+#include "module/ipmi/ipmi_client/failure.h"
+#include "module/ipmi/ipmi_client/login_settings.h"
+#include "module/ipmi/ipmi_client/session.h"
 
-namespace Tulvo {
+namespace Tulvo::Rmcp {
 
-/// Bytes that IPMI 2.0 has room for.
-inline constexpr std::size_t kLongestUserName = 16;
-inline constexpr std::size_t kLongestPassword = 20;
+/// Logs in once, with the privilege that the settings name. After a failure no session is left on
+/// the module, unless it never answered.
+/// @param session the open session; untouched on failure.
+std::optional<Failure> LogIn(const Credentials& credentials, const LoginSettings& settings,
+                             std::unique_ptr<Session>& session);
 
-using Password = Secret<kLongestPassword>;
-
-/// The caller's parameters as they came.
-struct Credentials
-{
-    std::string address;
-    std::string userName;
-    Password password;
-    std::string port;
-    std::uint64_t cipherSuite;
-};
-
-/// The settings of one log-in, all within their ranges.
-struct LoginSettings
-{
-    std::uint16_t port = 0;
-    std::uint8_t privilege = 0;
-    std::uint8_t cipherSuite = 0;
-    std::chrono::milliseconds sessionTimeout{};
-    std::chrono::milliseconds retransmissionTimeout{};
-};
-
-/// Reads the settings from the parameters and the configuration. A parameter or a setting that
-/// would change what the caller meant (a longer password, a suite without encryption) ends the
-/// log-in; a wait that makes no sense is replaced by its default with a warning.
-Outcome PrepareLogin(const Credentials& credentials, LoginSettings& settings);
-
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp
 
 #endif

@@ -3,7 +3,7 @@
 
 #include <array>
 
-namespace Tulvo {
+namespace Tulvo::Rmcp {
 namespace {
 
 constexpr std::size_t kLongestPacket = 1024;
@@ -163,4 +163,4 @@ std::optional<IpmiAnswer> UnpackAnswer(SessionState& session, const Packet& pack
                       message.Bytes("data")};
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp

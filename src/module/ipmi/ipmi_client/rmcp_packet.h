@@ -11,40 +11,16 @@
 
 #include "module/ipmi/ipmi_client/fiid_object.h"
 #include "module/ipmi/ipmi_client/ipmi_command.h"
-#include "module/ipmi/ipmi_client/secret.h"
-#include "module/ipmi/ipmi_client/sequence_window.h"
+#include "module/ipmi/ipmi_client/session_state.h"
 #include "module/ipmi/ipmi_client/udp_link.h"
 
-namespace Tulvo {
+namespace Tulvo::Rmcp {
 
 /// What came back for a request.
 struct IpmiAnswer
 {
     std::uint8_t completionCode = 0xFF;
     std::vector<std::uint8_t> data;
-};
-
-struct Algorithms
-{
-    std::uint8_t authentication = 0;
-    std::uint8_t integrity = 0;
-    std::uint8_t confidentiality = 0;
-};
-
-/// Holds a key of each algorithm that a cipher suite can name.
-using Key = Secret<32>;
-
-/// What both sides agreed on in the log-in.
-struct SessionState
-{
-    Algorithms algorithms;
-    std::uint32_t consoleId = 0;  ///< The session's id in packets to this side.
-    std::uint32_t moduleId = 0;   ///< The session's id in packets to the module.
-    Key sessionKey;
-    Key integrityKey;
-    Key confidentialityKey;
-    std::uint32_t sent = 0;   ///< Sequence number of the last packet to the module.
-    SequenceWindow received;  ///< Sequence numbers of the packets from the module.
 };
 
 /// A message of the log-in, which is neither signed nor encrypted.
@@ -61,6 +37,6 @@ Packet PackRequest(SessionState& session, const IPMICOMMAND& request, std::uint8
 std::optional<IpmiAnswer> UnpackAnswer(SessionState& session, const Packet& packet,
                                        const IPMICOMMAND& request, std::uint8_t requestNumber);
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp
 
 #endif

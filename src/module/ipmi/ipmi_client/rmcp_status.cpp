@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "module/ipmi/ipmi_client/rmcp_status.h"
 
+#include <freeipmi/freeipmi.h>
+
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <iterator>
 #include <string>
 
-namespace Tulvo {
+namespace Tulvo::Rmcp {
 namespace {
 
 enum class Reason
@@ -28,27 +29,31 @@ struct StatusMeaning
 };
 
 constexpr std::array kMeanings{
-    StatusMeaning{0x01, Reason::kNoSessionFree},  // insufficient resources to create a session
-    StatusMeaning{0x02, Reason::kForgotten},      // invalid session id
-    StatusMeaning{0x04, Reason::kCipherSuite},    // invalid authentication algorithm
-    StatusMeaning{0x05, Reason::kCipherSuite},    // invalid integrity algorithm
-    StatusMeaning{0x06, Reason::kCipherSuite},    // no matching authentication payload
-    StatusMeaning{0x07, Reason::kCipherSuite},    // no matching integrity payload
-    StatusMeaning{0x08, Reason::kForgotten},      // inactive session id
-    StatusMeaning{0x09, Reason::kPrivilege},      // invalid role
-    StatusMeaning{0x0A, Reason::kPrivilege},      // unauthorized role or privilege level
-    StatusMeaning{0x0B, Reason::kNoSessionFree},  // insufficient resources at the requested role
-    StatusMeaning{0x0C, Reason::kUserName},       // invalid name length
-    StatusMeaning{0x0D, Reason::kUserName},       // unauthorized name
-    StatusMeaning{kInvalidIntegrityCheckValue, Reason::kPassword},
-    StatusMeaning{0x10, Reason::kCipherSuite},  // invalid confidentiality algorithm
-    StatusMeaning{kNoCipherSuiteMatch, Reason::kCipherSuite},
+    StatusMeaning{RMCPPLUS_STATUS_INSUFFICIENT_RESOURCES_TO_CREATE_A_SESSION,
+                  Reason::kNoSessionFree},
+    StatusMeaning{RMCPPLUS_STATUS_INVALID_SESSION_ID, Reason::kForgotten},
+    StatusMeaning{RMCPPLUS_STATUS_INVALID_AUTHENTICATION_ALGORITHM, Reason::kCipherSuite},
+    StatusMeaning{RMCPPLUS_STATUS_INVALID_INTEGRITY_ALGORITHM, Reason::kCipherSuite},
+    StatusMeaning{RMCPPLUS_STATUS_NO_MATCHING_AUTHENTICATION_PAYLOAD, Reason::kCipherSuite},
+    StatusMeaning{RMCPPLUS_STATUS_NO_MATCHING_INTEGRITY_PAYLOAD, Reason::kCipherSuite},
+    StatusMeaning{RMCPPLUS_STATUS_INACTIVE_SESSION_ID, Reason::kForgotten},
+    StatusMeaning{RMCPPLUS_STATUS_INVALID_ROLE, Reason::kPrivilege},
+    StatusMeaning{RMCPPLUS_STATUS_UNAUTHORIZED_ROLE_OR_PRIVILEGE_LEVEL_REQUESTED,
+                  Reason::kPrivilege},
+    StatusMeaning{RMCPPLUS_STATUS_INSUFFICIENT_RESOURCES_TO_CREATE_A_SESSION_AT_THE_REQUESTED_TIME,
+                  Reason::kNoSessionFree},
+    StatusMeaning{RMCPPLUS_STATUS_INVALID_NAME_LENGTH, Reason::kUserName},
+    StatusMeaning{RMCPPLUS_STATUS_UNAUTHORIZED_NAME, Reason::kUserName},
+    StatusMeaning{RMCPPLUS_STATUS_INVALID_INTEGRITY_CHECK_VALUE, Reason::kPassword},
+    StatusMeaning{RMCPPLUS_STATUS_INVALID_CONFIDENTIALITY_ALGORITHM, Reason::kCipherSuite},
+    StatusMeaning{RMCPPLUS_STATUS_NO_CIPHER_SUITE_MATCH_WITH_PROPOSED_SECURITY_ALGORITHMS,
+                  Reason::kCipherSuite},
 };
 
 struct Sentence
 {
     CONNECTIONSTATE state;
-    const char* came;
+    const char* what;
     const char* advice;
 };
 
@@ -80,13 +85,13 @@ Sentence SentenceFor(Reason reason)
 
 constexpr std::array kPrivilegeNames{"user", "operator", "administrator"};
 
-std::string Detail(Reason reason, std::uint8_t status, const LoginSettings& settings)
+std::string Subject(Reason reason, std::uint8_t status, const LoginSettings& settings)
 {
     if (reason == Reason::kCipherSuite) {
         return std::to_string(settings.cipherSuite);
     }
     if (reason == Reason::kPrivilege) {
-        return kPrivilegeNames.at(settings.privilege - 2U);
+        return kPrivilegeNames.at(settings.privilege - IPMI_PRIVILEGE_LEVEL_USER);
     }
     return reason == Reason::kProtocol ? std::to_string(status) : "";
 }
@@ -99,23 +104,28 @@ Reason ReasonOf(std::uint8_t status)
     return found == kMeanings.end() ? Reason::kProtocol : found->reason;
 }
 
-Outcome Describe(Reason reason, std::uint8_t status, const LoginSettings& settings)
+Failure FailureFor(Reason reason, std::uint8_t status, const LoginSettings& settings)
 {
     const Sentence sentence = SentenceFor(reason);
-    return {sentence.state,
-            sentence.came + Detail(reason, status, settings) + "; " + sentence.advice};
+    Failure failure{sentence.state, sentence.what + Subject(reason, status, settings),
+                    sentence.advice};
+    failure.accountRefused = reason == Reason::kUserName || reason == Reason::kPassword;
+    return failure;
 }
 
 }  // namespace
 
-Outcome OutcomeOfStatus(std::uint8_t status, const LoginSettings& settings)
+std::optional<Failure> FailureOfStatus(std::uint8_t status, const LoginSettings& settings)
 {
-    return status == 0 ? Outcome{} : Describe(ReasonOf(status), status, settings);
+    if (status == RMCPPLUS_STATUS_NO_ERRORS) {
+        return {};
+    }
+    return FailureFor(ReasonOf(status), status, settings);
 }
 
-Outcome PrivilegeRefused(const LoginSettings& settings)
+Failure PrivilegeRefused(const LoginSettings& settings)
 {
-    return Describe(Reason::kPrivilege, 0, settings);
+    return FailureFor(Reason::kPrivilege, RMCPPLUS_STATUS_NO_ERRORS, settings);
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp

@@ -5,23 +5,19 @@
 #define MODULE_IPMI_IPMI_CLIENT_RMCP_STATUS_H
 
 #include <cstdint>
+#include <optional>
 
-#include "module/ipmi/ipmi_client/login.h"
-#include "module/ipmi/ipmi_client/outcome.h"
+#include "module/ipmi/ipmi_client/failure.h"
+#include "module/ipmi/ipmi_client/login_settings.h"
 
-namespace Tulvo {
+namespace Tulvo::Rmcp {
 
-/// Statuses that this side, too, comes to: the other one proves not to know the password, or offers
-/// other algorithms than it was asked for.
-inline constexpr std::uint8_t kInvalidIntegrityCheckValue = 0x0F;
-inline constexpr std::uint8_t kNoCipherSuiteMatch = 0x11;
+/// The failure that an RMCP+ status code stands for; none for 0.
+std::optional<Failure> FailureOfStatus(std::uint8_t status, const LoginSettings& settings);
 
-/// The outcome for an RMCP+ status code; good for 0.
-Outcome OutcomeOfStatus(std::uint8_t status, const LoginSettings& settings);
+/// The failure of a log-in at a module that does not grant the privilege.
+Failure PrivilegeRefused(const LoginSettings& settings);
 
-/// The outcome for a module that does not grant the privilege.
-Outcome PrivilegeRefused(const LoginSettings& settings);
-
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp
 
 #endif

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <string_view>
 
-namespace Tulvo {
+namespace Tulvo::Rmcp {
 
 /// Up to `Capacity` secret bytes, held in place (a container that grows would leave copies in freed
 /// memory) and overwritten at the end. Bytes that are not used are 0.
@@ -49,6 +49,6 @@ private:
     std::size_t size_ = 0;
 };
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp
 
 #endif

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-namespace Tulvo {
+namespace Tulvo::Rmcp {
 
 /// Accepts each sequence number once, and none that is 16 or more behind the highest: datagrams may
 /// overtake each other, but not by more.
@@ -37,6 +37,6 @@ private:
     std::uint32_t seen_ = 1;  // 0 is no number of a signed packet
 };
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp
 
 #endif

@@ -3,7 +3,6 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,18 +11,17 @@
 
 #include "common/interruption/interruption.h"
 
-namespace Tulvo {
+namespace Tulvo::Rmcp {
 namespace {
 
-Outcome Describe(int error)
+Failure FailureOf(int error)
 {
     if (error == ECONNREFUSED) {
-        return {CONNECTION_TRY_AGAIN,
-                "nothing listens on that port; check address and port, or wait if the module is "
-                "starting"};
+        return {CONNECTION_TRY_AGAIN, "nothing listens on that port",
+                "check address and port, or wait if the module is starting"};
     }
-    return {CONNECTION_FAILED, std::generic_category().message(error) +
-                                   "; check the address and the way to the module"};
+    return {CONNECTION_FAILED, std::generic_category().message(error),
+            "check the address and the way to the module"};
 }
 
 int RemainingMilliseconds(Clock::time_point deadline)
@@ -34,31 +32,24 @@ int RemainingMilliseconds(Clock::time_point deadline)
 
 }  // namespace
 
-Outcome UdpLink::Open(const Endpoint& endpoint)
+std::optional<Failure> UdpLink::Open(const Endpoint& endpoint)
 {
-    Close();
-    socket_ = socket(endpoint.address.ss_family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    hasReceived_ = false;
+    socket_ = FileDescriptor(
+        socket(endpoint.address.ss_family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     const auto* const address = reinterpret_cast<const sockaddr*>(&endpoint.address);
-    if (socket_ < 0 || connect(socket_, address, endpoint.length) != 0) {
-        return Describe(errno);
+    if (!socket_.Valid() || connect(socket_.Get(), address, endpoint.length) != 0) {
+        return FailureOf(errno);
     }
     return {};
-}
-
-void UdpLink::Close()
-{
-    if (socket_ >= 0) {
-        close(socket_);
-        socket_ = -1;
-    }
 }
 
 void UdpLink::Send(const Packet& packet) const
 {
     // An error that an earlier datagram met is reported once, here, instead of sending; Receive()
     // would have told of it, and the second call sends.
-    if (send(socket_, packet.data(), packet.size(), MSG_NOSIGNAL) < 0) {
-        send(socket_, packet.data(), packet.size(), MSG_NOSIGNAL);
+    if (send(socket_.Get(), packet.data(), packet.size(), MSG_NOSIGNAL) < 0) {
+        send(socket_.Get(), packet.data(), packet.size(), MSG_NOSIGNAL);
     }
 }
 
@@ -69,7 +60,8 @@ Reception UdpLink::Receive(Clock::time_point deadline, Packet& packet,
     const int interruption = interruptible ? Interruption::Descriptor() : -1;
     for (;;) {
         const int wait = RemainingMilliseconds(deadline);
-        std::array<pollfd, 2> events{pollfd{socket_, POLLIN, 0}, pollfd{interruption, POLLIN, 0}};
+        std::array<pollfd, 2> events{pollfd{socket_.Get(), POLLIN, 0},
+                                     pollfd{interruption, POLLIN, 0}};
         const int ready = poll(events.data(), events.size(), wait);
         if (interruptible && Interruption::Raised()) {
             return Reception::kInterrupted;
@@ -89,7 +81,7 @@ Reception UdpLink::Receive(Clock::time_point deadline, Packet& packet,
 // Silence stands for a datagram that is none of ours, or that the kernel found damaged on reading.
 Reception UdpLink::Read(Packet& packet)
 {
-    const ssize_t length = recv(socket_, buffer_.data(), buffer_.size(), MSG_TRUNC);
+    const ssize_t length = recv(socket_.Get(), buffer_.data(), buffer_.size(), MSG_TRUNC);
     if (length < 0) {
         error_ = errno;
         const bool passing = error_ == EAGAIN || error_ == EINTR || error_ == ENOMEM;
@@ -98,13 +90,14 @@ Reception UdpLink::Read(Packet& packet)
     if (static_cast<std::size_t>(length) > buffer_.size()) {
         return Reception::kSilence;
     }
+    hasReceived_ = true;
     packet.assign(buffer_.begin(), buffer_.begin() + length);
     return Reception::kPacket;
 }
 
-Outcome UdpLink::Failure() const
+Failure UdpLink::LastFailure() const
 {
-    return Describe(error_);
+    return FailureOf(error_);
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp

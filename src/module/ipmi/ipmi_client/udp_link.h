@@ -8,12 +8,14 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
+#include "common/platform/file_descriptor.h"
+#include "module/ipmi/ipmi_client/failure.h"
 #include "module/ipmi/ipmi_client/host_lookup.h"
-#include "module/ipmi/ipmi_client/outcome.h"
 
-namespace Tulvo {
+namespace Tulvo::Rmcp {
 
 using Clock = std::chrono::steady_clock;
 using Packet = std::vector<std::uint8_t>;
@@ -24,7 +26,7 @@ enum class Reception
     kPacket,
     kSilence,      ///< The time is up.
     kInterrupted,  ///< The process wants to end.
-    kFailed,       ///< The network said why: see UdpLink::Failure().
+    kFailed,       ///< The network said why: see UdpLink::LastFailure().
 };
 
 /// A socket of its own per session, connected, so that the kernel drops what others send and
@@ -32,36 +34,33 @@ enum class Reception
 class UdpLink
 {
 public:
-    UdpLink() = default;
-    UdpLink(const UdpLink&) = delete;
-    UdpLink& operator=(const UdpLink&) = delete;
-    ~UdpLink() { Close(); }
-
     enum class OnInterruption
     {
         kReturn,
         kGoOn,
     };
 
-    Outcome Open(const Endpoint& endpoint);
-    void Close();
+    std::optional<Failure> Open(const Endpoint& endpoint);
 
-    /// A datagram that cannot be sent now is like one lost on the way: the caller sends it again.
+    /// A datagram that cannot be sent now is like one that gets lost: the caller sends it again.
     void Send(const Packet& packet) const;
     Reception Receive(Clock::time_point deadline, Packet& packet,
                       OnInterruption onInterruption = OnInterruption::kReturn);
     /// What the network said, after Reception::kFailed.
-    Outcome Failure() const;
+    Failure LastFailure() const;
+    /// Whether a datagram has arrived since Open().
+    bool HasReceived() const { return hasReceived_; }
 
 private:
     Reception Read(Packet& packet);
 
     // Twice what an Ethernet frame carries; a longer datagram is no answer of a module.
     std::array<std::uint8_t, 3000> buffer_{};
-    int socket_ = -1;
+    FileDescriptor socket_;
+    bool hasReceived_ = false;
     int error_ = 0;
 };
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Rmcp
 
 #endif

@@ -9,23 +9,23 @@
 #include "module/ipmi/ipmi_client/ipmi_client.h"
 #include "tests/fakes/fake_config.h"
 #include "tests/fakes/fake_log.h"
-#include "tests/ipmi_client/meddling_relay.h"
-#include "tests/ipmi_client/obedient_module.h"
+#include "tests/ipmi_client/fake_rmcp_module.h"
+#include "tests/ipmi_client/fault_injecting_relay.h"
 
 namespace Tulvo {
 namespace {
 
 using ::testing::HasSubstr;
 
-ObedientModuleOptions Module(int suite = 3)
+FakeRmcpModuleOptions Module(int suite = 3)
 {
-    ObedientModuleOptions options;
+    FakeRmcpModuleOptions options;
     options.cipherSuite = suite;
     options.answer = GrantPrivilege;
     return options;
 }
 
-IpmiClient ClientOf(const ObedientModule& module, const ObedientModuleOptions& options)
+IpmiClient ClientOf(const FakeRmcpModule& module, const FakeRmcpModuleOptions& options)
 {
     return {"127.0.0.1", options.userName, options.password, std::to_string(module.Port()),
             static_cast<std::uint64_t>(options.cipherSuite)};
@@ -35,8 +35,8 @@ TEST(CipherSuites, BothLogInAndCarryRequests)
 {
     for (const int suite : {3, 17}) {
         SCOPED_TRACE(suite);
-        const ObedientModuleOptions options = Module(suite);
-        ObedientModule module(options);
+        const FakeRmcpModuleOptions options = Module(suite);
+        FakeRmcpModule module(options);
         IpmiClient client = ClientOf(module, options);
         ASSERT_EQ(client.connect(), CONNECTION_CONNECTED) << client.lastError();
         Bytes response;
@@ -53,13 +53,13 @@ TEST(CipherSuites, TheConfiguredOneDecides)
 {
     Fakes::FakeConfig config;
     config.values["IPMI_CIPHER_SUITE"] = 17;
-    const ObedientModule module(Module(17));
+    const FakeRmcpModule module(Module(17));
     EXPECT_EQ(ClientOf(module, Module(3)).connect(), CONNECTION_CONNECTED);
 }
 
 TEST(CipherSuites, OneThatTheModuleDoesNotOfferIsRefused)
 {
-    const ObedientModule module(Module(17));
+    const FakeRmcpModule module(Module(17));
     IpmiClient client = ClientOf(module, Module(3));
     EXPECT_EQ(client.connect(), CONNECTION_REFUSED);
     EXPECT_THAT(client.lastError(), HasSubstr("does not offer cipher suite 3"));
@@ -69,10 +69,10 @@ TEST(LogIn, TakesNamesAndPasswordsUpToTheLimits)
 {
     for (const int suite : {3, 17}) {
         for (const std::size_t length : {0U, 1U, 16U, 19U, 20U}) {
-            ObedientModuleOptions options = Module(suite);
+            FakeRmcpModuleOptions options = Module(suite);
             options.password = std::string(length, 'p');
             options.userName = std::string(std::min<std::size_t>(length, 16), 'u');
-            const ObedientModule module(options);
+            const FakeRmcpModule module(options);
             IpmiClient client = ClientOf(module, options);
             EXPECT_EQ(client.connect(), CONNECTION_CONNECTED)
                 << length << ": " << client.lastError();
@@ -83,8 +83,8 @@ TEST(LogIn, TakesNamesAndPasswordsUpToTheLimits)
 TEST(LogIn, AWrongPasswordIsRefusedAndLeavesNoSession)
 {
     for (const int suite : {3, 17}) {
-        ObedientModuleOptions options = Module(suite);
-        ObedientModule module(options);
+        FakeRmcpModuleOptions options = Module(suite);
+        FakeRmcpModule module(options);
         options.password = "secreT";
         IpmiClient client = ClientOf(module, options);
         EXPECT_EQ(client.connect(), CONNECTION_REFUSED);
@@ -99,22 +99,22 @@ TEST(LogIn, SucceedsWithASlowModuleWhetherOrNotItDrawsANewRandomNumberForEachReq
         SCOPED_TRACE(drawsAnew);
         Fakes::FakeConfig config;
         config.values = {{"IPMI_SESSION_TIMEOUT_MS", 5000}, {"IPMI_RETRANSMISSION_TIMEOUT_MS", 50}};
-        ObedientModuleOptions options = Module();
+        FakeRmcpModuleOptions options = Module();
         options.drawsAnew = drawsAnew;
-        const ObedientModule module(options);
+        const FakeRmcpModule module(options);
         // The reply to the request is as late as the one to its copy.
         Datagram late;
-        const MeddlingRelay relay(module.Port(), MeddlingRelay::PassOn,
-                                  [&](const Datagram& d) -> std::vector<Datagram> {
-                                      if (!Carries(d, kRakp2)) {
-                                          return {d};
-                                      }
-                                      if (late.empty()) {
-                                          late = d;
-                                          return {};
-                                      }
-                                      return {late, d};
-                                  });
+        const FaultInjectingRelay relay(module.Port(), FaultInjectingRelay::PassOn,
+                                        [&](const Datagram& d) -> std::vector<Datagram> {
+                                            if (!Carries(d, kRakp2)) {
+                                                return {d};
+                                            }
+                                            if (late.empty()) {
+                                                late = d;
+                                                return {};
+                                            }
+                                            return {late, d};
+                                        });
         IpmiClient client("127.0.0.1", options.userName, options.password,
                           std::to_string(relay.Port()), 3);
         EXPECT_EQ(client.connect(), CONNECTION_CONNECTED) << client.lastError();
@@ -141,9 +141,9 @@ TEST(Privilege, ThatIsNotGrantedEndsTheLogInAndTheSession)
     };
     for (const PrivilegeCase& c : cases) {
         SCOPED_TRACE(::testing::PrintToString(c.answer));
-        ObedientModuleOptions options = Module();
+        FakeRmcpModuleOptions options = Module();
         options.answer = [&](std::uint8_t, std::uint8_t, const Bytes&) { return c.answer; };
-        ObedientModule module(options);
+        FakeRmcpModule module(options);
         IpmiClient client = ClientOf(module, options);
         EXPECT_EQ(client.connect(), c.state);
         EXPECT_THAT(client.lastError(), HasSubstr(c.said));
@@ -157,12 +157,12 @@ TEST(Privilege, TheConfiguredLevelIsAskedFor)
         Fakes::FakeConfig config;
         config.values["IPMI_PRIVILEGE_LEVEL"] = level;
         Bytes asked;
-        ObedientModuleOptions options = Module();
+        FakeRmcpModuleOptions options = Module();
         options.answer = [&](std::uint8_t netFn, std::uint8_t command, const Bytes& data) {
             asked = data;
             return GrantPrivilege(netFn, command, data);
         };
-        const ObedientModule module(options);
+        const FakeRmcpModule module(options);
         IpmiClient client = ClientOf(module, options);
         ASSERT_EQ(client.connect(), CONNECTION_CONNECTED) << client.lastError();
         EXPECT_EQ(asked, Bytes{static_cast<std::uint8_t>(level)});
@@ -182,11 +182,11 @@ TEST(Answer, OfEveryLengthAndCompletionCodeIsBroughtWhole)
 {
     for (const int suite : {3, 17}) {
         Bytes next;
-        ObedientModuleOptions options = Module(suite);
+        FakeRmcpModuleOptions options = Module(suite);
         options.answer = [&](std::uint8_t netFn, std::uint8_t command, const Bytes& data) {
             return netFn == 0x06 ? GrantPrivilege(netFn, command, data) : next;
         };
-        const ObedientModule module(options);
+        const FakeRmcpModule module(options);
         IpmiClient client = ClientOf(module, options);
         ASSERT_EQ(client.connect(), CONNECTION_CONNECTED) << client.lastError();
         for (std::size_t length = 0; length <= 0xFF; ++length) {
@@ -205,12 +205,12 @@ TEST(Answer, OfEveryLengthAndCompletionCodeIsBroughtWhole)
 TEST(Request, OfEveryLengthArrivesWhole)
 {
     Bytes arrived;
-    ObedientModuleOptions options = Module();
+    FakeRmcpModuleOptions options = Module();
     options.answer = [&](std::uint8_t netFn, std::uint8_t command, const Bytes& data) {
         arrived = data;
         return GrantPrivilege(netFn, command, data);
     };
-    const ObedientModule module(options);
+    const FakeRmcpModule module(options);
     IpmiClient client = ClientOf(module, options);
     ASSERT_EQ(client.connect(), CONNECTION_CONNECTED) << client.lastError();
     Bytes response;

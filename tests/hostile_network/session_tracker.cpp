@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/hostile_network/session_ledger.h"
+#include "tests/hostile_network/session_tracker.h"
 
 #include <algorithm>
 #include <cstring>
@@ -25,13 +25,13 @@ bool HasStatus(const Datagram& datagram)
 
 }  // namespace
 
-std::vector<Datagram> SessionLedger::Asks(const Datagram& datagram)
+std::vector<Datagram> SessionTracker::Asks(const Datagram& datagram)
 {
     const bool begins =
         Carries(datagram, kOpenSessionRequest) && IdAt(kConsoleSessionId, datagram) != client_;
-    std::vector<Datagram> lastWords;
+    std::vector<Datagram> closing;
     if (begins || datagram.empty()) {
-        lastWords = TakeLastWords();
+        closing = TakeClosingMessages();
     }
     if (begins) {
         client_ = IdAt(kConsoleSessionId, datagram);
@@ -45,26 +45,26 @@ std::vector<Datagram> SessionLedger::Asks(const Datagram& datagram)
         refusals_.push_back(datagram);
     }
     last_ = datagram;
-    return lastWords;
+    return closing;
 }
 
-std::vector<Datagram> SessionLedger::TakeLastWords()
+std::vector<Datagram> SessionTracker::TakeClosingMessages()
 {
-    std::vector<Datagram> words = std::exchange(refusals_, {});
+    std::vector<Datagram> messages = std::exchange(refusals_, {});
     if (Carries(last_, kSealedIpmi)) {
-        words.push_back(last_);
+        messages.push_back(last_);
     }
-    return words;
+    return messages;
 }
 
-void SessionLedger::Answers(const Datagram& datagram)
+void SessionTracker::Answers(const Datagram& datagram)
 {
     if (Carries(datagram, kOpenSessionResponse) && !HasStatus(datagram)) {
         opened_.insert(IdAt(kModuleSessionIdInReply, datagram));
     }
 }
 
-std::size_t SessionLedger::Excused() const
+std::size_t SessionTracker::Excused() const
 {
     return static_cast<std::size_t>(
         std::count_if(opened_.begin(), opened_.end(),

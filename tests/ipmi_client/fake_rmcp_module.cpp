@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/ipmi_client/obedient_module.h"
+#include "tests/ipmi_client/fake_rmcp_module.h"
 
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
@@ -77,16 +77,16 @@ Bytes GrantPrivilege(std::uint8_t netFn, std::uint8_t command, const Bytes& data
     return asked ? Bytes{0x00, data[0]} : Bytes{0xC1};
 }
 
-ObedientModule::ObedientModule(ObedientModuleOptions options)
+FakeRmcpModule::FakeRmcpModule(FakeRmcpModuleOptions options)
     : options_(std::move(options)),
       socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
       stop_(eventfd(0, EFD_CLOEXEC)),
       port_(BindToFreePort(socket_)),
-      thread_(&ObedientModule::Run, this)
+      thread_(&FakeRmcpModule::Run, this)
 {
 }
 
-ObedientModule::~ObedientModule()
+FakeRmcpModule::~FakeRmcpModule()
 {
     eventfd_write(stop_, 1);
     thread_.join();
@@ -94,7 +94,7 @@ ObedientModule::~ObedientModule()
     close(stop_);
 }
 
-std::size_t ObedientModule::OpenSessions()
+std::size_t FakeRmcpModule::OpenSessions()
 {
     // The thread holds the lock from the moment a packet is seen until it is handled.
     for (;;) {
@@ -106,7 +106,7 @@ std::size_t ObedientModule::OpenSessions()
     }
 }
 
-void ObedientModule::Run()
+void FakeRmcpModule::Run()
 {
     std::array<pollfd, 2> events{pollfd{stop_, POLLIN, 0}, pollfd{socket_, POLLIN, 0}};
     while (poll(events.data(), events.size(), -1) > 0 && events[0].revents == 0) {
@@ -124,7 +124,7 @@ void ObedientModule::Run()
     }
 }
 
-void ObedientModule::Take(const Bytes& packet)
+void FakeRmcpModule::Take(const Bytes& packet)
 {
     const std::uint8_t type = packet[kSessionHeader + 1];
     const Bytes message = Slice(packet, kPayload, packet.size());
@@ -139,7 +139,7 @@ void ObedientModule::Take(const Bytes& packet)
     }
 }
 
-Bytes ObedientModule::OpenSession(const Bytes& message)
+Bytes FakeRmcpModule::OpenSession(const Bytes& message)
 {
     const Bytes consoleId = Slice(message, 4, 4);
     const Bytes algorithms = Slice(message, 8, 24);
@@ -153,7 +153,7 @@ Bytes ObedientModule::OpenSession(const Bytes& message)
     return Join({{message[0], 0, message[1], 0}, consoleId, id, algorithms});
 }
 
-Bytes ObedientModule::Rakp2(const Bytes& message)
+Bytes FakeRmcpModule::Rakp2(const Bytes& message)
 {
     const Bytes id = Slice(message, 4, 4);
     Session& session = sessions_.at(id);
@@ -173,7 +173,7 @@ Bytes ObedientModule::Rakp2(const Bytes& message)
     return Join({{message[0], 0, 0, 0}, session.consoleId, session.random, kGuid, proof});
 }
 
-Bytes ObedientModule::Rakp4(const Bytes& message)
+Bytes FakeRmcpModule::Rakp4(const Bytes& message)
 {
     const Bytes id = Slice(message, 4, 4);
     Session& session = sessions_[id];
@@ -191,7 +191,7 @@ Bytes ObedientModule::Rakp4(const Bytes& message)
     return Join({{message[0], 0, 0, 0}, consoleId, Slice(check, 0, length)});
 }
 
-void ObedientModule::TakeSealed(const Bytes& packet)
+void FakeRmcpModule::TakeSealed(const Bytes& packet)
 {
     const Bytes id = Slice(packet, kSessionHeader + 2, 4);
     const auto found = sessions_.find(id);
@@ -217,7 +217,7 @@ void ObedientModule::TakeSealed(const Bytes& packet)
     }
 }
 
-Bytes ObedientModule::Respond(const Bytes& id, const Bytes& request)
+Bytes FakeRmcpModule::Respond(const Bytes& id, const Bytes& request)
 {
     const auto netFn = static_cast<std::uint8_t>(request[1] >> 2);
     const std::uint8_t command = request[5];
@@ -231,7 +231,7 @@ Bytes ObedientModule::Respond(const Bytes& id, const Bytes& request)
     return Join({head, body});
 }
 
-void ObedientModule::Seal(Session& session, Bytes message)
+void FakeRmcpModule::Seal(Session& session, Bytes message)
 {
     std::uint8_t pad = 0;
     while ((message.size() + 1) % kAesBlock != 0) {
@@ -258,7 +258,7 @@ void ObedientModule::Seal(Session& session, Bytes message)
     Send(Join({{0x06, 0x00, 0xFF, 0x07}, packet, Slice(signature, 0, signatureLength)}));
 }
 
-Bytes ObedientModule::Digest(const Bytes& key, const Bytes& text) const
+Bytes FakeRmcpModule::Digest(const Bytes& key, const Bytes& text) const
 {
     Bytes digest(EVP_MAX_MD_SIZE);
     unsigned length = 0;
@@ -268,27 +268,27 @@ Bytes ObedientModule::Digest(const Bytes& key, const Bytes& text) const
     return digest;
 }
 
-Bytes ObedientModule::PasswordKey() const
+Bytes FakeRmcpModule::PasswordKey() const
 {
     Bytes key(options_.password.begin(), options_.password.end());
     key.resize(20);
     return key;
 }
 
-Bytes ObedientModule::UserAndRole(const Session& session) const
+Bytes FakeRmcpModule::UserAndRole(const Session& session) const
 {
     const auto length = static_cast<std::uint8_t>(options_.userName.size());
     return Join(
         {{session.role, length}, Bytes(options_.userName.begin(), options_.userName.end())});
 }
 
-void ObedientModule::Send(const Bytes& packet) const
+void FakeRmcpModule::Send(const Bytes& packet) const
 {
     const sockaddr_in to = Loopback(ntohs(answerTo_));
     sendto(socket_, packet.data(), packet.size(), 0, Generic(to), sizeof to);
 }
 
-void ObedientModule::SendLogin(std::uint8_t type, const Bytes& message) const
+void FakeRmcpModule::SendLogin(std::uint8_t type, const Bytes& message) const
 {
     const auto size = static_cast<std::uint32_t>(message.size());
     Send(Join({{0x06, 0x00, 0xFF, 0x07, 0x06, type},

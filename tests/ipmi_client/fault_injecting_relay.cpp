@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/ipmi_client/meddling_relay.h"
+#include "tests/ipmi_client/fault_injecting_relay.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -12,7 +12,7 @@
 #include "tests/ipmi_client/loopback.h"
 
 namespace Tulvo {
-MeddlingRelay::MeddlingRelay(std::uint16_t serverPort, Meddler toServer, Meddler toClient)
+FaultInjectingRelay::FaultInjectingRelay(std::uint16_t serverPort, Filter toServer, Filter toClient)
     : toServer_(std::move(toServer)),
       toClient_(std::move(toClient)),
       client_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
@@ -24,10 +24,10 @@ MeddlingRelay::MeddlingRelay(std::uint16_t serverPort, Meddler toServer, Meddler
     if (connect(server_, Generic(server), sizeof server) != 0) {
         throw std::system_error(errno, std::generic_category(), "connect to the server");
     }
-    thread_ = std::thread(&MeddlingRelay::Run, this);
+    thread_ = std::thread(&FaultInjectingRelay::Run, this);
 }
 
-MeddlingRelay::~MeddlingRelay()
+FaultInjectingRelay::~FaultInjectingRelay()
 {
     eventfd_write(stop_, 1);
     thread_.join();
@@ -36,12 +36,12 @@ MeddlingRelay::~MeddlingRelay()
     }
 }
 
-std::uint16_t MeddlingRelay::ClientPort() const
+std::uint16_t FaultInjectingRelay::ClientPort() const
 {
     return ntohs(answerTo_);
 }
 
-void MeddlingRelay::Run()
+void FaultInjectingRelay::Run()
 {
     std::array<pollfd, 3> events{pollfd{stop_, POLLIN, 0}, pollfd{client_, POLLIN, 0},
                                  pollfd{server_, POLLIN, 0}};
@@ -57,7 +57,7 @@ void MeddlingRelay::Run()
     }
 }
 
-void MeddlingRelay::FromClient()
+void FaultInjectingRelay::FromClient()
 {
     Datagram datagram(65536);
     sockaddr_in from{};
@@ -73,7 +73,7 @@ void MeddlingRelay::FromClient()
     }
 }
 
-void MeddlingRelay::FromServer()
+void FaultInjectingRelay::FromServer()
 {
     Datagram datagram(65536);
     const ssize_t length = recv(server_, datagram.data(), datagram.size(), 0);

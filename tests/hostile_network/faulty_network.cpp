@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/hostile_network/bad_weather.h"
+#include "tests/hostile_network/faulty_network.h"
 
 #include <unistd.h>
 
@@ -15,11 +15,11 @@ namespace {
 
 constexpr std::size_t kRemembered = 100;
 
-std::optional<Mishap> MishapAt(std::size_t point, const PerMille& perMille)
+std::optional<Fault> FaultAt(std::size_t point, const PerMille& perMille)
 {
     for (std::size_t i = 0; i < perMille.size(); ++i) {
         if (point < perMille[i]) {
-            return static_cast<Mishap>(i);
+            return static_cast<Fault>(i);
         }
         point -= perMille[i];
     }
@@ -33,49 +33,49 @@ void Append(std::vector<Datagram>& all, std::vector<Datagram> more)
 
 }  // namespace
 
-std::vector<Datagram> BadLane::Pass(const Datagram& datagram, MishapCounts& counts)
+std::vector<Datagram> FaultyDirection::Pass(const Datagram& datagram, FaultCounts& counts)
 {
     std::vector<Datagram> arriving{datagram};
-    if (const auto mishap = MishapAt(Below(1000), perMille_)) {
-        arriving = Meet(*mishap, datagram);
+    if (const auto fault = FaultAt(Below(1000), perMille_)) {
+        arriving = Meet(*fault, datagram);
         const std::uint8_t type = datagram.size() > kPayloadType ? datagram[kPayloadType] : 0;
-        ++counts[type][static_cast<std::size_t>(*mishap)];
+        ++counts[type][static_cast<std::size_t>(*fault)];
     }
     Release(arriving);
     Remember(datagram);
     return arriving;
 }
 
-std::vector<Datagram> BadLane::Meet(Mishap mishap, const Datagram& datagram)
+std::vector<Datagram> FaultyDirection::Meet(Fault fault, const Datagram& datagram)
 {
-    switch (mishap) {
-        case Mishap::lost:
+    switch (fault) {
+        case Fault::kLost:
             return {};
-        case Mishap::doubled:
+        case Fault::kDoubled:
             return {datagram, datagram};
-        case Mishap::held:
+        case Fault::kHeld:
             if (!MayBeLate(datagram)) {
                 return {};
             }
             held_.push_back({datagram, 1 + static_cast<unsigned>(Below(3))});
             return {};
-        case Mishap::followedByOldOne:
+        case Fault::kFollowedByOldOne:
             return {datagram, past_.empty() ? datagram : past_[Below(past_.size())]};
-        case Mishap::cut:
+        case Fault::kCut:
             return {Cut(datagram)};
-        case Mishap::bitFlipped:
+        case Fault::kBitFlipped:
             return {Flip(datagram)};
     }
     return {datagram};
 }
 
-Datagram BadLane::Cut(Datagram datagram)
+Datagram FaultyDirection::Cut(Datagram datagram)
 {
     datagram.resize(Below(datagram.size() + 1));
     return datagram;
 }
 
-Datagram BadLane::Flip(Datagram datagram)
+Datagram FaultyDirection::Flip(Datagram datagram)
 {
     if (!datagram.empty()) {
         const std::size_t bit = Below(8 * datagram.size());
@@ -86,12 +86,12 @@ Datagram BadLane::Flip(Datagram datagram)
 
 // ipmi_sim takes a message of the log-in, when it comes within the session, for another log-in: the
 // session's privilege falls back, and every request is refused from then on.
-bool BadLane::MayBeLate(const Datagram& datagram)
+bool FaultyDirection::MayBeLate(const Datagram& datagram)
 {
     return !Carries(datagram, kRakp1) && !Carries(datagram, kRakp3);
 }
 
-void BadLane::Remember(const Datagram& datagram)
+void FaultyDirection::Remember(const Datagram& datagram)
 {
     if (!MayBeLate(datagram)) {
         return;
@@ -102,7 +102,7 @@ void BadLane::Remember(const Datagram& datagram)
     }
 }
 
-void BadLane::Release(std::vector<Datagram>& arriving)
+void FaultyDirection::Release(std::vector<Datagram>& arriving)
 {
     for (Held& held : held_) {
         if (held.packetsToWait-- == 0) {
@@ -113,9 +113,9 @@ void BadLane::Release(std::vector<Datagram>& arriving)
 }
 
 // A packet without content, which no client sends, stands for the end.
-std::vector<Datagram> BadWeather::ToServer(const Datagram& datagram)
+std::vector<Datagram> FaultyNetwork::ToServer(const Datagram& datagram)
 {
-    std::vector<Datagram> arriving = ledger_.Asks(datagram);
+    std::vector<Datagram> arriving = tracker_.Asks(datagram);
     if (datagram.empty()) {
         end_.count_down();
     } else {
@@ -125,7 +125,7 @@ std::vector<Datagram> BadWeather::ToServer(const Datagram& datagram)
 }
 
 // When the relay has come to the second one, what it had to send for the first has left.
-void BadWeather::EndAt(std::uint16_t relayPort)
+void FaultyNetwork::EndAt(std::uint16_t relayPort)
 {
     const int speaker = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     const sockaddr_in relay = Loopback(relayPort);
@@ -136,9 +136,9 @@ void BadWeather::EndAt(std::uint16_t relayPort)
     end_.wait();
 }
 
-std::vector<Datagram> BadWeather::ToClient(const Datagram& datagram)
+std::vector<Datagram> FaultyNetwork::ToClient(const Datagram& datagram)
 {
-    ledger_.Answers(datagram);
+    tracker_.Answers(datagram);
     return toClient_.Pass(datagram, counts_);
 }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Somebody on the way between client and module, who can do to packets what networks and attackers
-/// do.
-#ifndef TESTS_IPMI_CLIENT_MEDDLING_RELAY_H
-#define TESTS_IPMI_CLIENT_MEDDLING_RELAY_H
+/// A relay between client and module that does to packets what a network or an on-path attacker
+/// could do.
+#ifndef TESTS_IPMI_CLIENT_FAULT_INJECTING_RELAY_H
+#define TESTS_IPMI_CLIENT_FAULT_INJECTING_RELAY_H
 
 #include <cstddef>
 #include <cstdint>
@@ -18,6 +18,7 @@ using Datagram = std::vector<std::uint8_t>;
 /// The low six bits of a packet's sixth byte tell what it carries.
 inline constexpr std::size_t kPayloadType = 5;
 /// Where a log-in message keeps the fields that tests touch.
+inline constexpr std::size_t kTag = 16;
 inline constexpr std::size_t kStatus = 17;
 inline constexpr std::size_t kOpenSessionPrivilege = 17;
 /// Where a reply of the log-in names the client's session.
@@ -42,23 +43,23 @@ inline bool Carries(const Datagram& datagram, PayloadType type)
     return datagram.size() > kPayloadType && datagram[kPayloadType] == type;
 }
 
-/// Relays between one client at a time and the server. What a meddler returns is passed on in the
-/// packet's place; meddlers run on the relay's thread.
-class MeddlingRelay
+/// Relays between one client at a time and the server. What a filter returns is passed on in the
+/// packet's place; filters run on the relay's thread.
+class FaultInjectingRelay
 {
 public:
-    using Meddler = std::function<std::vector<Datagram>(const Datagram&)>;
+    using Filter = std::function<std::vector<Datagram>(const Datagram&)>;
 
     static std::vector<Datagram> PassOn(const Datagram& datagram) { return {datagram}; }
 
-    explicit MeddlingRelay(std::uint16_t serverPort, Meddler toServer = PassOn,
-                           Meddler toClient = PassOn);
-    MeddlingRelay(const MeddlingRelay&) = delete;
-    MeddlingRelay& operator=(const MeddlingRelay&) = delete;
-    ~MeddlingRelay();
+    explicit FaultInjectingRelay(std::uint16_t serverPort, Filter toServer = PassOn,
+                                 Filter toClient = PassOn);
+    FaultInjectingRelay(const FaultInjectingRelay&) = delete;
+    FaultInjectingRelay& operator=(const FaultInjectingRelay&) = delete;
+    ~FaultInjectingRelay();
 
     std::uint16_t Port() const { return port_; }
-    /// Of the client that spoke last; for meddlers.
+    /// Of the client that spoke last; for filters.
     std::uint16_t ClientPort() const;
 
 private:
@@ -66,8 +67,8 @@ private:
     void FromClient();
     void FromServer();
 
-    Meddler toServer_;
-    Meddler toClient_;
+    Filter toServer_;
+    Filter toClient_;
     int client_;
     int server_;
     int stop_;

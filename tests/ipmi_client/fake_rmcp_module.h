@@ -3,8 +3,8 @@
 /// A module for what ipmi_sim cannot play: cipher suite 17, passwords of 20 bytes, privileges that
 /// are not granted, and answers of any length. Written from the protocol's side with OpenSSL, with
 /// none of the code that the client uses.
-#ifndef TESTS_IPMI_CLIENT_OBEDIENT_MODULE_H
-#define TESTS_IPMI_CLIENT_OBEDIENT_MODULE_H
+#ifndef TESTS_IPMI_CLIENT_FAKE_RMCP_MODULE_H
+#define TESTS_IPMI_CLIENT_FAKE_RMCP_MODULE_H
 
 #include <cstdint>
 #include <functional>
@@ -19,7 +19,7 @@ namespace Tulvo {
 using Bytes = std::vector<std::uint8_t>;
 
 /// One account, one cipher suite.
-struct ObedientModuleOptions
+struct FakeRmcpModuleOptions
 {
     std::string userName = "admin";
     std::string password = "secret";
@@ -34,13 +34,13 @@ struct ObedientModuleOptions
 /// Grants the privilege that is asked for; 0xC1 for everything else.
 Bytes GrantPrivilege(std::uint8_t netFn, std::uint8_t command, const Bytes& data);
 
-class ObedientModule
+class FakeRmcpModule
 {
 public:
-    explicit ObedientModule(ObedientModuleOptions options);
-    ObedientModule(const ObedientModule&) = delete;
-    ObedientModule& operator=(const ObedientModule&) = delete;
-    ~ObedientModule();
+    explicit FakeRmcpModule(FakeRmcpModuleOptions options);
+    FakeRmcpModule(const FakeRmcpModule&) = delete;
+    FakeRmcpModule& operator=(const FakeRmcpModule&) = delete;
+    ~FakeRmcpModule();
 
     std::uint16_t Port() const { return port_; }
     /// Sessions that nobody closed, half-open ones included. What arrived before is counted.
@@ -72,7 +72,7 @@ private:
     void Send(const Bytes& packet) const;
     void SendLogin(std::uint8_t type, const Bytes& message) const;
 
-    const ObedientModuleOptions options_;
+    const FakeRmcpModuleOptions options_;
     int socket_;
     int stop_;
     std::uint16_t port_;

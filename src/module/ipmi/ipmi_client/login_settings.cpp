@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "module/ipmi/ipmi_client/login_settings.h"
+
+#include <freeipmi/freeipmi.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <optional>
+#include <system_error>
+
+#include "common/config/global_config.h"
+#include "common/log/log.h"
+
+namespace Tulvo::Rmcp {
+namespace {
+
+constexpr int kSessionTimeoutDefault = 5000;
+constexpr int kRetransmissionTimeoutDefault = 1000;
+
+// A wait of more than ten minutes is a slip of the keyboard, and would look like a hang.
+constexpr int kLongestTimeout = 600'000;
+
+// The suites that both sign and encrypt every packet, with SHA-1 or SHA-256 and AES. 0 asks for no
+// password; those that only authenticate the log-in (1, 6, 11, 15) or only sign (2, 7, 16) let an
+// on-path attacker read or forge answers; the others rest on MD5 or on RC4.
+constexpr std::array<std::uint64_t, 2> kCipherSuites{3, 17};
+
+bool HoldsNul(const std::string& text)
+{
+    return text.find('\0') != std::string::npos;
+}
+
+std::optional<Failure> CheckAddress(const std::string& address)
+{
+    if (address.empty()) {
+        return Failure{CONNECTION_FAILED, "the address is empty", "name the module's host"};
+    }
+    if (HoldsNul(address)) {
+        return Failure{CONNECTION_FAILED, "the address holds a NUL byte", "check it"};
+    }
+    return {};
+}
+
+std::optional<Failure> CheckUserName(const std::string& userName)
+{
+    if (userName.size() > kLongestUserName) {
+        return Failure{CONNECTION_REFUSED,
+                       "the user name has more than 16 bytes, which IPMI 2.0 has no room for",
+                       "check it"};
+    }
+    if (HoldsNul(userName)) {
+        return Failure{CONNECTION_REFUSED, "the user name holds a NUL byte", "check it"};
+    }
+    return {};
+}
+
+std::optional<Failure> CheckPassword(const Password& password)
+{
+    if (!password.Fits()) {
+        return Failure{CONNECTION_REFUSED,
+                       "the password has more than 20 bytes, which IPMI 2.0 has no room for",
+                       "set a shorter one on the module"};
+    }
+    if (password.View().find('\0') != std::string_view::npos) {
+        return Failure{CONNECTION_REFUSED, "the password holds a NUL byte", "check it"};
+    }
+    return {};
+}
+
+std::optional<Failure> ReadPort(const std::string& text, std::uint16_t& port)
+{
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, port);
+    if (error != std::errc{} || rest != end || port == 0) {
+        return Failure{CONNECTION_FAILED, "the port is no number from 1 to 65535",
+                       "623 is the usual one"};
+    }
+    return {};
+}
+
+std::optional<Failure> ReadPrivilege(std::uint8_t& privilege)
+{
+    const int value = GetGlobalConfigValue("IPMI_PRIVILEGE_LEVEL", IPMI_PRIVILEGE_LEVEL_ADMIN);
+    if (value < IPMI_PRIVILEGE_LEVEL_USER || value > IPMI_PRIVILEGE_LEVEL_ADMIN) {
+        return Failure{CONNECTION_REFUSED, "IPMI_PRIVILEGE_LEVEL is " + std::to_string(value),
+                       "set 2 (user), 3 (operator) or 4 (administrator)"};
+    }
+    privilege = static_cast<std::uint8_t>(value);
+    return {};
+}
+
+std::optional<Failure> ReadCipherSuite(std::uint64_t argument, std::uint8_t& suite)
+{
+    constexpr int kNotSet = -1;
+    const int configured = GetGlobalConfigValue("IPMI_CIPHER_SUITE", kNotSet);
+    const std::string text =
+        configured == kNotSet ? std::to_string(argument) : std::to_string(configured);
+    const auto* const found =
+        std::find_if(kCipherSuites.begin(), kCipherSuites.end(),
+                     [&](std::uint64_t known) { return std::to_string(known) == text; });
+    if (found == kCipherSuites.end()) {
+        return Failure{
+            CONNECTION_REFUSED,
+            "cipher suite " + text + " is not used, as it does not both sign and encrypt soundly",
+            "set 3 or 17"};
+    }
+    suite = static_cast<std::uint8_t>(*found);
+    return {};
+}
+
+std::chrono::milliseconds ReadTimeout(const char* key, int defaultValue, int longest)
+{
+    const int value = GetGlobalConfigValue(key, defaultValue);
+    if (value >= 1 && value <= longest) {
+        return std::chrono::milliseconds(value);
+    }
+    const int used = std::min(defaultValue, longest);
+    Log(2, __FILE__, __LINE__).Stream() << key << " is " << value << ", outside 1 to " << longest
+                                        << "; " << used << " is used instead";
+    return std::chrono::milliseconds(used);
+}
+
+}  // namespace
+
+std::optional<Failure> ReadLoginSettings(const Credentials& credentials, LoginSettings& settings)
+{
+    Waits& waits = settings.waits;
+    waits.limit = ReadTimeout("IPMI_SESSION_TIMEOUT_MS", kSessionTimeoutDefault, kLongestTimeout);
+    waits.copyInterval =
+        ReadTimeout("IPMI_RETRANSMISSION_TIMEOUT_MS", kRetransmissionTimeoutDefault,
+                    static_cast<int>(waits.limit.count()));
+    for (std::optional<Failure>& check :
+         std::array{CheckAddress(credentials.address), ReadPort(credentials.port, settings.port),
+                    CheckUserName(credentials.userName), CheckPassword(credentials.password),
+                    ReadCipherSuite(credentials.cipherSuite, settings.cipherSuite),
+                    ReadPrivilege(settings.privilege)}) {
+        if (check) {
+            return std::move(check);
+        }
+    }
+    return {};
+}
+
+}  // namespace Tulvo::Rmcp

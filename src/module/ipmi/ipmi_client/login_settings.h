@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+/// @file
+/// What a log-in needs, checked before the first packet leaves.
+#ifndef MODULE_IPMI_IPMI_CLIENT_LOGIN_SETTINGS_H
+#define MODULE_IPMI_IPMI_CLIENT_LOGIN_SETTINGS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "module/ipmi/ipmi_client/failure.h"
+#include "module/ipmi/ipmi_client/secret.h"
+#include "module/ipmi/ipmi_client/waits.h"
+
+namespace Tulvo::Rmcp {
+
+/// Bytes that IPMI 2.0 has room for.
+inline constexpr std::size_t kLongestUserName = 16;
+inline constexpr std::size_t kLongestPassword = 20;
+
+using Password = Secret<kLongestPassword>;
+
+/// The caller's parameters, unchecked.
+struct Credentials
+{
+    std::string address;
+    std::string userName;
+    Password password;
+    std::string port;
+    std::uint64_t cipherSuite;
+};
+
+/// The settings of one log-in, all within their ranges.
+struct LoginSettings
+{
+    std::uint16_t port = 0;
+    std::uint8_t privilege = 0;
+    std::uint8_t cipherSuite = 0;
+    Waits waits;
+};
+
+/// Reads the settings from the parameters and the configuration. A parameter or a setting that
+/// would change what the caller meant (a longer password, a suite without encryption) ends the
+/// log-in; a wait that makes no sense is replaced by its default with a warning.
+std::optional<Failure> ReadLoginSettings(const Credentials& credentials, LoginSettings& settings);
+
+}  // namespace Tulvo::Rmcp
+
+#endif
