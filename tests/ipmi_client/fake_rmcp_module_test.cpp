@@ -3,7 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "module/ipmi/ipmi_client/ipmi_client.h"
@@ -91,6 +94,75 @@ TEST(LogIn, AWrongPasswordIsRefusedAndLeavesNoSession)
         EXPECT_THAT(client.lastError(), HasSubstr("password is wrong"));
         EXPECT_EQ(module.OpenSessions(), 0U);
     }
+}
+
+/// Counts the log-ins that a module is asked for.
+class CountingRelay : public FaultInjectingRelay
+{
+public:
+    explicit CountingRelay(std::uint16_t modulePort, Filter toClient = PassOn)
+        : FaultInjectingRelay(
+              modulePort,
+              [this](const Datagram& d) {
+                  logIns += Carries(d, kOpenSessionRequest) ? 1 : 0;
+                  return std::vector<Datagram>{d};
+              },
+              std::move(toClient))
+    {
+    }
+
+    std::atomic<int> logIns{0};
+};
+
+TEST(LogIn, ThatTheModuleRefusedIsNotSentAgainAtOnce)
+{
+    const FakeRmcpModuleOptions options = Module();
+    const FakeRmcpModule module(options);
+    CountingRelay relay(module.Port());
+    const std::string port = std::to_string(relay.Port());
+    for (const auto& [user, password] :
+         {std::pair("admin", "secreT"), std::pair("nobody", "secret")}) {
+        relay.logIns = 0;
+        for (int i = 0; i < 3; ++i) {
+            IpmiClient client("127.0.0.1", user, password, port, 3);
+            EXPECT_EQ(client.connect(), CONNECTION_REFUSED);
+            EXPECT_EQ(client.lastError().find("not sent again") != std::string::npos, i > 0);
+        }
+        EXPECT_EQ(relay.logIns, 1);
+    }
+    EXPECT_EQ(IpmiClient("127.0.0.1", "admin", "secret", port, 3).connect(), CONNECTION_CONNECTED);
+}
+
+TEST(LogIn, WithARefusalThatAnybodyCouldHaveForgedIsSentAgain)
+{
+    Fakes::FakeConfig config;
+    config.values["IPMI_RETRANSMISSION_TIMEOUT_MS"] = 50;
+    const FakeRmcpModule module(Module());
+    CountingRelay relay(module.Port(), [](Datagram d) -> std::vector<Datagram> {
+        if (Carries(d, kRakp2)) {
+            d[kStatus] = 0x0D;
+            std::fill_n(&d[kConsoleSessionId], 4, std::uint8_t{0});
+        }
+        return {d};
+    });
+    for (int i = 0; i < 2; ++i) {
+        IpmiClient client("127.0.0.1", "admin", "secret", std::to_string(relay.Port()), 3);
+        EXPECT_EQ(client.connect(), CONNECTION_REFUSED);
+    }
+    EXPECT_EQ(relay.logIns, 2);
+}
+
+TEST(LogIn, RefusedForItsPrivilegeIsSentAgain)
+{
+    FakeRmcpModuleOptions options = Module();
+    options.answer = [](std::uint8_t, std::uint8_t, const Bytes&) { return Bytes{0x81}; };
+    const FakeRmcpModule module(options);
+    CountingRelay relay(module.Port());
+    for (int i = 0; i < 2; ++i) {
+        IpmiClient client("127.0.0.1", "admin", "secret", std::to_string(relay.Port()), 3);
+        EXPECT_EQ(client.connect(), CONNECTION_REFUSED);
+    }
+    EXPECT_EQ(relay.logIns, 2);
 }
 
 TEST(LogIn, SucceedsWithASlowModuleWhetherOrNotItDrawsANewRandomNumberForEachRequest)

@@ -144,6 +144,7 @@ TEST_P(RefusedLogIn, IsReportedAndLeavesNoSession)
         config.values["IPMI_RETRANSMISSION_TIMEOUT_MS"] = 10;
     }
     for (std::size_t i = 0; i < 2 * kServerSessions; ++i) {
+        Rmcp::ForgetRefusals();
         ASSERT_EQ(client->connect(), CONNECTION_REFUSED) << client->lastError();
     }
     EXPECT_THAT(client->lastError(), HasSubstr(GetParam().said));

@@ -15,6 +15,7 @@
 
 #include "apps/vkt_simulator/ipmi_sim_server.h"
 #include "module/ipmi/ipmi_client/ipmi_client.h"
+#include "module/ipmi/ipmi_client/refused_logins.h"
 #include "tests/fakes/fake_config.h"
 
 namespace Tulvo {
@@ -80,6 +81,8 @@ protected:
                                                 const std::string& password = kPassword,
                                                 std::uint64_t suite = 3)
     {
+        // What counts here is what the module makes of each log-in.
+        Rmcp::ForgetRefusals();
         return std::make_unique<IpmiClient>("127.0.0.1", user, password, std::to_string(port),
                                             suite);
     }

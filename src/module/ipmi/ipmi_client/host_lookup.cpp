@@ -4,20 +4,26 @@
 #include <netdb.h>
 
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
 #include <future>
-#include <memory>
+#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 #include "common/text/host.h"
+#include "module/ipmi/ipmi_client/per_process.h"
+#include "module/ipmi/ipmi_client/waits.h"
 
 namespace Tulvo::Rmcp {
 namespace {
 
 // A name with many addresses would share the wait among too many of them.
 constexpr std::size_t kMostEndpoints = 4;
+
+// A name service that does not answer would otherwise be left a thread for every query.
+constexpr std::size_t kMostLookUps = 16;
 
 struct Found
 {
@@ -59,20 +65,82 @@ Found Ask(const std::string& host, std::uint16_t port, int flags)
     return found;
 }
 
+/// How many look-ups run in the process.
+class Places
+{
+public:
+    /// Waits for one to be free; false when none is by then.
+    bool Take(Clock::time_point deadline)
+    {
+        std::unique_lock lock(mutex_);
+        const bool free =
+            freed_.wait_until(lock, deadline, [this] { return taken_ < kMostLookUps; });
+        taken_ += free ? 1U : 0U;
+        return free;
+    }
+
+    void GiveBack()
+    {
+        const std::lock_guard lock(mutex_);
+        --taken_;
+        freed_.notify_one();
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable freed_;
+    std::size_t taken_ = 0;
+};
+
+Places& ThePlaces()
+{
+    static constinit PerProcess<Places> places;
+    return places.Get();
+}
+
+/// A place that is given back by whoever has it last.
+class TakenPlace
+{
+public:
+    explicit TakenPlace(Places& places) : places_(&places) {}
+    TakenPlace(TakenPlace&& other) noexcept : places_(std::exchange(other.places_, nullptr)) {}
+    TakenPlace(const TakenPlace&) = delete;
+    TakenPlace& operator=(const TakenPlace&) = delete;
+    TakenPlace& operator=(TakenPlace&&) = delete;
+    ~TakenPlace()
+    {
+        if (places_ != nullptr) {
+            places_->GiveBack();
+        }
+    }
+
+private:
+    Places* places_;
+};
+
 // A resolver may take half a minute to give up and cannot be told to stop, so the wait for it ends
 // here and its thread is left to end alone; it owns all that it touches, and the library is linked
 // so that dlclose() does not take the code from under it.
 Found AskWithin(std::chrono::milliseconds limit, const std::string& host, std::uint16_t port)
 {
+    const auto deadline = Clock::now() + limit;
+    Places& places = ThePlaces();
+    if (!places.Take(deadline)) {
+        return {std::to_string(kMostLookUps) +
+                " look-ups of this process still wait for the name service"};
+    }
+    TakenPlace place(places);
     std::packaged_task<Found()> task([host, port] { return Ask(host, port, AI_ADDRCONFIG); });
     std::future<Found> future = task.get_future();
     try {
-        std::thread(std::move(task)).detach();
+        std::thread([place = std::move(place), task = std::move(task)]() mutable {
+            task();
+        }).detach();
     } catch (const std::system_error& fault) {
         return {std::string("no thread can be started to look it up: ") + fault.what()};
     }
-    return future.wait_for(limit) == std::future_status::ready ? future.get()
-                                                               : Found{TextOf(EAI_AGAIN)};
+    return future.wait_until(deadline) == std::future_status::ready ? future.get()
+                                                                    : Found{TextOf(EAI_AGAIN)};
 }
 
 }  // namespace

@@ -23,7 +23,9 @@ struct Endpoint
     socklen_t length = 0;
 };
 
-/// Finds the addresses of `host`: an IPv4 or IPv6 address (with or without brackets), or a name.
+/// Finds the addresses of `host`: an IPv4 or IPv6 address (with or without brackets), or a name. A
+/// name is looked up on a thread of its own, which is left behind when it takes longer than
+/// `limit`; 16 at once have the process's, who comes then waits for one of them to end.
 std::optional<Failure> LookUpHost(const std::string& host, std::uint16_t port,
                                   std::chrono::milliseconds limit,
                                   std::vector<Endpoint>& endpoints);

@@ -15,6 +15,7 @@
 #include "module/ipmi/ipmi_client/failure.h"
 #include "module/ipmi/ipmi_client/login.h"
 #include "module/ipmi/ipmi_client/login_settings.h"
+#include "module/ipmi/ipmi_client/refused_logins.h"
 #include "module/ipmi/ipmi_client/session.h"
 
 namespace Tulvo {
@@ -83,7 +84,14 @@ std::optional<Failure> IpmiClient::Session::Open()
     if (std::optional<Failure> failure = Rmcp::ReadLoginSettings(credentials, settings)) {
         return failure;
     }
-    return Rmcp::LogIn(credentials, settings, session);
+    if (std::optional<Failure> failure = Rmcp::EarlierRefusal(credentials, settings)) {
+        return failure;
+    }
+    std::optional<Failure> failure = Rmcp::LogIn(credentials, settings, session);
+    if (failure) {
+        Rmcp::KeepRefusal(credentials, settings, *failure);
+    }
+    return failure;
 }
 
 std::optional<Failure> IpmiClient::Session::Check(const IPMICOMMAND& request) const

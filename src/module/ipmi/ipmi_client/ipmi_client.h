@@ -9,6 +9,11 @@
 /// `IPMI_RETRANSMISSION_TIMEOUT_MS` (default 1000: after that a request is sent again). Both are
 /// milliseconds, up to ten minutes, the second no longer than the first; any other value is
 /// replaced by the default with a warning.
+///
+/// A host's name, unlike an address, is looked up on a thread of the client's own. When the name
+/// service takes longer than the wait, connect() fails and that thread ends by itself later; the
+/// library stays loaded for it. At most 16 run at once in a process; a further look-up waits for
+/// one of them to end, within the same time.
 #ifndef MODULE_IPMI_IPMI_CLIENT_IPMI_CLIENT_H
 #define MODULE_IPMI_IPMI_CLIENT_IPMI_CLIENT_H
 
@@ -61,7 +66,10 @@ public:
 ///
 /// Every failed connect() and send() writes one log record: a warning (level 2) when it may succeed
 /// at another try, else an error (level 1). Whatever fails, no session is left on the module; only
-/// one that never answers may keep a half-open one until it times out. The configuration key
+/// one that never answers may keep a half-open one until it times out. A log-in that the module
+/// refused for user or password is not sent again by this process for 20 seconds, whatever client
+/// asks: connect() answers as the module did, and says so. So a module that locks an account after
+/// some wrong passwords is sent one, not one for each request. The configuration key
 /// `IPMI_PRIVILEGE_LEVEL` (2 user, 3 operator, 4 administrator, the default) is asked for.
 class VKT_EXPORT IpmiClient : public IpmiClientInterface
 {
@@ -71,7 +79,7 @@ public:
     /// @param userName    name to log in with, at most 16 bytes; a longer one is refused likewise.
     /// @param password    at most 20 bytes, the limit of IPMI 2.0; a longer one is refused by
     ///                    connect(), never cut.
-    /// @param port        UDP port in decimal.
+    /// @param port        UDP port in decimal; 0 is the usual one, 623.
     /// @param cipherSuite cipher suite id, 3 or 17, the ones that sign and encrypt soundly; any
     ///                    other is refused by connect(). The configuration key
     ///                    `IPMI_CIPHER_SUITE` overrides it.

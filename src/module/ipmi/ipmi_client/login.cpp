@@ -276,9 +276,8 @@ std::optional<Failure> Login::Ask(std::uint8_t type, const FiidObject& request,
                                   const FiidObject& reply, const Waits& waits)
 {
     BestReply best;
-    const Packet packet = PackLogin(type, request);
     Message message;
-    message.pack = [&] { return packet; };
+    message.pack = [&] { return PackLogin(type, request); };
     message.judge = [&](const Packet& received) {
         const FiidObject candidate(LayoutOf(ReplyType(type)));
         const Verdict verdict = JudgeReply(received, type, tag_, State().consoleId, candidate);

@@ -15,6 +15,8 @@
 namespace Tulvo::Rmcp {
 namespace {
 
+constexpr std::uint16_t kDefaultPort = 623;
+
 constexpr int kSessionTimeoutDefault = 5000;
 constexpr int kRetransmissionTimeoutDefault = 1000;
 
@@ -72,10 +74,11 @@ std::optional<Failure> ReadPort(const std::string& text, std::uint16_t& port)
 {
     const char* const end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, port);
-    if (error != std::errc{} || rest != end || port == 0) {
+    if (error != std::errc{} || rest != end) {
         return Failure{CONNECTION_FAILED, "the port is no number from 1 to 65535",
                        "623 is the usual one"};
     }
+    port = port == 0 ? kDefaultPort : port;
     return {};
 }
 

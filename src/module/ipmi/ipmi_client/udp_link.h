@@ -5,7 +5,6 @@
 #define MODULE_IPMI_IPMI_CLIENT_UDP_LINK_H
 
 #include <array>
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -14,10 +13,10 @@
 #include "common/platform/file_descriptor.h"
 #include "module/ipmi/ipmi_client/failure.h"
 #include "module/ipmi/ipmi_client/host_lookup.h"
+#include "module/ipmi/ipmi_client/waits.h"
 
 namespace Tulvo::Rmcp {
 
-using Clock = std::chrono::steady_clock;
 using Packet = std::vector<std::uint8_t>;
 
 /// How a wait for a datagram ended.

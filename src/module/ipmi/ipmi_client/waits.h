@@ -9,6 +9,8 @@
 
 namespace Tulvo::Rmcp {
 
+using Clock = std::chrono::steady_clock;
+
 struct Waits
 {
     std::chrono::milliseconds limit{};         ///< For one answer, copies included.
