@@ -182,6 +182,18 @@ const std::vector<Case> kCases{
 INSTANTIATE_TEST_SUITE_P(Client, Parameter, ::testing::ValuesIn(kCases),
                          [](const auto& param) { return param.param.name; });
 
+TEST(Trust, ThatCannotBeReadIsNotReplacedByADefault)
+{
+    for (const std::string key : {"IPMI_PRIVILEGE_LEVEL", "IPMI_CIPHER_SUITE"}) {
+        Fakes::FakeLog log;
+        Fakes::FakeConfig config;
+        config.unusable[key] = "config.toml line 3: " + key + " must be an integer";
+        IpmiClient client = Client({});
+        EXPECT_EQ(client.connect(), CONNECTION_REFUSED);
+        EXPECT_THAT(client.lastError(), HasSubstr(key + " cannot be used (config.toml line 3"));
+    }
+}
+
 struct Nonsense
 {
     std::string key;

@@ -70,7 +70,8 @@ public:
 /// refused for user or password is not sent again by this process for 20 seconds, whatever client
 /// asks: connect() answers as the module did, and says so. So a module that locks an account after
 /// some wrong passwords is sent one, not one for each request. The configuration key
-/// `IPMI_PRIVILEGE_LEVEL` (2 user, 3 operator, 4 administrator, the default) is asked for.
+/// `IPMI_PRIVILEGE_LEVEL` (2 user, 3 operator, 4 administrator, the default) is asked for. When the
+/// source of this key or of `IPMI_CIPHER_SUITE` cannot be used, connect() refuses.
 class VKT_EXPORT IpmiClient : public IpmiClientInterface
 {
 public:

@@ -26,7 +26,10 @@ constexpr int kLongestTimeout = 600'000;
 // The suites that both sign and encrypt every packet, with SHA-1 or SHA-256 and AES. 0 asks for no
 // password; those that only authenticate the log-in (1, 6, 11, 15) or only sign (2, 7, 16) let an
 // on-path attacker read or forge answers; the others rest on MD5 or on RC4.
-constexpr std::array<std::uint64_t, 2> kCipherSuites{3, 17};
+constexpr std::array kCipherSuites{3, 17};
+
+constexpr std::array kPrivileges{IPMI_PRIVILEGE_LEVEL_USER, IPMI_PRIVILEGE_LEVEL_OPERATOR,
+                                 IPMI_PRIVILEGE_LEVEL_ADMIN};
 
 bool HoldsNul(const std::string& text)
 {
@@ -82,33 +85,62 @@ std::optional<Failure> ReadPort(const std::string& text, std::uint16_t& port)
     return {};
 }
 
+/// Reads a setting that bears trust; `value` stays when there is none. One that is there and cannot
+/// be used must not turn into the default, which may allow more.
+std::optional<Failure> ReadStrictly(const char* key, std::string& value)
+{
+    const ConfigSetting<int> setting = FindGlobalConfigValue(key);
+    if (setting.state == ConfigState::kUnusable) {
+        return Failure{CONNECTION_REFUSED, std::string(key) + " cannot be used", "correct it",
+                       setting.reason};
+    }
+    if (setting.state == ConfigState::kSet) {
+        value = std::to_string(setting.value);
+    }
+    return {};
+}
+
+/// The one of `known` that `text` names.
+template <class Number, std::size_t Size>
+std::optional<std::uint8_t> Find(const std::array<Number, Size>& known, const std::string& text)
+{
+    for (const Number number : known) {
+        if (std::to_string(number) == text) {
+            return static_cast<std::uint8_t>(number);
+        }
+    }
+    return {};
+}
+
 std::optional<Failure> ReadPrivilege(std::uint8_t& privilege)
 {
-    const int value = GetGlobalConfigValue("IPMI_PRIVILEGE_LEVEL", IPMI_PRIVILEGE_LEVEL_ADMIN);
-    if (value < IPMI_PRIVILEGE_LEVEL_USER || value > IPMI_PRIVILEGE_LEVEL_ADMIN) {
-        return Failure{CONNECTION_REFUSED, "IPMI_PRIVILEGE_LEVEL is " + std::to_string(value),
+    std::string text = std::to_string(IPMI_PRIVILEGE_LEVEL_ADMIN);
+    if (std::optional<Failure> failure = ReadStrictly("IPMI_PRIVILEGE_LEVEL", text)) {
+        return failure;
+    }
+    const std::optional<std::uint8_t> found = Find(kPrivileges, text);
+    if (!found) {
+        return Failure{CONNECTION_REFUSED, "IPMI_PRIVILEGE_LEVEL is " + text,
                        "set 2 (user), 3 (operator) or 4 (administrator)"};
     }
-    privilege = static_cast<std::uint8_t>(value);
+    privilege = *found;
     return {};
 }
 
 std::optional<Failure> ReadCipherSuite(std::uint64_t argument, std::uint8_t& suite)
 {
-    constexpr int kNotSet = -1;
-    const int configured = GetGlobalConfigValue("IPMI_CIPHER_SUITE", kNotSet);
-    const std::string text =
-        configured == kNotSet ? std::to_string(argument) : std::to_string(configured);
-    const auto* const found =
-        std::find_if(kCipherSuites.begin(), kCipherSuites.end(),
-                     [&](std::uint64_t known) { return std::to_string(known) == text; });
-    if (found == kCipherSuites.end()) {
+    std::string text = std::to_string(argument);
+    if (std::optional<Failure> failure = ReadStrictly("IPMI_CIPHER_SUITE", text)) {
+        return failure;
+    }
+    const std::optional<std::uint8_t> found = Find(kCipherSuites, text);
+    if (!found) {
         return Failure{
             CONNECTION_REFUSED,
             "cipher suite " + text + " is not used, as it does not both sign and encrypt soundly",
             "set 3 or 17"};
     }
-    suite = static_cast<std::uint8_t>(*found);
+    suite = *found;
     return {};
 }
 
