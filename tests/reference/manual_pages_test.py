@@ -12,7 +12,9 @@ from programs import PROGRAMS, commands_of, options_of, output_of
 SOURCE = pathlib.Path(os.environ["VKT_SOURCE"])
 BUILT = pathlib.Path(os.environ["VKT_REFERENCE"])
 PAGES = ("vktinventory.1", "vkt-simulator.1", "vktinventory.3", "vktinventory.toml.5")
-HEADER = SOURCE / "src/module/vkt/vkt_inventory/vkt_inventory.h"
+INVENTORY = SOURCE / "src/module/vkt/vkt_inventory"
+HEADER = INVENTORY / "vkt_inventory.h"
+RECORDS = INVENTORY / "vkt_inventory_records.h"
 # What is asked for as a setting: the argument of a call, or a text that looks like one and may be
 # handed on to a call.
 SETTING = re.compile(r'(?:Get|Find)GlobalConfig\w+\(\s*"(\w+)"|"([A-Z][A-Z0-9]*_[A-Z0-9_]+)"')
@@ -137,7 +139,7 @@ class Library(unittest.TestCase):
     def test_results_are_those_of_the_header(self):
         self.assertEqual(
             re.findall(r"^\.It Dv (\w+)$", section("vktinventory.3", "RETURN VALUES"), re.MULTILINE),
-            re.findall(r"^    (VKT_INVENTORY_\w+) = \d", HEADER.read_text(), re.MULTILINE))
+            re.findall(r"^    (VKT_INVENTORY_\w+) = \d", RECORDS.read_text(), re.MULTILINE))
 
 
 if __name__ == "__main__":

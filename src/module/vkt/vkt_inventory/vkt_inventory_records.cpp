@@ -2,7 +2,7 @@
 /// @file
 /// The records' special members: ordinary, member by member. They stand here, not in the header,
 /// so that the library exports them and a record's copying has one home across compilers.
-#include "module/vkt/vkt_inventory/vkt_inventory.h"
+#include "module/vkt/vkt_inventory/vkt_inventory_records.h"
 
 // NOLINTBEGIN(bugprone-macro-parentheses): a type's name cannot stand in parentheses
 #define VKT_TEXT_RECORD(Record)                             \

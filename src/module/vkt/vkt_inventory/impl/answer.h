@@ -7,8 +7,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "module/vkt/vkt_inventory/impl/vkt_inventory_parse_response.h"
-
 namespace Tulvo {
 
 struct Answer
@@ -16,14 +14,6 @@ struct Answer
     std::vector<std::uint8_t> response;  ///< Data, without the completion code.
     std::uint8_t completionCode = 0;
 };
-
-/// Hands an answer to one of the decoder's routines.
-template <class Parse, class... Arguments>
-VKTInventoryErrorCode Decode(const VKTInventoryParseResponse& parser, Parse parse,
-                             const Answer& answer, Arguments&&... arguments)
-{
-    return (parser.*parse)(answer.response, answer.completionCode, arguments...);
-}
 
 }  // namespace Tulvo
 

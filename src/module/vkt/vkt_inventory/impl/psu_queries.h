@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "module/vkt/vkt_inventory/impl/answer.h"
+#include "module/vkt/vkt_inventory/impl/decode_answer.h"
 #include "module/vkt/vkt_inventory/impl/log_statement.h"
-#include "module/vkt/vkt_inventory/vkt_inventory.h"
+#include "module/vkt/vkt_inventory/vkt_inventory_records.h"
 
 namespace Tulvo {
 

@@ -10,7 +10,7 @@
 
 #include "module/vkt/vkt_info/vkt_info.h"
 #include "module/vkt/vkt_inventory/impl/byte_view.h"
-#include "module/vkt/vkt_inventory/vkt_inventory.h"
+#include "module/vkt/vkt_inventory/vkt_inventory_records.h"
 
 namespace Tulvo {
 

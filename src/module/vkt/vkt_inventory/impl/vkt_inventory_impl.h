@@ -11,7 +11,7 @@
 #include "common/connection/connection_info.h"
 #include "module/vkt/vkt_info/vkt_info.h"
 #include "module/vkt/vkt_inventory/impl/log_statement.h"
-#include "module/vkt/vkt_inventory/vkt_inventory.h"
+#include "module/vkt/vkt_inventory/vkt_inventory_records.h"
 
 namespace Tulvo {
 

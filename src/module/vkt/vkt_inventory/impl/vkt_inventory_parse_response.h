@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "module/vkt/vkt_info/vkt_info.h"
-#include "module/vkt/vkt_inventory/vkt_inventory.h"
+#include "module/vkt/vkt_inventory/vkt_inventory_records.h"
 
 namespace Tulvo {
 
