@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/vkt_inventory/decoder_case.h"
 
-#include <gmock/gmock.h>
+#include "tests/vkt_inventory/statements.h"
 
 namespace Tulvo::Tests {
 
@@ -12,10 +12,7 @@ TEST_P(Decoder, Handles)
     EXPECT_EQ(outcome.result, row.result);
     EXPECT_EQ(outcome.fields, row.fields);
     EXPECT_EQ(log.Lines(), row.log);
-    for (const auto& record : log.Records()) {
-        EXPECT_THAT(record.file, ::testing::HasSubstr("vkt_inventory_parse_response"));
-        EXPECT_GT(record.lineNumber, 0);
-    }
+    ExpectStatementsIn("vkt_inventory_parse_response", "vkt_inventory_parse_response", log);
 }
 
 }  // namespace Tulvo::Tests

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "module/vkt/vkt_inventory/vkt_inventory.h"
 
+#include <set>
+
 #include "tests/vkt_inventory/backend.h"
 #include "tests/vkt_inventory/queries.h"
 
@@ -126,6 +128,60 @@ TEST_P(EveryTransport, SendsTheSameRequestsForTwoInventoriesSideBySide)
     EXPECT_EQ(first->GetMachineType(machineType), VKT_INVENTORY_SUCCESS);
     EXPECT_EQ(inventory->GetMachineType(machineType), VKT_INVENTORY_SUCCESS);
     EXPECT_EQ(journal.Requests(), Lines(2, "32 B0 05 00"));
+}
+
+/// The line of the one record with that text.
+int LineOf(const std::string& text, const Fakes::FakeLog& log)
+{
+    int line = 0;
+    for (const auto& record : log.Records()) {
+        if (record.line.text == text) {
+            EXPECT_EQ(line, 0) << text;
+            line = record.lineNumber;
+        }
+    }
+    return line;
+}
+
+TEST_P(EveryTransport, WritesEachRecordFromAStatementOfItsOwn)
+{
+    using namespace std::string_literals;
+    Build(GetParam());
+    Forget();
+    Answers(kLargeEnclosure);
+    VKTStatus status;
+    inventory->GetVKTStatus(status);
+    Answers({0x00, 0x00}, 5);
+    Answers({});
+    inventory->SelectPSU(1);
+    Answers({0x00});
+    inventory->SelectPSU(1);
+    Answers(Hex("03 01"), 2);
+    Answers(Hex("04 41 43 4D 45"), 2);
+    Answers(Hex("01"));
+    Answers(Hex("01 0A"));
+    std::vector<PSUFwInfo> firmware;
+    inventory->GetPSUFwInfo(firmware);
+    NodeStatus node;
+    inventory->GetNodeStatus(5, node);
+    ChassisPowerCon consumption;
+    inventory->GetNodePowerConsumption(6, consumption);
+
+    std::set<int> lines;
+    const std::vector<std::string> texts = {"Try to get VKT status, retry 1 time",
+                                            "Succeeded get VKT Status",
+                                            "Try to get PSU status, start retry 6 times",
+                                            "Succeeded select PSU ",
+                                            "response is empty or completionCode: \0"s,
+                                            "Power Supply 2 PSU2 2 1.03 PSUACME10a",
+                                            "PSU slot 1 has no PSU module.",
+                                            "node 5is wrong: need 1-4",
+                                            "node 6is wrong: need 1-4"};
+    for (const std::string& text : texts) {
+        lines.insert(LineOf(text, log));
+    }
+    EXPECT_EQ(lines.count(0), 0U) << "a record is missing";
+    EXPECT_EQ(lines.size(), texts.size()) << "two records name the same line";
 }
 
 INSTANTIATE_TEST_SUITE_P(Transports, EveryTransport, ::testing::Values(7, 9),

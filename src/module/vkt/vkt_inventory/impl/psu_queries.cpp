@@ -3,40 +3,30 @@
 
 namespace Tulvo {
 
-namespace {
-
-bool HasModule(const PSURegisters& registers, std::int32_t slot)
+std::optional<PSUFwInfo> FwInfoOf(const PSURegisters& registers, std::uint64_t slot)
 {
-    return registers.versions.contains(slot) && registers.manufacturers.contains(slot) &&
-           registers.positions.contains(slot);
-}
-
-PSUFwInfo FwInfoOf(const PSURegisters& registers, std::int32_t slot)
-{
+    const auto key = static_cast<std::int32_t>(slot);
+    const auto version = registers.versions.find(key);
+    const auto manufacturer = registers.manufacturers.find(key);
+    const auto position = registers.positions.find(key);
+    if (version == registers.versions.end() || manufacturer == registers.manufacturers.end() ||
+        position == registers.positions.end()) {
+        return std::nullopt;
+    }
     PSUFwInfo info;
-    info.slot = std::to_string(slot);
+    info.slot = std::to_string(key);
     info.psu = "PSU" + info.slot;
-    info.manufacturer = "PSU" + registers.manufacturers.at(slot) + registers.positions.at(slot);
-    info.version = registers.versions.at(slot);
+    info.manufacturer = "PSU" + manufacturer->second + position->second;
+    info.version = version->second;
     info.name = "Power Supply " + info.slot;
     return info;
 }
 
-}  // namespace
-
-void AppendPSUFwInfo(const PSURegisters& registers, std::uint64_t slotCount, const LogSite& site,
-                     std::vector<PSUFwInfo>& firmware)
+std::ostream& operator<<(std::ostream& stream, const FwInfoTrace& trace)
 {
-    for (std::uint64_t slot = 1; slot <= slotCount; ++slot) {
-        const auto key = static_cast<std::int32_t>(slot);
-        if (!HasModule(registers, key)) {
-            VKT_LOG_AT(kLogTrace, site) << "PSU slot " << slot << " has no PSU module.";
-            continue;
-        }
-        const PSUFwInfo& info = firmware.emplace_back(FwInfoOf(registers, key));
-        VKT_LOG_AT(kLogTrace, site) << info.name << " " << info.psu << " " << info.slot << " "
-                                    << info.version << " " << info.manufacturer;
-    }
+    const PSUFwInfo& info = trace.info;
+    return stream << info.name << " " << info.psu << " " << info.slot << " " << info.version << " "
+                  << info.manufacturer;
 }
 
 }  // namespace Tulvo

@@ -6,12 +6,13 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "module/vkt/vkt_inventory/impl/decode_answer.h"
-#include "module/vkt/vkt_inventory/impl/log_statement.h"
 #include "module/vkt/vkt_inventory/vkt_inventory_records.h"
 
 namespace Tulvo {
@@ -93,17 +94,27 @@ struct PSURegisters
     SlotTexts positions;
 };
 
-/// Appends a record for every slot that told all three; a trace record says which did not.
-/// @param site the query for which the trace records are written.
-void AppendPSUFwInfo(const PSURegisters& registers, std::uint64_t slotCount, const LogSite& site,
-                     std::vector<PSUFwInfo>& firmware);
+/// The record of a slot that told all three.
+std::optional<PSUFwInfo> FwInfoOf(const PSURegisters& registers, std::uint64_t slot);
 
-/// Runs three reads, each `SlotTexts& -> result`, and joins what they told. The first that fails
-/// ends it with nothing appended.
-template <class ReadVersions, class ReadManufacturers, class ReadPositions>
+/// Inserts all that a record says, for its trace.
+struct FwInfoTrace
+{
+    const PSUFwInfo& info;
+};
+
+std::ostream& operator<<(std::ostream& stream, const FwInfoTrace& trace);
+
+/// Runs three reads, each `SlotTexts& -> result`, and appends a record for every slot that told all
+/// three. The first read that fails ends it with nothing appended.
+/// @param traceJoined  (record), for every record that was appended.
+/// @param traceMissing (slot), for every slot that has none.
+template <class ReadVersions, class ReadManufacturers, class ReadPositions, class TraceJoined,
+          class TraceMissing>
 VKTInventoryErrorCode JoinPSUFwInfo(ReadVersions readVersions, ReadManufacturers readManufacturers,
                                     ReadPositions readPositions, std::uint64_t slotCount,
-                                    const LogSite& site, std::vector<PSUFwInfo>& firmware)
+                                    std::vector<PSUFwInfo>& firmware, TraceJoined traceJoined,
+                                    TraceMissing traceMissing)
 {
     PSURegisters registers;
     VKTInventoryErrorCode result = readVersions(registers.versions);
@@ -113,10 +124,17 @@ VKTInventoryErrorCode JoinPSUFwInfo(ReadVersions readVersions, ReadManufacturers
     if (result == VKT_INVENTORY_SUCCESS) {
         result = readPositions(registers.positions);
     }
-    if (result == VKT_INVENTORY_SUCCESS) {
-        AppendPSUFwInfo(registers, slotCount, site, firmware);
+    if (result != VKT_INVENTORY_SUCCESS) {
+        return result;
     }
-    return result;
+    for (std::uint64_t slot = 1; slot <= slotCount; ++slot) {
+        if (std::optional<PSUFwInfo> info = FwInfoOf(registers, slot)) {
+            traceJoined(firmware.emplace_back(std::move(*info)));
+        } else {
+            traceMissing(slot);
+        }
+    }
+    return VKT_INVENTORY_SUCCESS;
 }
 
 }  // namespace Tulvo

@@ -13,16 +13,16 @@ namespace Tulvo {
 /// When a VKT2's leading bytes are dropped.
 enum class Reframing
 {
-    ALWAYS,          ///< Whatever came, an error or a short answer included.
-    GOOD_AND_LONG,   ///< Completion code 0 and at least `reframedLength` bytes.
-    GOOD_AND_EXACT,  ///< Completion code 0 and exactly `reframedLength` bytes.
+    kAlways,        ///< Of every answer, refused and short ones included.
+    kGoodAndLong,   ///< Completion code 0 and at least `reframedLength` bytes.
+    kGoodAndExact,  ///< Completion code 0 and exactly `reframedLength` bytes.
 };
 
 struct ResponseFraming
 {
     const char* routine;  ///< Name in trace records.
     Reframing reframing;
-    std::size_t reframedLength;  ///< Of the answer as it came; see Reframing.
+    std::size_t reframedLength;  ///< Of the answer as the module sent it; see Reframing.
     std::size_t leadingBytes;    ///< What a VKT2 puts before the answer.
     std::size_t minimumLength;   ///< Without leading bytes.
     const char* failure;         ///< Record of a refused or short answer; null writes none.
@@ -30,13 +30,18 @@ struct ResponseFraming
 };
 
 constexpr ResponseFraming kMachineTypeFraming{
-    "ParseMachineType", Reframing::ALWAYS, 0, 2, 4, "Get vkt mt failed with error code:", true};
-constexpr ResponseFraming kSerialNumberFraming{
-    "ParseGetSerialNumber", Reframing::ALWAYS, 0, 2, 1, "Get vkt sn failed with error code:", true};
+    "ParseMachineType", Reframing::kAlways, 0, 2, 4, "Get vkt mt failed with error code:", true};
+constexpr ResponseFraming kSerialNumberFraming{"ParseGetSerialNumber",
+                                               Reframing::kAlways,
+                                               0,
+                                               2,
+                                               1,
+                                               "Get vkt sn failed with error code:",
+                                               true};
 constexpr ResponseFraming kNameFraming{
-    "ParseName", Reframing::ALWAYS, 0, 2, 1, "Get vkt name failed with error code:", true};
+    "ParseName", Reframing::kAlways, 0, 2, 1, "Get vkt name failed with error code:", true};
 constexpr ResponseFraming kFirmwareVersionFraming{"ParseGetFirmwareVersion",
-                                                  Reframing::ALWAYS,
+                                                  Reframing::kAlways,
                                                   0,
                                                   1,
                                                   6,
@@ -44,7 +49,7 @@ constexpr ResponseFraming kFirmwareVersionFraming{"ParseGetFirmwareVersion",
                                                   true};
 constexpr ResponseFraming kChassisPowerConsumptionFraming{
     "ParseChassisPowerConsumption",
-    Reframing::ALWAYS,
+    Reframing::kAlways,
     0,
     1,
     6,
@@ -52,7 +57,7 @@ constexpr ResponseFraming kChassisPowerConsumptionFraming{
     true};
 constexpr ResponseFraming kChassisPowerCapFraming{
     "ParseChassisPowerCap",
-    Reframing::ALWAYS,
+    Reframing::kAlways,
     0,
     1,
     10,
@@ -61,24 +66,24 @@ constexpr ResponseFraming kChassisPowerCapFraming{
 // The chassis' text stands here too: readers of logs search for it.
 constexpr ResponseFraming kNodePowerConsumptionFraming{
     "ParseNodePowerConsumption",
-    Reframing::GOOD_AND_LONG,
+    Reframing::kGoodAndLong,
     7,
     1,
     6,
     "Get vkt chassis power consumption failed with error code:",
     false};
 constexpr ResponseFraming kNodeStatusFraming{
-    "ParseNodeStatus", Reframing::GOOD_AND_EXACT, 5, 1, 4, nullptr, false};
+    "ParseNodeStatus", Reframing::kGoodAndExact, 5, 1, 4, nullptr, false};
 
 constexpr bool DropsLeadingBytes(const ResponseFraming& framing, std::size_t length,
                                  std::uint8_t completionCode)
 {
     switch (framing.reframing) {
-        case Reframing::ALWAYS:
+        case Reframing::kAlways:
             return true;
-        case Reframing::GOOD_AND_LONG:
+        case Reframing::kGoodAndLong:
             return completionCode == 0 && length >= framing.reframedLength;
-        case Reframing::GOOD_AND_EXACT:
+        case Reframing::kGoodAndExact:
             return completionCode == 0 && length == framing.reframedLength;
     }
     return false;

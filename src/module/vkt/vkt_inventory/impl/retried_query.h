@@ -5,73 +5,66 @@
 #define MODULE_VKT_VKT_INVENTORY_IMPL_RETRIED_QUERY_H
 
 #include <cstdint>
+#include <ostream>
 
 #include "common/platform/sleep.h"
 #include "module/vkt/vkt_inventory/impl/answer.h"
-#include "module/vkt/vkt_inventory/impl/log_statement.h"
 
 namespace Tulvo {
 
-struct RetriedQuery
+/// How a try ended.
+enum class Try
 {
-    const char* announcement;  ///< Record before each try; the number of the try follows.
-    const char* success;       ///< Record of the answer that ends the tries.
-    bool (*isAnswered)(const Answer& answer);
+    kAnswered,    ///< No other follows.
+    kUnanswered,  ///< A pause follows, also after the last.
+    kNotCarried,  ///< The next follows at once.
 };
 
-constexpr RetriedQuery kVktStatusQuery{
-    "Try to get VKT status, retry ", "Succeeded get VKT Status",
-    [](const Answer& answer) { return answer.completionCode == 0 && answer.response.size() > 13; }};
-
-// The announcement speaks of the status; it stays, since readers of logs search for it.
-constexpr RetriedQuery kSelectPsuQuery{
-    "Try to get PSU status, start retry ", "Succeeded select PSU ",
-    [](const Answer& answer) { return answer.completionCode == 0 && answer.response.size() == 1; }};
-
-/// What follows a try that did not reach the module.
-enum class AfterTransportFailure
-{
-    PAUSE,
-    RETRY_AT_ONCE,
-};
-
-/// Asks until the query is answered, six times at most, with a pause after every try that was not
-/// answered, the last included. One answer serves all tries: what a try does not fill stays as the
-/// try before left it.
-/// @param exchange fills the answer; its result is not SUCCESS when it did not reach the module.
-template <class Exchange>
-Answer AskRepeatedly(const RetriedQuery& query, AfterTransportFailure afterFailure,
-                     const LogSite& site, Exchange exchange)
+/// @param tryOnce number of the try, from 1 -> Try.
+template <class TryOnce>
+void TrySixTimes(TryOnce tryOnce)
 {
     constexpr int kTries = 6;
     constexpr std::uint32_t kPauseMilliseconds = 3000;
-    Answer answer;
-    for (int count = 1; count <= kTries; ++count) {
-        VKT_LOG_AT(kLogNotice, site)
-            << query.announcement << count << (count == 1 ? " time" : " times");
-        const bool exchanged = exchange(answer) == VKT_INVENTORY_SUCCESS;
-        if (!exchanged && afterFailure == AfterTransportFailure::RETRY_AT_ONCE) {
-            continue;
+    for (int number = 1; number <= kTries; ++number) {
+        const Try end = tryOnce(number);
+        if (end == Try::kAnswered) {
+            return;
         }
-        if (query.isAnswered(answer)) {
-            VKT_LOG_AT(kLogNotice, site) << query.success;
-            break;
+        if (end == Try::kUnanswered) {
+            Sleep(kPauseMilliseconds);
         }
-        Sleep(kPauseMilliseconds);
     }
-    return answer;
 }
 
-/// What the last answer says about a selection. Any data will do here: a module that answers more
-/// than the tries waited for has selected the supply all the same.
-inline VKTInventoryErrorCode SelectionResult(const Answer& answer, const LogSite& site)
+/// Inserts the number of a try: "1 time", "2 times".
+struct Times
 {
-    if (!answer.response.empty() && answer.completionCode == 0) {
-        return VKT_INVENTORY_SUCCESS;
-    }
-    VKT_LOG_AT(kLogWarning, site) << "response is empty or completionCode: "
-                                  << static_cast<char>(answer.completionCode);
-    return VKT_INVENTORY_NO_DATA;
+    int number;
+};
+
+inline std::ostream& operator<<(std::ostream& stream, Times times)
+{
+    return stream << times.number << (times.number == 1 ? " time" : " times");
+}
+
+/// Whether the module told its status.
+inline bool IsStatus(const Answer& answer)
+{
+    return answer.completionCode == 0 && answer.response.size() > 13;
+}
+
+/// Whether the module confirmed the selection of a supply.
+inline bool IsConfirmation(const Answer& answer)
+{
+    return answer.completionCode == 0 && answer.response.size() == 1;
+}
+
+/// Whether a supply is selected after the last try. Any data will do here: a module that answers
+/// more than the tries waited for has selected the supply all the same.
+inline bool IsSelected(const Answer& answer)
+{
+    return answer.completionCode == 0 && !answer.response.empty();
 }
 
 }  // namespace Tulvo

@@ -137,7 +137,11 @@ VKTInventoryErrorCode VKTInventoryHttpsImpl::GetPSUFwInfo(std::vector<PSUFwInfo>
     return JoinPSUFwInfo([this](SlotTexts& texts) { return QueryPSUVersion(texts); },
                          [this](SlotTexts& texts) { return QueryPSUManufacture(texts); },
                          [this](SlotTexts& texts) { return QueryPSUPosition(texts); }, psuSlotCount,
-                         VKT_HERE, firmware);
+                         firmware,
+                         [](const PSUFwInfo& info) { VKT_LOG(kLogTrace) << FwInfoTrace{info}; },
+                         [](std::uint64_t slot) {
+                             VKT_LOG(kLogTrace) << "PSU slot " << slot << " has no PSU module.";
+                         });
 }
 
 template <class Request, class Parse>
@@ -181,7 +185,8 @@ VKTInventoryErrorCode VKTInventoryHttpsImpl::GetPSUStatus(std::vector<PSUStatus>
 VKTInventoryErrorCode VKTInventoryHttpsImpl::GetNodeStatus(std::uint64_t node,
                                                            NodeStatus& nodeStatus)
 {
-    if (!HasNode(node, VKT_HERE)) {
+    if (!HasNode(node)) {
+        VKT_LOG(kLogFailure) << WrongNode{node, nodeCount};
         return VKT_INVENTORY_FAILED;
     }
     return Query(Failure::kNodeStatus, Requests::NodeStatus(node), &Parser::ParseNodeStatus,
@@ -191,7 +196,8 @@ VKTInventoryErrorCode VKTInventoryHttpsImpl::GetNodeStatus(std::uint64_t node,
 VKTInventoryErrorCode VKTInventoryHttpsImpl::GetNodePowerConsumption(std::uint64_t node,
                                                                      ChassisPowerCon& consumption)
 {
-    if (!HasNode(node, VKT_HERE)) {
+    if (!HasNode(node)) {
+        VKT_LOG(kLogFailure) << WrongNode{node, nodeCount};
         return VKT_INVENTORY_FAILED;
     }
     return Query(Failure::kNodePower, Requests::NodePowerConsumption(node),
@@ -200,23 +206,43 @@ VKTInventoryErrorCode VKTInventoryHttpsImpl::GetNodePowerConsumption(std::uint64
 
 VKTInventoryErrorCode VKTInventoryHttpsImpl::GetVKTStatus(VKTStatus& vktStatus)
 {
-    const auto exchange = [this](Answer& answer) {
-        return Send(Failure::kVktStatus, Requests::VKTStatus(), answer);
-    };
-    const Answer answer =
-        AskRepeatedly(kVktStatusQuery, AfterTransportFailure::RETRY_AT_ONCE, VKT_HERE, exchange);
+    Answer answer;
+    TrySixTimes([this, &answer](int number) {
+        VKT_LOG(kLogNotice) << "Try to get VKT status, retry " << Times{number};
+        if (Send(Failure::kVktStatus, Requests::VKTStatus(), answer) != VKT_INVENTORY_SUCCESS) {
+            return Try::kNotCarried;
+        }
+        if (!IsStatus(answer)) {
+            return Try::kUnanswered;
+        }
+        VKT_LOG(kLogNotice) << "Succeeded get VKT Status";
+        return Try::kAnswered;
+    });
     return Decode(*parser_, &Parser::ParseVKTStatusImp, answer, vktStatus);
 }
 
 VKTInventoryErrorCode VKTInventoryHttpsImpl::SelectPSU(std::int32_t psu)
 {
     const IPMICOMMAND request = Requests::SelectPSU(vktType, status.platformId, psu);
-    const auto exchange = [this, &request](Answer& answer) {
-        return Send(Failure::kSelectPsu, request, answer);
-    };
-    const Answer answer =
-        AskRepeatedly(kSelectPsuQuery, AfterTransportFailure::RETRY_AT_ONCE, VKT_HERE, exchange);
-    return SelectionResult(answer, VKT_HERE);
+    Answer answer;
+    TrySixTimes([this, &request, &answer](int number) {
+        // Speaks of the status; readers of logs search for it.
+        VKT_LOG(kLogNotice) << "Try to get PSU status, start retry " << Times{number};
+        if (Send(Failure::kSelectPsu, request, answer) != VKT_INVENTORY_SUCCESS) {
+            return Try::kNotCarried;
+        }
+        if (!IsConfirmation(answer)) {
+            return Try::kUnanswered;
+        }
+        VKT_LOG(kLogNotice) << "Succeeded select PSU ";
+        return Try::kAnswered;
+    });
+    if (IsSelected(answer)) {
+        return VKT_INVENTORY_SUCCESS;
+    }
+    VKT_LOG(kLogWarning) << "response is empty or completionCode: "
+                         << static_cast<char>(answer.completionCode);
+    return VKT_INVENTORY_NO_DATA;
 }
 
 }  // namespace Tulvo

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The road over HTTPS: every request tunnelled through one transport object.
+/// The backend over HTTPS: every request through one transport object.
 #ifndef MODULE_VKT_VKT_INVENTORY_IMPL_VKT_INVENTORY_HTTPS_IMPL_H
 #define MODULE_VKT_VKT_INVENTORY_IMPL_VKT_INVENTORY_HTTPS_IMPL_H
 
@@ -24,10 +24,10 @@ VKTInventoryErrorCode ToInventoryErrorCode(VKTHttpsErrorCode code);
 
 /// Keeps one transport object, and with it one connection, for all its requests.
 ///
-/// What differs from the direct road: every transport failure is mapped, with a record of the query
-/// that it ended; GetPSUFanSpeed() returns what the last slot's decoder said; the retried queries
-/// go on without a pause after a try that did not reach the module; the first three queries trace
-/// their entry.
+/// What differs from the direct backend: every transport failure is mapped, with a record of the
+/// query that it ended; GetPSUFanSpeed() returns what the last slot's decoder said; the retried
+/// queries go on without a pause after a try that did not reach the module; the first three queries
+/// trace their entry.
 class VKTInventoryHttpsImpl : public VKTInventoryImpl
 {
 public:
@@ -46,6 +46,7 @@ public:
     VKTInventoryErrorCode GetNodeStatus(std::uint64_t node, NodeStatus& nodeStatus) override;
     VKTInventoryErrorCode GetNodePowerConsumption(std::uint64_t node,
                                                   ChassisPowerCon& consumption) override;
+    std::uint64_t GetNodeNub() override { return VKTInventoryImpl::GetNodeNub(); }
     VKTInventoryErrorCode GetVKTStatus(VKTStatus& vktStatus) override;
     VKTInventoryErrorCode SelectPSU(std::int32_t psu) override;
 

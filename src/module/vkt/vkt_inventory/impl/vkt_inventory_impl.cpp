@@ -17,13 +17,14 @@ void VKTInventoryImpl::ReadModule(VKTInfo& info, VKTInventoryParseResponse& pars
     parser.ParseNodeCount(status, nodeCount);
 }
 
-bool VKTInventoryImpl::HasNode(std::uint64_t node, const LogSite& site) const
+std::uint64_t VKTInventoryImpl::GetNodeNub()
 {
-    if (node >= 1 && node <= nodeCount) {
-        return true;
-    }
-    VKT_LOG_AT(kLogFailure, site) << "node " << node << "is wrong: need 1-" << nodeCount;
-    return false;
+    return nodeCount;
+}
+
+std::ostream& operator<<(std::ostream& stream, const WrongNode& wrong)
+{
+    return stream << "node " << wrong.node << "is wrong: need 1-" << wrong.nodeCount;
 }
 
 }  // namespace Tulvo

@@ -5,19 +5,28 @@
 #define MODULE_VKT_VKT_INVENTORY_IMPL_VKT_INVENTORY_IMPL_H
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "common/connection/connection_info.h"
 #include "module/vkt/vkt_info/vkt_info.h"
-#include "module/vkt/vkt_inventory/impl/log_statement.h"
 #include "module/vkt/vkt_inventory/vkt_inventory_records.h"
 
 namespace Tulvo {
 
 class VKTInventoryParseResponse;
 
-/// A road to one management module. The order of the operations is the facade's.
+/// Number of a node that the enclosure does not have; inserts the text of its record.
+struct WrongNode
+{
+    std::uint64_t node;
+    std::uint64_t nodeCount;
+};
+
+std::ostream& operator<<(std::ostream& stream, const WrongNode& wrong);
+
+/// One management module over one transport. The order of the operations is the facade's.
 class VKTInventoryImpl
 {
 public:
@@ -38,7 +47,8 @@ public:
     virtual VKTInventoryErrorCode GetNodeStatus(std::uint64_t node, NodeStatus& nodeStatus) = 0;
     virtual VKTInventoryErrorCode GetNodePowerConsumption(std::uint64_t node,
                                                           ChassisPowerCon& consumption) = 0;
-    virtual std::uint64_t GetNodeNub() { return nodeCount; }
+    /// Its one body stands here all the same.
+    virtual std::uint64_t GetNodeNub() = 0;
     virtual VKTInventoryErrorCode GetVKTStatus(VKTStatus& vktStatus) = 0;
     virtual VKTInventoryErrorCode SelectPSU(std::int32_t psu) = 0;
 
@@ -47,8 +57,7 @@ protected:
     /// and supplies it manages. The status is asked by the backend's own GetVKTStatus().
     void ReadModule(VKTInfo& info, VKTInventoryParseResponse& parser);
 
-    /// Whether the enclosure has this node; a record on behalf of `site` says when it has not.
-    bool HasNode(std::uint64_t node, const LogSite& site) const;
+    bool HasNode(std::uint64_t node) const { return node >= 1 && node <= nodeCount; }
 
     TulvoConnection::ConnectionInfo connectionInfo;
     /// Generation of the module; unknown until it tells.

@@ -142,7 +142,11 @@ VKTInventoryErrorCode VKTInventoryIpmiImpl::GetPSUFwInfo(std::vector<PSUFwInfo>&
     return JoinPSUFwInfo([this](SlotTexts& texts) { return QueryPSUVersion(texts); },
                          [this](SlotTexts& texts) { return QueryPSUManufacture(texts); },
                          [this](SlotTexts& texts) { return QueryPSUPosition(texts); }, psuSlotCount,
-                         VKT_HERE, firmware);
+                         firmware,
+                         [](const PSUFwInfo& info) { VKT_LOG(kLogTrace) << FwInfoTrace{info}; },
+                         [](std::uint64_t slot) {
+                             VKT_LOG(kLogTrace) << "PSU slot " << slot << " has no PSU module.";
+                         });
 }
 
 template <class Request, class Parse>
@@ -184,7 +188,8 @@ VKTInventoryErrorCode VKTInventoryIpmiImpl::GetPSUStatus(std::vector<PSUStatus>&
 VKTInventoryErrorCode VKTInventoryIpmiImpl::GetNodeStatus(std::uint64_t node,
                                                           NodeStatus& nodeStatus)
 {
-    if (!HasNode(node, VKT_HERE)) {
+    if (!HasNode(node)) {
+        VKT_LOG(kLogFailure) << WrongNode{node, nodeCount};
         return VKT_INVENTORY_FAILED;
     }
     return Query(Requests::NodeStatus(node), &Parser::ParseNodeStatus, nodeStatus);
@@ -193,7 +198,8 @@ VKTInventoryErrorCode VKTInventoryIpmiImpl::GetNodeStatus(std::uint64_t node,
 VKTInventoryErrorCode VKTInventoryIpmiImpl::GetNodePowerConsumption(std::uint64_t node,
                                                                     ChassisPowerCon& consumption)
 {
-    if (!HasNode(node, VKT_HERE)) {
+    if (!HasNode(node)) {
+        VKT_LOG(kLogFailure) << WrongNode{node, nodeCount};
         return VKT_INVENTORY_FAILED;
     }
     return Query(Requests::NodePowerConsumption(node), &Parser::ParseNodePowerConsumption,
@@ -202,27 +208,41 @@ VKTInventoryErrorCode VKTInventoryIpmiImpl::GetNodePowerConsumption(std::uint64_
 
 VKTInventoryErrorCode VKTInventoryIpmiImpl::GetVKTStatus(VKTStatus& vktStatus)
 {
-    const auto exchange = [this](Answer& answer) {
-        return SendIpmiCmd(Requests::VKTStatus(), answer);
-    };
-    const Answer answer =
-        AskRepeatedly(kVktStatusQuery, AfterTransportFailure::PAUSE, VKT_HERE, exchange);
+    Answer answer;
+    TrySixTimes([this, &answer](int number) {
+        VKT_LOG(kLogNotice) << "Try to get VKT status, retry " << Times{number};
+        (void)SendIpmiCmd(Requests::VKTStatus(), answer);
+        if (!IsStatus(answer)) {
+            return Try::kUnanswered;
+        }
+        VKT_LOG(kLogNotice) << "Succeeded get VKT Status";
+        return Try::kAnswered;
+    });
     return Decode(*parser_, &Parser::ParseVKTStatusImp, answer, vktStatus);
 }
 
 VKTInventoryErrorCode VKTInventoryIpmiImpl::SelectPSU(std::int32_t psu)
 {
     const IPMICOMMAND request = Requests::SelectPSU(vktType, status.platformId, psu);
-    const auto exchange = [this, &request](Answer& answer) {
-        const VKTInventoryErrorCode transport = SendIpmiCmd(request, answer);
-        if (transport != VKT_INVENTORY_SUCCESS) {
+    Answer answer;
+    TrySixTimes([this, &request, &answer](int number) {
+        // Speaks of the status; readers of logs search for it.
+        VKT_LOG(kLogNotice) << "Try to get PSU status, start retry " << Times{number};
+        if (SendIpmiCmd(request, answer) != VKT_INVENTORY_SUCCESS) {
             VKT_LOG(kLogFailure) << "SendIpmiCmd failed ";
         }
-        return transport;
-    };
-    const Answer answer =
-        AskRepeatedly(kSelectPsuQuery, AfterTransportFailure::PAUSE, VKT_HERE, exchange);
-    return SelectionResult(answer, VKT_HERE);
+        if (!IsConfirmation(answer)) {
+            return Try::kUnanswered;
+        }
+        VKT_LOG(kLogNotice) << "Succeeded select PSU ";
+        return Try::kAnswered;
+    });
+    if (IsSelected(answer)) {
+        return VKT_INVENTORY_SUCCESS;
+    }
+    VKT_LOG(kLogWarning) << "response is empty or completionCode: "
+                         << static_cast<char>(answer.completionCode);
+    return VKT_INVENTORY_NO_DATA;
 }
 
 }  // namespace Tulvo

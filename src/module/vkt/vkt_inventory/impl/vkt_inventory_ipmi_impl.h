@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The direct road: every request over an RMCP+ session of its own.
+/// The direct backend: every request over an RMCP+ session of its own.
 #ifndef MODULE_VKT_VKT_INVENTORY_IMPL_VKT_INVENTORY_IPMI_IMPL_H
 #define MODULE_VKT_VKT_INVENTORY_IMPL_VKT_INVENTORY_IPMI_IMPL_H
 
@@ -18,10 +18,10 @@ namespace Tulvo {
 
 /// Keeps no connection: a module has few sessions, and one that is held locks others out.
 ///
-/// What differs from the road over HTTPS: a transport failure is CONNECT_FAILED and nothing else;
-/// only the opening of a connection can fail, a lost answer shows in completion code and length;
-/// GetPSUFanSpeed() ignores what the last slot's decoder said; the retried queries pause after
-/// every try, also after one that did not reach the module.
+/// What differs from the backend over HTTPS: a transport failure is CONNECT_FAILED and nothing
+/// else; only the opening of a connection can fail, a lost answer shows in completion code and
+/// length; GetPSUFanSpeed() ignores what the last slot's decoder said; the retried queries pause
+/// after every try, also after one that did not reach the module.
 class VKTInventoryIpmiImpl : public VKTInventoryImpl
 {
 public:
@@ -40,6 +40,7 @@ public:
     VKTInventoryErrorCode GetNodeStatus(std::uint64_t node, NodeStatus& nodeStatus) override;
     VKTInventoryErrorCode GetNodePowerConsumption(std::uint64_t node,
                                                   ChassisPowerCon& consumption) override;
+    std::uint64_t GetNodeNub() override { return VKTInventoryImpl::GetNodeNub(); }
     VKTInventoryErrorCode GetVKTStatus(VKTStatus& vktStatus) override;
     VKTInventoryErrorCode SelectPSU(std::int32_t psu) override;
 

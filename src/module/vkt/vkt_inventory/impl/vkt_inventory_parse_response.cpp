@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "common/text/printable.h"
 #include "module/vkt/vkt_inventory/impl/byte_dump.h"
 #include "module/vkt/vkt_inventory/impl/byte_view.h"
 #include "module/vkt/vkt_inventory/impl/log_statement.h"
@@ -90,11 +91,6 @@ bool IsLetterOrDigit(std::uint8_t byte)
            (byte >= 'a' && byte <= 'z');
 }
 
-bool IsPrintable(std::uint8_t byte)
-{
-    return byte >= 0x20 && byte <= 0x7E;
-}
-
 std::string_view AsText(std::span<const std::uint8_t> bytes)
 {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -103,8 +99,8 @@ std::string_view AsText(std::span<const std::uint8_t> bytes)
 /// The printable characters from `start` up to the first byte that is not one.
 std::string_view PrintableRun(const ByteView& bytes, std::size_t start)
 {
-    const auto text = bytes.Without(start).Bytes();
-    return AsText({text.begin(), std::find_if_not(text.begin(), text.end(), IsPrintable)});
+    const std::string_view text = AsText(bytes.Without(start).Bytes());
+    return {text.begin(), std::find_if_not(text.begin(), text.end(), Text::IsPrintableAscii)};
 }
 
 /// White space is what the host program's locale takes for it.
