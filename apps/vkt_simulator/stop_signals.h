@@ -8,8 +8,8 @@
 
 namespace Tulvo::Simulator {
 
-/// From its construction on, SIGTERM, SIGINT and SIGHUP interrupt nothing any more. Made first in
-/// a program, it makes every end, however early, one in which everything is cleaned up.
+/// From its construction on, SIGTERM, SIGINT and SIGHUP interrupt nothing any more. Made before
+/// anything that has to be cleaned up, it makes every end, however early, a clean one.
 class StopSignals
 {
 public:

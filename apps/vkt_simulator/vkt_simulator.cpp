@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The program vkt-simulator: plays one enclosure until it is asked to end.
 #include <poll.h>
+#include <unistd.h>
 
 #include <array>
 #include <csignal>
@@ -32,20 +33,32 @@ ExitCode Complain(const std::exception& error, ExitCode exitCode)
     return noMemory ? kCannotRun : exitCode;
 }
 
-/// Whoever started the simulator reads from it what to do next.
-void Print(const std::string& text)
+void CheckOutput()
 {
-    std::cout << text << std::flush;
-    if (!std::cout) {
+    if (!std::cout.flush()) {
         throw std::runtime_error("the standard output cannot be written");
     }
 }
 
-int List()
+/// Whoever started the simulator reads from it what to do next. A pipe that is full, or a terminal
+/// that is stopped, must not keep the simulator from ending.
+void Print(const std::string& text, const StopSignals& signals)
+{
+    std::array<pollfd, 2> events = {
+        {{STDOUT_FILENO, POLLOUT, 0}, {signals.Descriptor(), POLLIN, 0}}};
+    poll(events.data(), events.size(), -1);
+    if (events[0].revents == 0) {
+        throw std::runtime_error("the standard output is not read");
+    }
+    std::cout << text;
+    CheckOutput();
+}
+
+int List(const StopSignals& signals)
 try {
     for (const std::string& name : ScenarioNames()) {
         const std::string text = ReadScenarioFile(ScenarioFile(name));
-        Print(name + "\n    " + ParseScenario(text, name).description + '\n');
+        Print(name + "\n    " + ParseScenario(text, name).description + '\n', signals);
     }
     return kEndedOnRequest;
 } catch (const std::exception& error) {
@@ -72,7 +85,7 @@ IpmiSimOptions ServerOptions(const CommandLine& line, const Credentials& credent
 }
 
 void PrintEndpoints(const CommandLine& line, const Credentials& credentials,
-                    const IpmiSimServer& rmcp, const HttpsServer& https)
+                    const IpmiSimServer& rmcp, const HttpsServer& https, const StopSignals& signals)
 {
     const auto endpoint = [&](std::uint16_t port) {
         return nlohmann::ordered_json{{"address", line.address},
@@ -85,17 +98,17 @@ void PrintEndpoints(const CommandLine& line, const Credentials& credentials,
     endpoints["https"] = endpoint(https.Port());
     endpoints["https"]["certificateFile"] = https.CertificateFile();
     endpoints["https"]["pin"] = https.Pin();
-    Print(endpoints.dump() + '\n');
+    Print(endpoints.dump() + '\n', signals);
 }
 
-void PrintStatistics(const HttpsServer& https)
+void PrintStatistics(const HttpsServer& https, const StopSignals& signals)
 {
     const HttpsStatistics statistics = https.Statistics();
     nlohmann::ordered_json line;
     line["https"] = {{"handshakes", statistics.handshakes},
                      {"requests", statistics.requests},
                      {"openSessions", statistics.openSessions}};
-    Print(line.dump() + '\n');
+    Print(line.dump() + '\n', signals);
 }
 
 int WaitForTheEnd(const StopSignals& signals, const IpmiSimServer& server)
@@ -119,10 +132,10 @@ int Play(const CommandLine& line, const StopSignals& signals, const std::string&
         options.cancelDescriptor = signals.Descriptor();
         const IpmiSimServer rmcp(options);
         const HttpsServer https(line.address, line.httpsPort, scenario);
-        PrintEndpoints(line, scenario.credentials, rmcp, https);
+        PrintEndpoints(line, scenario.credentials, rmcp, https, signals);
         const int exitCode = WaitForTheEnd(signals, rmcp);
         if (line.statistics) {
-            PrintStatistics(https);
+            PrintStatistics(https, signals);
         }
         return exitCode;
     } catch (const std::exception& error) {
@@ -136,7 +149,7 @@ int Play(const CommandLine& line, const StopSignals& signals, const std::string&
 int Run(const CommandLine& line, const StopSignals& signals)
 {
     if (line.list) {
-        return List();
+        return List(signals);
     }
     std::string text;
     Scenario scenario;
@@ -156,13 +169,12 @@ int Run(const CommandLine& line, const StopSignals& signals)
 
 int ParseAndRun(int argc, char** argv)
 {
-    const StopSignals signals;
     const auto parsed = ParseCommandLine(argc, argv);
     if (const auto* const end = std::get_if<ExitCode>(&parsed)) {
-        Print("");  // Help has to arrive, too.
+        CheckOutput();  // Help has to arrive, too.
         return *end;
     }
-    return Run(std::get<CommandLine>(parsed), signals);
+    return Run(std::get<CommandLine>(parsed), StopSignals());
 }
 
 }  // namespace

@@ -115,6 +115,22 @@ TEST_F(VktSimulator, EndsCleanlyWhileItsServerNeverGetsReady)
     EXPECT_TRUE(std::filesystem::is_empty(folder_ / "tmp"));
 }
 
+// The shell has both ends of a pipe that is full. By its threads one sees that the simulator is
+// about to print its endpoints.
+TEST_F(VktSimulator, EndsOnRequestThoughItsOutputIsNotRead)
+{
+    const std::string pipe = (folder_ / "pipe").string();
+    EXPECT_EQ(Shell("mkfifo " + pipe + "; exec 3<>" + pipe +
+                    "; head -c 65536 /dev/zero >&3; "
+                    "exec 2>&1; " SIMULATOR_PROGRAM " --scenario healthy-first >&3 & simulator=$!; "
+                    "until [ $(ls /proc/$simulator/task | wc -l) -gt 16 ]; do sleep 0.01; done; "
+                    "sleep 0.2; kill -TERM $simulator; "
+                    "( sleep 20; kill -KILL $simulator ) >/dev/null 2>&1 3>&- & rescue=$!; "
+                    "wait $simulator; code=$?; kill $rescue; rm " +
+                    pipe + "; exit $code"),
+              "exit 0");
+}
+
 TEST_F(VktSimulator, LeavesNothingWheneverItIsEndedWhileStarting)
 {
     for (useconds_t microseconds = 0; microseconds <= 20000; microseconds += 500) {
