@@ -3,8 +3,8 @@
 
 #include <sstream>
 
-#include "common/log/printable_text.h"
 #include "common/log/text_sink.h"
+#include "common/text/printable.h"
 #include "fuzz/input_reader.h"
 #include "fuzz/played_answers.h"
 #include "fuzz/require.h"
@@ -67,7 +67,7 @@ std::string Written(const LogRecord& record)
     std::ostringstream stream;
     spdlog::sinks::ostream_sink_st sink(stream);
     sink.set_pattern("%v");
-    WriteRecord(sink, record);
+    Logging::WriteRecord(sink, record);
     return std::move(stream).str();
 }
 
@@ -78,9 +78,9 @@ void RunLogText(Input input)
     InputReader reader(input);
     const int level = reader.Byte() % 6;
     const ExactText text(reader.Rest());
-    const std::string printable = PrintableText(text.View());
+    const std::string printable = Text::PrintableText(text.View());
     RequirePrintable(printable);
-    Require(PrintableText(printable) == printable, "what is printable stays as it is");
+    Require(Text::PrintableText(printable) == printable, "what is printable stays as it is");
     Require(printable.size() >= text.View().size() && printable.size() <= 4 * text.View().size(),
             "a byte is kept or becomes four characters");
 

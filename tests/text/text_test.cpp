@@ -45,14 +45,44 @@ TEST(PrintableAscii, SaysThatItLeftSomethingOut)
 TEST(PrintableText, KeepsLinesAndLettersOfAnyLanguage)
 {
     const std::vector<Case> cases = {
-        {"a\nb\tc", "a\nb\tc"},
-        {"caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80", "caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80"},
-        {"\xC2\x9B", "\\xc2\\x9b"},                    // a control character of two bytes
-        {"\xC0\xAF", "\\xc0\\xaf"},                    // overlong
-        {"\xED\xA0\x80", "\\xed\\xa0\\x80"},           // a surrogate
-        {"\xF4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},  // above U+10FFFF
-        {"\xE2\x82", "\\xe2\\x82"},                    // cut
-        {"\r\x1B\0"s, "\\x0d\\x1b\\x00"},
+        {"plain ~ text", "plain ~ text"},
+        {"line\nand tab\tstay", "line\nand tab\tstay"},
+        {"a\0b"s, "a\\x00b"},
+        {"\x01\x08\x0b\x0c\x1f", "\\x01\\x08\\x0b\\x0c\\x1f"},
+        {"over\rwritten", "over\\x0dwritten"},
+        {"\x1b[31mred", "\\x1b[31mred"},
+        {"\x7f", "\\x7f"},
+        // Two, three and four bytes: the first and last characters of each length stay.
+        {"\xc2\xa0\xc3\xa9\xdf\xbf", "\xc2\xa0\xc3\xa9\xdf\xbf"},
+        {"\xe0\xa0\x80\xe2\x82\xac\xef\xbf\xbf", "\xe0\xa0\x80\xe2\x82\xac\xef\xbf\xbf"},
+        {"\xf0\x90\x80\x80\xf4\x8f\xbf\xbf", "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf"},
+        // C1 controls drive terminals too: U+009B starts a control sequence.
+        {"\xc2\x80\xc2\x85\xc2\x9b\xc2\x9f", "\\xc2\\x80\\xc2\\x85\\xc2\\x9b\\xc2\\x9f"},
+        {"\x9b"
+         "31m",
+         "\\x9b"
+         "31m"},
+        // Stray continuation, overlong forms, a surrogate, beyond U+10FFFF, impossible bytes.
+        {"\x80\xbf", "\\x80\\xbf"},
+        {"\xc0\xaf\xc1\x81", "\\xc0\\xaf\\xc1\\x81"},
+        {"\xe0\x9f\xbf", "\\xe0\\x9f\\xbf"},
+        {"\xf0\x8f\xbf\xbf", "\\xf0\\x8f\\xbf\\xbf"},
+        {"\xed\xa0\x80", "\\xed\\xa0\\x80"},
+        {"\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},
+        {"\xf5\xfe\xff", "\\xf5\\xfe\\xff"},
+        // Cut short, by the end or by another character.
+        {"\xc3", "\\xc3"},
+        {"\xe2\x82", "\\xe2\\x82"},
+        {"\xf0\x9f\x98", "\\xf0\\x9f\\x98"},
+        {"\xc3"
+         "A",
+         "\\xc3"
+         "A"},
+        {"\xe2\x82"
+         "A",
+         "\\xe2\\x82"
+         "A"},
+        {"\xe2\x82\x1b", "\\xe2\\x82\\x1b"},
     };
     for (const Case& one : cases) {
         EXPECT_EQ(PrintableText(one.given), one.expected);

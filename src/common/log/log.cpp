@@ -95,7 +95,7 @@ Log::~Log()
     }
     try {
         record->head.text = std::move(record->stream).str();
-        DeliverLogRecord(record->head);
+        Logging::DeliverLogRecord(record->head);
     } catch (...) {
         // A record that cannot be written is no reason to end the host.
     }

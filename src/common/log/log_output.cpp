@@ -11,6 +11,7 @@
 
 namespace Tulvo {
 
+namespace Logging {
 namespace {
 
 using HostSink = std::function<void(const LogRecord&)>;
@@ -89,20 +90,24 @@ void DeliverLogRecord(const LogRecord& record)
     }
 }
 
+}  // namespace Logging
+
 void SetLogSink(std::function<void(const LogRecord&)> sink)
 {
-    Exchange(&Output::hostSink, sink ? std::make_shared<const HostSink>(std::move(sink)) : nullptr);
+    Logging::Exchange(&Logging::Output::hostSink,
+                      sink ? std::make_shared<const Logging::HostSink>(std::move(sink)) : nullptr);
 }
 
 void LogToStderr()
 {
-    Exchange(&Output::textSink, MakeStderrSink());
+    Logging::Exchange(&Logging::Output::textSink, Logging::MakeStderrSink());
 }
 
 bool LogToFile(const std::string& path, std::size_t maxBytes, std::size_t oldFiles)
 {
     try {
-        Exchange(&Output::textSink, MakeFileSink(path, maxBytes, oldFiles));
+        Logging::Exchange(&Logging::Output::textSink,
+                          Logging::MakeFileSink(path, maxBytes, oldFiles));
         return true;
     } catch (const std::exception& failure) {
         Log(2, __FILE__, __LINE__).Stream()
@@ -115,7 +120,7 @@ void LogToSyslog(const std::string& ident)
 {
     // The end of an earlier system log sink would close the new one's connection.
     LogToStderr();
-    Exchange(&Output::textSink, MakeSyslogSink(ident));
+    Logging::Exchange(&Logging::Output::textSink, Logging::MakeSyslogSink(ident));
 }
 
 }  // namespace Tulvo

@@ -6,11 +6,11 @@
 
 #include "common/log/log.h"
 
-namespace Tulvo {
+namespace Tulvo::Logging {
 
 /// Hands `record` to the host's sink, else writes it as text. May throw what these throw.
 void DeliverLogRecord(const LogRecord& record);
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Logging
 
 #endif

@@ -9,9 +9,9 @@
 #include <algorithm>
 #include <array>
 
-#include "common/log/printable_text.h"
+#include "common/text/printable.h"
 
-namespace Tulvo {
+namespace Tulvo::Logging {
 
 namespace {
 
@@ -51,7 +51,7 @@ std::string Indented(const std::string& text)
 std::string LineOf(const LogRecord& record)
 {
     return std::string(LevelOf(record).name) + ' ' + record.file + ':' +
-           std::to_string(record.line) + ": " + Indented(PrintableText(record.text));
+           std::to_string(record.line) + ": " + Indented(Text::PrintableText(record.text));
 }
 
 TextSink WithTime(TextSink sink)
@@ -85,4 +85,4 @@ void WriteRecord(spdlog::sinks::sink& sink, const LogRecord& record)
     sink.flush();
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Logging

@@ -14,7 +14,7 @@ namespace spdlog::sinks {
 class sink;
 }
 
-namespace Tulvo {
+namespace Tulvo::Logging {
 
 using TextSink = std::shared_ptr<spdlog::sinks::sink>;
 
@@ -26,6 +26,6 @@ TextSink MakeSyslogSink(const std::string& ident);
 /// Writes `record` and flushes. Throws when the sink says that it failed.
 void WriteRecord(spdlog::sinks::sink& sink, const LogRecord& record);
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Logging
 
 #endif

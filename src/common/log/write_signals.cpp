@@ -5,7 +5,7 @@
 
 #include <initializer_list>
 
-namespace Tulvo {
+namespace Tulvo::Logging {
 
 WriteSignals::WriteSignals() : own_{}, maskToRestore_{}
 {
@@ -28,4 +28,4 @@ WriteSignals::~WriteSignals()
     pthread_sigmask(SIG_SETMASK, &maskToRestore_, nullptr);
 }
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Logging

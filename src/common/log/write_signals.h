@@ -6,7 +6,7 @@
 
 #include <signal.h>
 
-namespace Tulvo {
+namespace Tulvo::Logging {
 
 /// As long as it lives, a write of this thread to a pipe that nobody reads, or beyond the limit of
 /// a file's size, fails but sends no signal, which would end a host that did not expect it.
@@ -23,6 +23,6 @@ private:
     sigset_t maskToRestore_;
 };
 
-}  // namespace Tulvo
+}  // namespace Tulvo::Logging
 
 #endif
