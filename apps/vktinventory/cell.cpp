@@ -4,7 +4,7 @@
 #include <charconv>
 #include <system_error>
 
-#include "apps/vktinventory/text.h"
+#include "common/text/printable.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -26,23 +26,23 @@ Datum NumberIn(const std::string& text)
 
 Datum DatumOf(const std::string& text, Kind kind)
 {
-    if (kind == Kind::text) {
+    if (kind == Kind::kText) {
         return text;
     }
     if (text == kAbsent || text.empty()) {
         return {};
     }
-    return kind == Kind::reading ? NumberIn(text) : Datum(text);
+    return kind == Kind::kReading ? NumberIn(text) : Datum(text);
 }
 
 std::string ShownText(const std::string& text)
 {
-    return text.empty() ? "-" : Printable(text);
+    return text.empty() ? "-" : Text::PrintableAscii(text);
 }
 
 std::string ShownNumber(std::int64_t number, Kind kind)
 {
-    if (kind != Kind::identifier) {
+    if (kind != Kind::kIdentifier) {
         return std::to_string(number);
     }
     char digits[16];

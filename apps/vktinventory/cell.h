@@ -16,19 +16,19 @@ namespace Tulvo::Cli {
 /// How urgently a value wants an administrator's eye.
 enum class Mark
 {
-    none,  ///< Says nothing about health.
-    good,
-    warning,
-    bad,
+    kNone,  ///< Says nothing about health.
+    kGood,
+    kWarning,
+    kBad,
 };
 
 /// What a value is by nature; decides its form in both renderings.
 enum class Kind
 {
-    text,        ///< A text, as the module gave it.
-    word,        ///< A text that is "N/A" when the module has no value.
-    reading,     ///< A number in decimal, "N/A" or empty when the module has no value.
-    identifier,  ///< A number that people know in hexadecimal.
+    kText,        ///< A text, as the module gave it.
+    kWord,        ///< A text that is "N/A" when the module has no value.
+    kReading,     ///< A number in decimal, "N/A" or empty when the module has no value.
+    kIdentifier,  ///< A number that people know in hexadecimal.
 };
 
 /// A value by its nature; nothing when the module has no value.
@@ -40,7 +40,7 @@ struct Cell
     std::string_view key = {};
     Datum datum = {};
     std::string shown = {};
-    Mark mark = Mark::none;
+    Mark mark = Mark::kNone;
     bool alignRight = false;
 };
 

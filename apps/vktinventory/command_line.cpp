@@ -21,7 +21,7 @@ struct Choice
 constexpr Choice<TulvoConnection::ConnectionType> kInterfaces[] = {
     {"lanplus", TulvoConnection::kConnectOverRmcpPlus},
     {"https", TulvoConnection::kConnectOverHttps}};
-constexpr Choice<Format> kFormats[] = {{"table", Format::table}, {"json", Format::json}};
+constexpr Choice<Format> kFormats[] = {{"table", Format::kTable}, {"json", Format::kJson}};
 constexpr Choice<TulvoConnection::Authentication> kAuthentications[] = {
     {"basic", TulvoConnection::kAuthenticateBasic},
     {"session", TulvoConnection::kAuthenticateBySession}};
@@ -274,12 +274,12 @@ void RefuseFlagsOfTheOther(const CLI::App& app, const Options& options)
 PasswordSource SourceOf(const CLI::App& app, const Flags& flags)
 {
     if (flags.fromEnvironment) {
-        return PasswordSource::environment;
+        return PasswordSource::kEnvironment;
     }
     if (app.count("--password-file") != 0) {
-        return PasswordSource::file;
+        return PasswordSource::kFile;
     }
-    return app.count("--password") != 0 ? PasswordSource::argument : PasswordSource::terminal;
+    return app.count("--password") != 0 ? PasswordSource::kArgument : PasswordSource::kTerminal;
 }
 
 void Complete(const CLI::App& app, const Flags& flags, Options& options)
@@ -314,9 +314,9 @@ void Describe(CLI::App& app, Options& options, Flags& flags)
     app.footer("\n" + std::string(kPasswordHelp) + "\n\n" + ExamplesHelp() + "\n" + ExitCodeHelp());
 }
 
-Farewell Misuse(const std::string& reason)
+EarlyExit Misuse(const std::string& reason)
 {
-    return {ExitCode::wrongUsage, reason + "; see vktinventory --help"};
+    return {ExitCode::kWrongUsage, reason + "; see vktinventory --help"};
 }
 
 /// CLI11's own text repeats every such word, and with them a password behind a misspelt flag.
@@ -326,12 +326,12 @@ std::string FirstUnexpected(const CLI::App& app)
     return "unexpected: " + (words.empty() ? "" : words.front().substr(0, words.front().find('=')));
 }
 
-Farewell FarewellOf(const CLI::App& app, const CLI::ParseError& error)
+EarlyExit EarlyExitOf(const CLI::App& app, const CLI::ParseError& error)
 {
     std::ostringstream out;
     std::ostringstream complaint;
     if (app.exit(error, out, complaint) == 0) {
-        return {ExitCode::everythingRead, out.str()};
+        return {ExitCode::kEverythingRead, out.str()};
     }
     return Misuse(error.what());
 }
@@ -344,7 +344,7 @@ bool EndsWithItsEqualsSign(const std::string& word)
 
 }  // namespace
 
-std::variant<Options, Farewell> ParseCommandLine(const std::vector<std::string>& words)
+std::variant<Options, EarlyExit> ParseCommandLine(const std::vector<std::string>& words)
 {
     const auto empty = std::find_if(words.begin(), words.end(), EndsWithItsEqualsSign);
     if (empty != words.end()) {
@@ -361,7 +361,7 @@ std::variant<Options, Farewell> ParseCommandLine(const std::vector<std::string>&
     } catch (const CLI::ExtrasError&) {
         return Misuse(FirstUnexpected(app));
     } catch (const CLI::ParseError& error) {
-        return FarewellOf(app, error);
+        return EarlyExitOf(app, error);
     }
     return options;
 }

@@ -24,16 +24,16 @@ namespace Tulvo::Cli {
 
 enum class Format
 {
-    table,
-    json,
+    kTable,
+    kJson,
 };
 
 enum class PasswordSource
 {
-    terminal,
-    argument,
-    file,
-    environment,
+    kTerminal,
+    kArgument,
+    kFile,
+    kEnvironment,
 };
 
 struct Options
@@ -42,7 +42,7 @@ struct Options
     std::string host;
     std::uint16_t port = 0;
     std::string user;
-    PasswordSource passwordSource = PasswordSource::terminal;
+    PasswordSource passwordSource = PasswordSource::kTerminal;
     std::string passwordFile;
     std::optional<int> cipherSuite;
     std::optional<int> privilege;  ///< As IPMI numbers them: 2 user, 3 operator, 4 administrator.
@@ -51,7 +51,7 @@ struct Options
     bool insecure = false;
     TulvoConnection::Authentication authentication = TulvoConnection::kAuthenticateBasic;
     int verbosity = 0;
-    Format format = Format::table;
+    Format format = Format::kTable;
     const Command* command = nullptr;
     std::uint64_t number = 0;  ///< The command's argument; 0 when it takes none.
 };
@@ -80,14 +80,14 @@ inline constexpr Example kExamples[] = {
 };
 
 /// What to print instead of working, and how to end then.
-struct Farewell
+struct EarlyExit
 {
-    ExitCode code = ExitCode::everythingRead;
-    std::string text;  ///< For standard output when code is everythingRead, else for error output.
+    ExitCode code = ExitCode::kEverythingRead;
+    std::string text;  ///< For standard output when code is kEverythingRead, else for error output.
 };
 
 /// @param words the arguments without the program's name and without a password.
-std::variant<Options, Farewell> ParseCommandLine(const std::vector<std::string>& words);
+std::variant<Options, EarlyExit> ParseCommandLine(const std::vector<std::string>& words);
 
 /// Shows the parser, with every option and command, to whoever describes the command line
 /// elsewhere.

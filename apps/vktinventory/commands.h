@@ -16,9 +16,9 @@ constexpr unsigned Bit(Section section)
     return 1U << static_cast<unsigned>(section);
 }
 
-inline constexpr unsigned kWholeInventory = Bit(Section::identity) | Bit(Section::module) |
-                                            Bit(Section::power) | Bit(Section::supplies) |
-                                            Bit(Section::nodes);
+inline constexpr unsigned kWholeInventory = Bit(Section::kIdentity) | Bit(Section::kModule) |
+                                            Bit(Section::kPower) | Bit(Section::kSupplies) |
+                                            Bit(Section::kNodes);
 
 struct Command
 {
@@ -40,30 +40,30 @@ inline constexpr Command kCommands[] = {
     {"identity", "Machine type, serial number, firmware, name",
      "Prints machine type, serial number, the module's firmware version and the\n"
      "chassis' name.",
-     Bit(Section::identity), ""},
+     Bit(Section::kIdentity), ""},
     {"power", "Consumption and power caps of the chassis",
      "Prints the chassis' power consumption and its power-capping limits, in the\n"
      "module's own unit. \"N/A\" is a reading that the module does not have.",
-     Bit(Section::power), ""},
+     Bit(Section::kPower), ""},
     {"psu", "Status, fans and firmware of the power supplies",
      "Prints status bits, fans and firmware of each power supply. A slot whose fans\n"
      "or firmware the module does not report is left out of that list.",
-     Bit(Section::supplies), ""},
+     Bit(Section::kSupplies), ""},
     {"nodes", "State and power consumption of all nodes",
      "Prints power state, size, permission and power consumption of each node.",
-     Bit(Section::nodes), ""},
+     Bit(Section::kNodes), ""},
     {"node", "State and power consumption of node N",
      "Prints power state, size, permission and power consumption of node N. An\n"
      "enclosure has 4 or 12 nodes; a number that it does not have is wrong usage.",
-     Bit(Section::nodes), "number of the node, from 1", 12},
+     Bit(Section::kNodes), "number of the node, from 1", 12},
     {"status", "Platform and size of the enclosure",
      "Prints the module's platform, the number of power-supply slots and the number\n"
      "of nodes. Defaults are assumed when the module's answer is too short to tell.",
-     Bit(Section::module), ""},
+     Bit(Section::kModule), ""},
     {"select-psu", "Select power supply N on the module",
      "Asks the module to select power supply N, with up to six tries, 3 seconds\n"
      "apart. A module may accept a number that it has no supply for, and ignore it.",
-     Bit(Section::selection), "number of the power supply, from 1", 9},
+     Bit(Section::kSelection), "number of the power supply, from 1", 9},
 };
 
 }  // namespace Tulvo::Cli

@@ -13,9 +13,9 @@
 #include <new>
 #include <utility>
 
-#include "apps/vktinventory/text.h"
 #include "apps/vktinventory/writing.h"
 #include "common/log/log.h"
+#include "common/text/printable.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -87,7 +87,7 @@ void Line(std::string_view text)
 {
     EraseStandingLine();
     try {
-        WriteError("vktinventory: " + Printable(text) + "\n");
+        WriteError("vktinventory: " + Text::PrintableAscii(text) + "\n");
     } catch (const std::bad_alloc&) {
         WriteError("vktinventory: no memory is left, not even to say what else is wrong\n");
     }

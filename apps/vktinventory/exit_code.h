@@ -10,14 +10,14 @@ namespace Tulvo::Cli {
 
 enum class ExitCode : int
 {
-    everythingRead = 0,
-    someQueriesFailed = 1,
-    wrongUsage = 2,
-    noConnection = 3,
-    refused = 4,
-    outputFailed = 5,
-    hostExhausted = 6,
-    interrupted = 130,
+    kEverythingRead = 0,
+    kSomeQueriesFailed = 1,
+    kWrongUsage = 2,
+    kNoConnection = 3,
+    kRefused = 4,
+    kOutputFailed = 5,
+    kHostExhausted = 6,
+    kInterrupted = 130,
 };
 
 struct ExitCodeMeaning
@@ -27,14 +27,14 @@ struct ExitCodeMeaning
 };
 
 inline constexpr ExitCodeMeaning kExitCodes[] = {
-    {ExitCode::everythingRead, "everything was read"},
-    {ExitCode::someQueriesFailed, "some queries failed; what was read is printed"},
-    {ExitCode::wrongUsage, "wrong usage; nothing was read"},
-    {ExitCode::noConnection, "no connection to the module"},
-    {ExitCode::refused, "refused: log-in, privilege, cipher suite, certificate"},
-    {ExitCode::outputFailed, "the results could not be written"},
-    {ExitCode::hostExhausted, "this host has no memory or thread left for it"},
-    {ExitCode::interrupted, "interrupted (128 and the signal's number)"},
+    {ExitCode::kEverythingRead, "everything was read"},
+    {ExitCode::kSomeQueriesFailed, "some queries failed; what was read is printed"},
+    {ExitCode::kWrongUsage, "wrong usage; nothing was read"},
+    {ExitCode::kNoConnection, "no connection to the module"},
+    {ExitCode::kRefused, "refused: log-in, privilege, cipher suite, certificate"},
+    {ExitCode::kOutputFailed, "the results could not be written"},
+    {ExitCode::kHostExhausted, "this host has no memory or thread left for it"},
+    {ExitCode::kInterrupted, "interrupted (128 and the signal's number)"},
 };
 
 }  // namespace Tulvo::Cli

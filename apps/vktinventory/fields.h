@@ -46,105 +46,105 @@ struct Field
 };
 
 inline constexpr Field<ChassisPowerCon> kPowerConsumptionFields[] = {
-    {"Minimum", "min", &ChassisPowerCon::min, Kind::reading},
-    {"Average", "avg", &ChassisPowerCon::avg, Kind::reading},
-    {"Maximum", "max", &ChassisPowerCon::max, Kind::reading},
+    {"Minimum", "min", &ChassisPowerCon::min, Kind::kReading},
+    {"Average", "avg", &ChassisPowerCon::avg, Kind::kReading},
+    {"Maximum", "max", &ChassisPowerCon::max, Kind::kReading},
 };
 
 inline constexpr Field<ChassisPowerCap> kPowerCapFields[] = {
-    {"Lowest cap", "min", &ChassisPowerCap::min, Kind::reading},
-    {"Highest cap", "max", &ChassisPowerCap::max, Kind::reading},
-    {"Protective cap", "protectiveCap", &ChassisPowerCap::protectiveCap, Kind::reading},
-    {"User cap", "userCap", &ChassisPowerCap::userCap, Kind::reading},
-    {"Thermal cap", "thermalCap", &ChassisPowerCap::thermalCap, Kind::reading},
+    {"Lowest cap", "min", &ChassisPowerCap::min, Kind::kReading},
+    {"Highest cap", "max", &ChassisPowerCap::max, Kind::kReading},
+    {"Protective cap", "protectiveCap", &ChassisPowerCap::protectiveCap, Kind::kReading},
+    {"User cap", "userCap", &ChassisPowerCap::userCap, Kind::kReading},
+    {"Thermal cap", "thermalCap", &ChassisPowerCap::thermalCap, Kind::kReading},
 };
 
 inline Mark JudgePresence(const SupplyStatus& supply)
 {
-    return supply.present == "present" ? Mark::good : Mark::warning;
+    return supply.present == "present" ? Mark::kGood : Mark::kWarning;
 }
 
 /// An empty slot has no good power either; only a supply that is there can fail.
 inline Mark JudgePower(const SupplyStatus& supply)
 {
-    return supply.present == "present" && supply.pwrGood != "power good" ? Mark::bad : Mark::good;
+    return supply.present == "present" && supply.pwrGood != "power good" ? Mark::kBad : Mark::kGood;
 }
 
 inline Mark JudgeEarlyWarning(const SupplyStatus& supply)
 {
-    return supply.epow == "trigger" ? Mark::bad : Mark::good;
+    return supply.epow == "trigger" ? Mark::kBad : Mark::kGood;
 }
 
 inline Mark JudgeThrottling(const SupplyStatus& supply)
 {
-    return supply.throttle == "trigger" ? Mark::warning : Mark::good;
+    return supply.throttle == "trigger" ? Mark::kWarning : Mark::kGood;
 }
 
 template <Mark (*judge)(const SupplyStatus&)>
 Mark IfReported(const SupplyStatus& supply)
 {
-    return supply.reported ? judge(supply) : Mark::none;
+    return supply.reported ? judge(supply) : Mark::kNone;
 }
 
 inline constexpr Field<SupplyStatus> kSupplyStatusFields[] = {
-    {"PSU", "psu", &SupplyStatus::psu, Kind::text},
-    {"Present", "present", &SupplyStatus::present, Kind::text, IfReported<JudgePresence>},
-    {"Power", "pwrGood", &SupplyStatus::pwrGood, Kind::text, IfReported<JudgePower>},
-    {"Power-off warning", "epow", &SupplyStatus::epow, Kind::text, IfReported<JudgeEarlyWarning>},
-    {"Throttling", "throttle", &SupplyStatus::throttle, Kind::text, IfReported<JudgeThrottling>},
-    {"Reported", "reported", &SupplyStatus::reported, Kind::word},
+    {"PSU", "psu", &SupplyStatus::psu, Kind::kText},
+    {"Present", "present", &SupplyStatus::present, Kind::kText, IfReported<JudgePresence>},
+    {"Power", "pwrGood", &SupplyStatus::pwrGood, Kind::kText, IfReported<JudgePower>},
+    {"Power-off warning", "epow", &SupplyStatus::epow, Kind::kText, IfReported<JudgeEarlyWarning>},
+    {"Throttling", "throttle", &SupplyStatus::throttle, Kind::kText, IfReported<JudgeThrottling>},
+    {"Reported", "reported", &SupplyStatus::reported, Kind::kWord},
 };
 
 inline Mark JudgeFans(const PSUFanSpeed& fans)
 {
     if (fans.status == "Abnormal") {
-        return Mark::bad;
+        return Mark::kBad;
     }
-    return fans.status == "Unknown" ? Mark::warning : Mark::good;
+    return fans.status == "Unknown" ? Mark::kWarning : Mark::kGood;
 }
 
 inline constexpr Field<PSUFanSpeed> kFanSpeedFields[] = {
-    {"PSU", "psu", &PSUFanSpeed::psu, Kind::text},
-    {"Fans", "status", &PSUFanSpeed::status, Kind::text, JudgeFans},
-    {"Speed A", "speedA", &PSUFanSpeed::speedA, Kind::reading},
-    {"Pattern A", "patA", &PSUFanSpeed::patA, Kind::reading},
-    {"Speed B", "speedB", &PSUFanSpeed::speedB, Kind::reading},
-    {"Pattern B", "patB", &PSUFanSpeed::patB, Kind::reading},
+    {"PSU", "psu", &PSUFanSpeed::psu, Kind::kText},
+    {"Fans", "status", &PSUFanSpeed::status, Kind::kText, JudgeFans},
+    {"Speed A", "speedA", &PSUFanSpeed::speedA, Kind::kReading},
+    {"Pattern A", "patA", &PSUFanSpeed::patA, Kind::kReading},
+    {"Speed B", "speedB", &PSUFanSpeed::speedB, Kind::kReading},
+    {"Pattern B", "patB", &PSUFanSpeed::patB, Kind::kReading},
 };
 
 inline constexpr Field<PSUFwInfo> kFirmwareFields[] = {
-    {"PSU", "psu", &PSUFwInfo::psu, Kind::text},
-    {"Slot", "slot", &PSUFwInfo::slot, Kind::reading},
-    {"Name", "name", &PSUFwInfo::name, Kind::text},
-    {"Version", "version", &PSUFwInfo::version, Kind::text},
-    {"Manufacturer", "manufacturer", &PSUFwInfo::manufacturer, Kind::text},
+    {"PSU", "psu", &PSUFwInfo::psu, Kind::kText},
+    {"Slot", "slot", &PSUFwInfo::slot, Kind::kReading},
+    {"Name", "name", &PSUFwInfo::name, Kind::kText},
+    {"Version", "version", &PSUFwInfo::version, Kind::kText},
+    {"Manufacturer", "manufacturer", &PSUFwInfo::manufacturer, Kind::kText},
 };
 
 inline Mark JudgePowerState(const NodeStatus& node)
 {
     if (node.powerState == "Power Fault" || node.powerState == "Fault") {
-        return Mark::bad;
+        return Mark::kBad;
     }
-    return node.powerState == "No Permission" ? Mark::warning : Mark::good;
+    return node.powerState == "No Permission" ? Mark::kWarning : Mark::kGood;
 }
 
 inline constexpr Field<NodeStatus> kNodeStatusFields[] = {
-    {"Power state", "powerState", &NodeStatus::powerState, Kind::text, JudgePowerState},
-    {"Width", "width", &NodeStatus::width, Kind::word},
-    {"Height", "height", &NodeStatus::height, Kind::reading},
-    {"Permission", "permissionState", &NodeStatus::permissionState, Kind::reading},
+    {"Power state", "powerState", &NodeStatus::powerState, Kind::kText, JudgePowerState},
+    {"Width", "width", &NodeStatus::width, Kind::kWord},
+    {"Height", "height", &NodeStatus::height, Kind::kReading},
+    {"Permission", "permissionState", &NodeStatus::permissionState, Kind::kReading},
 };
 
 inline Mark JudgeAssumption(const ModuleState& state)
 {
-    return state.defaultsAssumed ? Mark::warning : Mark::good;
+    return state.defaultsAssumed ? Mark::kWarning : Mark::kGood;
 }
 
 inline constexpr Field<ModuleState> kModuleStateFields[] = {
-    {"Platform", "platformId", &ModuleState::platformId, Kind::identifier},
-    {"Power supplies", "psuCount", &ModuleState::psuCount, Kind::reading},
-    {"Nodes", "nodeCount", &ModuleState::nodeCount, Kind::reading},
-    {"Defaults assumed", "defaultsAssumed", &ModuleState::defaultsAssumed, Kind::word,
+    {"Platform", "platformId", &ModuleState::platformId, Kind::kIdentifier},
+    {"Power supplies", "psuCount", &ModuleState::psuCount, Kind::kReading},
+    {"Nodes", "nodeCount", &ModuleState::nodeCount, Kind::kReading},
+    {"Defaults assumed", "defaultsAssumed", &ModuleState::defaultsAssumed, Kind::kWord,
      JudgeAssumption},
 };
 
@@ -173,7 +173,7 @@ Cell EmptyCell(const Field<R>& field)
     return {.label = field.label,
             .key = field.key,
             .shown = ShownText({}),
-            .alignRight = field.kind == Kind::reading};
+            .alignRight = field.kind == Kind::kReading};
 }
 
 template <class R>
@@ -181,7 +181,7 @@ Cell CellOf(const Field<R>& field, const R& record)
 {
     Cell cell = EmptyCell(field);
     std::visit([&](auto member) { Fill(cell, record.*member, field.kind); }, field.member);
-    cell.mark = field.judge == nullptr ? Mark::none : field.judge(record);
+    cell.mark = field.judge == nullptr ? Mark::kNone : field.judge(record);
     return cell;
 }
 

@@ -19,9 +19,9 @@ constexpr std::string_view kReset = "\033[0m";
 std::string_view ColourOf(Mark mark)
 {
     switch (mark) {
-        case Mark::bad:
+        case Mark::kBad:
             return "\033[1;31m";
-        case Mark::warning:
+        case Mark::kWarning:
             return "\033[33m";
         default:
             return {};

@@ -14,7 +14,7 @@ namespace Tulvo::Cli {
 struct GridCell
 {
     std::string text;
-    Mark mark = Mark::none;
+    Mark mark = Mark::kNone;
     bool alignRight = false;
 };
 

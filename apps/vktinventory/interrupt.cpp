@@ -31,8 +31,8 @@ constexpr int kSignalBase = 128;
 
 /// How long a session may take to close; a module that does not answer keeps nobody waiting for
 /// longer. Over HTTPS a request is left within a second, and the session deleted within two.
-constexpr std::uint32_t kPatienceMilliseconds = 1000;
-constexpr std::uint32_t kHttpsPatienceMilliseconds = 3000;
+constexpr std::uint32_t kCloseLimitMilliseconds = 1000;
+constexpr std::uint32_t kHttpsCloseLimitMilliseconds = 3000;
 
 /// A signal that whoever started us switched off (nohup, a job in the background) stays off.
 bool IsIgnored(int signal)
@@ -85,8 +85,8 @@ void Stop()
     EndOutput();
     IpmiClient::interruptAll();
     VKTHttps::InterruptAll();
-    IpmiClient::waitUntilAllClosed(kPatienceMilliseconds);
-    VKTHttps::WaitUntilAllClosed(kHttpsPatienceMilliseconds);
+    IpmiClient::waitUntilAllClosed(kCloseLimitMilliseconds);
+    VKTHttps::WaitUntilAllClosed(kHttpsCloseLimitMilliseconds);
     _exit(kSignalBase + signal);
 }
 

@@ -28,7 +28,7 @@ int End(Tulvo::Cli::ExitCode code)
 int EndExhausted(std::string_view reason)
 {
     Tulvo::Cli::Complain(reason);
-    return End(Tulvo::Cli::ExitCode::hostExhausted);
+    return End(Tulvo::Cli::ExitCode::kHostExhausted);
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ Reply AskText(Inventory& inventory, std::uint64_t)
         return Refused(result);
     }
     Cell cell;
-    Fill(cell, text, Kind::text);
+    Fill(cell, text, Kind::kText);
     return {VKT_INVENTORY_SUCCESS, true, {{std::move(cell)}}};
 }
 
@@ -121,25 +121,26 @@ Record ColumnsOf()
 template <auto Get>
 constexpr Query TextQuery(std::string_view key, std::string_view label)
 {
-    return {Section::identity, Shape::text, key, label, AskText<Get>, NoColumns};
+    return {Section::kIdentity, Shape::kText, key, label, AskText<Get>, NoColumns};
 }
 
 template <auto Get, const auto& fields, class R>
 constexpr Query RecordQuery(Section section, std::string_view key, std::string_view label)
 {
-    return {section, Shape::record, key, label, AskRecord<Get, fields, R>, ColumnsOf<fields>};
+    return {section, Shape::kRecord, key, label, AskRecord<Get, fields, R>, ColumnsOf<fields>};
 }
 
 template <auto Get, const auto& fields, class R>
 constexpr Query ListQuery(std::string_view key, std::string_view label)
 {
-    return {Section::supplies, Shape::list, key, label, AskList<Get, fields, R>, ColumnsOf<fields>};
+    return {Section::kSupplies,      Shape::kList,     key, label,
+            AskList<Get, fields, R>, ColumnsOf<fields>};
 }
 
 template <auto Get, const auto& fields, class R>
 constexpr Query NodeQuery(std::string_view key, std::string_view label)
 {
-    return {Section::nodes, Shape::node, key, label, AskNode<Get, fields, R>, ColumnsOf<fields>};
+    return {Section::kNodes, Shape::kNode, key, label, AskNode<Get, fields, R>, ColumnsOf<fields>};
 }
 
 constexpr Query kQueries[] = {
@@ -147,13 +148,13 @@ constexpr Query kQueries[] = {
     TextQuery<&Inventory::GetSerialNumber>("serialNumber", "Serial number"),
     TextQuery<&Inventory::GetFirmwareVersion>("firmwareVersion", "Firmware version"),
     TextQuery<&Inventory::GetName>("name", "Name"),
-    {Section::module, Shape::record, "moduleStatus", "Management module", AskModuleState,
+    {Section::kModule, Shape::kRecord, "moduleStatus", "Management module", AskModuleState,
      ColumnsOf<kModuleStateFields>},
     RecordQuery<&Inventory::GetChassisPowerConsumption, kPowerConsumptionFields, ChassisPowerCon>(
-        Section::power, "chassisPowerConsumption", "Chassis power consumption"),
+        Section::kPower, "chassisPowerConsumption", "Chassis power consumption"),
     RecordQuery<&Inventory::GetChassisPowerCap, kPowerCapFields, ChassisPowerCap>(
-        Section::power, "chassisPowerCap", "Chassis power caps"),
-    {Section::supplies, Shape::list, "psuStatus", "Power supply status", AskSupplyStatus,
+        Section::kPower, "chassisPowerCap", "Chassis power caps"),
+    {Section::kSupplies, Shape::kList, "psuStatus", "Power supply status", AskSupplyStatus,
      ColumnsOf<kSupplyStatusFields>},
     ListQuery<&Inventory::GetPSUFanSpeed, kFanSpeedFields, PSUFanSpeed>("psuFanSpeed",
                                                                         "Power supply fans"),
@@ -163,7 +164,7 @@ constexpr Query kQueries[] = {
                                                                         "Node status"),
     NodeQuery<&Inventory::GetNodePowerConsumption, kPowerConsumptionFields, ChassisPowerCon>(
         "nodePowerConsumption", "Node power consumption"),
-    {Section::selection, Shape::action, "psuSelection", "Power supply selection", AskSelection,
+    {Section::kSelection, Shape::kAction, "psuSelection", "Power supply selection", AskSelection,
      NoColumns},
 };
 

@@ -17,22 +17,22 @@ namespace Tulvo::Cli {
 /// Queries that belong together. A command names the sections that it runs.
 enum class Section
 {
-    identity,
-    module,
-    power,
-    supplies,
-    nodes,
-    selection,
+    kIdentity,
+    kModule,
+    kPower,
+    kSupplies,
+    kNodes,
+    kSelection,
 };
 
 /// What the library answers to a query.
 enum class Shape
 {
-    text,    ///< One text.
-    record,  ///< One record.
-    list,    ///< A record for each power supply.
-    node,    ///< One record, for the node whose number is asked with.
-    action,  ///< Nothing but a result.
+    kText,    ///< One text.
+    kRecord,  ///< One record.
+    kList,    ///< A record for each power supply.
+    kNode,    ///< One record, for the node whose number is asked with.
+    kAction,  ///< Nothing but a result.
 };
 
 /// The library's answer to one call. `records` is what was read, which after a failure may still be

@@ -4,10 +4,26 @@
 #include <nlohmann/json.hpp>
 
 #include "apps/vktinventory/result_names.h"
-#include "apps/vktinventory/text.h"
 
 namespace Tulvo::Cli {
 namespace {
+
+/// UTF-8 in which each byte is the character with the same number (U+0000 to U+00FF): a text of the
+/// module may hold any byte; the JSON stays valid, and no byte is lost.
+std::string BytesAsUtf8(std::string_view bytes)
+{
+    std::string text;
+    for (const char character : bytes) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (byte < 0x80) {
+            text += character;
+        } else {
+            text += static_cast<char>(0xC0U | (byte >> 6U));
+            text += static_cast<char>(0x80U | (byte & 0x3FU));
+        }
+    }
+    return text;
+}
 
 using Json = nlohmann::ordered_json;
 
@@ -50,9 +66,9 @@ Json DataOf(Shape shape, const Reply& reply)
         return nullptr;
     }
     switch (shape) {
-        case Shape::text:
+        case Shape::kText:
             return JsonOf(reply.records.front().front());
-        case Shape::list:
+        case Shape::kList:
             return JsonOf(reply.records);
         default:
             return JsonOf(reply.records.front());
@@ -62,14 +78,14 @@ Json DataOf(Shape shape, const Reply& reply)
 Json JsonOf(const Query& query, const Answer& answer)
 {
     Json object = Json::object();
-    if (query.shape == Shape::node) {
+    if (query.shape == Shape::kNode) {
         object["node"] = answer.number;
     }
-    if (query.shape == Shape::action) {
+    if (query.shape == Shape::kAction) {
         object["number"] = answer.number;
     }
     object["result"] = NameOf(answer.reply.result).name;
-    if (query.shape != Shape::action) {
+    if (query.shape != Shape::kAction) {
         object["data"] = DataOf(query.shape, answer.reply);
     }
     return object;
@@ -77,7 +93,7 @@ Json JsonOf(const Query& query, const Answer& answer)
 
 Json JsonOf(const Asked& asked)
 {
-    if (asked.query->shape != Shape::node) {
+    if (asked.query->shape != Shape::kNode) {
         return JsonOf(*asked.query, asked.answers.front());
     }
     Json list = Json::array();

@@ -8,7 +8,7 @@
 
 #include "apps/vktinventory/grid.h"
 #include "apps/vktinventory/result_names.h"
-#include "apps/vktinventory/text.h"
+#include "common/text/printable.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -42,14 +42,14 @@ GridCell Shown(const Cell& cell)
 
 GridCell NotRead(VKTInventoryErrorCode result)
 {
-    return {"not read: " + std::string(NameOf(result).meaning), Mark::bad};
+    return {"not read: " + std::string(NameOf(result).meaning), Mark::kBad};
 }
 
 GridRow HeadingRow(const Query& query)
 {
     GridRow row;
     for (const Cell& column : query.columns()) {
-        row.push_back({std::string(column.label), Mark::none, column.alignRight});
+        row.push_back({std::string(column.label), Mark::kNone, column.alignRight});
     }
     return row;
 }
@@ -95,7 +95,7 @@ Block RecordOrListBlock(const Asked& asked)
     Block block{asked.query->label, {}};
     if (reply.read) {
         block.rows =
-            asked.query->shape == Shape::list ? ListRows(*asked.query, reply) : RecordRows(reply);
+            asked.query->shape == Shape::kList ? ListRows(*asked.query, reply) : RecordRows(reply);
     }
     if (reply.result != VKT_INVENTORY_SUCCESS) {
         block.rows.push_back({NotRead(reply.result)});
@@ -108,7 +108,7 @@ void AppendNodeCells(GridRow& row, const Asked& asked, std::size_t index)
     const Reply& reply = asked.answers[index].reply;
     GridRow cells = CellsOf(reply.read ? reply.records.front() : asked.query->columns());
     if (!reply.read) {
-        cells.front() = {"not read", Mark::bad, cells.front().alignRight};
+        cells.front() = {"not read", Mark::kBad, cells.front().alignRight};
     }
     row.insert(row.end(), cells.begin(), cells.end());
 }
@@ -116,7 +116,7 @@ void AppendNodeCells(GridRow& row, const Asked& asked, std::size_t index)
 /// The node queries are asked for the same nodes in the same order: one row shows them all.
 GridRow NodeRow(const std::vector<const Asked*>& queries, std::size_t index)
 {
-    GridRow row{{std::to_string(queries.front()->answers[index].number), Mark::none, true}};
+    GridRow row{{std::to_string(queries.front()->answers[index].number), Mark::kNone, true}};
     for (const Asked* asked : queries) {
         AppendNodeCells(row, *asked, index);
     }
@@ -135,7 +135,7 @@ Block NodeBlock(const std::vector<const Asked*>& queries)
         block.rows.push_back(NodeRow(queries, index));
     }
     if (nodes == 0) {
-        block.rows = {{{"not read: the module did not tell how many it has", Mark::bad}}};
+        block.rows = {{{"not read: the module did not tell how many it has", Mark::kBad}}};
     }
     return block;
 }
@@ -144,7 +144,7 @@ std::vector<const Asked*> NodeQueriesOf(const Report& report)
 {
     std::vector<const Asked*> queries;
     for (const Asked& asked : report.asked) {
-        if (asked.query->shape == Shape::node) {
+        if (asked.query->shape == Shape::kNode) {
             queries.push_back(&asked);
         }
     }
@@ -155,7 +155,7 @@ Block IdentityBlock(const Report& report)
 {
     Block block{"Identity", {}};
     for (const Asked& asked : report.asked) {
-        if (asked.query->shape == Shape::text) {
+        if (asked.query->shape == Shape::kText) {
             block.rows.push_back(TextRow(asked));
         }
     }
@@ -167,22 +167,22 @@ Block SelectionBlock(const Asked& asked)
     const Answer& answer = asked.answers.front();
     const GridCell outcome = answer.reply.result == VKT_INVENTORY_SUCCESS
                                  ? Plain("accepted by the module")
-                                 : GridCell{"not accepted", Mark::bad};
+                                 : GridCell{"not accepted", Mark::kBad};
     return {asked.query->label, {{LabelCell("PSU" + std::to_string(answer.number)), outcome}}};
 }
 
 Block BlockOf(const Asked& asked)
 {
-    return asked.query->shape == Shape::action ? SelectionBlock(asked) : RecordOrListBlock(asked);
+    return asked.query->shape == Shape::kAction ? SelectionBlock(asked) : RecordOrListBlock(asked);
 }
 
 /// What a finding is about: the supply of a list's row, the node, or the query's subject.
 std::string Whose(const Query& query, const Answer& answer, const Record& record)
 {
     switch (query.shape) {
-        case Shape::list:
+        case Shape::kList:
             return record.front().shown;
-        case Shape::node:
+        case Shape::kNode:
             return "Node " + std::to_string(answer.number);
         default:
             return std::string(query.label);
@@ -210,8 +210,8 @@ Block HealthBlock(const Report& report)
     Block block{"Health", {}};
     bool judged = false;
     ForEachCell(report, [&](const Cell& cell, const std::string& whose) {
-        judged = judged || cell.mark != Mark::none;
-        if (cell.mark == Mark::warning || cell.mark == Mark::bad) {
+        judged = judged || cell.mark != Mark::kNone;
+        if (cell.mark == Mark::kWarning || cell.mark == Mark::kBad) {
             block.rows.push_back({LabelCell(whose), Plain(cell.label), {cell.shown, cell.mark}});
         }
     });
@@ -220,7 +220,7 @@ Block HealthBlock(const Report& report)
         block.rows.push_back({Plain("good")});
     }
     if (judged && !complete) {
-        block.rows.push_back({{"not fully known: some queries failed", Mark::bad}});
+        block.rows.push_back({{"not fully known: some queries failed", Mark::kBad}});
     }
     return block;
 }
@@ -229,7 +229,7 @@ std::vector<Block> BlocksOf(const Report& report)
 {
     std::vector<Block> blocks{HealthBlock(report), IdentityBlock(report)};
     for (const Asked& asked : report.asked) {
-        if (asked.query->shape != Shape::text && asked.query->shape != Shape::node) {
+        if (asked.query->shape != Shape::kText && asked.query->shape != Shape::kNode) {
             blocks.push_back(BlockOf(asked));
         }
     }

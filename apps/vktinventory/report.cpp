@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "apps/vktinventory/result_names.h"
-#include "apps/vktinventory/text.h"
+#include "common/text/printable.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -13,8 +13,8 @@ namespace {
 class Questioner
 {
 public:
-    Questioner(VKTInventory& inventory, const Witness& witness)
-        : inventory_(inventory), witness_(witness)
+    Questioner(VKTInventory& inventory, const Diagnostics& diagnostics)
+        : inventory_(inventory), diagnostics_(diagnostics)
     {
     }
 
@@ -23,16 +23,16 @@ public:
         if (gone_) {
             return NotAsked(number, VKT_INVENTORY_CONNECT_FAILED);
         }
-        const std::uint64_t unanswered = witness_.unanswered();
-        Answer answer{number, query.ask(inventory_, number), witness_.detail()};
-        const bool silent = witness_.unanswered() != unanswered;
+        const std::uint64_t unanswered = diagnostics_.unanswered();
+        Answer answer{number, query.ask(inventory_, number), diagnostics_.detail()};
+        const bool silent = diagnostics_.unanswered() != unanswered;
         if (silent) {
             RejectList(query, answer.reply);
         }
         if (answer.reply.result == VKT_INVENTORY_SUCCESS) {
             answer.detail.clear();
         }
-        gone_ = IsInDoubt(silent, answer.reply.result) && !witness_.moduleIsThere();
+        gone_ = IsInDoubt(silent, answer.reply.result) && !diagnostics_.moduleIsThere();
         return answer;
     }
 
@@ -46,7 +46,7 @@ private:
     /// counts the list as read: it would show a healthy enclosure with a supply too few.
     static void RejectList(const Query& query, Reply& reply)
     {
-        if (query.shape == Shape::list && reply.result == VKT_INVENTORY_SUCCESS) {
+        if (query.shape == Shape::kList && reply.result == VKT_INVENTORY_SUCCESS) {
             reply = {VKT_INVENTORY_FAILED, false, {}};
         }
     }
@@ -60,7 +60,7 @@ private:
     }
 
     VKTInventory& inventory_;
-    const Witness& witness_;
+    const Diagnostics& diagnostics_;
     int httpsErrors_ = 0;
     bool gone_ = false;
 };
@@ -68,7 +68,7 @@ private:
 std::vector<std::uint64_t> NumbersFor(const Query& query, std::uint64_t number,
                                       std::uint64_t nodeCount)
 {
-    if (query.shape != Shape::node) {
+    if (query.shape != Shape::kNode) {
         return {number};
     }
     if (number != 0) {
@@ -85,11 +85,11 @@ std::string FailureOf(const Query& query, const Answer& answer)
 {
     const ResultName& result = NameOf(answer.reply.result);
     const std::string_view outcome =
-        query.shape == Shape::action ? " not accepted: " : " not read: ";
+        query.shape == Shape::kAction ? " not accepted: " : " not read: ";
     std::string line = SubjectOf(query, answer) + std::string(outcome) +
                        std::string(result.meaning) + " (" + std::string(result.name) + ")";
     if (!answer.detail.empty()) {
-        line += ": " + Printable(answer.detail);
+        line += ": " + Text::PrintableAscii(answer.detail);
     }
     return line;
 }
@@ -104,16 +104,17 @@ constexpr std::string_view kStatusNotRead =
 std::string SubjectOf(const Query& query, const Answer& answer)
 {
     const std::string label(query.label);
-    return query.shape == Shape::node ? label + " of node " + std::to_string(answer.number) : label;
+    return query.shape == Shape::kNode ? label + " of node " + std::to_string(answer.number)
+                                       : label;
 }
 
 Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number,
-           const Witness& witness)
+           const Diagnostics& diagnostics)
 {
     const std::uint64_t nodeCount = inventory.GetNodeNub();
     Report report{&command, {}, nodeCount != 0, {}};
-    Questioner questioner(inventory, witness);
-    witness.detail();  // what was logged until now is about no query
+    Questioner questioner(inventory, diagnostics);
+    diagnostics.detail();  // what was logged until now is about no query
     for (const Query& query : Queries()) {
         if (!command.Runs(query.section)) {
             continue;

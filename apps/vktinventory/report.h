@@ -46,8 +46,8 @@ struct Report
     std::vector<Asked> asked;
 };
 
-/// What the library does not tell of a query, from elsewhere.
-struct Witness
+/// What is known of a query beside what the library returns.
+struct Diagnostics
 {
     /// What the library last logged; called after each query.
     std::function<std::string()> detail;
@@ -61,7 +61,7 @@ struct Witness
 /// Runs the command's queries, until the module is gone.
 /// @param number what the command was given; 0 when it takes none.
 Report Ask(VKTInventory& inventory, const Command& command, std::uint64_t number,
-           const Witness& witness);
+           const Diagnostics& diagnostics);
 
 /// A line for each thing that could not be read; empty when everything was.
 std::vector<std::string> Failures(const Report& report);

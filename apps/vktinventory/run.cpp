@@ -8,10 +8,10 @@
 #include <utility>
 
 #include "apps/vktinventory/arguments.h"
+#include "apps/vktinventory/connection_check.h"
 #include "apps/vktinventory/diagnostics.h"
 #include "apps/vktinventory/password.h"
 #include "apps/vktinventory/password_prompt.h"
-#include "apps/vktinventory/preflight.h"
 #include "apps/vktinventory/render_json.h"
 #include "apps/vktinventory/render_table.h"
 #include "common/config/global_config.h"
@@ -34,18 +34,18 @@ ExitCode Print(std::string_view text, ExitCode code)
     if (WriteOut(text)) {
         return code;
     }
-    return Fail(ExitCode::outputFailed, "the results cannot be written to standard output: " +
-                                            std::generic_category().message(errno));
+    return Fail(ExitCode::kOutputFailed, "the results cannot be written to standard output: " +
+                                             std::generic_category().message(errno));
 }
 
 std::string PasswordFor(const Options& options, std::string given)
 {
     switch (options.passwordSource) {
-        case PasswordSource::argument:
+        case PasswordSource::kArgument:
             return given;
-        case PasswordSource::file:
+        case PasswordSource::kFile:
             return PasswordFromFile(options.passwordFile);
-        case PasswordSource::environment:
+        case PasswordSource::kEnvironment:
             return PasswordFromEnvironment();
         default:
             return PasswordFromTerminal();
@@ -103,7 +103,7 @@ Target TargetOf(const Options& options)
 /// Only the module knows how many nodes it has; a number above that is still wrong usage.
 bool NodeIsOutOfRange(const Options& options, std::uint64_t nodeCount)
 {
-    return options.command->Runs(Section::nodes) && nodeCount != 0 && options.number > nodeCount;
+    return options.command->Runs(Section::kNodes) && nodeCount != 0 && options.number > nodeCount;
 }
 
 ExitCode PrintReport(const Report& report, Format format)
@@ -112,53 +112,53 @@ ExitCode PrintReport(const Report& report, Format format)
     for (const std::string& failure : failures) {
         Complain(failure);
     }
-    return Print(format == Format::json ? RenderJson(report) : RenderTable(report, WantsColour()),
-                 failures.empty() ? ExitCode::everythingRead : ExitCode::someQueriesFailed);
+    return Print(format == Format::kJson ? RenderJson(report) : RenderTable(report, WantsColour()),
+                 failures.empty() ? ExitCode::kEverythingRead : ExitCode::kSomeQueriesFailed);
 }
 
 bool IsThere(const ConnectionInfo& connection)
 {
-    return TryConnection(connection, kDefaultCipherSuite).code == ExitCode::everythingRead;
+    return CheckConnection(connection, kDefaultCipherSuite).code == ExitCode::kEverythingRead;
 }
 
 /// Hands the library what it would ask for once, and go without when the answer got lost: it would
 /// read all answers as those of a first-generation module.
-bool HandOver(const PreflightResult& preflight)
+bool HandOver(const ConnectionCheck& check)
 {
-    if (preflight.generation) {
-        SetGlobalConfigValue("MODULE_TYPE", *preflight.generation);
+    if (check.generation) {
+        SetGlobalConfigValue("MODULE_TYPE", *check.generation);
     }
-    return preflight.generation.has_value();
+    return check.generation.has_value();
 }
 
 /// Nothing when the module does not tell its generation though it tells its status.
 std::unique_ptr<VKTInventory> OpenInventory(const ConnectionInfo& connection,
-                                            const PreflightResult& preflight)
+                                            const ConnectionCheck& check)
 {
-    const bool told = HandOver(preflight);
+    const bool told = HandOver(check);
     auto inventory = std::make_unique<VKTInventory>(connection);
     EraseProgress();
     if (told || inventory->GetNodeNub() == 0) {
         return inventory;
     }
     // It has become ready while the library waited.
-    const bool tellsNow = HandOver(TryConnection(connection, kDefaultCipherSuite));
+    const bool tellsNow = HandOver(CheckConnection(connection, kDefaultCipherSuite));
     return tellsNow ? std::make_unique<VKTInventory>(connection) : nullptr;
 }
 
 ExitCode AskModule(const Options& options, const ConnectionInfo& connection,
-                   const PreflightResult& preflight)
+                   const ConnectionCheck& check)
 {
-    const std::unique_ptr<VKTInventory> opened = OpenInventory(connection, preflight);
+    const std::unique_ptr<VKTInventory> opened = OpenInventory(connection, check);
     if (opened == nullptr) {
-        return Fail(ExitCode::noConnection,
+        return Fail(ExitCode::kNoConnection,
                     "no connection: the module did not tell its generation; try again");
     }
     VKTInventory& inventory = *opened;
     if (const std::uint64_t nodes = inventory.GetNodeNub(); NodeIsOutOfRange(options, nodes)) {
-        return Fail(ExitCode::wrongUsage, "node " + std::to_string(options.number) +
-                                              ": this enclosure has nodes 1 to " +
-                                              std::to_string(nodes));
+        return Fail(ExitCode::kWrongUsage, "node " + std::to_string(options.number) +
+                                               ": this enclosure has nodes 1 to " +
+                                               std::to_string(nodes));
     }
     Report report =
         Ask(inventory, *options.command, options.number,
@@ -175,20 +175,20 @@ ExitCode RunWith(const Options& options, std::string givenPassword)
     try {
         const ConnectionInfo connection =
             ConnectionOf(options, PasswordFor(options, std::move(givenPassword)));
-        const PreflightResult preflight = TryConnection(connection, kDefaultCipherSuite);
-        if (preflight.code != ExitCode::everythingRead) {
-            return Fail(preflight.code, preflight.message);
+        const ConnectionCheck check = CheckConnection(connection, kDefaultCipherSuite);
+        if (check.code != ExitCode::kEverythingRead) {
+            return Fail(check.code, check.message);
         }
-        return AskModule(options, connection, preflight);
+        return AskModule(options, connection, check);
     } catch (const NoPassword& reason) {
-        return Fail(ExitCode::wrongUsage, reason.what());
+        return Fail(ExitCode::kWrongUsage, reason.what());
     }
 }
 
-ExitCode SayFarewell(const Farewell& farewell)
+ExitCode PrintEarlyExit(const EarlyExit& earlyExit)
 {
-    return farewell.code == ExitCode::everythingRead ? Print(farewell.text, farewell.code)
-                                                     : Fail(farewell.code, farewell.text);
+    return earlyExit.code == ExitCode::kEverythingRead ? Print(earlyExit.text, earlyExit.code)
+                                                       : Fail(earlyExit.code, earlyExit.text);
 }
 
 }  // namespace
@@ -197,8 +197,8 @@ ExitCode Run(int argc, char** argv)
 {
     Arguments arguments = TakeArguments(argc, argv);
     const auto parsed = ParseCommandLine(arguments.words);
-    if (const auto* const farewell = std::get_if<Farewell>(&parsed)) {
-        return SayFarewell(*farewell);
+    if (const auto* const earlyExit = std::get_if<EarlyExit>(&parsed)) {
+        return PrintEarlyExit(*earlyExit);
     }
     return RunWith(std::get<Options>(parsed), std::move(arguments.password));
 }

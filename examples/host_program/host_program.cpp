@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "common/connection/connection_values.h"
 #include "host_config.h"
 #include "module/vkt/vkt_inventory/vkt_inventory.h"
 
@@ -17,7 +18,8 @@ Tulvo::TulvoConnection::ConnectionInfo Module(const std::vector<std::string>& wo
 {
     const char* const password = std::getenv("IPMI_PASSWORD");
     Tulvo::TulvoConnection::ConnectionInfo module;
-    module.connectionType = words[0] == "https" ? 9 : 7;
+    module.connectionType = words[0] == "https" ? Tulvo::TulvoConnection::kConnectOverHttps
+                                                : Tulvo::TulvoConnection::kConnectOverRmcpPlus;
     module.address = words[1];
     module.port = static_cast<std::uint16_t>(std::atoi(words[2].c_str()));
     module.userName = words[3];

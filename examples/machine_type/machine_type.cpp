@@ -2,12 +2,13 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "common/connection/connection_values.h"
 #include "module/vkt/vkt_inventory/vkt_inventory.h"
 
 int main(int, char** argv)
 {
     Tulvo::TulvoConnection::ConnectionInfo module;
-    module.connectionType = 7;  // RMCP+; 9 is HTTPS
+    module.connectionType = Tulvo::TulvoConnection::kConnectOverRmcpPlus;
     module.address = argv[1];
     module.port = static_cast<std::uint16_t>(std::atoi(argv[2]));
     module.userName = argv[3];

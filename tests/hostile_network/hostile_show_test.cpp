@@ -198,7 +198,7 @@ protected:
         for (const char* scenario : {"healthy-vkt2-fe-2", "healthy-vkt2-fc-9"}) {
             const IpmiSimServer server(OptionsFor(scenario));
             const auto ran = Show(server.Port());
-            EXPECT_EQ(ran.code, Cli::ExitCode::everythingRead) << ran.error;
+            EXPECT_EQ(ran.code, Cli::ExitCode::kEverythingRead) << ran.error;
             whole_[scenario] = ran.out;
         }
         SetGlobalConfigValue("MODULE_TYPE", -1);  // each run finds it out anew

@@ -43,18 +43,18 @@ public:
     Verdict Of(const Test::Ran& ran)
     {
         switch (ran.code) {
-            case ExitCode::everythingRead:
+            case ExitCode::kEverythingRead:
                 verdict_.outcome = "everything read";
                 CheckWhole(ran);
                 break;
-            case ExitCode::someQueriesFailed:
+            case ExitCode::kSomeQueriesFailed:
                 verdict_.outcome = "some queries failed";
                 CheckPart(ran);
                 break;
-            case ExitCode::noConnection:
+            case ExitCode::kNoConnection:
                 CheckRefusal("no connection", ran);
                 break;
-            case ExitCode::refused:
+            case ExitCode::kRefused:
                 CheckRefusal("refused", ran);
                 break;
             default:

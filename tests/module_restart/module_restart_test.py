@@ -10,7 +10,7 @@ import threading
 import time
 import unittest
 
-from enclosures import COMMAND, PATIENCE, SCENARIOS, SIMULATOR, run
+from enclosures import COMMAND, TIMEOUT, SCENARIOS, SIMULATOR, run
 
 WITHOUT_PAUSES = os.environ["VKTINVENTORY_WITHOUT_PAUSES"]
 TRANSPORTS = ("rmcp", "https")
@@ -59,7 +59,7 @@ class Module:
         )
         line = self.process.stdout.readline()
         if not line:
-            self.process.wait(PATIENCE)
+            self.process.wait(TIMEOUT)
             self.process.stdout.close()
             return False
         self.endpoints = json.loads(line)
@@ -67,18 +67,18 @@ class Module:
 
     def wait_and_restart(self):
         """Returns once the module is there again, or was ended in order."""
-        self.process.wait(PATIENCE)
+        self.process.wait(TIMEOUT)
         self.died = self.process.returncode != 0
         if self.died:
             self.process.stdout.close()
             # A port that is free belongs to whoever asks, a client beside this one for a moment.
-            deadline = time.monotonic() + PATIENCE
+            deadline = time.monotonic() + TIMEOUT
             while not self.start(self.healthy, *self.ports):
                 assert time.monotonic() < deadline, f"{self.ports} are not free again"
 
     def end(self):
         self.process.terminate()
-        self.process.wait(PATIENCE)
+        self.process.wait(TIMEOUT)
         with self.process.stdout as output:
             return json.loads(output.read())["https"]
 
@@ -165,7 +165,7 @@ class Restart(unittest.TestCase):
             ran = module.show(transport, command, QUICK)
             if not comes_back:
                 watch.start()
-            watch.join(PATIENCE)
+            watch.join(TIMEOUT)
             after = module.show(transport)
             module.end()
             self.assertTrue(module.died)

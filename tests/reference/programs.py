@@ -6,7 +6,7 @@ import subprocess
 
 PROGRAMS = {"vktinventory": os.environ["VKTINVENTORY"], "vkt-simulator": os.environ["VKT_SIMULATOR"]}
 # Far above anything that is waited for here: a run that reaches it hangs.
-PATIENCE = 120
+TIMEOUT = 120
 
 
 def output_of(*words, **environment):
@@ -16,7 +16,7 @@ def output_of(*words, **environment):
         stdin=subprocess.DEVNULL,
         capture_output=True,
         encoding="utf-8",
-        timeout=PATIENCE,
+        timeout=TIMEOUT,
         env={**os.environ, "LC_ALL": "C.UTF-8", **environment},
     )
     assert (done.returncode, done.stderr) == (0, ""), f"{words}: {done}"

@@ -12,7 +12,7 @@ import subprocess
 import tempfile
 import unittest
 
-from enclosures import COMMAND, PATIENCE, Enclosure, environment_with, run
+from enclosures import COMMAND, TIMEOUT, Enclosure, environment_with, run
 from https_test import SESSIONS, Handler, TlsModule
 from terminal_test import Terminal
 
@@ -20,7 +20,7 @@ USER = "admin"
 PASSWORD = "Hush-4c0ffee-7d9e"
 CREDENTIALS = {"user": USER, "password": PASSWORD, "privilege": "administrator"}
 TOKEN = "Whisper-51ab-99e0"
-COMMANDS = ["show", "identity", "power", "psu", "nodes", "node 1", "status", "select-psu 1"]
+COMMANDS = ["show", "--format json show", "identity", "power", "psu", "nodes", "node 1", "status", "select-psu 1"]
 
 # Exit codes, as --help names them.
 READ, SOME_FAILED, WRONG_USAGE, NO_CONNECTION, REFUSED = 0, 1, 2, 3, 4
@@ -47,12 +47,14 @@ def found_in(text):
 
 def setUpModule():
     """All that a program could leave goes into a folder of its own: TMPDIR, HOME and where it runs."""
-    global folder, password_file
+    global folder, password_file, marked_file
     kept = tempfile.TemporaryDirectory()
     unittest.addModuleCleanup(kept.cleanup)
     password_file = str(pathlib.Path(kept.name, "password"))
     with open(password_file, "w", opener=lambda path, flags: os.open(path, flags, 0o600)) as file:
         file.write(PASSWORD + "\n")
+    marked_file = str(pathlib.Path(kept.name, "with-a-byte-order-mark"))
+    pathlib.Path(marked_file).write_text(PASSWORD + "\n", "utf-8-sig")
     left = tempfile.TemporaryDirectory()
     folder = pathlib.Path(left.name)
     unittest.addModuleCleanup(left.cleanup)
@@ -71,7 +73,7 @@ def given(way):
     }[way]
 
 
-def road(name, endpoints, *trust):
+def transport(name, endpoints, *trust):
     """The words that lead to a simulated module; over HTTPS it is trusted unless told otherwise."""
     https = endpoints["https"]
     if name == "rmcp":
@@ -84,7 +86,7 @@ def over_https(port, *words):
     return ["-I", "https", "-H", "127.0.0.1", "-p", str(port), *words]
 
 
-ROADS = ["rmcp", "basic", "session"]
+TRANSPORTS = ["rmcp", "basic", "session"]
 WAYS = ["-P", "-f", "-E"]
 
 
@@ -125,15 +127,15 @@ class Silence(unittest.TestCase):
 
 
 class WhatIsRead(Silence):
-    def test_by_every_command_road_and_way(self):
+    def test_by_every_command_transport_and_way(self):
         with Enclosure("healthy-vkt2-fe-2", credentials=CREDENTIALS) as enclosure:
             self.check_files()
             self.check_runs(
                 [READ],
                 [
-                    (way, *road(name, enclosure.endpoints), *command.split())
+                    (way, *transport(name, enclosure.endpoints), *command.split())
                     for way in WAYS
-                    for name in ROADS
+                    for name in TRANSPORTS
                     for command in COMMANDS
                 ],
             )
@@ -143,12 +145,12 @@ class WhatIsRead(Silence):
         with Enclosure("healthy-first", credentials=CREDENTIALS) as enclosure:
             os.environ["SSLKEYLOGFILE"] = str(folder / "keys")
             self.addCleanup(os.environ.pop, "SSLKEYLOGFILE")
-            self.check_run([READ], "-f", *road("basic", enclosure.endpoints))
+            self.check_run([READ], "-f", *transport("basic", enclosure.endpoints))
 
     def test_with_the_password_typed(self):
         with Enclosure("healthy-first", credentials=CREDENTIALS) as enclosure:
-            for name in ROADS:
-                words = [COMMAND, "-vv", "-U", USER, *road(name, enclosure.endpoints), "identity"]
+            for name in TRANSPORTS:
+                words = [COMMAND, "-vv", "-U", USER, *transport(name, enclosure.endpoints), "identity"]
                 with self.subTest(name), Terminal(words) as terminal:
                     terminal.wait_for(b"Password: ")
                     terminal.type(PASSWORD.encode() + b"\n")
@@ -172,9 +174,9 @@ class WhatIsRead(Silence):
 class WhatFails(Silence):
     def test_a_wrong_password_or_an_untrusted_certificate(self):
         with Enclosure("healthy-first") as enclosure:
-            runs = [(way, *road(name, enclosure.endpoints)) for way in WAYS for name in ROADS]
+            runs = [(way, *transport(name, enclosure.endpoints)) for way in WAYS for name in TRANSPORTS]
             distrusted = ("--pin", "sha256//" + "A" * 43 + "=")
-            runs += [("-f", *road("basic", enclosure.endpoints, *distrusted))]
+            runs += [("-f", *transport("basic", enclosure.endpoints, *distrusted))]
             runs += [("-f", *over_https(enclosure.endpoints["https"]["port"]))]
             self.check_runs([REFUSED], runs)
 
@@ -183,10 +185,14 @@ class WhatFails(Silence):
             with Enclosure(scenario, credentials=CREDENTIALS) as enclosure:
                 self.check_runs(
                     [SOME_FAILED, NO_CONNECTION, REFUSED],
-                    [("-f", *road(name, enclosure.endpoints)) for name in ROADS[1:]],
+                    [("-f", *transport(name, enclosure.endpoints)) for name in TRANSPORTS[1:]],
                 )
         with Enclosure("busy", credentials=CREDENTIALS) as enclosure:
-            self.check_run([NO_CONNECTION, REFUSED], "-E", *road("rmcp", enclosure.endpoints))
+            self.check_run([NO_CONNECTION, REFUSED], "-E", *transport("rmcp", enclosure.endpoints))
+
+    def test_an_unknown_name(self):
+        for words in (["-I", "https", "--insecure"], ["-I", "lanplus"]):
+            self.check_run([NO_CONNECTION], "-f", "-H", "no-such-host.invalid", *words)
 
     def test_a_closed_port(self):
         with socket.socket() as tcp, socket.socket(type=socket.SOCK_DGRAM) as udp:
@@ -205,6 +211,9 @@ class WhatFails(Silence):
     def test_wrong_usage_and_unusable_passwords(self):
         for words in (
             ["--pasword", PASSWORD, "-H", "127.0.0.1"],
+            ["--pasword=" + PASSWORD, "-H", "127.0.0.1"],
+            ["-H", "127.0.0.1", "psu", "--pass", PASSWORD],
+            ["-f", marked_file, "-H", "127.0.0.1", "-U", USER],
             ["-P", PASSWORD],
             ["-P", PASSWORD, "-f", password_file, "-H", "127.0.0.1"],
             ["-P", PASSWORD, "-H", "127.0.0.1", "no-such-command"],
@@ -290,6 +299,8 @@ class WhileItWaits(Silence):
             heard = listen()
             # The environment is where the user of -E put it.
             self.check_process(process.pid, but=["environ"] if way == "-E" else [])
+            limits = pathlib.Path(f"/proc/{process.pid}/limits").read_text()
+            self.assertRegex(limits, r"Max core file size +1 +1 ")
             process.send_signal(signal.SIGABRT)
             said = output.read()
             _, status = os.waitpid(process.pid, 0)
@@ -302,7 +313,7 @@ class WhileItWaits(Silence):
     def test_over_rmcp(self):
         for way in WAYS:
             with self.subTest(way), socket.socket(type=socket.SOCK_DGRAM) as module:
-                module.settimeout(PATIENCE)
+                module.settimeout(TIMEOUT)
                 module.bind(("127.0.0.1", 0))
                 words = ["-H", "127.0.0.1", "-p", str(module.getsockname()[1])]
                 self.assertNotEqual(self.check_waiting(way, words, lambda: module.recv(1024)), b"")
@@ -310,7 +321,7 @@ class WhileItWaits(Silence):
     def test_over_https(self):
         for way in WAYS:
             with self.subTest(way), socket.create_server(("127.0.0.1", 0)) as module:
-                module.settimeout(PATIENCE)
+                module.settimeout(TIMEOUT)
                 words = over_https(module.getsockname()[1], "--insecure")
                 connection, _ = self.check_waiting(way, words, module.accept)
                 connection.close()

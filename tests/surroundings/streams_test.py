@@ -88,7 +88,7 @@ class Command(unittest.TestCase):
                 + case.complaint,
             )
 
-    def test_each_case_over_both_roads(self):
+    def test_each_case_over_both_transports(self):
         ways = commands(self.enclosure, "show")
         for case, way in itertools.product(CASES, ("rmcp", "https")):
             with self.subTest(case, way=way):

@@ -5,7 +5,7 @@ import resource
 import signal
 import subprocess
 
-from enclosures import COMMAND, PATIENCE, SIMULATOR, environment_with
+from enclosures import COMMAND, TIMEOUT, SIMULATOR, environment_with
 
 # The exit codes' meanings are in --help.
 READ, QUERIES_FAILED, NO_CONNECTION, REFUSED, NOT_WRITTEN, EXHAUSTED = 0, 1, 3, 4, 5, 6
@@ -54,7 +54,7 @@ def run(words, prepare=None, **streams):
     return subprocess.run(
         words,
         text=True,
-        timeout=PATIENCE,
+        timeout=TIMEOUT,
         env=environment_with({"ASAN_OPTIONS": "detect_leaks=0"}),
         start_new_session=True,
         preexec_fn=prepare,
@@ -97,7 +97,7 @@ class Simulation:
         """Its exit code, asked to end if it runs, and what it complained of."""
         if self.line:
             self.process.send_signal(signal.SIGTERM)
-        errors = self.process.communicate(timeout=PATIENCE)[1]
+        errors = self.process.communicate(timeout=TIMEOUT)[1]
         return self.process.returncode, errors
 
 

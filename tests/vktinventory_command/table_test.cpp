@@ -29,9 +29,9 @@ protected:
     {
         const TulvoConnection::ConnectionInfo connection;
         VKTInventory inventory(connection);
-        const Cli::Witness nobody{[] { return std::string(); }, [] { return true; },
-                                  [] { return std::uint64_t{0}; }};
-        return Cli::RenderTable(Cli::Ask(inventory, Cli::kCommands[0], 0, nobody), true);
+        const Cli::Diagnostics none{[] { return std::string(); }, [] { return true; },
+                                    [] { return std::uint64_t{0}; }};
+        return Cli::RenderTable(Cli::Ask(inventory, Cli::kCommands[0], 0, none), true);
     }
 };
 

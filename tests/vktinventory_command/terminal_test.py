@@ -12,7 +12,7 @@ import termios
 import time
 import unittest
 
-from enclosures import COMMAND, PATIENCE, Enclosure, arguments_once_hidden, environment_with
+from enclosures import COMMAND, TIMEOUT, Enclosure, arguments_once_hidden, environment_with
 
 RED = b"\x1b[1;31m"
 ERASE = b"\r\x1b[K"
@@ -44,7 +44,7 @@ class Terminal:
 
     def __exit__(self, *_):
         self.child.kill()
-        self.child.wait(PATIENCE)
+        self.child.wait(TIMEOUT)
         for stream in (self.child.stdout, self.child.stderr):
             if stream:
                 stream.close()
@@ -58,7 +58,7 @@ class Terminal:
         return False
 
     def wait_for(self, text):
-        deadline = time.monotonic() + PATIENCE
+        deadline = time.monotonic() + TIMEOUT
         while text not in self.seen and time.monotonic() < deadline:
             self.read_some(1)
         if text not in self.seen:
@@ -72,7 +72,7 @@ class Terminal:
 
     def end(self):
         """The exit code, when all output has been read."""
-        deadline = time.monotonic() + PATIENCE
+        deadline = time.monotonic() + TIMEOUT
         while self.child.poll() is None and time.monotonic() < deadline:
             self.read_some(0.1)
         while self.read_some(0):
@@ -82,7 +82,7 @@ class Terminal:
 
 def wait_until_asleep(pid):
     """Of a process that has begun, its main thread: until it waits for somebody."""
-    deadline = time.monotonic() + PATIENCE
+    deadline = time.monotonic() + TIMEOUT
     state = ""
     while state != "S" and time.monotonic() < deadline:
         time.sleep(0.01)
@@ -183,7 +183,7 @@ class Question(unittest.TestCase):
             os.close(terminal.master)
             terminal.master, terminal.slave = pty.openpty()
             # Which is seen first, the signal or the end of what was typed, is open.
-            self.assertIn(terminal.child.wait(PATIENCE), (2, 128 + signal.SIGHUP))
+            self.assertIn(terminal.child.wait(TIMEOUT), (2, 128 + signal.SIGHUP))
 
     def test_shows_typing_while_it_is_stopped_and_is_asked_again(self):
         """Of these shells one sets the terminal up for whoever has it, and one leaves it alone."""
@@ -263,7 +263,7 @@ class Interrupt(unittest.TestCase):
             arguments_once_hidden(child.pid)
             wait_until_asleep(child.pid)
             child.terminate()
-            self.assertEqual(child.wait(PATIENCE), 128 + signal.SIGTERM)
+            self.assertEqual(child.wait(TIMEOUT), 128 + signal.SIGTERM)
 
     def test_ends_where_the_progress_cannot_be_erased(self):
         with Enclosure("no-status") as enclosure:
@@ -271,7 +271,7 @@ class Interrupt(unittest.TestCase):
                 terminal.wait_for(b"try 2 of 6 ...")
                 termios.tcflow(terminal.slave, termios.TCOOFF)
                 terminal.child.terminate()
-                self.assertEqual(terminal.child.wait(PATIENCE), 128 + signal.SIGTERM)
+                self.assertEqual(terminal.child.wait(TIMEOUT), 128 + signal.SIGTERM)
 
     def test_leaves_no_session_open(self):
         """More interrupted requests than the module has sessions, then one that is served."""

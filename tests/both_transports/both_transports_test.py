@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""One enclosure, two roads: what `show` reads over RMCP+ and over HTTPS is the same, failures
+"""One enclosure, two transports: what `show` reads over RMCP+ and over HTTPS is the same, failures
 included, but for the differences that stand here with their reasons."""
 import concurrent.futures
 import dataclasses
@@ -12,7 +12,7 @@ SUCCESS = "VKT_INVENTORY_SUCCESS"
 FAILED = "VKT_INVENTORY_FAILED"
 TRANSPORT_ERROR = "VKT_INVENTORY_TRANSPORT_ERROR"
 
-ROADS = ("rmcp", "https")
+TRANSPORTS = ("rmcp", "https")
 
 
 @dataclasses.dataclass(frozen=True)
@@ -25,11 +25,11 @@ class Refusal:
 
 @dataclasses.dataclass
 class Case:
-    """An enclosure, and what the two roads should make of it."""
+    """An enclosure, and what the two transports should make of it."""
 
     name: str
-    codes: tuple = (0, 0)  # with which a run ends that prints an object; by road
-    refusals: dict = dataclasses.field(default_factory=dict)  # the others, by road
+    codes: tuple = (0, 0)  # with which a run ends that prints an object; by transport
+    refusals: dict = dataclasses.field(default_factory=dict)  # the others, by transport
     # Place in the object: (over RMCP+, over HTTPS). There are no others, and each is there.
     differences: dict = dataclasses.field(default_factory=dict)
     scenario: str = ""  # that comes with the simulator, if it is not named like the case
@@ -47,7 +47,7 @@ SHIPPED = [
     Case("healthy-vkt2-fd-9"),
     Case("healthy-vkt2-fe-2"),
     Case("slow"),
-    # The module's completion codes are its answers, over either road.
+    # The module's completion codes are its answers, over either transport.
     Case("no-status", codes=(1, 1)),
     Case("wrong-completion-codes", codes=(1, 1)),
     Case(
@@ -99,7 +99,7 @@ def fault(command, data, kind, **more):
 
 FANS, REGISTER, NODE_STATUS = 0xA5, 0x92, 0xA7
 
-# What no shipped scenario has. Where the first supply fails and the second does not, the roads agree
+# What no shipped scenario has. Where the first supply fails and the second does not, the transports agree
 # on a success; where a request gets no answer, RMCP+ goes on to the next supply and HTTPS ends there,
 # and the command takes neither list for read.
 CHANGED = [
@@ -151,17 +151,17 @@ LONGEST = ("no-status", "slow", "https-slow", "dropped")
 
 @dataclasses.dataclass
 class Runs:
-    """What a case came to: its runs by road, and what the HTTPS service has counted."""
+    """What a case came to: its runs by transport, and what the HTTPS service has counted."""
 
     endpoints: dict
-    by_road: dict
+    by_transport: dict
     statistics: dict
 
 
-def show(endpoints, road, options):
-    endpoint = endpoints[road]
+def show(endpoints, transport, options):
+    endpoint = endpoints[transport]
     log_in = ["-H", endpoint["address"], "-p", str(endpoint["port"]), "-U", endpoint["user"], "-E"]
-    if road == "https":
+    if transport == "https":
         log_in += ["-I", "https", "--ca-file", endpoint["certificateFile"], *options]
     return run(
         [COMMAND, *log_in, "--format", "json", "show"], {"IPMI_PASSWORD": endpoint["password"]}
@@ -171,14 +171,14 @@ def show(endpoints, road, options):
 def play(case):
     enclosure = Enclosure(case.scenario or case.name, **case.changes)
     try:
-        with concurrent.futures.ThreadPoolExecutor(len(ROADS)) as pool:
+        with concurrent.futures.ThreadPoolExecutor(len(TRANSPORTS)) as pool:
             started = [
-                pool.submit(show, enclosure.endpoints, road, case.options) for road in ROADS
+                pool.submit(show, enclosure.endpoints, transport, case.options) for transport in TRANSPORTS
             ]
-        by_road = dict(zip(ROADS, (future.result() for future in started)))
+        by_transport = dict(zip(TRANSPORTS, (future.result() for future in started)))
     finally:
         statistics = enclosure.end()
-    return Runs(enclosure.endpoints, by_road, statistics)
+    return Runs(enclosure.endpoints, by_transport, statistics)
 
 
 def differences(one, other, place=""):
@@ -195,7 +195,7 @@ def differences(one, other, place=""):
     return found
 
 
-class BothRoads(unittest.TestCase):
+class BothTransports(unittest.TestCase):
     maxDiff = None
 
     @classmethod
@@ -218,8 +218,8 @@ class BothRoads(unittest.TestCase):
 
     def test_each_run_ends_as_it_should(self):
         def check(case, runs):
-            for road, code in zip(ROADS, case.codes):
-                self.check_end(runs.by_road[road], code, case.refusals.get(road))
+            for transport, code in zip(TRANSPORTS, case.codes):
+                self.check_end(runs.by_transport[transport], code, case.refusals.get(transport))
 
         self.check_each(check)
 
@@ -233,10 +233,10 @@ class BothRoads(unittest.TestCase):
 
     def test_the_roads_differ_where_they_should_and_nowhere_else(self):
         def check(case, runs):
-            objects = [json.loads(runs.by_road[road].stdout) for road in ROADS]
+            objects = [json.loads(runs.by_transport[transport].stdout) for transport in TRANSPORTS]
             always = {
                 "module.interface": ("lanplus", "https"),
-                "module.port": tuple(runs.endpoints[road]["port"] for road in ROADS),
+                "module.port": tuple(runs.endpoints[transport]["port"] for transport in TRANSPORTS),
             }
             self.assertEqual(differences(*objects), always | case.differences)
 
@@ -244,7 +244,7 @@ class BothRoads(unittest.TestCase):
 
     def test_a_broken_https_service_hides_nothing_from_rmcp(self):
         def queries(runs):
-            return json.loads(runs.by_road["rmcp"].stdout)["queries"]
+            return json.loads(runs.by_transport["rmcp"].stdout)["queries"]
 
         healthy = queries(self.runs["healthy-vkt2-fe-2"])
         self.check_each(

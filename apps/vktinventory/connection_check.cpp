@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vktinventory/preflight.h"
+#include "apps/vktinventory/connection_check.h"
 
 #include <string_view>
 #include <vector>
@@ -26,24 +26,24 @@ struct Meaning
 };
 
 constexpr Meaning<CONNECTIONSTATE> kIpmiMeanings[] = {
-    {CONNECTION_REFUSED, ExitCode::refused, "refused", "see -U, -f, -L and -C"},
-    {CONNECTION_TRY_AGAIN, ExitCode::noConnection, "no connection", "see -H and -p"},
-    {CONNECTION_FAILED, ExitCode::noConnection, "no connection", "see -H and -p"},
+    {CONNECTION_REFUSED, ExitCode::kRefused, "refused", "see -U, -f, -L and -C"},
+    {CONNECTION_TRY_AGAIN, ExitCode::kNoConnection, "no connection", "see -H and -p"},
+    {CONNECTION_FAILED, ExitCode::kNoConnection, "no connection", "see -H and -p"},
 };
 
 constexpr Meaning<VKTHttpsErrorCode> kHttpsMeanings[] = {
-    {VKT_HTTPS_TLS_ERROR, ExitCode::refused, "not trusted", "see --ca-file and --pin"},
-    {VKT_HTTPS_AUTHENTICATION_FAILED, ExitCode::refused, "refused", "see -U and -f"},
-    {VKT_HTTPS_TIMEOUT, ExitCode::noConnection, "no connection", "see -H and -p"},
-    {VKT_HTTPS_HTTP_ERROR, ExitCode::noConnection, "no service", "see -H and -p"},
-    {VKT_HTTPS_MALFORMED_REPLY, ExitCode::noConnection, "no service", "see -H and -p"},
-    {VKT_HTTPS_NO_DATA, ExitCode::noConnection, "no service", "see -H and -p"},
-    {VKT_HTTPS_CONNECT_FAILED, ExitCode::noConnection, "no connection", "see -H and -p"},
-    {VKT_HTTPS_INTERNAL_ERROR, ExitCode::noConnection, "no connection", "see -H and -p"},
+    {VKT_HTTPS_TLS_ERROR, ExitCode::kRefused, "not trusted", "see --ca-file and --pin"},
+    {VKT_HTTPS_AUTHENTICATION_FAILED, ExitCode::kRefused, "refused", "see -U and -f"},
+    {VKT_HTTPS_TIMEOUT, ExitCode::kNoConnection, "no connection", "see -H and -p"},
+    {VKT_HTTPS_HTTP_ERROR, ExitCode::kNoConnection, "no service", "see -H and -p"},
+    {VKT_HTTPS_MALFORMED_REPLY, ExitCode::kNoConnection, "no service", "see -H and -p"},
+    {VKT_HTTPS_NO_DATA, ExitCode::kNoConnection, "no service", "see -H and -p"},
+    {VKT_HTTPS_CONNECT_FAILED, ExitCode::kNoConnection, "no connection", "see -H and -p"},
+    {VKT_HTTPS_INTERNAL_ERROR, ExitCode::kNoConnection, "no connection", "see -H and -p"},
 };
 
 template <class Result, std::size_t N>
-PreflightResult Explain(const Meaning<Result> (&meanings)[N], Result result,
+ConnectionCheck Explain(const Meaning<Result> (&meanings)[N], Result result,
                         const std::string& reason)
 {
     const Meaning<Result>* meaning = &meanings[N - 1];
@@ -80,18 +80,18 @@ std::optional<VKTIype> GenerationOver(Transport& transport)
 
 /// Only the privilege is judged: a request that fails otherwise is the library's to repeat.
 template <class Transport>
-PreflightResult Judge(std::uint8_t completionCode, Transport& transport)
+ConnectionCheck Judge(std::uint8_t completionCode, Transport& transport)
 {
     if (completionCode != kInsufficientPrivilege) {
-        return {ExitCode::everythingRead, "", GenerationOver(transport)};
+        return {ExitCode::kEverythingRead, "", GenerationOver(transport)};
     }
-    return {ExitCode::refused,
+    return {ExitCode::kRefused,
             "refused: the module allows its inventory to a higher privilege only (completion code "
             "0xd4); log in with a higher one (see -U and -L)",
             std::nullopt};
 }
 
-PreflightResult TryIpmi(const ConnectionInfo& connection, std::uint64_t cipherSuite)
+ConnectionCheck TryIpmi(const ConnectionInfo& connection, std::uint64_t cipherSuite)
 {
     IpmiClient client(connection.address, connection.userName, connection.password,
                       std::to_string(connection.port), cipherSuite);
@@ -105,7 +105,7 @@ PreflightResult TryIpmi(const ConnectionInfo& connection, std::uint64_t cipherSu
     return Judge(completionCode, client);
 }
 
-PreflightResult TryHttps(const ConnectionInfo& connection)
+ConnectionCheck TryHttps(const ConnectionInfo& connection)
 {
     VKTHttps transport(connection);
     std::vector<std::uint8_t> response;
@@ -121,7 +121,7 @@ PreflightResult TryHttps(const ConnectionInfo& connection)
 
 }  // namespace
 
-PreflightResult TryConnection(const ConnectionInfo& connection, std::uint64_t cipherSuite)
+ConnectionCheck CheckConnection(const ConnectionInfo& connection, std::uint64_t cipherSuite)
 {
     if (connection.connectionType == TulvoConnection::kConnectOverHttps) {
         return TryHttps(connection);

@@ -2,8 +2,8 @@
 /// @file
 /// One exchange with the module before the library is asked. The library cannot tell why it has no
 /// connection and tries for 18 seconds; this tells at once.
-#ifndef APPS_VKTINVENTORY_PREFLIGHT_H
-#define APPS_VKTINVENTORY_PREFLIGHT_H
+#ifndef APPS_VKTINVENTORY_CONNECTION_CHECK_H
+#define APPS_VKTINVENTORY_CONNECTION_CHECK_H
 
 #include <cstdint>
 #include <optional>
@@ -15,16 +15,16 @@
 
 namespace Tulvo::Cli {
 
-struct PreflightResult
+struct ConnectionCheck
 {
-    ExitCode code = ExitCode::everythingRead;  ///< Else noConnection or refused.
-    std::string message;                       ///< Which of them it was and what to do.
-    std::optional<VKTIype> generation;         ///< Of the module, when it told.
+    ExitCode code = ExitCode::kEverythingRead;  ///< Else kNoConnection or kRefused.
+    std::string message;                        ///< Which of them it was and what to do.
+    std::optional<VKTIype> generation;          ///< Of the module, when it told.
 };
 
 /// Opens a session by the connection's type, asks for the module's generation, closes it again.
-PreflightResult TryConnection(const TulvoConnection::ConnectionInfo& connection,
-                              std::uint64_t cipherSuite);
+ConnectionCheck CheckConnection(const TulvoConnection::ConnectionInfo& connection,
+                                std::uint64_t cipherSuite);
 
 }  // namespace Tulvo::Cli
 
