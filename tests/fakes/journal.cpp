@@ -36,7 +36,7 @@ std::string Journal::NameOf(const void* object)
         return "nothing";
     }
     if (Get() == nullptr || Get()->names_.count(object) == 0) {
-        return "a stranger";
+        return "unknown";
     }
     return Get()->names_[object];
 }

@@ -26,7 +26,7 @@ public:
     /// Numbers an object of `kind` ("client") and names it by that ("client 1") while it lives.
     static std::string Enter(const void* object, const std::string& kind);
     static void Leave(const void* object);
-    /// The name of a living object; "nothing" for null, "a stranger" for anything else.
+    /// The name of a living object; "nothing" for null, "unknown" for anything else.
     static std::string NameOf(const void* object);
 
     /// All lines that begin with one of `firstWords`.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// An inventory over stand-ins of everything that it calls.
+/// An inventory over fakes of everything that it calls.
 #ifndef TESTS_VKT_INVENTORY_BACKEND_H
 #define TESTS_VKT_INVENTORY_BACKEND_H
 
@@ -51,7 +51,25 @@ inline const Bytes kLargeEnclosure = Status(0xFD, 3);
 /// An answer that the status queries take for none: too short, but not refused.
 inline const Bytes kShortStatus = Bytes(13);
 
-/// What is the same over both transports.
+/// A transport, and the backend over it.
+struct Transport
+{
+    const char* name;
+    std::int32_t connectionType;
+    const char* file;  ///< Of the backend.
+};
+
+inline constexpr Transport kDirect{"Direct", 7, "vkt_inventory_ipmi_impl"};
+inline constexpr Transport kHttps{"Https", 9, "vkt_inventory_https_impl"};
+
+inline auto NameOf = [](const ::testing::TestParamInfo<Transport>& row) { return row.param.name; };
+
+inline void PrintTo(const Transport& transport, std::ostream* out)
+{
+    *out << transport.name;
+}
+
+/// An inventory over one of them, and a module that plays a script over it.
 class Backend : public ::testing::Test
 {
 protected:
@@ -62,19 +80,59 @@ protected:
     Fakes::FakeVKTInfo info;
     Fakes::FakeIpmiClient vkt;
     Fakes::FakeVKTHttps service;
+    const Transport transport;
     TulvoConnection::ConnectionInfo connection;
     std::unique_ptr<VKTInventory> inventory;
 
-    explicit Backend(std::int32_t connectionType)
+    explicit Backend(const Transport& over) : transport(over)
     {
         connection.address = "10.0.0.9";
         connection.userName = "admin";
         connection.password = "secret";
-        connection.port = 623;
-        connection.connectionType = connectionType;
+        connection.port = IsHttps() ? 443 : 623;
+        connection.connectionType = transport.connectionType;
+    }
+
+    /// Every record names a statement of the backend or of the decoder.
+    void TearDown() override
+    {
+        ExpectStatementsIn(transport.file, "vkt_inventory_parse_response", log);
+    }
+
+    bool IsHttps() const { return transport.connectionType == kHttps.connectionType; }
+
+    void Answers(const Bytes& response, int times = 1) { Refuses(0, response, times); }
+    void Refuses(std::uint8_t completionCode, const Bytes& response = {}, int times = 1)
+    {
+        IsHttps() ? service.Refuses(completionCode, response, times)
+                  : vkt.Refuses(completionCode, response, times);
+    }
+    /// A request is not carried: CONNECT_FAILED over either transport.
+    void CannotBeReached(int times = 1)
+    {
+        IsHttps() ? service.Fails(VKT_HTTPS_CONNECT_FAILED, times)
+                  : vkt.RefusesSession(CONNECTION_FAILED, times);
     }
 
     void Construct() { inventory = std::make_unique<VKTInventory>(connection); }
+
+    /// Builds it for a module of that type and status, and forgets how.
+    void Build(VKTIype type = VKT_TYPE_FIRST_GENERATION, const Bytes& status = kSmallEnclosure)
+    {
+        info.Tells(type);
+        Answers(status);
+        Construct();
+        Forget();
+    }
+
+    /// Builds it for a module that cannot be reached.
+    void BuildUnread()
+    {
+        info.Fails(VKT_INFO_TRANSPORT_ERROR);
+        CannotBeReached(6);
+        Construct();
+        Forget();
+    }
 
     /// Forgets what happened so far.
     void Forget()
@@ -84,37 +142,34 @@ protected:
         sleep.milliseconds = 0;
     }
 
-    /// Every record names the file whose business it is, and a statement of it.
-    void ExpectRecordsFromNoFileBut(const std::string& backend)
+    /// What was done with the module, but for records.
+    Lines Deeds() const { return journal.Of({"client", "https", "info", "config", "sleep"}); }
+
+    LogLines OwnLines() const { return log.LinesOf(transport.file); }
+
+    /// The backend's own records without those of requests and answers.
+    LogLines OwnLinesButTraffic() const
     {
-        ExpectStatementsIn(backend, "vkt_inventory_parse_response", log);
+        LogLines lines = OwnLines();
+        std::erase_if(lines, [](const LogLine& line) {
+            return line.text.starts_with("Send impi") || line.text.starts_with("Response=");
+        });
+        return lines;
     }
+};
+
+/// What holds over both transports.
+class EveryTransport : public Backend, public ::testing::WithParamInterface<Transport>
+{
+protected:
+    EveryTransport() : Backend(GetParam()) {}
 };
 
 /// An inventory over RMCP+.
 class Direct : public Backend
 {
 protected:
-    Direct() : Backend(7) {}
-    void TearDown() override { ExpectRecordsFromNoFileBut("vkt_inventory_ipmi_impl"); }
-
-    /// Builds it for a module of that type and status, and forgets how.
-    void Build(VKTIype type = VKT_TYPE_FIRST_GENERATION, const Bytes& status = kSmallEnclosure)
-    {
-        info.Tells(type);
-        vkt.Answers(status);
-        Construct();
-        Forget();
-    }
-
-    /// Builds it for a module that cannot be reached.
-    void BuildUnread()
-    {
-        info.Fails(VKT_INFO_TRANSPORT_ERROR);
-        vkt.RefusesSession(CONNECTION_FAILED, 6);
-        Construct();
-        Forget();
-    }
+    Direct() : Backend(kDirect) {}
 
     /// All that one client does for one request.
     static Lines Exchange(int client, const std::string& request)
@@ -132,34 +187,13 @@ protected:
                Lines(static_cast<std::size_t>(connects), name + " connect") +
                Lines{name + " destroyed"};
     }
-
-    LogLines OwnLines() const { return log.LinesOf("vkt_inventory_ipmi_impl"); }
 };
 
 /// An inventory over HTTPS.
 class Https : public Backend
 {
 protected:
-    Https() : Backend(9) { connection.port = 443; }
-    void TearDown() override { ExpectRecordsFromNoFileBut("vkt_inventory_https_impl"); }
-
-    void Build(VKTIype type = VKT_TYPE_FIRST_GENERATION, const Bytes& status = kSmallEnclosure)
-    {
-        info.Tells(type);
-        service.Answers(status);
-        Construct();
-        Forget();
-    }
-
-    void BuildUnread()
-    {
-        info.Fails(VKT_INFO_TRANSPORT_ERROR);
-        service.Fails(VKT_HTTPS_CONNECT_FAILED, 6);
-        Construct();
-        Forget();
-    }
-
-    LogLines OwnLines() const { return log.LinesOf("vkt_inventory_https_impl"); }
+    Https() : Backend(kHttps) {}
 };
 
 }  // namespace Tulvo::Tests

@@ -64,18 +64,6 @@ TEST_F(HttpsStatus, HasNoDataAfterSixTriesWithoutAPauseWhenTheModuleIsUnreachabl
     EXPECT_EQ(log.Lines(2)[1].text, "VKT Type is 0x0use default value");
 }
 
-TEST_F(HttpsStatus, HasNoDataAfterSixTriesAndPausesWhenTheModuleRefuses)
-{
-    Build();
-    service.Refuses(0xC1, {}, 6);
-    const Outcome outcome = Ask();
-    EXPECT_EQ(outcome.result, VKT_INVENTORY_NO_DATA);
-    EXPECT_EQ(outcome.fields, (Fields{"-77", "-77"}));
-    EXPECT_EQ(journal.Of({"sleep"}), Lines(6, "sleep 3000"));
-    EXPECT_EQ(log.Lines(2), (LogLines{{2, "response is empty or completeCode: \xC1"},
-                                      {2, "VKT Type is 0x0use default value"}}));
-}
-
 TEST_F(HttpsStatus, IsWhatTheLastAnswerSaidWhenLaterExchangesFail)
 {
     Build();
@@ -85,18 +73,6 @@ TEST_F(HttpsStatus, IsWhatTheLastAnswerSaidWhenLaterExchangesFail)
     EXPECT_EQ(outcome.result, VKT_INVENTORY_NO_DATA);
     EXPECT_EQ(outcome.fields, (Fields{"252", "9"}));
     EXPECT_EQ(sleep.milliseconds, 3000U);
-}
-
-TEST_F(HttpsStatus, ReadLaterChangesNeitherCountsNorPlatform)
-{
-    Build();
-    service.Answers(kLargeEnclosure);
-    EXPECT_EQ(Ask().fields, (Fields{"253", "9"}));
-    EXPECT_EQ(inventory->GetNodeNub(), 4U);
-    service.Answers({});
-    ChassisPowerCon consumption;
-    inventory->GetChassisPowerConsumption(consumption);
-    EXPECT_EQ(journal.Requests(), (Lines{"32 A8", "32 98 05"}));
 }
 
 const char* const kLostSelect = "Failed to get the vkt SelectPSUImpl through https, ret = 3";
@@ -123,25 +99,6 @@ TEST_F(HttpsSelectPSU, IsTriedAgainWithAPauseUnlessTheExchangeFailed)
                      "log 3 Succeeded select PSU "}));
 }
 
-TEST_F(HttpsSelectPSU, SucceedsAfterSixTriesWhenTheAnswerIsTooLong)
-{
-    Build();
-    service.Answers(Hex("00 00"), 6);
-    EXPECT_EQ(inventory->SelectPSU(1), VKT_INVENTORY_SUCCESS);
-    EXPECT_EQ(journal.Of({"sleep"}), Lines(6, "sleep 3000"));
-    EXPECT_EQ(log.Lines(3).back(), (LogLine{3, "Try to get PSU status, start retry 6 times"}));
-    EXPECT_THAT(log.Lines(2), IsEmpty());
-}
-
-TEST_F(HttpsSelectPSU, HasNoDataWhenItIsRefused)
-{
-    Build();
-    service.Refuses(0x80, kAccepted, 6);
-    EXPECT_EQ(inventory->SelectPSU(1), VKT_INVENTORY_NO_DATA);
-    EXPECT_EQ(journal.Of({"sleep"}), Lines(6, "sleep 3000"));
-    EXPECT_EQ(log.Lines(2), (LogLines{{2, "response is empty or completionCode: \x80"}}));
-}
-
 TEST_F(HttpsSelectPSU, HasNoDataAfterSixTriesWithoutAPauseWhenTheModuleIsUnreachable)
 {
     Build();
@@ -160,29 +117,6 @@ TEST_F(HttpsSelectPSU, SucceedsWhenALongAnswerIsFollowedByFailedExchanges)
     service.Fails(VKT_HTTPS_TIMEOUT, 5);
     EXPECT_EQ(inventory->SelectPSU(1), VKT_INVENTORY_SUCCESS);
     EXPECT_EQ(sleep.milliseconds, 3000U);
-}
-
-/// A request of SelectPSU by generation and platform.
-struct SelectCase
-{
-    VKTIype type;
-    Bytes status;
-    int psu;
-    const char* request;
-};
-
-TEST_F(HttpsSelectPSU, SendsWhatGenerationAndPlatformTake)
-{
-    for (const SelectCase& row :
-         std::vector<SelectCase>{{VKT_TYPE_FIRST_GENERATION, kSmallEnclosure, 5, "32 F4 00 03"},
-                                 {VKT_TYPE_VKT2, kSmallEnclosure, 5, "32 F4 00"},
-                                 {VKT_TYPE_VKT2, Status(0xFC, 3), 5, "32 F4 00 05"},
-                                 {VKT_TYPE_VKT2, kLargeEnclosure, 12, "32 F4 00"}}) {
-        Build(row.type, row.status);
-        service.Answers(kAccepted);
-        EXPECT_EQ(inventory->SelectPSU(row.psu), VKT_INVENTORY_SUCCESS);
-        EXPECT_EQ(journal.Requests(), (Lines{row.request}));
-    }
 }
 
 }  // namespace

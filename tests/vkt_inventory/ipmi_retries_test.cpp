@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The two operations that ask again over RMCP+.
+// The two operations that ask again over RMCP+: a pause follows every try, carried or not.
 #include "tests/vkt_inventory/backend.h"
 #include "tests/vkt_inventory/fields.h"
 
@@ -7,7 +7,6 @@ namespace Tulvo::Tests {
 namespace {
 
 using namespace std::string_literals;
-using ::testing::IsEmpty;
 
 const LogLines kStatusTries = {
     {3, "Try to get VKT status, retry 1 time"},  {3, "Try to get VKT status, retry 2 times"},
@@ -85,42 +84,6 @@ TEST_F(DirectStatus, HasNoDataAfterSixTriesAndPausesWhenTheModuleIsUnreachable)
                                             {2, "VKT Type is 0x0use default value"}}));
 }
 
-TEST_F(DirectStatus, IsWhatTheLastOfSixTriesSays)
-{
-    Build();
-    vkt.Answers(kShortStatus, 5);
-    vkt.Refuses(0xC1, Status(0xFC, 3));
-    const Outcome outcome = Ask();
-    EXPECT_EQ(outcome.result, VKT_INVENTORY_NO_DATA);
-    EXPECT_EQ(outcome.fields, (Fields{"252", "9"}));
-    EXPECT_EQ(journal.Of({"sleep"}), Lines(6, "sleep 3000"));
-    EXPECT_EQ(log.Lines(3), (kStatusTries + LogLines{{3, "VKT Type: 0xfc"}}));
-}
-
-TEST_F(DirectStatus, SucceedsAndLeavesTheRecordAloneWhenItStaysShort)
-{
-    Build();
-    vkt.Answers(kShortStatus, 6);
-    const Outcome outcome = Ask();
-    EXPECT_EQ(outcome.result, VKT_INVENTORY_SUCCESS);
-    EXPECT_EQ(outcome.fields, (Fields{"-77", "-77"}));
-    EXPECT_EQ(sleep.milliseconds, 18000U);
-}
-
-TEST_F(DirectStatus, ReadLaterChangesNeitherCountsNorPlatform)
-{
-    Build();
-    vkt.Answers(kLargeEnclosure);
-    EXPECT_EQ(Ask().fields, (Fields{"253", "9"}));
-    EXPECT_EQ(inventory->GetNodeNub(), 4U);
-    vkt.Answers({}, 3);
-    ChassisPowerCon consumption;
-    inventory->GetChassisPowerConsumption(consumption);
-    std::vector<PSUFanSpeed> fans;
-    inventory->GetPSUFanSpeed(fans);
-    EXPECT_EQ(journal.Requests(), (Lines{"32 A8", "32 98 05", "32 A5 01", "32 A5 02"}));
-}
-
 const LogLines kSelectTries = {
     {3, "Try to get PSU status, start retry 1 time"},
     {3, "Try to get PSU status, start retry 2 times"},
@@ -148,48 +111,6 @@ TEST_F(DirectSelectPSU, SucceedsAtTheFirstTry)
     EXPECT_EQ(OwnLines(), log.Lines());
 }
 
-TEST_F(DirectSelectPSU, SucceedsAtTheThirdTryAfterTwoPauses)
-{
-    Build();
-    vkt.Refuses(0xC0, kAccepted);
-    vkt.Answers({});
-    vkt.Answers(kAccepted);
-    EXPECT_EQ(inventory->SelectPSU(1), VKT_INVENTORY_SUCCESS);
-    const Lines pause = {"sleep 3000"};
-    EXPECT_EQ(journal.Of({"client", "sleep"}), Exchange(3, "32 F4 00 01") + pause +
-                                                   Exchange(4, "32 F4 00 01") + pause +
-                                                   Exchange(5, "32 F4 00 01"));
-    EXPECT_EQ(log.Lines(3), First(kSelectTries, 3) + LogLines{kSelected});
-}
-
-TEST_F(DirectSelectPSU, SucceedsAfterSixTriesWhenTheAnswerIsTooLong)
-{
-    Build();
-    vkt.Answers(Hex("00 00"), 6);
-    EXPECT_EQ(inventory->SelectPSU(1), VKT_INVENTORY_SUCCESS);
-    EXPECT_EQ(journal.Of({"sleep"}), Lines(6, "sleep 3000"));
-    EXPECT_EQ(log.Lines(3), kSelectTries);
-    EXPECT_THAT(log.Lines(2), IsEmpty());
-}
-
-TEST_F(DirectSelectPSU, HasNoDataAfterSixTriesWhenItIsRefused)
-{
-    Build();
-    vkt.Refuses(0x80, kAccepted, 6);
-    EXPECT_EQ(inventory->SelectPSU(1), VKT_INVENTORY_NO_DATA);
-    EXPECT_EQ(journal.Of({"sleep"}), Lines(6, "sleep 3000"));
-    EXPECT_EQ(log.Lines(3), kSelectTries);
-    EXPECT_EQ(log.Lines(2), (LogLines{{2, "response is empty or completionCode: \x80"}}));
-}
-
-TEST_F(DirectSelectPSU, HasNoDataWhenTheAnswerStaysEmpty)
-{
-    Build();
-    vkt.Answers({}, 6);
-    EXPECT_EQ(inventory->SelectPSU(1), VKT_INVENTORY_NO_DATA);
-    EXPECT_EQ(log.Lines(2), (LogLines{{2, "response is empty or completionCode: \0"s}}));
-}
-
 TEST_F(DirectSelectPSU, HasNoDataAfterSixTriesAndPausesWhenTheModuleIsUnreachable)
 {
     Build();
@@ -203,40 +124,6 @@ TEST_F(DirectSelectPSU, HasNoDataAfterSixTriesAndPausesWhenTheModuleIsUnreachabl
             LogLines{attempt, {1, "connect failed with error:1"}, {1, "SendIpmiCmd failed "}};
     }
     EXPECT_EQ(log.Lines(), (expected + LogLines{{2, "response is empty or completionCode: \xFF"}}));
-}
-
-TEST_F(DirectSelectPSU, IsWhatTheLastOfSixTriesSays)
-{
-    Build();
-    vkt.Refuses(0xC1, {}, 5);
-    vkt.Answers(Hex("00 00"));
-    EXPECT_EQ(inventory->SelectPSU(1), VKT_INVENTORY_SUCCESS);
-    EXPECT_THAT(log.Lines(2), IsEmpty());
-}
-
-/// A request of SelectPSU by generation and platform.
-struct SelectCase
-{
-    VKTIype type;
-    Bytes status;
-    int psu;
-    const char* request;
-};
-
-TEST_F(DirectSelectPSU, SendsWhatGenerationAndPlatformTake)
-{
-    for (const SelectCase& row :
-         std::vector<SelectCase>{{VKT_TYPE_FIRST_GENERATION, kSmallEnclosure, 5, "32 F4 00 03"},
-                                 {VKT_TYPE_VKT2, kSmallEnclosure, 5, "32 F4 00"},
-                                 {VKT_TYPE_VKT2, kSmallEnclosure, 2, "32 F4 00 02"},
-                                 {VKT_TYPE_VKT2, kLargeEnclosure, 5, "32 F4 00 05"},
-                                 {VKT_TYPE_VKT2, Status(0xFC, 3), 12, "32 F4 00"},
-                                 {VKT_TYPE_FIRST_GENERATION, kLargeEnclosure, -1, "32 F4 00 FF"}}) {
-        Build(row.type, row.status);
-        vkt.Answers(kAccepted);
-        EXPECT_EQ(inventory->SelectPSU(row.psu), VKT_INVENTORY_SUCCESS);
-        EXPECT_EQ(journal.Requests(), (Lines{row.request}));
-    }
 }
 
 }  // namespace

@@ -28,27 +28,12 @@ const std::vector<DecoderCase> kTwoFanCases = {
      {"PSU1", "65535", "255", "65535", "255", "Unknown"},
      Framed(kFans,
             {{4, "PSU:PSU1,Speed-A:65535,Pat-A:255,Speed-B:65535,Pat-B:255,Status:Unknown"}})},
-    {"FailsOnSevenBytes",
-     {kVkt2, 0, Hex("00 E8 03 02 00 00 00"), 2},
-     VKT_INVENTORY_FAILED,
-     Untouched(6),
-     Framed(kFans, {{1, "Get vkt2 chassis power cap failed with error code:0"}})},
-    {"FailsOnCompletionCodeEvenWithGoodBytes",
-     {kVkt2, 0xC1, Hex("00 E8 03 02 00 00 00 02"), 2},
-     VKT_INVENTORY_FAILED,
-     Untouched(6),
-     Framed(kFans, {{1, "Get vkt2 chassis power cap failed with error code:193"}})},
 };
 INSTANTIATE_TEST_SUITE_P(ParsePSUFanSpeedOfTwoFans, Decoder, Rows("ParsePSUFanSpeed", kTwoFanCases),
                          BehaviourOf);
 
 // Fan B stays as the caller gave it.
 const std::vector<DecoderCase> kOneFanCases = {
-    {"ReadsSpeedPatternAndStatus",
-     {kFirst, 0, Hex("10 27 05 01"), 1},
-     VKT_INVENTORY_SUCCESS,
-     {"PSU1", "10000", "5", kBefore, kBefore, "Abnormal"},
-     Framed(kFans, {{4, "PSU:PSU1,Speed:10000,Pat:5,Status:Abnormal"}})},
     {"HidesZeroInTheRecordButNotInTheLog",
      {kUnknown, 0, Hex("00 00 00 00"), 2},
      VKT_INVENTORY_SUCCESS,
@@ -64,16 +49,6 @@ const std::vector<DecoderCase> kOneFanCases = {
      VKT_INVENTORY_SUCCESS,
      {"PSU6", "1", "1", kBefore, kBefore, "Unknown"},
      Framed(kFans, {{4, "PSU:PSU6,Speed:1,Pat:1,Status:Unknown"}})},
-    {"FailsOnThreeBytes",
-     {kFirst, 0, Hex("10 27 05"), 1},
-     VKT_INVENTORY_FAILED,
-     Untouched(6),
-     Framed(kFans, {{1, "Get vkt chassis power cap failed with error code:0"}})},
-    {"FailsOnCompletionCodeEvenWithGoodBytes",
-     {kUnknown, 0xFF, Hex("10 27 05 01"), 1},
-     VKT_INVENTORY_FAILED,
-     Untouched(6),
-     Framed(kFans, {{1, "Get vkt chassis power cap failed with error code:255"}})},
 };
 INSTANTIATE_TEST_SUITE_P(ParsePSUFanSpeedOfOneFan, Decoder, Rows("ParsePSUFanSpeed", kOneFanCases),
                          BehaviourOf);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The road over HTTPS: construction, failed exchanges, the queries that are one request.
+// What is particular to HTTPS: one transport object, its codes, and traces of entry.
 #include "module/vkt/vkt_inventory/impl/vkt_inventory_https_impl.h"
-
-#include <limits>
 
 #include "tests/vkt_inventory/backend.h"
 #include "tests/vkt_inventory/queries.h"
@@ -70,15 +68,6 @@ TEST_F(HttpsConstruction, WritesTheseRecords)
                            }));
 }
 
-TEST_F(HttpsConstruction, CountsNodesByPlatform)
-{
-    for (const auto& [platform, nodes] :
-         {std::pair(0xFC, 12U), {0xFD, 12U}, {0xFE, 4U}, {0x12, 4U}}) {
-        Build(VKT_TYPE_VKT2, Status(static_cast<std::uint8_t>(platform), 0));
-        EXPECT_EQ(inventory->GetNodeNub(), nodes) << platform;
-    }
-}
-
 TEST_F(HttpsConstruction, TriesSixTimesWithoutAPauseWhenTheModuleIsUnreachable)
 {
     info.Fails(VKT_INFO_TRANSPORT_ERROR);
@@ -87,52 +76,6 @@ TEST_F(HttpsConstruction, TriesSixTimesWithoutAPauseWhenTheModuleIsUnreachable)
     EXPECT_EQ(journal.Requests(), Lines(6, "32 A8"));
     EXPECT_THAT(journal.Of({"sleep"}), IsEmpty());
     EXPECT_EQ(inventory->GetNodeNub(), 0U);
-}
-
-TEST_F(HttpsConstruction, WaitsEighteenSecondsForAModuleThatKeepsRefusing)
-{
-    info.Tells(VKT_TYPE_VKT2);
-    service.Refuses(0xC1, {}, 6);
-    Construct();
-    EXPECT_EQ(sleep.milliseconds, 18000U);
-    EXPECT_EQ(inventory->GetNodeNub(), 0U);
-}
-
-TEST_F(HttpsConstruction, CountsNothingWhenTheStatusIsRefusedButRemembersThePlatform)
-{
-    info.Tells(VKT_TYPE_VKT2);
-    service.Refuses(0xC1, kLargeEnclosure, 6);
-    Construct();
-    Forget();
-    EXPECT_EQ(inventory->GetNodeNub(), 0U);
-    service.Answers({});
-    ChassisPowerCap cap;
-    inventory->GetChassisPowerCap(cap);
-    EXPECT_EQ(journal.Requests(), (Lines{"32 9D 0D"}));
-}
-
-TEST_F(HttpsConstruction, TakesATypeThatComesWithAFailure)
-{
-    info.TellsInVain(VKT_TYPE_VKT2);
-    service.Answers(kSmallEnclosure);
-    Construct();
-    service.Answers(Hex("00 00") + Chars("7X2Z"));
-    std::string machineType;
-    EXPECT_EQ(inventory->GetMachineType(machineType), VKT_INVENTORY_SUCCESS);
-    EXPECT_EQ(machineType, "7X2Z");
-}
-
-TEST_F(HttpsConstruction, KeepsTheUnknownTypeWhenNobodyTellsIt)
-{
-    info.Fails(VKT_INFO_NO_DATA);
-    service.Answers(kSmallEnclosure);
-    Construct();
-    Forget();
-    service.Answers(Hex("03 01"), 2);
-    service.Answers(Hex("04") + Chars("ACME"), 2);
-    std::vector<PSUFwInfo> firmware;
-    EXPECT_EQ(inventory->GetPSUFwInfo(firmware), VKT_INVENTORY_NO_DATA);
-    EXPECT_EQ(log.Lines(2), LogLines(2, {2, "[WARN]: PSU manufacture is empty"}));
 }
 
 class HttpsQuery : public Https, public ::testing::WithParamInterface<Query>
@@ -174,86 +117,20 @@ TEST_P(HttpsQuery, LeavesTheOutputAloneWhenTheExchangeFails)
     }
 }
 
-TEST_P(HttpsQuery, FailsOnARefusal)
-{
-    Build();
-    service.Refuses(0xC1, GetParam().answer);
-    EXPECT_EQ(GetParam().ask(*inventory).result, VKT_INVENTORY_FAILED);
-}
-
-TEST_P(HttpsQuery, FailsOnAnEmptyAnswer)
-{
-    Build();
-    service.Answers({});
-    EXPECT_EQ(GetParam().ask(*inventory).result, VKT_INVENTORY_FAILED);
-}
-
 INSTANTIATE_TEST_SUITE_P(Queries, HttpsQuery, ::testing::ValuesIn(SingleRequestQueries()),
                          [](const auto& row) { return std::string(row.param.name); });
 
-using HttpsNodes = Https;
-
-TEST_F(HttpsNodes, OutOfRangeAreRejectedWithoutARequest)
+TEST_F(Https, EndsAWalkOverPowerSuppliesWithTheCodeOfTheTransport)
 {
     Build();
-    NodeStatus status;
-    SetBefore(status);
-    ChassisPowerCon consumption;
-    SetBefore(consumption);
-    EXPECT_EQ(inventory->GetNodeStatus(0, status), VKT_INVENTORY_FAILED);
-    EXPECT_EQ(inventory->GetNodeStatus(5, status), VKT_INVENTORY_FAILED);
-    EXPECT_EQ(inventory->GetNodePowerConsumption(0, consumption), VKT_INVENTORY_FAILED);
-    EXPECT_EQ(
-        inventory->GetNodePowerConsumption(std::numeric_limits<std::uint64_t>::max(), consumption),
-        VKT_INVENTORY_FAILED);
-    EXPECT_EQ(FieldsOf(status), (Fields{kBefore, kBefore, kBefore, "-77"}));
-    EXPECT_EQ(FieldsOf(consumption), Untouched(3));
-    EXPECT_THAT(journal.Of({"https"}), IsEmpty());
-    EXPECT_EQ(log.Lines(), (LogLines{{1, "node 0is wrong: need 1-4"},
-                                     {1, "node 5is wrong: need 1-4"},
-                                     {1, "node 0is wrong: need 1-4"},
-                                     {1, "node 18446744073709551615is wrong: need 1-4"}}));
-    EXPECT_EQ(OwnLines(), log.Lines());
-}
-
-TEST_F(HttpsNodes, AreAskedForUpToTheLast)
-{
-    Build();
-    NodeStatus status;
-    service.Answers(Hex("80 02 FF 01"));
-    EXPECT_EQ(inventory->GetNodeStatus(4, status), VKT_INVENTORY_SUCCESS);
-    EXPECT_EQ(journal.Requests(), (Lines{"32 A7 04"}));
-}
-
-TEST_F(HttpsNodes, AreAllOutOfRangeWhenTheStatusWasNeverRead)
-{
-    BuildUnread();
-    ChassisPowerCon consumption;
-    EXPECT_EQ(inventory->GetNodePowerConsumption(1, consumption), VKT_INVENTORY_FAILED);
-    EXPECT_EQ(log.Lines(), (LogLines{{1, "node 1is wrong: need 1-0"}}));
-    EXPECT_THAT(journal.Of({"https"}), IsEmpty());
-}
-
-TEST_F(HttpsNodes, AreCountedWithoutARequest)
-{
-    Build(VKT_TYPE_VKT2, kLargeEnclosure);
-    EXPECT_EQ(inventory->GetNodeNub(), 12U);
-    EXPECT_EQ(inventory->GetNodeNub(), 12U);
-    EXPECT_THAT(journal.Of({"https", "log"}), IsEmpty());
-}
-
-TEST_F(Https, AsksForChassisPowerByPlatform)
-{
-    ChassisPowerCon consumption;
-    ChassisPowerCap cap;
-    for (const auto& [platform, selector] :
-         {std::pair(0xFC, "0D"), {0xFD, "0D"}, {0xFE, "05"}, {0x10, "05"}}) {
-        Build(VKT_TYPE_FIRST_GENERATION, Status(static_cast<std::uint8_t>(platform), 3));
-        service.Answers({}, 2);
-        inventory->GetChassisPowerConsumption(consumption);
-        inventory->GetChassisPowerCap(cap);
-        EXPECT_EQ(journal.Requests(),
-                  (Lines{std::string("32 98 ") + selector, std::string("32 9D ") + selector}));
+    for (const ResultCase& row : kResults) {
+        Forget();
+        service.Fails(row.code);
+        std::vector<PSUFanSpeed> fans;
+        EXPECT_EQ(inventory->GetPSUFanSpeed(fans), row.result) << row.code;
+        EXPECT_EQ(log.Lines(),
+                  (LogLines{{1, "Failed to get the vkt PSU fan speed through https, ret = " +
+                                    std::to_string(row.code)}}));
     }
 }
 

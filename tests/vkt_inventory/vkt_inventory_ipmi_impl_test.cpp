@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The road over RMCP+: construction, sessions, the queries that are one request.
+// What is particular to RMCP+: a session for every request, and how it is opened.
 #include <limits>
 
 #include "tests/vkt_inventory/backend.h"
@@ -70,27 +70,6 @@ TEST_F(DirectConstruction, CopiesTheRecordOfTheCaller)
     EXPECT_EQ(journal.Of({"client"}), Exchange(3, "32 B0 05 00"));
 }
 
-TEST_F(DirectConstruction, TakesATypeThatComesWithAFailure)
-{
-    info.TellsInVain(VKT_TYPE_VKT2);
-    vkt.Answers(kSmallEnclosure);
-    Construct();
-    Forget();
-    vkt.Answers(Hex("00 00") + Chars("7X2Z"));
-    std::string machineType;
-    EXPECT_EQ(inventory->GetMachineType(machineType), VKT_INVENTORY_SUCCESS);
-    EXPECT_EQ(machineType, "7X2Z");
-}
-
-TEST_F(DirectConstruction, CountsNodesByPlatform)
-{
-    for (const auto& [platform, nodes] :
-         {std::pair(0xFC, 12U), {0xFD, 12U}, {0xFE, 4U}, {0x12, 4U}}) {
-        Build(VKT_TYPE_VKT2, Status(static_cast<std::uint8_t>(platform), 0));
-        EXPECT_EQ(inventory->GetNodeNub(), nodes) << platform;
-    }
-}
-
 TEST_F(DirectConstruction, TriesSixTimesAndWaitsEighteenSecondsForAnUnreachableModule)
 {
     info.Fails(VKT_INFO_TRANSPORT_ERROR);
@@ -104,28 +83,6 @@ TEST_F(DirectConstruction, TriesSixTimesAndWaitsEighteenSecondsForAnUnreachableM
                   FutileAttempts(5, 1) + pause + FutileAttempts(6, 1) + pause +
                   FutileAttempts(7, 1) + pause + Lines{"client 1 destroyed"});
     EXPECT_EQ(inventory->GetNodeNub(), 0U);
-}
-
-TEST_F(DirectConstruction, CountsNothingWhenTheStatusIsRefusedButRemembersThePlatform)
-{
-    info.Tells(VKT_TYPE_VKT2);
-    vkt.Refuses(0xC1, kLargeEnclosure, 6);
-    Construct();
-    Forget();
-    EXPECT_EQ(inventory->GetNodeNub(), 0U);
-    vkt.Answers({});
-    ChassisPowerCon consumption;
-    inventory->GetChassisPowerConsumption(consumption);
-    EXPECT_EQ(journal.Requests(), (Lines{"32 98 0D"}));
-}
-
-TEST_F(DirectConstruction, CountsByTheDefaultsWhenTheStatusStaysShort)
-{
-    info.Tells(VKT_TYPE_FIRST_GENERATION);
-    vkt.Answers(kShortStatus, 6);
-    Construct();
-    EXPECT_EQ(sleep.milliseconds, 18000U);
-    EXPECT_EQ(inventory->GetNodeNub(), 4U);
 }
 
 class DirectQuery : public Direct, public ::testing::WithParamInterface<Query>
@@ -174,20 +131,6 @@ TEST_P(DirectQuery, TakesAnAnswerThatTheClientReportsAsAFailure)
     EXPECT_EQ(outcome.fields, GetParam().fields);
 }
 
-TEST_P(DirectQuery, FailsOnARefusal)
-{
-    Build();
-    vkt.Refuses(0xC1, GetParam().answer);
-    EXPECT_EQ(GetParam().ask(*inventory).result, VKT_INVENTORY_FAILED);
-}
-
-TEST_P(DirectQuery, FailsOnATruncatedAnswer)
-{
-    Build();
-    vkt.Truncates(GetParam().answer, 0);
-    EXPECT_EQ(GetParam().ask(*inventory).result, VKT_INVENTORY_FAILED);
-}
-
 TEST_P(DirectQuery, KeepsNoSessionBetweenTwoCalls)
 {
     Build();
@@ -216,7 +159,7 @@ TEST_F(DirectSession, TracesTheRequestAndTheAnswerInBothWritings)
                                Framed("ParseName"));
 }
 
-TEST_F(DirectSession, TracesARequestWhoseAnswerNeverCameAsIfItHad)
+TEST_F(DirectSession, TracesARequestWithoutAnAnswerAsIfItHadOne)
 {
     Build();
     vkt.Drops();
@@ -288,7 +231,7 @@ INSTANTIATE_TEST_SUITE_P(
          "connect failed with error:3"},
         {"StopAfterARefusal", 3, {2}, "connect failed with error:2"},
         {"StopAfterAFailure", 3, {1}, "connect failed with error:1"},
-        {"StopAfterAStateNobodyKnows", 3, {77}, "connect failed with error:77"},
+        {"StopAfterAnUnknownState", 3, {77}, "connect failed with error:77"},
         {"StopAfterARefusalThatFollowsATryAgain", 3, {3, 2}, "connect failed with error:2"},
     }),
     [](const auto& row) { return std::string(row.param.behaviour); });
@@ -308,85 +251,22 @@ TEST_F(DirectSession, IsUsedWhenALaterAttemptOpensIt)
     EXPECT_THAT(log.Lines(1), IsEmpty());
 }
 
-using DirectNodes = Direct;
+using DirectPowerSupplies = Direct;
 
-TEST_F(DirectNodes, OutOfRangeAreRejectedWithoutARequest)
+TEST_F(DirectPowerSupplies, HaveASessionForEveryRequest)
 {
     Build();
-    NodeStatus status;
-    SetBefore(status);
-    ChassisPowerCon consumption;
-    SetBefore(consumption);
-    EXPECT_EQ(inventory->GetNodeStatus(0, status), VKT_INVENTORY_FAILED);
-    EXPECT_EQ(inventory->GetNodeStatus(5, status), VKT_INVENTORY_FAILED);
-    EXPECT_EQ(inventory->GetNodePowerConsumption(0, consumption), VKT_INVENTORY_FAILED);
-    EXPECT_EQ(inventory->GetNodePowerConsumption(5, consumption), VKT_INVENTORY_FAILED);
-    EXPECT_EQ(
-        inventory->GetNodePowerConsumption(std::numeric_limits<std::uint64_t>::max(), consumption),
-        VKT_INVENTORY_FAILED);
-    EXPECT_EQ(FieldsOf(status), (Fields{kBefore, kBefore, kBefore, "-77"}));
-    EXPECT_EQ(FieldsOf(consumption), Untouched(3));
-    EXPECT_THAT(journal.Of({"client", "config"}), IsEmpty());
-    EXPECT_EQ(log.Lines(), (LogLines{{1, "node 0is wrong: need 1-4"},
-                                     {1, "node 5is wrong: need 1-4"},
-                                     {1, "node 0is wrong: need 1-4"},
-                                     {1, "node 5is wrong: need 1-4"},
-                                     {1, "node 18446744073709551615is wrong: need 1-4"}}));
-    EXPECT_EQ(OwnLines(), log.Lines());
-}
-
-TEST_F(DirectNodes, AreAskedForUpToTheLast)
-{
-    Build(VKT_TYPE_VKT2, kLargeEnclosure);
-    NodeStatus status;
-    ChassisPowerCon consumption;
-    vkt.Answers(Hex("80 02 FF 01"));
-    EXPECT_EQ(inventory->GetNodeStatus(12, status), VKT_INVENTORY_SUCCESS);
-    vkt.Answers(Hex("01 00 02 00 03 00"));
-    EXPECT_EQ(inventory->GetNodePowerConsumption(1, consumption), VKT_INVENTORY_SUCCESS);
-    EXPECT_EQ(journal.Requests(), (Lines{"32 A7 0C", "32 98 01"}));
-}
-
-TEST_F(DirectNodes, AreAllOutOfRangeWhenTheStatusWasNeverRead)
-{
-    BuildUnread();
-    NodeStatus status;
-    EXPECT_EQ(inventory->GetNodeStatus(1, status), VKT_INVENTORY_FAILED);
-    EXPECT_EQ(log.Lines(), (LogLines{{1, "node 1is wrong: need 1-0"}}));
-    EXPECT_THAT(journal.Of({"client"}), IsEmpty());
-}
-
-TEST_F(DirectNodes, AreCountedWithoutARequest)
-{
-    Build(VKT_TYPE_VKT2, kLargeEnclosure);
-    EXPECT_EQ(inventory->GetNodeNub(), 12U);
-    EXPECT_EQ(inventory->GetNodeNub(), 12U);
-    EXPECT_THAT(journal.Of({"client", "log", "config"}), IsEmpty());
-}
-
-TEST_F(Direct, AsksForChassisPowerByPlatform)
-{
-    ChassisPowerCon consumption;
-    ChassisPowerCap cap;
-    for (const auto& [platform, selector] :
-         {std::pair(0xFC, "0D"), {0xFD, "0D"}, {0xFE, "05"}, {0x10, "05"}}) {
-        Build(VKT_TYPE_FIRST_GENERATION, Status(static_cast<std::uint8_t>(platform), 3));
-        vkt.Drops(2);
-        inventory->GetChassisPowerConsumption(consumption);
-        inventory->GetChassisPowerCap(cap);
-        EXPECT_EQ(journal.Requests(),
-                  (Lines{std::string("32 98 ") + selector, std::string("32 9D ") + selector}));
-    }
-}
-
-TEST_F(Direct, TellsItsDecoderOfAVkt2)
-{
-    Build(VKT_TYPE_VKT2);
-    vkt.Answers(Hex("00 00") + Chars("7X2Z"));
-    std::string machineType;
-    EXPECT_EQ(inventory->GetMachineType(machineType), VKT_INVENTORY_SUCCESS);
-    EXPECT_EQ(machineType, "7X2Z");
-    EXPECT_THAT(log.LinesOf("parse_response"), ::testing::Contains(LogLine{4, "it is vkt2..."}));
+    vkt.Answers(Hex("10 27 05 01"), 2);
+    std::vector<PSUFanSpeed> fans;
+    inventory->GetPSUFanSpeed(fans);
+    vkt.Answers(Hex("04 41 43 4D 45"), 6);
+    std::vector<PSUFwInfo> firmware;
+    inventory->GetPSUFwInfo(firmware);
+    EXPECT_EQ(journal.Of({"client", "sleep"}),
+              Exchange(3, "32 A5 01") + Exchange(4, "32 A5 02") + Exchange(5, "06 52 0F D0 02 FC") +
+                  Exchange(6, "06 52 0D D0 02 FC") + Exchange(7, "06 52 0F D0 05 99") +
+                  Exchange(8, "06 52 0D D0 05 99") + Exchange(9, "06 52 0F D0 20 F0") +
+                  Exchange(10, "06 52 0D D0 20 F0"));
 }
 
 }  // namespace

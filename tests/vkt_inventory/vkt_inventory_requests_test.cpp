@@ -90,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"VersionOfSlot257IsNotThatOfSlot1", Requests::PSUVersion(kFirst, 257),
          "06 52 0D D0 02 FC"},
         {"VersionOfAnUnknownType", Requests::PSUVersion(kUnknown, 1), "06 52 0F D0 02 FC"},
-        {"VersionOfATypeNobodyKnows", Requests::PSUVersion(static_cast<VKTIype>(-1), 2),
+        {"VersionOfATypeOfNoGeneration", Requests::PSUVersion(static_cast<VKTIype>(-1), 2),
          "06 52 0D D0 02 FC"},
         {"ManufactureOfSlot1", Requests::PSUManufacture(kFirst, 1), "06 52 0F D0 05 99"},
         {"ManufactureOfSlot2", Requests::PSUManufacture(kUnknown, 2), "06 52 0D D0 05 99"},
