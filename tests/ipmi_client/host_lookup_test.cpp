@@ -46,10 +46,13 @@ public:
         changed_.notify_all();
     }
 
-    void WaitForNone()
+    void ReleaseAll()
     {
         std::unique_lock lock(mutex_);
+        released_ = waiting_;
+        changed_.notify_all();
         changed_.wait(lock, [this] { return waiting_ == 0; });
+        released_ = 0;
     }
 
     int Asked()
@@ -71,11 +74,7 @@ NameService nameService;
 class HostLookUp : public ::testing::Test
 {
 protected:
-    ~HostLookUp() override
-    {
-        nameService.Release(kMostLookUps);
-        nameService.WaitForNone();
-    }
+    ~HostLookUp() override { nameService.ReleaseAll(); }
 
     void WaitFor(int milliseconds)
     {

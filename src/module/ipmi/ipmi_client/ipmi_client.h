@@ -14,6 +14,10 @@
 /// service takes longer than the wait, connect() fails and that thread ends by itself later; the
 /// library stays loaded for it. At most 16 run at once in a process; a further look-up waits for
 /// one of them to end, within the same time.
+///
+/// The first connect() of a process has libfreeipmi start libgcrypt, which switches libgcrypt's
+/// secure memory off for the whole process, even if the host has initialised it: allocate there
+/// before.
 #ifndef MODULE_IPMI_IPMI_CLIENT_IPMI_CLIENT_H
 #define MODULE_IPMI_IPMI_CLIENT_IPMI_CLIENT_H
 

@@ -44,6 +44,9 @@ std::optional<Failure> StartCryptography()
     if (!ready && !HasSpareDescriptor()) {
         return NoDescriptor();
     }
+    // It also switches libgcrypt's secure memory off, in a host that initialised it, too. There is
+    // no way around: the library's ciphers fail before this call, and libgcrypt cannot switch it on
+    // again.
     ready = ready || ipmi_rmcpplus_init() == 0;
     return ready ? std::nullopt : std::optional(LocalFault("starting the cryptographic library"));
 }
