@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// The two things that can be asked of an enclosure. Each call is one conversation: one log-in, all
+/// requests, one log-out, within one deadline. Calls for different targets, or the same, may run
+/// side by side in any number of threads and share nothing. Neither throws for anything that module
+/// or network do; std::bad_alloc aside, nothing is thrown at all.
+#ifndef MODULE_VKT_VKT_ENCLOSURE_READ_ENCLOSURE_H
+#define MODULE_VKT_VKT_ENCLOSURE_READ_ENCLOSURE_H
+
+#include <optional>
+
+#include "common/platform/export.h"
+#include "module/vkt/vkt_enclosure/enclosure.h"
+#include "module/vkt/vkt_enclosure/target.h"
+
+namespace Tulvo::Enclosures {
+
+/// What to read.
+struct Scope
+{
+    Sections sections = kEverything;
+    /// Of the nodes only this one (from 1); 0 for all. One that the enclosure does not have leaves
+    /// Enclosure::nodes empty.
+    std::uint8_t node = 0;
+};
+
+/// Reads an enclosure. What could not be read says why in its place.
+VKT_EXPORT Enclosure ReadEnclosure(const Target& target, const Scope& scope, const Limits& limits);
+
+/// What became of a selection.
+struct Selection
+{
+    std::optional<Failure> failure;  ///< Nothing: the module has selected the supply.
+    /// The slots that the enclosure has; a number beyond them is refused without being sent.
+    Reading<std::uint8_t> powerSupplyCount;
+    Source source;
+    Cost cost;
+};
+
+/// Selects a power supply on the module. The request is never sent over a second session: whether
+/// the first has carried it would not be known.
+/// @param number of the supply, from 1.
+VKT_EXPORT Selection SelectSupply(const Target& target, std::uint8_t number, const Limits& limits);
+
+}  // namespace Tulvo::Enclosures
+
+#endif
