@@ -20,6 +20,15 @@
 
 namespace Tulvo {
 
+/// Whether a request may reach the module more than once.
+enum class Resend : std::uint8_t
+{
+    kFreely,
+    /// As one request: copies that the module knows as such (the same request number of the same
+    /// session) are good, a new connection or session is not, once the request may have arrived.
+    kAsOneRequest,
+};
+
 /// What became of one request.
 struct IpmiExchange
 {
@@ -62,11 +71,12 @@ class IpmiTransport
 public:
     virtual ~IpmiTransport() = default;
 
-    /// Opens a session; an earlier one is closed first. Nothing on success.
+    /// Opens a session; an earlier one is closed first. Nothing on success. Does not wait for a
+    /// session that the module has not free: that is Cause::kBusy, and the caller comes back.
     virtual std::optional<Failure> Open(const CallLimit& limit) = 0;
 
     /// Asks one request in the open session.
-    virtual IpmiExchange Ask(const IPMICOMMAND& request, const CallLimit& limit) = 0;
+    virtual IpmiExchange Ask(const IPMICOMMAND& request, Resend resend, const CallLimit& limit) = 0;
 
     /// Raises the session to the privilege that was asked for as its ceiling, or the highest below
     /// it that the module grants. Nothing on success; a transport without levels fails.

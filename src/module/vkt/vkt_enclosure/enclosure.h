@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "common/platform/export.h"
 #include "module/vkt/vkt_enclosure/reading.h"
 #include "module/vkt/vkt_enclosure/target.h"
 
@@ -194,12 +195,14 @@ struct Missing
     std::string object;  ///< "Module", "Chassis", "PSU3", "Node 4".
     std::optional<std::uint8_t> powerSupply;
     std::optional<std::uint8_t> node;
-    std::string field;  ///< The value's name, such as "fans"; the catalogue has them all.
+    /// The value's name in JSON, such as "powerGood", or that of all that one answer tells at once:
+    /// "consumption", "caps", "fans", "powerState" (with width, height, permission), "power".
+    std::string field;
     Failure failure;
 };
 
 /// Everything that was asked and not read, in the order of the record. Empty: the read is complete.
-std::vector<Missing> NotRead(const Enclosure& enclosure);
+VKT_EXPORT std::vector<Missing> NotRead(const Enclosure& enclosure);
 
 }  // namespace Tulvo::Enclosures
 
