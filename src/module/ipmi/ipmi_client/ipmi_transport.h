@@ -20,6 +20,15 @@
 
 namespace Tulvo {
 
+/// What became of an attempt to open a session.
+struct IpmiOpening
+{
+    std::optional<Failure> failure;  ///< Nothing: a session is open.
+    /// With a failure: the module has no session free at the moment. The transport does not wait
+    /// for one; the caller comes back.
+    bool noneFree = false;
+};
+
 /// Whether a request may reach the module more than once.
 enum class Resend : std::uint8_t
 {
@@ -71,9 +80,8 @@ class IpmiTransport
 public:
     virtual ~IpmiTransport() = default;
 
-    /// Opens a session; an earlier one is closed first. Nothing on success. Does not wait for a
-    /// session that the module has not free: that is Cause::kBusy, and the caller comes back.
-    virtual std::optional<Failure> Open(const CallLimit& limit) = 0;
+    /// Opens a session; an earlier one is closed first.
+    virtual IpmiOpening Open(const CallLimit& limit) = 0;
 
     /// Asks one request in the open session.
     virtual IpmiExchange Ask(const IPMICOMMAND& request, Resend resend, const CallLimit& limit) = 0;
