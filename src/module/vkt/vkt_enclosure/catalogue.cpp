@@ -187,8 +187,6 @@ Datum NodeNumber(const Object& object)
     return Value(object.node->number);
 }
 
-constexpr std::uint8_t kSuppliesWithBits = 8;
-
 Datum SupplyHasBits(const Object& object)
 {
     return object.powerSupply->number <= kSuppliesWithBits;

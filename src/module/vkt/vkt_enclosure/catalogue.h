@@ -19,6 +19,9 @@
 
 namespace Tulvo::Enclosures {
 
+/// The module has status bits for so many supplies.
+inline constexpr std::uint8_t kSuppliesWithBits = 8;
+
 /// What a value belongs to.
 enum class ObjectKind : std::uint8_t
 {

@@ -31,6 +31,17 @@ constexpr std::array<PlatformRow, 3> kPlatformTable{{
     {kPlatformFC, 12},
 }};
 
+/// Whether a status answer that begins so is a VKT2's; a first generation has something else there.
+constexpr bool IsVkt2Platform(std::uint8_t moduleType)
+{
+    for (const PlatformRow& row : kPlatformTable) {
+        if (row.platformId == moduleType) {
+            return true;
+        }
+    }
+    return false;
+}
+
 constexpr std::uint64_t kNodeCountOfUnknownPlatform = 4;
 
 constexpr std::uint64_t NodeCountOf(std::int32_t platformId)

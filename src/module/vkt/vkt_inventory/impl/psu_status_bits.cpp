@@ -30,11 +30,6 @@ const Offsets& OffsetsOf(VKTIype vktType, std::size_t length)
     return length == kLongAnswerLength ? kVkt2LongAnswer : kVkt2;
 }
 
-bool Bit(std::uint8_t byte, std::uint64_t supply)
-{
-    return supply < 8 && (byte >> supply & 1) != 0;
-}
-
 }  // namespace
 
 PSUStatusBytes ReadPSUStatusBytes(VKTIype vktType, const ByteView& response)
@@ -45,20 +40,20 @@ PSUStatusBytes ReadPSUStatusBytes(VKTIype vktType, const ByteView& response)
 
 void FillPSUStatus(const PSUStatusBytes& bytes, std::uint64_t supply, PSUStatus& status)
 {
-    status.epow = Bit(bytes.epow, supply) ? "trigger" : "not trigger";
-    status.throttle = Bit(bytes.throttle, supply) ? "trigger" : "not trigger";
-    status.present = Bit(bytes.present, supply) ? "present" : "not present";
-    status.pwrGood = Bit(bytes.pwrGood, supply) ? "power good" : "not power good";
+    status.epow = BitOf(bytes.epow, supply) ? "trigger" : "not trigger";
+    status.throttle = BitOf(bytes.throttle, supply) ? "trigger" : "not trigger";
+    status.present = BitOf(bytes.present, supply) ? "present" : "not present";
+    status.pwrGood = BitOf(bytes.pwrGood, supply) ? "power good" : "not power good";
 }
 
 std::ostream& operator<<(std::ostream& stream, const PSUStatusTrace& trace)
 {
     for (std::uint64_t supply = 0; stream && supply < trace.slotCount; ++supply) {
         stream << "PSU" << supply + 1 << ":"
-               << "\n\tPSU EPOW " << int{Bit(trace.bytes.epow, supply)} << "\n\tPSU THROTTLE "
-               << int{Bit(trace.bytes.throttle, supply)} << "\n\tPSU PRESENT "
-               << int{Bit(trace.bytes.present, supply)} << "\n\tPSU PWR GOOD "
-               << int{Bit(trace.bytes.pwrGood, supply)};
+               << "\n\tPSU EPOW " << int{BitOf(trace.bytes.epow, supply)} << "\n\tPSU THROTTLE "
+               << int{BitOf(trace.bytes.throttle, supply)} << "\n\tPSU PRESENT "
+               << int{BitOf(trace.bytes.present, supply)} << "\n\tPSU PWR GOOD "
+               << int{BitOf(trace.bytes.pwrGood, supply)};
     }
     return stream;
 }

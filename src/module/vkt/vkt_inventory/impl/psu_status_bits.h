@@ -27,6 +27,12 @@ struct PSUStatusBytes
     std::uint8_t pwrGood;
 };
 
+/// Whether the bit of a supply, counted from 0, is set.
+constexpr bool BitOf(std::uint8_t byte, std::uint64_t supply)
+{
+    return supply < 8 && (byte >> supply & 1) != 0;
+}
+
 /// Picks the four bytes from a good answer of at least kPsuStatusMinimumLength bytes.
 PSUStatusBytes ReadPSUStatusBytes(VKTIype vktType, const ByteView& response);
 

@@ -1,0 +1,345 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "module/vkt/vkt_enclosure/impl/conversation.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+#include "common/text/hexadecimal.h"
+
+namespace Tulvo::Enclosures {
+namespace {
+
+using namespace std::chrono_literals;
+
+// All waits and counts of a conversation.
+constexpr Pace::Span kMostForLogOut = 1s;
+constexpr int kLogOutShare = 10;  // a tenth of the time, if that is less
+constexpr unsigned kMostNewSessions = 3;
+constexpr unsigned kMostSilences = 2;
+constexpr Pace::Span kFirstPauseForSession = 200ms;
+constexpr Pace::Span kLongestPauseForSession = 2s;
+constexpr Pace::Span kFirstPauseForLater = 50ms;
+constexpr Pace::Span kLongestForLater = 1s;
+constexpr Pace::Span kPauseForOnceMore = 50ms;
+constexpr Pace::Span kPauseForStranger = 1s;
+
+const IPMICOMMAND kGetDeviceId{0x01, {}, 0x06};
+
+Failure TimeIsOver()
+{
+    return {Cause::kTimedOut,
+            "the time for the whole read was over",
+            "allow more time, or read less",
+            {}};
+}
+
+Failure Cancelled()
+{
+    return {Cause::kCancelled, "the read was cancelled", "", {}};
+}
+
+/// Says nothing about the object that was asked for, so that equal failures are equal.
+Failure CodeFailure(Cause cause, std::uint8_t code, const CodeRule& rule)
+{
+    std::string message = "the module answered with completion code 0x";
+    for (const char digit : Text::ToHexPairs({&code, 1})) {
+        message += digit >= 'a' ? static_cast<char>(digit - 'a' + 'A') : digit;
+    }
+    message += " (" + std::string(rule.meaning) + ")";
+    const std::string_view advice = cause == Cause::kBusy ? "try again later" : "";
+    return {cause, message, std::string(advice), code};
+}
+
+Cause CauseOf(Reaction reaction)
+{
+    const bool comesBack = reaction == Reaction::kLater || reaction == Reaction::kEndRead;
+    return comesBack ? Cause::kBusy : Cause::kCompletionCode;
+}
+
+std::uint32_t LittleEndian(const std::vector<std::uint8_t>& bytes, std::size_t at,
+                           std::size_t count)
+{
+    std::uint32_t number = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        number |= std::uint32_t{bytes[at + i]} << (8 * i);
+    }
+    return number;
+}
+
+}  // namespace
+
+SharedFailure Share(Failure failure)
+{
+    return std::make_shared<const Failure>(std::move(failure));
+}
+
+Conversation::Conversation(IpmiTransport& transport, Pace& pace, const Limits& limits)
+    : transport_(transport),
+      pace_(pace),
+      deadline_(pace.Now() + limits.deadline),
+      asking_{deadline_ - std::min(kMostForLogOut, limits.deadline / kLogOutShare), limits.stop}
+{
+}
+
+void Conversation::Add(Request request)
+{
+    pending_.push_back({.request = std::move(request), .order = added_++, .due = pace_.Now()});
+}
+
+SharedFailure Conversation::Run()
+{
+    Open();
+    while (!pending_.empty()) {
+        Pending next = TakeNext();
+        if (ended_ == nullptr && !IsOver()) {
+            Ask(std::move(next));
+        } else {
+            const bool wasPutOff =
+                next.asksForLater != nullptr && ended_->cause == Cause::kTimedOut;
+            GiveUp(next, wasPutOff ? next.asksForLater : ended_);
+        }
+    }
+    // Even a cancelled read gives its session back.
+    transport_.Close({std::min(deadline_, pace_.Now() + kMostForLogOut), {}});
+    return ended_;
+}
+
+/// Ends the conversation when its time is over.
+bool Conversation::IsOver()
+{
+    if (asking_.stop.stop_requested()) {
+        End(Cancelled());
+        return true;
+    }
+    if (pace_.Now() >= asking_.until) {
+        End(TimeIsOver());
+        return true;
+    }
+    return false;
+}
+
+/// Opens a session, as soon as the module has one free.
+void Conversation::Open()
+{
+    raiseTried_ = false;
+    silentBefore_.reset();
+    Span pause = kFirstPauseForSession;
+    while (!IsOver()) {
+        const IpmiOpening opening = transport_.Open(asking_);
+        if (!opening.failure || !WaitForSession(pause, opening)) {
+            return;
+        }
+    }
+}
+
+/// Waits when there was no free session; any other failure, and the end of the time, ends it all.
+bool Conversation::WaitForSession(Span& pause, const IpmiOpening& opening)
+{
+    const Time back = pace_.Now() + pause / 2 + pace_.PartOf(pause);
+    if (!opening.noneFree || back >= asking_.until) {
+        End(*opening.failure);
+        return false;
+    }
+    pace_.WaitUntil(back, asking_.stop);
+    pause = std::min(2 * pause, kLongestPauseForSession);
+    return true;
+}
+
+void Conversation::Reopen(const Failure& why)
+{
+    if (pending_.empty()) {
+        return;
+    }
+    End(why);
+    while (ended_->cause != Cause::kCancelled && reopened_ < kMostNewSessions) {
+        ++reopened_;
+        ended_.reset();
+        Open();
+        if (ended_ == nullptr || ended_->cause != Cause::kTimedOut) {
+            return;
+        }
+    }
+}
+
+/// The first of those that are due, else the one that will be next.
+Conversation::Pending Conversation::TakeNext()
+{
+    const Time now = pace_.Now();
+    const auto place = [now](const Pending& pending) {
+        return std::tuple(std::max(pending.due, now), pending.silences, pending.request.rank,
+                          pending.order);
+    };
+    const auto next = std::min_element(
+        pending_.begin(), pending_.end(),
+        [place](const Pending& one, const Pending& other) { return place(one) < place(other); });
+    Pending taken = std::move(*next);
+    pending_.erase(next);
+    if (ended_ == nullptr && taken.due > now) {
+        pace_.WaitUntil(std::min(taken.due, asking_.until), asking_.stop);
+    }
+    return taken;
+}
+
+void Conversation::Ask(Pending pending)
+{
+    const Request& request = pending.request;
+    IpmiExchange exchange = transport_.Ask(request.command, request.resend, asking_);
+    if (exchange.end == IpmiExchange::End::kAnswered) {
+        silentBefore_.reset();
+        if (exchange.completionCode == 0) {
+            request.done({Outcome::Kind::kAnswer, std::move(exchange.data), {}});
+        } else {
+            Refused(std::move(pending), exchange.completionCode);
+        }
+        return;
+    }
+    const Failure failure = exchange.failure.value_or(Failure{});
+    if (exchange.end == IpmiExchange::End::kFailed) {
+        End(failure);
+        GiveUp(pending, ended_);
+    } else if (IsOver()) {
+        GiveUp(pending, ended_);
+    } else if (request.resend == Resend::kAsOneRequest) {
+        GiveUp(pending, Share(failure));
+    } else if (exchange.end == IpmiExchange::End::kLost) {
+        Lost(std::move(pending), failure);
+    } else {
+        Silent(std::move(pending), failure);
+    }
+}
+
+/// A request that costs a session twice would cost all that there may be.
+void Conversation::Lost(Pending pending, const Failure& failure)
+{
+    if (++pending.silences == kMostSilences) {
+        GiveUp(pending, Share(failure));
+    } else {
+        pending_.push_back(std::move(pending));
+    }
+    Reopen(failure);
+}
+
+/// A silent request goes to the end. Two different ones in a row say that the session is lost.
+void Conversation::Silent(Pending pending, const Failure& failure)
+{
+    const bool twoInARow = silentBefore_ && *silentBefore_ != pending.order;
+    silentBefore_ = pending.order;
+    if (++pending.silences == kMostSilences) {
+        GiveUp(pending, Share(failure));
+    } else {
+        pending_.push_back(std::move(pending));
+    }
+    if (twoInARow) {
+        Reopen(failure);
+    } else if (pending_.size() == 1 && pending_.front().order == *silentBefore_) {
+        Probe();
+    }
+}
+
+/// Where no other request is left that could tell a lost session from a lost answer.
+void Conversation::Probe()
+{
+    const IpmiExchange exchange = transport_.Ask(kGetDeviceId, Resend::kFreely, asking_);
+    if (exchange.end == IpmiExchange::End::kAnswered) {
+        silentBefore_.reset();
+    } else if (!IsOver()) {
+        Reopen(exchange.failure.value_or(Failure{}));
+    }
+}
+
+void Conversation::Refused(Pending pending, std::uint8_t code)
+{
+    const CodeRule& rule = RuleFor(code, pending.request.requestClass);
+    const Failure failure = CodeFailure(CauseOf(rule.reaction), code, rule);
+    switch (rule.reaction) {
+        case Reaction::kFinal:
+            return GiveUp(pending, Share(failure));
+        case Reaction::kLater:
+            return Later(std::move(pending), failure);
+        case Reaction::kOnceMore:
+            return OnceMore(std::move(pending), kPauseForOnceMore, failure);
+        case Reaction::kAbsent:
+            return pending.request.done({Outcome::Kind::kAbsent, {}, Share(failure)});
+        case Reaction::kEndRead:
+            End(failure);
+            return GiveUp(pending, ended_);
+        case Reaction::kRaisePrivilege:
+            return RaisePrivilege(std::move(pending), failure);
+        case Reaction::kStranger:
+            if (pending.repeats > 0) {
+                End(Stranger());
+                return GiveUp(pending, ended_);
+            }
+            return OnceMore(std::move(pending), kPauseForStranger, failure);
+    }
+}
+
+void Conversation::Later(Pending pending, const Failure& failure)
+{
+    const Time now = pace_.Now();
+    if (!pending.laterUntil) {
+        pending.laterUntil = now + kLongestForLater;
+        pending.pause = kFirstPauseForLater;
+    }
+    if (now >= *pending.laterUntil) {
+        return GiveUp(pending, Share(failure));
+    }
+    pending.due = std::min(*pending.laterUntil, now + pending.pause + pace_.PartOf(pending.pause));
+    pending.pause *= 2;
+    pending.asksForLater = Share(failure);
+    pending_.push_back(std::move(pending));
+}
+
+void Conversation::OnceMore(Pending pending, Span pause, const Failure& failure)
+{
+    if (pending.repeats++ > 0) {
+        return GiveUp(pending, Share(failure));
+    }
+    pending.due = pace_.Now() + pause;
+    pending_.push_back(std::move(pending));
+}
+
+void Conversation::RaisePrivilege(Pending pending, Failure failure)
+{
+    failure.advice = "use an account that may ask for it";
+    if (std::exchange(raiseTried_, true)) {
+        return GiveUp(pending, Share(failure));
+    }
+    const std::optional<Failure> notRaised = transport_.RaisePrivilege(asking_);
+    if (!notRaised) {
+        pending_.push_back(std::move(pending));
+    } else if (IsOver()) {
+        GiveUp(pending, ended_);
+    } else if (notRaised->cause == Cause::kTimedOut) {
+        raiseTried_ = false;
+        Silent(std::move(pending), *notRaised);
+    } else {
+        failure.message += ", and " + notRaised->message;
+        GiveUp(pending, Share(failure));
+    }
+}
+
+/// Who answers instead of a module.
+Failure Conversation::Stranger()
+{
+    constexpr std::size_t kManufacturerAt = 6;
+    constexpr std::size_t kProductAt = 9;
+    constexpr std::size_t kLength = 11;
+    const IpmiExchange exchange = transport_.Ask(kGetDeviceId, Resend::kFreely, asking_);
+    std::string who = "something else than such a module answers";
+    if (exchange.end == IpmiExchange::End::kAnswered && exchange.completionCode == 0 &&
+        exchange.data.size() >= kLength) {
+        who += ": manufacturer id " +
+               std::to_string(LittleEndian(exchange.data, kManufacturerAt, 3) & 0xFFFFFU) +
+               ", product id " + std::to_string(LittleEndian(exchange.data, kProductAt, 2));
+    }
+    return {Cause::kNoSuchModule, who, "check the address", {}};
+}
+
+void Conversation::GiveUp(const Pending& pending, SharedFailure failure)
+{
+    pending.request.done({Outcome::Kind::kNotRead, {}, std::move(failure)});
+}
+
+}  // namespace Tulvo::Enclosures
