@@ -117,11 +117,11 @@ enum class NodeWidth : std::uint8_t
 struct NodeState
 {
     PowerState powerState = PowerState::kUnknown;
-    std::uint8_t code = 0;         ///< Of the power state, as the module gave it.
-    Reading<NodeWidth> width;      ///< Absent: 255.
-    std::uint8_t widthCode = 0;    ///< As the module gave it.
-    Reading<std::uint8_t> height;  ///< In bays; absent: 255.
-    std::uint8_t permission = 0;   ///< As the module gave it.
+    std::uint8_t code = 0;              ///< Of the power state, as the module gave it.
+    Reading<NodeWidth> width = {};      ///< Absent: 255.
+    std::uint8_t widthCode = 0;         ///< As the module gave it.
+    Reading<std::uint8_t> height = {};  ///< In bays; absent: 255.
+    std::uint8_t permission = 0;        ///< As the module gave it.
 };
 
 struct Node

@@ -26,8 +26,9 @@ enum class Health : std::uint8_t
 /// What the enclosure should have; unset where nothing is expected.
 struct Expectations
 {
-    std::optional<std::uint8_t> powerSupplies;  ///< Present ones.
-    std::optional<std::uint8_t> nodes;
+    std::optional<std::uint8_t> powerSupplies = {};  ///< Present ones.
+    /// Bays that hold a node: those with a width or a height.
+    std::optional<std::uint8_t> nodes = {};
 };
 
 struct Finding

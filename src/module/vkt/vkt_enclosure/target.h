@@ -26,13 +26,13 @@ struct RmcpPlus
 {
     /// 3 or 17, and no other then. Not set: `IPMI_CIPHER_SUITE`, else 17, and 3 where the module
     /// says that it has no 17.
-    std::optional<std::uint8_t> cipherSuite;
+    std::optional<std::uint8_t> cipherSuite = {};
     /// What the session may be raised to when the module refuses a request for lack of privilege.
     /// Not set: `IPMI_PRIVILEGE_LEVEL`, else administrator, and less where the account has less.
-    std::optional<Privilege> privilege;
+    std::optional<Privilege> privilege = {};
     /// The module's own key, for modules that have one beside the users' passwords; at most 20
     /// bytes; empty for none.
-    std::string kg;
+    std::string kg = {};
 };
 
 /// Who vouches for the module over HTTPS.
@@ -62,7 +62,7 @@ enum class HttpAuthentication : std::uint8_t
 struct Https
 {
     /// Not set: `HTTPS_PINNED_KEY`, else `HTTPS_CA_FILE`, else the system's authorities.
-    std::optional<Trust> trust;
+    std::optional<Trust> trust = {};
     HttpAuthentication authentication = HttpAuthentication::kSession;
 };
 
@@ -72,9 +72,9 @@ struct Target
 {
     std::string host;        ///< Name, IPv4 or IPv6 address, brackets allowed.
     std::uint16_t port = 0;  ///< 0 is the transport's own: 623 or 443.
-    std::string user;
-    std::string password;  ///< Over RMCP+ at most 20 bytes.
-    std::variant<RmcpPlus, Https> transport;
+    std::string user = {};
+    std::string password = {};  ///< Over RMCP+ at most 20 bytes.
+    std::variant<RmcpPlus, Https> transport = {};
 };
 
 /// How long a read may take, all told: looking up the name, log-in, requests, pauses, log-out.

@@ -202,6 +202,9 @@ void Conversation::Ask(Pending pending)
         GiveUp(pending, ended_);
     } else if (request.resend == Resend::kAsOneRequest) {
         GiveUp(pending, Share(failure));
+        if (exchange.end == IpmiExchange::End::kLost) {
+            Reopen(failure);
+        }
     } else if (exchange.end == IpmiExchange::End::kLost) {
         Lost(std::move(pending), failure);
     } else {

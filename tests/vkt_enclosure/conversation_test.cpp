@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "module/vkt/vkt_enclosure/impl/conversation.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "tests/fakes/scripted_module.h"
+
+namespace Tulvo::Enclosures {
+namespace {
+
+using namespace std::chrono_literals;
+using Fakes::Bytes;
+using Fakes::RequestName;
+using Fakes::ScriptedModule;
+using Fakes::StillPace;
+using testing::ElementsAre;
+using testing::SizeIs;
+using Kind = Outcome::Kind;
+
+const IPMICOMMAND kGetDeviceId{0x01, {}, 0x06};
+
+IPMICOMMAND Numbered(std::uint8_t number)
+{
+    return {0xA5, {number}, 0x32};
+}
+
+const Failure kRefusedPassword{Cause::kRefused, "wrong password", "", {}};
+const Failure kNoneFree{Cause::kBusy, "no session is free", "", {}};
+const Failure kNobody{Cause::kTimedOut, "no answer", "", {}};
+
+class ConversationTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        for (std::uint8_t number = 1; number <= 5; ++number) {
+            module.Give(Numbered(number), {number});
+        }
+    }
+
+    /// Asks requests 1 to `count`, in this order.
+    SharedFailure AskFor(std::uint8_t count, RequestClass requestClass = RequestClass::kAny,
+                         Resend resend = Resend::kFreely)
+    {
+        Conversation conversation(module, pace, limits);
+        for (std::uint8_t number = 1; number <= count; ++number) {
+            conversation.Add(
+                {.command = Numbered(number),
+                 .requestClass = requestClass,
+                 .resend = resend,
+                 .done = [this, number](const Outcome& outcome) { outcomes[number] = outcome; }});
+        }
+        return conversation.Run();
+    }
+
+    std::vector<int> Order() const
+    {
+        std::vector<int> order;
+        for (const IPMICOMMAND& request : module.asked) {
+            order.push_back(request.data.empty() ? 0 : request.data.front());
+        }
+        return order;
+    }
+
+    StillPace pace;
+    ScriptedModule module{pace};
+    Limits limits;
+    std::map<int, Outcome> outcomes;
+};
+
+TEST_F(ConversationTest, AsksEachRequestOnceInOrder)
+{
+    EXPECT_EQ(nullptr, AskFor(3));
+    EXPECT_THAT(Order(), ElementsAre(1, 2, 3));
+    EXPECT_EQ(Kind::kAnswer, outcomes[2].kind);
+    EXPECT_THAT(outcomes[2].data, ElementsAre(2));
+    EXPECT_EQ(1, module.opened);
+    EXPECT_EQ(1, module.closed);
+}
+
+TEST_F(ConversationTest, AsksOthersWhileTheModuleIsBusyWithOne)
+{
+    module.Refuse(Numbered(1), 0xC0, 2);
+    AskFor(3);
+    EXPECT_THAT(Order(), ElementsAre(1, 2, 3, 1, 1));
+    EXPECT_EQ(Kind::kAnswer, outcomes[1].kind);
+}
+
+TEST_F(ConversationTest, IsPutOffForASecondAtMost)
+{
+    module.RefuseAlways(Numbered(1), 0xC0);
+    const auto begin = pace.now;
+    AskFor(1);
+    EXPECT_EQ(begin + 1s, pace.now);
+    EXPECT_EQ(Kind::kNotRead, outcomes[1].kind);
+    EXPECT_EQ(Cause::kBusy, outcomes[1].failure->cause);
+    EXPECT_EQ(0xC0, outcomes[1].failure->completionCode);
+    EXPECT_LT(module.asked.size(), 10U);
+}
+
+TEST_F(ConversationTest, PutsASilentRequestToTheEnd)
+{
+    module.StaySilent(Numbered(1));
+    AskFor(3);
+    EXPECT_THAT(Order(), ElementsAre(1, 2, 3, 1));
+    EXPECT_EQ(1, module.opened);
+}
+
+TEST_F(ConversationTest, TakesTwoSilentRequestsInARowForALostSession)
+{
+    module.StaySilent(Numbered(1));
+    module.StaySilent(Numbered(2));
+    AskFor(4);
+    EXPECT_THAT(Order(), ElementsAre(1, 2, 3, 4, 1, 2));
+    EXPECT_EQ(2, module.opened);
+    EXPECT_EQ(2, module.closed);
+    EXPECT_EQ(Kind::kAnswer, outcomes[1].kind);
+    EXPECT_EQ(Kind::kAnswer, outcomes[2].kind);
+}
+
+TEST_F(ConversationTest, TellsALostSessionFromALostAnswerWhenNothingElseIsLeft)
+{
+    module.StaySilent(Numbered(1));
+    module.StaySilent(kGetDeviceId);
+    AskFor(1);
+    EXPECT_THAT(Order(), ElementsAre(1, 0, 1));
+    EXPECT_EQ(2, module.opened);
+    EXPECT_EQ(Kind::kAnswer, outcomes[1].kind);
+}
+
+TEST_F(ConversationTest, OpensThreeNewSessionsAtMost)
+{
+    for (std::uint8_t number = 1; number <= 4; ++number) {
+        module.LoseSession(Numbered(number));
+    }
+    const SharedFailure ended = AskFor(5);
+    EXPECT_EQ(4, module.opened);
+    ASSERT_NE(nullptr, ended);
+    EXPECT_EQ(kNobody, *ended);
+    EXPECT_EQ(ended, outcomes[5].failure);
+}
+
+TEST_F(ConversationTest, TriesAgainWhenANewSessionFindsNobody)
+{
+    module.LoseSession(Numbered(1));
+    module.Open({}, 1);
+    module.Open({.failure = kNobody}, 2);
+    EXPECT_EQ(nullptr, AskFor(1));
+    EXPECT_EQ(4, module.opened);
+    EXPECT_EQ(Kind::kAnswer, outcomes[1].kind);
+}
+
+TEST_F(ConversationTest, TriesAPasswordOnce)
+{
+    module.Open({.failure = kRefusedPassword});
+    const SharedFailure ended = AskFor(2);
+    EXPECT_EQ(1, module.opened);
+    EXPECT_THAT(module.asked, SizeIs(0));
+    ASSERT_NE(nullptr, ended);
+    EXPECT_EQ(kRefusedPassword, *ended);
+    EXPECT_EQ(ended, outcomes[2].failure);
+}
+
+TEST_F(ConversationTest, WaitsForAFreeSession)
+{
+    module.Open({.failure = kNoneFree, .noneFree = true}, 3);
+    const auto begin = pace.now;
+    EXPECT_EQ(nullptr, AskFor(1));
+    EXPECT_EQ(4, module.opened);
+    EXPECT_GT(pace.now, begin + 1s);
+}
+
+TEST_F(ConversationTest, WaitsForAFreeSessionNoLongerThanItsTime)
+{
+    limits.deadline = 2s;
+    module.Open({.failure = kNoneFree, .noneFree = true}, 3);
+    const auto begin = pace.now;
+    const SharedFailure ended = AskFor(1);
+    ASSERT_NE(nullptr, ended);
+    EXPECT_EQ(kNoneFree, *ended);
+    EXPECT_LE(pace.now, begin + 1800ms);
+}
+
+TEST_F(ConversationTest, DoesNotComeBackToAModuleThatIsBusyOtherwise)
+{
+    module.Open({.failure = kNoneFree});
+    ASSERT_NE(nullptr, AskFor(1));
+    EXPECT_EQ(1, module.opened);
+}
+
+TEST_F(ConversationTest, LeavesATenthOfTheTimeForTheLogOut)
+{
+    limits.deadline = 5s;
+    module.answerTime = 1s;
+    const auto begin = pace.now;
+    AskFor(5);  // the log-in takes one second, too
+    EXPECT_EQ(begin + 4500ms, pace.now);
+    EXPECT_EQ(Kind::kAnswer, outcomes[3].kind);
+    EXPECT_EQ(Cause::kTimedOut, outcomes[4].failure->cause);
+    EXPECT_EQ(1, module.closed);
+}
+
+TEST_F(ConversationTest, SaysThatTheModuleWasBusyWhenItsTimeEndsMeanwhile)
+{
+    limits.deadline = 500ms;
+    module.RefuseAlways(Numbered(1), 0xC0);
+    const SharedFailure ended = AskFor(1);
+    EXPECT_EQ(Cause::kTimedOut, ended->cause);
+    EXPECT_EQ(Cause::kBusy, outcomes[1].failure->cause);
+}
+
+TEST_F(ConversationTest, NamesAStranger)
+{
+    module.RefuseAlways(Numbered(1), 0xC1);
+    // Manufacturer 0x00A1B2 and product 0x0203, low bytes first.
+    module.Give(kGetDeviceId, {0x20, 1, 1, 0, 2, 0xBF, 0xB2, 0xA1, 0x00, 0x03, 0x02});
+    const auto begin = pace.now;
+    const SharedFailure ended = AskFor(1, RequestClass::kFirst);
+    ASSERT_NE(nullptr, ended);
+    EXPECT_EQ(Cause::kNoSuchModule, ended->cause);
+    EXPECT_EQ("something else than such a module answers: manufacturer id 41394, product id 515",
+              ended->message);
+    EXPECT_THAT(Order(), ElementsAre(1, 1, 0));
+    EXPECT_EQ(begin + 1s, pace.now);
+}
+
+TEST_F(ConversationTest, KnowsAStrangerThatDoesNotSayWhoItIs)
+{
+    module.RefuseAlways(Numbered(1), 0xC1);
+    module.Refuse(kGetDeviceId, 0xC1);
+    const SharedFailure ended = AskFor(1, RequestClass::kFirst);
+    ASSERT_NE(nullptr, ended);
+    EXPECT_EQ("something else than such a module answers", ended->message);
+}
+
+TEST_F(ConversationTest, GivesAStartingModuleASecondChance)
+{
+    module.Refuse(Numbered(1), 0xC1);
+    EXPECT_EQ(nullptr, AskFor(1, RequestClass::kFirst));
+    EXPECT_EQ(Kind::kAnswer, outcomes[1].kind);
+}
+
+TEST_F(ConversationTest, NeverAsksOneRequestInTwoSessions)
+{
+    module.LoseSession(Numbered(1));
+    module.StaySilent(Numbered(2));
+    AskFor(2, RequestClass::kAny, Resend::kAsOneRequest);
+    EXPECT_THAT(Order(), ElementsAre(1, 2));
+    EXPECT_EQ(Kind::kNotRead, outcomes[1].kind);
+    EXPECT_EQ(Kind::kNotRead, outcomes[2].kind);
+}
+
+}  // namespace
+}  // namespace Tulvo::Enclosures

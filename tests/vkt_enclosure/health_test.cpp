@@ -1,0 +1,258 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "module/vkt/vkt_enclosure/health.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "module/vkt/vkt_enclosure/catalogue.h"
+
+namespace Tulvo::Enclosures {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+Fan Turning()
+{
+    return {std::uint16_t{7000}, std::uint8_t{5}};
+}
+
+/// A VKT2 with two supplies and four nodes, all well.
+Enclosure Healthy()
+{
+    Enclosure enclosure;
+    enclosure.asked = kEverything;
+    enclosure.module = {Generation::kVkt2, std::uint8_t{0xFE}, std::uint8_t{4}, std::uint8_t{2}};
+    enclosure.consumption = Consumption{std::uint16_t{1200}, std::uint16_t{1850}, {}};
+    enclosure.caps =
+        PowerCaps{{}, {}, std::uint16_t{4200}, std::uint16_t{3600}, std::uint16_t{4000}};
+    for (std::uint8_t number = 1; number <= 2; ++number) {
+        PowerSupply& supply = enclosure.powerSupplies.emplace_back();
+        supply.number = number;
+        supply.present = supply.powerGood = true;
+        supply.powerOffWarning = supply.throttling = false;
+        supply.fans = SupplyFans{FanState::kNormal, 2, Turning(), Turning()};
+        supply.version = supply.manufacturer = supply.position = std::string("x");
+    }
+    for (std::uint8_t number = 1; number <= 4; ++number) {
+        Node& node = enclosure.nodes.emplace_back();
+        node.number = number;
+        node.state = NodeState{.powerState = PowerState::kOn, .width = NodeWidth::kHalf};
+    }
+    return enclosure;
+}
+
+std::shared_ptr<const Failure> Refused()
+{
+    return std::make_shared<const Failure>(Failure{Cause::kCompletionCode, "refused", "", 0xC9});
+}
+
+std::vector<std::string> Texts(const Judgement& judgement)
+{
+    std::vector<std::string> texts;
+    for (const Finding& finding : judgement.findings) {
+        texts.push_back(finding.object + " " + finding.message);
+    }
+    return texts;
+}
+
+struct Case
+{
+    std::string name;
+    std::function<void(Enclosure&)> change;
+    Health status;
+    std::string finding;
+    std::string field;
+};
+
+void PrintTo(const Case& one, std::ostream* stream)
+{
+    *stream << one.name;
+}
+
+void NodeIs(Enclosure& enclosure, PowerState state)
+{
+    enclosure.nodes[3].state = NodeState{.powerState = state};
+}
+
+void SupplyFansAre(Enclosure& enclosure, const SupplyFans& fans)
+{
+    enclosure.powerSupplies[1].fans = fans;
+}
+
+const std::vector<Case> kCases{
+    {"NoGoodPower", [](Enclosure& e) { e.powerSupplies[1].powerGood = false; }, Health::kCritical,
+     "PSU2 has no good power", "powerGood"},
+    {"PowerOffWarning", [](Enclosure& e) { e.powerSupplies[1].powerOffWarning = true; },
+     Health::kCritical, "PSU2 warns that its power goes off", "powerOffWarning"},
+    {"Throttling", [](Enclosure& e) { e.powerSupplies[1].throttling = true; }, Health::kWarning,
+     "PSU2 throttles", "throttling"},
+    {"AbnormalFans",
+     [](Enclosure& e) {
+         SupplyFansAre(e, {FanState::kAbnormal, 1, Turning(), Turning()});
+     },
+     Health::kCritical, "PSU2 has abnormal fans", "fans"},
+    {"UnknownFans",
+     [](Enclosure& e) {
+         SupplyFansAre(e, {FanState::kUnknown, 9, Turning(), Turning()});
+     },
+     Health::kWarning, "PSU2 has fans in an unknown state", "fans"},
+    {"FansNotPresent",
+     [](Enclosure& e) {
+         SupplyFansAre(e, {FanState::kNotPresent, 0, {}, {}});
+     },
+     Health::kWarning, "PSU2 is present without fans", "fans"},
+    {"FansAbsent", [](Enclosure& e) { e.powerSupplies[1].fans = Reading<SupplyFans>::Absent(); },
+     Health::kWarning, "PSU2 is present without fans", "fans"},
+    {"FanAStands",
+     [](Enclosure& e) {
+         SupplyFansAre(e,
+                       {FanState::kNormal, 2, {Reading<std::uint16_t>::Absent(), {}}, Turning()});
+     },
+     Health::kWarning, "PSU2 has a fan A without a speed", "fans"},
+    {"FanBStands",
+     [](Enclosure& e) {
+         SupplyFansAre(e,
+                       {FanState::kNormal, 2, Turning(), {Reading<std::uint16_t>::Absent(), {}}});
+     },
+     Health::kWarning, "PSU2 has a fan B without a speed", "fans"},
+    {"NoVersion", [](Enclosure& e) { e.powerSupplies[1].version = Reading<std::string>::Absent(); },
+     Health::kWarning, "PSU2 is present without a version", "version"},
+    {"EmptyBay", [](Enclosure& e) { e.powerSupplies[1].present = false; }, Health::kWarning,
+     "PSU2 is not present", "present"},
+    {"PowerFault", [](Enclosure& e) { NodeIs(e, PowerState::kFault); }, Health::kCritical,
+     "Node 4 has a power fault", "powerState"},
+    {"NoPermission", [](Enclosure& e) { NodeIs(e, PowerState::kNoPermission); }, Health::kWarning,
+     "Node 4 has no permission to power on", "powerState"},
+    {"UnknownPower", [](Enclosure& e) { NodeIs(e, PowerState::kUnknown); }, Health::kWarning,
+     "Node 4 is in an unknown power state", "powerState"},
+    {"AboveTheUserCap",
+     [](Enclosure& e) {
+         e.consumption = Consumption{{}, std::uint16_t{3601}, {}};
+     },
+     Health::kWarning, "Chassis consumes 3601 on average, above its user cap of 3600", "average"},
+    {"FansNotRead",
+     [](Enclosure& e) { e.powerSupplies[1].fans = Reading<SupplyFans>::NotRead(Refused()); },
+     Health::kUnknown, "PSU2 could not be read: refused", "fans"},
+    {"CapsNotRead", [](Enclosure& e) { e.caps = Reading<PowerCaps>::NotRead(Refused()); },
+     Health::kUnknown, "Chassis could not be read: refused", "caps"},
+};
+
+class FindingTest : public testing::TestWithParam<Case>
+{
+};
+
+INSTANTIATE_TEST_SUITE_P(Health, FindingTest, testing::ValuesIn(kCases),
+                         [](const auto& one) { return one.param.name; });
+
+TEST_P(FindingTest, IsTheOnlyOne)
+{
+    Enclosure enclosure = Healthy();
+    GetParam().change(enclosure);
+    const Judgement judgement = Judge(enclosure);
+    EXPECT_THAT(Texts(judgement), ElementsAre(GetParam().finding));
+    EXPECT_EQ(GetParam().status, judgement.status);
+    ASSERT_FALSE(judgement.findings.empty());
+    EXPECT_EQ(GetParam().field, judgement.findings.front().field);
+}
+
+/// What a finding calls its field is what JSON, or a list of what is missing, calls it.
+TEST_P(FindingTest, NamesAFieldOfTheCatalogue)
+{
+    bool known = false;
+    for (const Field& field : Fields()) {
+        known = known || field.Name() == GetParam().field || field.Member() == GetParam().field;
+    }
+    EXPECT_TRUE(known);
+}
+
+TEST(Health, IsGoodWithoutFindings)
+{
+    const Judgement judgement = Judge(Healthy());
+    EXPECT_EQ(Health::kOk, judgement.status);
+    EXPECT_THAT(judgement.findings, IsEmpty());
+}
+
+TEST(Health, IsUnknownWhenNothingThatTellsWasAsked)
+{
+    Enclosure enclosure;
+    enclosure.asked = kIdentity;
+    EXPECT_EQ(Health::kUnknown, Judge(enclosure).status);
+}
+
+TEST(Health, DoesNotMissTheSecondFanOfAFirstGeneration)
+{
+    Enclosure enclosure = Healthy();
+    enclosure.module.generation = Generation::kFirst;
+    SupplyFansAre(enclosure,
+                  {FanState::kNormal, 2, Turning(), {Reading<std::uint16_t>::Absent(), {}}});
+    EXPECT_EQ(Health::kOk, Judge(enclosure).status);
+}
+
+TEST(Health, IsNotAboveACapThatIsNotSet)
+{
+    Enclosure enclosure = Healthy();
+    enclosure.consumption = Consumption{{}, std::uint16_t{60000}, {}};
+    const auto none = Reading<std::uint16_t>::Absent();
+    enclosure.caps = PowerCaps{none, none, none, none, none};
+    EXPECT_EQ(Health::kOk, Judge(enclosure).status);
+}
+
+TEST(Health, PutsTheWorstFirstAndThenKeepsTheOrder)
+{
+    Enclosure enclosure = Healthy();
+    enclosure.powerSupplies[0].throttling = true;
+    enclosure.powerSupplies[0].version = Reading<std::string>::NotRead(Refused());
+    enclosure.powerSupplies[1].powerGood = false;
+    NodeIs(enclosure, PowerState::kFault);
+    const Judgement judgement = Judge(enclosure);
+    EXPECT_THAT(Texts(judgement), ElementsAre("PSU2 has no good power", "Node 4 has a power fault",
+                                              "PSU1 could not be read: refused", "PSU1 throttles"));
+    EXPECT_EQ(Health::kCritical, judgement.status);
+}
+
+TEST(Health, FoldsEqualFailuresOfOneObject)
+{
+    Enclosure enclosure = Healthy();
+    PowerSupply& supply = enclosure.powerSupplies[0];
+    supply.version = supply.manufacturer = Reading<std::string>::NotRead(Refused());
+    supply.fans = Reading<SupplyFans>::NotRead(Refused());
+    EXPECT_THAT(Texts(Judge(enclosure)), ElementsAre("PSU1 could not be read: refused"));
+}
+
+TEST(Health, CountsSuppliesAgainstTheExpectation)
+{
+    Enclosure enclosure = Healthy();
+    enclosure.powerSupplies[1].present = false;
+    EXPECT_THAT(Judge(enclosure, {.powerSupplies = 1}).findings, IsEmpty());
+    const Judgement tooFew = Judge(enclosure, {.powerSupplies = 2});
+    EXPECT_THAT(Texts(tooFew), ElementsAre("Chassis has 1 power supplies where 2 are expected"));
+    EXPECT_EQ(Health::kCritical, tooFew.status);
+    EXPECT_EQ(Health::kWarning, Judge(enclosure, {.powerSupplies = 0}).status);
+}
+
+TEST(Health, DoesNotCallASupplyMissingThatWasNotRead)
+{
+    Enclosure enclosure = Healthy();
+    enclosure.powerSupplies[1].present = Reading<bool>::NotRead(Refused());
+    EXPECT_EQ(Health::kUnknown, Judge(enclosure, {.powerSupplies = 2}).status);
+    EXPECT_EQ(Health::kCritical, Judge(enclosure, {.powerSupplies = 3}).status);
+}
+
+TEST(Health, CountsNodesAgainstTheExpectation)
+{
+    Enclosure enclosure = Healthy();
+    const auto none = Reading<NodeWidth>::Absent();
+    enclosure.nodes[3].state = NodeState{.powerState = PowerState::kOff, .width = none};
+    EXPECT_THAT(Judge(enclosure, {.nodes = 3}).findings, IsEmpty());
+    EXPECT_THAT(Texts(Judge(enclosure, {.nodes = 4})),
+                ElementsAre("Chassis has 3 nodes where 4 are expected"));
+}
+
+}  // namespace
+}  // namespace Tulvo::Enclosures
