@@ -204,7 +204,11 @@ VKTIype TypeOf(const Module& module)
 void TakeFirmwareVersion(const Subject& subject, const Answer& answer)
 {
     subject.enclosure.identity.firmwareVersion =
-        ReadFramed<std::string>(kFirmwareVersionFraming, answer, Values::FirmwareVersion);
+        ReadFramed<std::string>(kFirmwareVersionFraming, answer, [](ByteView bytes) {
+            std::string text;
+            Values::ReadFirmwareVersion(bytes, text);
+            return text;
+        });
 }
 
 void TakeMachineType(const Subject& subject, const Answer& answer)

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <span>
 
+#include "common/text/printable.h"
 #include "module/vkt/vkt_inventory/impl/number_text.h"
 
 namespace Tulvo::Values {
@@ -14,11 +15,6 @@ bool IsLetterOrDigit(std::uint8_t byte)
 {
     return (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
            (byte >= 'a' && byte <= 'z');
-}
-
-bool IsPrintable(std::uint8_t byte)
-{
-    return byte >= 0x20 && byte <= 0x7E;
 }
 
 std::string_view AsText(std::span<const std::uint8_t> bytes)
@@ -71,15 +67,15 @@ std::optional<std::string_view> MachineType(ByteView bytes)
 
 std::string_view PrintableRun(ByteView bytes, std::size_t start)
 {
-    const auto text = bytes.Without(start).Bytes();
-    return AsText({text.begin(), std::find_if_not(text.begin(), text.end(), IsPrintable)});
+    const std::string_view text = AsText(bytes.Without(start).Bytes());
+    return {text.begin(), std::find_if_not(text.begin(), text.end(), Text::IsPrintableAscii)};
 }
 
-std::string FirmwareVersion(ByteView bytes)
+void ReadFirmwareVersion(ByteView bytes, std::string& text)
 {
-    std::string version(PrintableRun(bytes, 5));
-    version += "-" + Hex(bytes[0]) + "." + HexOfTwoDigits(bytes[1]);
-    return version;
+    text = PrintableRun(bytes, 5);
+    text.append("-").append(Hex(bytes[0]));
+    text.append(".").append(HexOfTwoDigits(bytes[1]));
 }
 
 Consumption ReadConsumption(ByteView bytes)

@@ -30,8 +30,8 @@ std::optional<std::string_view> MachineType(ByteView bytes);
 /// The printable characters from `start` up to the first byte that is not one.
 std::string_view PrintableRun(ByteView bytes, std::size_t start);
 
-/// "ABC123-1.0a".
-std::string FirmwareVersion(ByteView bytes);
+/// Sets `text` to what reads like "ABC123-1.0a".
+void ReadFirmwareVersion(ByteView bytes, std::string& text);
 
 struct Consumption
 {

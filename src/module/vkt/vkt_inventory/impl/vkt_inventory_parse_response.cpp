@@ -4,11 +4,10 @@
 #include <algorithm>
 #include <array>
 #include <locale>
-#include <span>
+#include <optional>
 #include <string_view>
 #include <utility>
 
-#include "common/text/printable.h"
 #include "module/vkt/vkt_inventory/impl/byte_dump.h"
 #include "module/vkt/vkt_inventory/impl/byte_view.h"
 #include "module/vkt/vkt_inventory/impl/log_statement.h"
@@ -16,6 +15,7 @@
 #include "module/vkt/vkt_inventory/impl/platform_table.h"
 #include "module/vkt/vkt_inventory/impl/psu_status_bits.h"
 #include "module/vkt/vkt_inventory/impl/response_framing.h"
+#include "module/vkt/vkt_inventory/impl/response_values.h"
 
 namespace Tulvo {
 
@@ -85,24 +85,6 @@ VKTInventoryErrorCode DecodeFramed(const ResponseFraming& framing, VKTIype vktTy
     return result;
 }
 
-bool IsLetterOrDigit(std::uint8_t byte)
-{
-    return (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'Z') ||
-           (byte >= 'a' && byte <= 'z');
-}
-
-std::string_view AsText(std::span<const std::uint8_t> bytes)
-{
-    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
-/// The printable characters from `start` up to the first byte that is not one.
-std::string_view PrintableRun(const ByteView& bytes, std::size_t start)
-{
-    const std::string_view text = AsText(bytes.Without(start).Bytes());
-    return {text.begin(), std::find_if_not(text.begin(), text.end(), Text::IsPrintableAscii)};
-}
-
 /// White space is what the host program's locale takes for it.
 std::string_view Trimmed(std::string_view text)
 {
@@ -130,11 +112,12 @@ void HideAbsent(std::string& reading)
     HideZero(reading);
 }
 
-void ReadPowerConsumption(const ByteView& bytes, ChassisPowerCon& consumption)
+void TellPowerConsumption(const ByteView& bytes, ChassisPowerCon& consumption)
 {
-    consumption.min = Decimal(bytes.LittleEndian16(0));
-    consumption.avg = Decimal(bytes.LittleEndian16(2));
-    consumption.max = Decimal(bytes.LittleEndian16(4));
+    const Values::Consumption values = Values::ReadConsumption(bytes);
+    consumption.min = Decimal(values.minimum);
+    consumption.avg = Decimal(values.average);
+    consumption.max = Decimal(values.maximum);
     VKT_LOG(kLogTrace) << "Min:" << consumption.min << ",Avg:" << consumption.avg
                        << ",Max:" << consumption.max;
 }
@@ -197,14 +180,13 @@ std::string NodeWidth(std::uint8_t code)
     return name != nullptr ? name : NodeHeight(code);
 }
 
-/// Both fans of a supply, after the answer's leading byte.
-void ReadFansOfVkt2(const ByteView& bytes, PSUFanSpeed& record)
+void TellFansOfVkt2(const Values::Fans& fans, PSUFanSpeed& record)
 {
-    record.speedA = Decimal(bytes.LittleEndian16(0));
-    record.patA = Decimal(bytes[2]);
-    record.speedB = Decimal(bytes.LittleEndian16(3));
-    record.patB = Decimal(bytes[5]);
-    record.status = FanStatus(bytes[6]);
+    record.speedA = Decimal(fans.speedA);
+    record.patA = Decimal(fans.patternA);
+    record.speedB = Decimal(fans.speedB);
+    record.patB = Decimal(fans.patternB);
+    record.status = FanStatus(fans.status);
     VKT_LOG(kLogTrace) << "PSU:" << record.psu << ",Speed-A:" << record.speedA
                        << ",Pat-A:" << record.patA << ",Speed-B:" << record.speedB
                        << ",Pat-B:" << record.patB << ",Status:" << record.status;
@@ -212,74 +194,58 @@ void ReadFansOfVkt2(const ByteView& bytes, PSUFanSpeed& record)
     HideZero(record.patB);
 }
 
-void ReadFanOfFirstGeneration(const ByteView& bytes, PSUFanSpeed& record)
+void TellFanOfFirstGeneration(const Values::Fans& fans, PSUFanSpeed& record)
 {
-    record.speedA = Decimal(bytes.LittleEndian16(0));
-    record.patA = Decimal(bytes[2]);
-    record.status = FanStatus(bytes[3]);
+    record.speedA = Decimal(fans.speedA);
+    record.patA = Decimal(fans.patternA);
+    record.status = FanStatus(fans.status);
     VKT_LOG(kLogTrace) << "PSU:" << record.psu << ",Speed:" << record.speedA
                        << ",Pat:" << record.patA << ",Status:" << record.status;
 }
 
-/// How each generation tells of a supply's fans. The failure texts speak of the power cap; they
+/// What is told of a supply's fans, by generation. The failure texts speak of the power cap; they
 /// stay as they are, since readers of logs search for them.
-struct FanFormat
+struct FanRecord
 {
-    std::size_t minimumLength;
-    std::size_t leadingBytes;
     const char* failure;
-    void (*read)(const ByteView& bytes, PSUFanSpeed& record);
+    void (*tell)(const Values::Fans& fans, PSUFanSpeed& record);
 };
 
-constexpr FanFormat kFansOfVkt2{
-    8, 1, "Get vkt2 chassis power cap failed with error code:", ReadFansOfVkt2};
-constexpr FanFormat kFanOfFirstGeneration{
-    4, 0, "Get vkt chassis power cap failed with error code:", ReadFanOfFirstGeneration};
+constexpr FanRecord kFansOfVkt2{"Get vkt2 chassis power cap failed with error code:",
+                                TellFansOfVkt2};
+constexpr FanRecord kFanOfFirstGeneration{"Get vkt chassis power cap failed with error code:",
+                                          TellFanOfFirstGeneration};
 
-VKTInventoryErrorCode DecodeFans(const FanFormat& format, const Response& response,
+VKTInventoryErrorCode DecodeFans(VKTIype vktType, const Response& response,
                                  std::uint8_t completionCode, std::int32_t slot,
                                  PSUFanSpeed& record)
 {
+    const Values::FanFormat& format = Values::FanFormatOf(vktType);
+    const FanRecord& told = vktType == VKT_TYPE_VKT2 ? kFansOfVkt2 : kFanOfFirstGeneration;
     if (completionCode != 0 || response.size() < format.minimumLength) {
-        return Fail(format.failure, completionCode);
+        return Fail(told.failure, completionCode);
     }
     record.psu = "PSU" + std::to_string(slot);
-    format.read(ByteView(response).Without(format.leadingBytes), record);
+    told.tell(format.read(ByteView(response)), record);
     HideZero(record.speedA);
     HideZero(record.patA);
     return VKT_INVENTORY_SUCCESS;
 }
 
-std::string_view Characters(const ByteView& bytes, std::size_t start, std::size_t count)
-{
-    return AsText(bytes.Bytes().subspan(start, count));
-}
-
-constexpr std::uint8_t kGenerationOfNineSupplies = 3;
 constexpr std::uint8_t kGenerationEgs = 4;
 
-std::int32_t PsuCountOfLargePlatform(std::uint8_t generation)
+void TellModuleStatus(const Values::ModuleStatus& status, VKTStatus& vktStatus)
 {
-    if (generation == kGenerationOfNineSupplies) {
-        return 9;
+    VKT_LOG(kLogNotice) << "VKT Type: 0x" << AsHex{status.moduleType};
+    if (!IsLargePlatform(status.moduleType)) {
+        vktStatus = VKTStatus();
+        return;
     }
-    if (generation == kGenerationEgs) {
+    if (status.generationCode == kGenerationEgs) {
         VKT_LOG(kLogWarning) << "checked VKT2 Type is EGS, For EGS, set default value 6";
     }
-    return 6;
-}
-
-void ReadModuleStatus(const ByteView& bytes, VKTStatus& vktStatus)
-{
-    const std::uint8_t moduleType = bytes[0];
-    const std::uint8_t generation = bytes[13];
-    VKT_LOG(kLogNotice) << "VKT Type: 0x" << AsHex{moduleType};
-    if (IsLargePlatform(moduleType)) {
-        vktStatus.platformId = moduleType;
-        vktStatus.psuCount = PsuCountOfLargePlatform(generation);
-    } else {
-        vktStatus = VKTStatus();
-    }
+    vktStatus.platformId = status.moduleType;
+    vktStatus.psuCount = Values::PsuCountOfLargePlatform(status.generationCode);
 }
 
 }  // namespace
@@ -289,12 +255,12 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseMachineType(const Response
                                                                   std::string& machineType) const
 {
     const auto decode = [&machineType](const ByteView& bytes) {
-        const auto text = bytes.Bytes().first(kMachineTypeFraming.minimumLength);
-        if (!std::all_of(text.begin(), text.end(), IsLetterOrDigit)) {
+        const std::optional<std::string_view> text = Values::MachineType(bytes);
+        if (!text) {
             VKT_LOG(kLogWarning) << "[WARN]: VKT machine type is empty";
             return VKT_INVENTORY_NO_DATA;
         }
-        machineType.assign(text.begin(), text.end());
+        machineType = *text;
         return VKT_INVENTORY_SUCCESS;
     };
     return DecodeFramed(kMachineTypeFraming, vktType, response, completionCode, decode);
@@ -304,7 +270,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetSerialNumber(
     const Response& response, std::uint8_t completionCode, std::string& serialNumber) const
 {
     const auto decode = [&serialNumber](const ByteView& bytes) {
-        serialNumber = Trimmed(PrintableRun(bytes, 0));
+        serialNumber = Trimmed(Values::PrintableRun(bytes, 0));
         return VKT_INVENTORY_SUCCESS;
     };
     return DecodeFramed(kSerialNumberFraming, vktType, response, completionCode, decode);
@@ -314,9 +280,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseGetFirmwareVersion(
     const Response& response, std::uint8_t completionCode, std::string& firmwareVersion) const
 {
     const auto decode = [&firmwareVersion](const ByteView& bytes) {
-        firmwareVersion = PrintableRun(bytes, 5);
-        firmwareVersion.append("-").append(Hex(bytes[0]));
-        firmwareVersion.append(".").append(HexOfTwoDigits(bytes[1]));
+        Values::ReadFirmwareVersion(bytes, firmwareVersion);
         return VKT_INVENTORY_SUCCESS;
     };
     return DecodeFramed(kFirmwareVersionFraming, vktType, response, completionCode, decode);
@@ -327,7 +291,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseName(const Response& respo
                                                            std::string& name) const
 {
     const auto decode = [&name](const ByteView& bytes) {
-        name = PrintableRun(bytes, 0);
+        name = Values::PrintableRun(bytes, 0);
         return VKT_INVENTORY_SUCCESS;
     };
     return DecodeFramed(kNameFraming, vktType, response, completionCode, decode);
@@ -337,7 +301,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseChassisPowerConsumption(
     const Response& response, std::uint8_t completionCode, ChassisPowerCon& consumption) const
 {
     const auto decode = [&consumption](const ByteView& bytes) {
-        ReadPowerConsumption(bytes, consumption);
+        TellPowerConsumption(bytes, consumption);
         return VKT_INVENTORY_SUCCESS;
     };
     return DecodeFramed(kChassisPowerConsumptionFraming, vktType, response, completionCode, decode);
@@ -348,11 +312,12 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseChassisPowerCap(const Resp
                                                                       ChassisPowerCap& cap) const
 {
     const auto decode = [&cap](const ByteView& bytes) {
-        cap.min = Decimal(bytes.LittleEndian16(0));
-        cap.max = Decimal(bytes.LittleEndian16(2));
-        cap.protectiveCap = Decimal(bytes.LittleEndian16(4));
-        cap.userCap = Decimal(bytes.LittleEndian16(6));
-        cap.thermalCap = Decimal(bytes.LittleEndian16(8));
+        const Values::PowerCaps values = Values::ReadPowerCaps(bytes);
+        cap.min = Decimal(values.lowest);
+        cap.max = Decimal(values.highest);
+        cap.protectiveCap = Decimal(values.protective);
+        cap.userCap = Decimal(values.user);
+        cap.thermalCap = Decimal(values.thermal);
         VKT_LOG(kLogTrace) << "Min:" << cap.min << ",Max:" << cap.max
                            << ",ProtectiveCap:" << cap.protectiveCap << ",UserCap:" << cap.userCap
                            << ",ThermalCap:" << cap.thermalCap;
@@ -369,7 +334,7 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseNodePowerConsumption(
     const Response& response, std::uint8_t completionCode, ChassisPowerCon& consumption) const
 {
     const auto decode = [&consumption](const ByteView& bytes) {
-        ReadPowerConsumption(bytes, consumption);
+        TellPowerConsumption(bytes, consumption);
         for (std::string* reading : {&consumption.min, &consumption.avg, &consumption.max}) {
             HideAbsent(*reading);
         }
@@ -384,8 +349,8 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUFanSpeed(const Response
                                                                   PSUFanSpeed& record) const
 {
     TraceEntry(__func__);
-    const FanFormat& format = vktType == VKT_TYPE_VKT2 ? kFansOfVkt2 : kFanOfFirstGeneration;
-    const VKTInventoryErrorCode result = DecodeFans(format, response, completionCode, slot, record);
+    const VKTInventoryErrorCode result =
+        DecodeFans(vktType, response, completionCode, slot, record);
     TraceExit(__func__);
     return result;
 }
@@ -395,10 +360,10 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUVersion(const Response&
                                                                  std::string& version) const
 {
     TraceEntry(__func__);
-    if (completionCode != 0 || response.size() < 2) {
+    if (completionCode != 0 || response.size() < Values::kPsuVersionMinimumLength) {
         return Fail("Get psu firmware version failed with error code:", completionCode);
     }
-    version = Hex(response[1]) + "." + HexOfTwoDigits(response[0]);
+    version = Values::PsuVersion(ByteView(response));
     return VKT_INVENTORY_SUCCESS;
 }
 
@@ -406,23 +371,20 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUManufacture(
     const Response& response, std::uint8_t completionCode, std::string& manufacturer) const
 {
     TraceEntry(__func__);
-    if (completionCode != 0 || response.size() < 5) {
+    if (completionCode != 0 || response.size() < Values::kPsuManufacturerMinimumLength) {
         return VKT_INVENTORY_SUCCESS;
     }
-    const ByteView bytes(response);
-    switch (vktType) {
-        case VKT_TYPE_FIRST_GENERATION:  // byte 0 is the register's length byte
-            manufacturer = Characters(bytes, 1, 4);
-            VKT_LOG(kLogTrace) << "PSU slot  manufacture:" << manufacturer;
-            return VKT_INVENTORY_SUCCESS;
-        case VKT_TYPE_VKT2:
-            manufacturer = Characters(bytes, 0, 4);
-            VKT_LOG(kLogTrace) << "PSU  manufacture:" << manufacturer;
-            return VKT_INVENTORY_SUCCESS;
-        default:
-            VKT_LOG(kLogWarning) << "[WARN]: PSU manufacture is empty";
-            return VKT_INVENTORY_NO_DATA;
+    const std::optional<std::string_view> text =
+        Values::PsuManufacturer(vktType, ByteView(response));
+    if (!text) {
+        VKT_LOG(kLogWarning) << "[WARN]: PSU manufacture is empty";
+        return VKT_INVENTORY_NO_DATA;
     }
+    manufacturer = *text;
+    VKT_LOG(kLogTrace) << (vktType == VKT_TYPE_VKT2 ? "PSU  manufacture:"
+                                                    : "PSU slot  manufacture:")
+                       << manufacturer;
+    return VKT_INVENTORY_SUCCESS;
 }
 
 VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUPosition(const Response& response,
@@ -430,10 +392,10 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParsePSUPosition(const Response
                                                                   std::string& position) const
 {
     TraceEntry(__func__);
-    if (completionCode != 0 || response.size() < 2) {
+    if (completionCode != 0 || response.size() < Values::kPsuPositionMinimumLength) {
         return Fail("Get psu position id failed with error code:", completionCode);
     }
-    position = Hex(response[0]) + HexOfTwoDigits(response[1]);
+    position = Values::PsuPosition(ByteView(response));
     return VKT_INVENTORY_SUCCESS;
 }
 
@@ -465,10 +427,11 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseNodeStatus(const Response&
     if (completionCode != 0 || bytes.Size() != kNodeStatusFraming.minimumLength) {
         return VKT_INVENTORY_FAILED;
     }
-    nodeStatus.powerState = PowerState(bytes[0]);
-    nodeStatus.width = NodeWidth(bytes[1]);
-    nodeStatus.height = NodeHeight(bytes[2]);
-    nodeStatus.permissionState = bytes[3];
+    const Values::NodeState state = Values::ReadNodeState(bytes);
+    nodeStatus.powerState = PowerState(state.powerState);
+    nodeStatus.width = NodeWidth(state.width);
+    nodeStatus.height = NodeHeight(state.height);
+    nodeStatus.permissionState = state.permission;
     return VKT_INVENTORY_SUCCESS;
 }
 
@@ -476,7 +439,6 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseVKTStatusImp(const Respons
                                                                    std::uint8_t completionCode,
                                                                    VKTStatus& vktStatus) const
 {
-    constexpr std::size_t kMinimumLength = 14;
     TraceEntry(__func__);
     VKTInventoryErrorCode result = VKT_INVENTORY_SUCCESS;
     if (response.empty() || completionCode != 0) {
@@ -484,12 +446,12 @@ VKTInventoryErrorCode VKTInventoryParseResponse::ParseVKTStatusImp(const Respons
                              << RawCharacter(completionCode);
         result = VKT_INVENTORY_NO_DATA;
     }
-    if (response.size() < kMinimumLength) {
+    if (response.size() < Values::kModuleStatusMinimumLength) {
         VKT_LOG(kLogWarning) << "VKT Type is 0x" << AsHex{static_cast<std::uint32_t>(vktType)}
                              << "use default value";
         return result;
     }
-    ReadModuleStatus(ByteView(response), vktStatus);
+    TellModuleStatus(Values::ReadModuleStatus(ByteView(response)), vktStatus);
     return result;
 }
 
