@@ -199,8 +199,11 @@ std::optional<Failure> ScriptedModule::RaisePrivilege(const CallLimit& limit)
     return Failure{Cause::kRefused, "the module does not raise it", "", {}};
 }
 
-void ScriptedModule::Close(const CallLimit& /*limit*/)
+void ScriptedModule::Close(const CallLimit& limit)
 {
+    if (limit.stop.stop_requested() || pace_.now >= limit.until) {
+        return;  // no time to tell the module
+    }
     closed += sessionOpen ? 1 : 0;
     sessionOpen = false;
 }
