@@ -98,6 +98,11 @@ void ScriptedModule::LoseSession(const IPMICOMMAND& request, int times)
     Script(request, {Unanswered(IpmiExchange::End::kLost, NoAnswer())}, times);
 }
 
+void ScriptedModule::AnswerUselessly(const IPMICOMMAND& request, Failure failure)
+{
+    Script(request, {Unanswered(IpmiExchange::End::kUseless, std::move(failure))}, 1);
+}
+
 void ScriptedModule::Fail(const IPMICOMMAND& request, Failure failure)
 {
     Script(request, {Unanswered(IpmiExchange::End::kFailed, std::move(failure))}, 1);
@@ -113,7 +118,7 @@ void ScriptedModule::StaySilentAlways(const IPMICOMMAND& request)
     Script(request, {Unanswered(IpmiExchange::End::kSilent, NoAnswer()), true}, 1);
 }
 
-void ScriptedModule::Open(IpmiOpening opening, int times)
+void ScriptedModule::Open(const IpmiOpening& opening, int times)
 {
     openings_.insert(openings_.end(), static_cast<std::size_t>(times), opening);
 }

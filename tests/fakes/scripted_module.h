@@ -51,13 +51,14 @@ public:
     void Answer(const IPMICOMMAND& request, Bytes data, int times = 1);
     void StaySilent(const IPMICOMMAND& request, int times = 1);
     void LoseSession(const IPMICOMMAND& request, int times = 1);
+    void AnswerUselessly(const IPMICOMMAND& request, Failure failure);
     void Fail(const IPMICOMMAND& request, Failure failure);
     /// For good; that it is asked at all is expected all the same.
     void RefuseAlways(const IPMICOMMAND& request, std::uint8_t code);
     void StaySilentAlways(const IPMICOMMAND& request);
 
     /// What becomes of the next attempts to open a session; others succeed.
-    void Open(IpmiOpening opening, int times = 1);
+    void Open(const IpmiOpening& opening, int times = 1);
     /// From now on every request wants the raised privilege, which the module grants or not.
     void WantPrivilege(bool granted);
 

@@ -51,7 +51,7 @@ TEST_F(ScriptedModuleTest, DoesNotAnswerAfterTheLimit)
     module.answerTime = std::chrono::seconds(11);
     EXPECT_EQ(End::kSilent, Ask().end);
     EXPECT_EQ(limit.until, pace.now);
-    module.Close(limit);
+    module.Close({pace.now + std::chrono::seconds(1), {}});
 }
 
 TEST_F(ScriptedModuleTest, ForgetsTheRaisedPrivilegeWithTheSession)

@@ -16,7 +16,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using Fakes::Bytes;
-using Fakes::RequestName;
 using Fakes::ScriptedModule;
 using Fakes::StillPace;
 using testing::ElementsAre;
@@ -204,6 +203,15 @@ TEST_F(ConversationTest, LeavesATenthOfTheTimeForTheLogOut)
     EXPECT_EQ(Kind::kAnswer, outcomes[3].kind);
     EXPECT_EQ(Cause::kTimedOut, outcomes[4].failure->cause);
     EXPECT_EQ(1, module.closed);
+}
+
+TEST_F(ConversationTest, TakesNoTimeForNoTimeAndADayForMore)
+{
+    limits.deadline = 0ms;
+    EXPECT_EQ(Cause::kTimedOut, AskFor(1)->cause);
+    EXPECT_EQ(0, module.opened);
+    limits.deadline = std::chrono::milliseconds::max();
+    EXPECT_EQ(nullptr, AskFor(1));
 }
 
 TEST_F(ConversationTest, SaysThatTheModuleWasBusyWhenItsTimeEndsMeanwhile)

@@ -248,6 +248,15 @@ void Settle(const PaperEnclosure& paper, int n, Sections sections, Values& value
             : "Power Supply " + std::to_string(n);
 }
 
+std::string Joined(std::initializer_list<std::string_view> parts)
+{
+    std::string text;
+    for (const std::string_view part : parts) {
+        text += part;
+    }
+    return text;
+}
+
 struct TextOf
 {
     std::string operator()(NotAsked) const { return "not asked"; }
@@ -357,12 +366,12 @@ std::vector<std::string> Differences(const Values& expected, const Enclosure& re
         const auto found = values.find(name);
         const std::string is = found == values.end() ? "missing" : found->second;
         if (is != value) {
-            differences.push_back(name + " is " + is + " and should be " + value);
+            differences.push_back(Joined({name, " is ", is, " and should be ", value}));
         }
     }
     for (const auto& [name, value] : values) {
         if (!expected.contains(name)) {
-            differences.push_back(name + " is " + value + " and should not be there");
+            differences.push_back(Joined({name, " is ", value, " and should not be there"}));
         }
     }
     return differences;

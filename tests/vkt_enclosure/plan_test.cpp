@@ -253,6 +253,15 @@ TEST_P(PlanTest, LosesWhatHangsOnAnEmptyAnswer)
             "not read: malformedAnswer");
 }
 
+TEST_P(PlanTest, LosesWhatHangsOnAnAnswerThatIsNone)
+{
+    TryEach(
+        [](ScriptedModule& module, const IPMICOMMAND& request) {
+            module.AnswerUselessly(request, {Cause::kMalformedAnswer, "no answer", "", {}});
+        },
+        "not read: malformedAnswer");
+}
+
 TEST_P(PlanTest, JudgesHealthWithoutWhatWasRefused)
 {
     TryEach(
@@ -438,6 +447,16 @@ TEST(Plan, TellsNoPlatformFromAStatusThatIsTooShort)
             EXPECT_FALSE(record.module.generation.HasValue());
         }
     }
+}
+
+/// Tables show a supply's manufacturer and position in one cell.
+TEST(Plan, MissesOnlyThePositionWhenOnlyThePositionIsRefused)
+{
+    Read read(PaperEnclosures().back());
+    read.module.Refuse({0x92, {1, 0x20, 0xF0}, 0x32}, 0xC9);
+    const std::vector<Missing> missing = NotRead(read.Run());
+    ASSERT_THAT(missing, SizeIs(1));
+    EXPECT_EQ("position", missing[0].field);
 }
 
 TEST(Plan, NamesTheValuesThatWereNotRead)

@@ -46,6 +46,7 @@ struct IpmiExchange
         kAnswered,  ///< An answer came, whatever its completion code.
         kSilent,    ///< Asked as often as makes sense; the session may be good all the same.
         kLost,      ///< The session is gone; a new one may be opened.
+        kUseless,   ///< What came is no answer to this request; others may do better.
         kFailed,    ///< Nothing more can be asked of this module: `failure` says why.
     };
 

@@ -356,13 +356,13 @@ constexpr std::array<std::pair<Cause, std::string_view>, 10> kCauses{{
     {Cause::kLocal, "local"},
 }};
 
-/// Adds what of one object is missing; fields that one answer tells are next to each other or give
-/// the same name.
+/// Adds what of one object is missing; several fields that one answer tells are one entry.
 void AddMissing(const Object& object, std::vector<Missing>& missing)
 {
     const auto first = static_cast<std::ptrdiff_t>(missing.size());
     for (const Field& field : kFields) {
-        if (field.object != object.Kind()) {
+        // What only tables show is made of values that stand here, too.
+        if (field.object != object.Kind() || (field.places & kInJson) == 0) {
             continue;
         }
         const Datum datum = field.get(object);

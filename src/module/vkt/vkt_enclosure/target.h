@@ -81,7 +81,7 @@ struct Target
 struct Limits
 {
     /// Asking ends a tenth before it, at most a second, so that the log-out fits.
-    std::chrono::milliseconds deadline{30'000};
+    std::chrono::milliseconds deadline{30'000};  ///< At most a day.
     /// Ends the read soon; what was read by then is given, and the session is given back.
     std::stop_token stop = {};
 };

@@ -13,6 +13,7 @@ namespace {
 using namespace std::chrono_literals;
 
 // All waits and counts of a conversation.
+constexpr Pace::Span kLongest = 24h;
 constexpr Pace::Span kMostForLogOut = 1s;
 constexpr int kLogOutShare = 10;  // a tenth of the time, if that is less
 constexpr unsigned kMostNewSessions = 3;
@@ -77,7 +78,7 @@ SharedFailure Share(Failure failure)
 Conversation::Conversation(IpmiTransport& transport, Pace& pace, const Limits& limits)
     : transport_(transport),
       pace_(pace),
-      deadline_(pace.Now() + limits.deadline),
+      deadline_(pace.Now() + std::min(limits.deadline, kLongest)),
       asking_{deadline_ - std::min(kMostForLogOut, limits.deadline / kLogOutShare), limits.stop}
 {
 }
@@ -200,6 +201,9 @@ void Conversation::Ask(Pending pending)
         GiveUp(pending, ended_);
     } else if (IsOver()) {
         GiveUp(pending, ended_);
+    } else if (exchange.end == IpmiExchange::End::kUseless) {
+        silentBefore_.reset();
+        GiveUp(pending, Share(failure));
     } else if (request.resend == Resend::kAsOneRequest) {
         GiveUp(pending, Share(failure));
         if (exchange.end == IpmiExchange::End::kLost) {

@@ -27,42 +27,45 @@ struct Step
 {
     Sections section;
     ObjectKind per;
+    RequestClass requestClass;
     IPMICOMMAND (*request)(const Asked& asked);
     void (*take)(const Subject& subject, const Answer& answer);
-    RequestClass requestClass = RequestClass::kAny;
 };
 
 constexpr auto kOnce = ObjectKind::kEnclosure;
 constexpr auto kPerSupply = ObjectKind::kPowerSupply;
 constexpr auto kPerNode = ObjectKind::kNode;
+constexpr auto kPlain = RequestClass::kAny;
+constexpr auto kRegister = RequestClass::kRegister;
 
 /// The module's status is asked before all these. In this order, so that a deadline that comes in
 /// the middle costs the least: what tells about health comes first.
 constexpr Step kSteps[] = {
-    {kSupplyStatus, kOnce, [](const Asked&) { return Requests::PSUStatus(); }, TakeStatusBits},
-    {kSupplyFans, kPerSupply, [](const Asked& a) { return Requests::PSUFanSpeed(a.number); },
-     TakeFans},
-    {kNodeStates, kPerNode, [](const Asked& a) { return Requests::NodeStatus(a.number); },
+    {kSupplyStatus, kOnce, kPlain, [](const Asked&) { return Requests::PSUStatus(); },
+     TakeStatusBits},
+    {kSupplyFans, kPerSupply, kPlain,
+     [](const Asked& a) { return Requests::PSUFanSpeed(a.number); }, TakeFans},
+    {kNodeStates, kPerNode, kPlain, [](const Asked& a) { return Requests::NodeStatus(a.number); },
      TakeNodeState},
-    {kNodePower, kPerNode, [](const Asked& a) { return Requests::NodePowerConsumption(a.number); },
-     TakeNodePower},
-    {kSupplyFirmware, kPerSupply,
-     [](const Asked& a) { return Requests::PSUVersion(a.vktType, a.number); }, TakeVersion,
-     RequestClass::kRegister},
-    {kSupplyFirmware, kPerSupply,
-     [](const Asked& a) { return Requests::PSUManufacture(a.vktType, a.number); }, TakeManufacturer,
-     RequestClass::kRegister},
-    {kSupplyFirmware, kPerSupply,
-     [](const Asked& a) { return Requests::PSUPosition(a.vktType, a.number); }, TakePosition,
-     RequestClass::kRegister},
-    {kConsumption, kOnce,
+    {kNodePower, kPerNode, kPlain,
+     [](const Asked& a) { return Requests::NodePowerConsumption(a.number); }, TakeNodePower},
+    {kSupplyFirmware, kPerSupply, kRegister,
+     [](const Asked& a) { return Requests::PSUVersion(a.vktType, a.number); }, TakeVersion},
+    {kSupplyFirmware, kPerSupply, kRegister,
+     [](const Asked& a) { return Requests::PSUManufacture(a.vktType, a.number); },
+     TakeManufacturer},
+    {kSupplyFirmware, kPerSupply, kRegister,
+     [](const Asked& a) { return Requests::PSUPosition(a.vktType, a.number); }, TakePosition},
+    {kConsumption, kOnce, kPlain,
      [](const Asked& a) { return Requests::ChassisPowerConsumption(a.platformId); },
      TakeConsumption},
-    {kCaps, kOnce, [](const Asked& a) { return Requests::ChassisPowerCap(a.platformId); },
+    {kCaps, kOnce, kPlain, [](const Asked& a) { return Requests::ChassisPowerCap(a.platformId); },
      TakeCaps},
-    {kIdentity, kOnce, [](const Asked&) { return Requests::MachineType(); }, TakeMachineType},
-    {kIdentity, kOnce, [](const Asked&) { return Requests::SerialNumber(); }, TakeSerialNumber},
-    {kIdentity, kOnce, [](const Asked&) { return Requests::Name(); }, TakeName},
+    {kIdentity, kOnce, kPlain, [](const Asked&) { return Requests::MachineType(); },
+     TakeMachineType},
+    {kIdentity, kOnce, kPlain, [](const Asked&) { return Requests::SerialNumber(); },
+     TakeSerialNumber},
+    {kIdentity, kOnce, kPlain, [](const Asked&) { return Requests::Name(); }, TakeName},
 };
 
 bool IsAbsent(const PowerSupply& supply)
