@@ -44,7 +44,7 @@ endfunction()
 function(vkt_add_installed_target)
   add_custom_target(vkt_installed)
   add_dependencies(vkt_installed
-    vktinventory_command vktinventory_static vkt-simulator vkt_reference_files)
+    vktinventory_command vktinventory_static vktenclosure vkt-simulator vkt_reference_files)
 endfunction()
 
 # What makes find_package(VKTInventory) and `pkg-config vktinventory` find the library.
