@@ -19,7 +19,7 @@ public:
     std::string address;                      ///< Host name, IPv4 or IPv6 address of the module.
     std::string userName;                     ///< Name to log in with.
     std::string password;                     ///< Password to log in with; never logged.
-    std::uint16_t port = 0;                   ///< UDP port (RMCP+) or TCP port (HTTPS).
+    std::uint16_t port = 0;                   ///< RMCP+: UDP, 0 is 623; HTTPS: TCP, 0 is 443.
     std::uint16_t connectTimeoutSeconds = 0;  ///< HTTPS: longest time to connect; 0 is 5 s.
     std::uint16_t requestTimeoutSeconds = 0;  ///< HTTPS: longest time for a request; 0 is 30 s.
     /// HTTPS: 0 verify against authorities, 1 verify the pinned public key only, 2 verify nothing.
