@@ -34,7 +34,7 @@ struct Fault
         0};                           ///< kLatency, kLoginLatency: how much later the answer comes
     std::size_t keptBytes = 0;        ///< kTruncate: how many bytes are left at most
     std::uint8_t completionCode = 0;  ///< kCompletionCode: the code instead of the real one
-    bool keepData = false;            ///< kCompletionCode: the bytes stay, against all custom
+    bool keepData = false;            ///< kCompletionCode: the data stays, which is unusual
     FaultSchedule schedule;
 
     bool Matches(std::uint8_t requestNetFn, std::uint8_t requestCommand,

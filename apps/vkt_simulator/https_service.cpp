@@ -188,7 +188,7 @@ HttpsReply HttpsService::Route(const HttpsRequest& request)
     }
 }
 
-// Busy is busy before it asks who is there, as over RMCP+.
+// Before the credentials are checked, as over RMCP+.
 void HttpsService::RefuseWhenBusy() const
 {
     if (busy_) {

@@ -67,7 +67,7 @@ private:
     std::string pointer_;
 };
 
-/// The members of one object. Whoever has asked for all that he knows calls RejectOthers().
+/// The members of one object. A reader asks for each that it knows, then calls RejectOthers().
 class JsonMembers
 {
 public:

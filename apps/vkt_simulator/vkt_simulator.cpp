@@ -65,7 +65,7 @@ try {
     return Complain(error, kCannotRun);
 }
 
-// Accounts of a simulated enclosure are no secret, and its answers are no protection either.
+// The accounts stand in scenario files, so whoever reaches the address can log in.
 void CheckAddress(const CommandLine& line)
 {
     if (!line.allowRemote && !SocketAddress(line.address, line.port).IsLoopback()) {

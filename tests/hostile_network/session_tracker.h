@@ -23,7 +23,7 @@ public:
     std::vector<Datagram> Asks(const Datagram& datagram);
     void Answers(const Datagram& datagram);
 
-    /// How many of the module's sessions the client never took up, so that it owes them no end.
+    /// How many of the module's sessions the client never took up, so that it need not close them.
     std::size_t Excused() const;
 
 private:

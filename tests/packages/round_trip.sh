@@ -75,7 +75,7 @@ paths() {
     dpkg-query -L $names | sed '/^$/d;/^\/\.$/d' | sort -u
 }
 
-# Owner and mode of all that came: root's, writable by nobody else, programs alone executable.
+# Owner and mode of all that was installed: root's, writable by nobody else, programs alone executable.
 files_have_right_modes() {
     paths | while read -r path; do
         mode=$(stat -c '%F %a %U:%G' "$path")
@@ -112,13 +112,13 @@ versions_are_the_packages() {
     done
 }
 
-# show ROAD FLAG...
+# show TRANSPORT FLAG...
 show() {
-    road=$1
+    transport=$1
     shift
     output=$(ordinary_user vktinventory -H "$simulator_host" -U "$simulator_user" -E "$@" show)
     expect_contains "$output" "Serial number     J30ABC12"
-    printf '  show over %s: %s lines, with the right serial number\n' "$road" \
+    printf '  show over %s: %s lines, with the right serial number\n' "$transport" \
         "$(printf '%s\n' "$output" | wc -l)"
 }
 

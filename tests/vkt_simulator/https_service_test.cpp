@@ -306,9 +306,9 @@ TEST(HttpsService, LetsOnlyAdministratorsSendIpmi)
         Scenario scenario = Healthy();
         scenario.credentials.privilege = privilege;
         EXPECT_EQ(StatusOf(scenario, IpmiRequest(kMachineType)), 403) << privilege;
-        HttpsRequest stranger = IpmiRequest(kMachineType);
-        stranger.authorization = "";
-        EXPECT_EQ(StatusOf(scenario, stranger), 401) << privilege;
+        HttpsRequest withoutLogIn = IpmiRequest(kMachineType);
+        withoutLogIn.authorization = "";
+        EXPECT_EQ(StatusOf(scenario, withoutLogIn), 401) << privilege;
     }
 }
 

@@ -29,7 +29,7 @@ SmallFile SystemFailure(int error)
     return Failure(std::generic_category().message(error));
 }
 
-/// Of a symbolic link only what it leads to is missing, which is no way to have no settings.
+/// A symbolic link that leads nowhere is a file that cannot be read, not one that does not exist.
 bool IsMissing(const std::string& path, int error)
 {
     struct stat status = {};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The one place that finished records go through on their way out.
+/// Where every finished record is handed to the sink in force.
 #ifndef COMMON_LOG_LOG_OUTPUT_H
 #define COMMON_LOG_LOG_OUTPUT_H
 
