@@ -27,18 +27,18 @@ struct StateCode
     State state;
 };
 
-constexpr std::array<StateCode<FanState>, 3> kFanStates{{
+constexpr std::array<StateCode<FanState>, 3> kFanCodes{{
     {0, FanState::kNotPresent},
     {1, FanState::kAbnormal},
     {2, FanState::kNormal},
 }};
-constexpr std::array<StateCode<PowerState>, 4> kPowerStates{{
+constexpr std::array<StateCode<PowerState>, 4> kPowerCodes{{
     {0x00, PowerState::kOff},
     {0x20, PowerState::kNoPermission},
     {0x40, PowerState::kFault},
     {0x80, PowerState::kOn},
 }};
-constexpr std::array<StateCode<NodeWidth>, 2> kWidths{{
+constexpr std::array<StateCode<NodeWidth>, 2> kWidthCodes{{
     {1, NodeWidth::kHalf},
     {2, NodeWidth::kFull},
 }};
@@ -133,7 +133,7 @@ Fan FanOf(std::uint16_t speed, std::uint8_t pattern)
 
 SupplyFans FansOf(const Values::Fans& values)
 {
-    return {.state = StateOf(kFanStates, values.status),
+    return {.state = StateOf(kFanCodes, values.status),
             .code = values.status,
             .a = FanOf(values.speedA, values.patternA),
             .b = FanOf(values.speedB, values.patternB)};
@@ -142,13 +142,13 @@ SupplyFans FansOf(const Values::Fans& values)
 NodeState NodeStateOf(ByteView bytes)
 {
     const Values::NodeState values = Values::ReadNodeState(bytes);
-    return {
-        .powerState = StateOf(kPowerStates, values.powerState),
-        .code = values.powerState,
-        .width = UnlessAbsent(StateOf(kWidths, values.width), values.width == kSizeNotAvailable),
-        .widthCode = values.width,
-        .height = UnlessAbsent(values.height, values.height == kSizeNotAvailable),
-        .permission = values.permission};
+    return {.powerState = StateOf(kPowerCodes, values.powerState),
+            .code = values.powerState,
+            .width =
+                UnlessAbsent(StateOf(kWidthCodes, values.width), values.width == kSizeNotAvailable),
+            .widthCode = values.width,
+            .height = UnlessAbsent(values.height, values.height == kSizeNotAvailable),
+            .permission = values.permission};
 }
 
 void SetStatus(PowerSupply& supply, const PSUStatusBytes& bits)

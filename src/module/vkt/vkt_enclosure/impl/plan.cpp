@@ -36,7 +36,7 @@ constexpr auto kOnce = ObjectKind::kEnclosure;
 constexpr auto kPerSupply = ObjectKind::kPowerSupply;
 constexpr auto kPerNode = ObjectKind::kNode;
 constexpr auto kPlain = RequestClass::kAny;
-constexpr auto kRegister = RequestClass::kRegister;
+constexpr auto kRegisterRead = RequestClass::kRegister;
 
 /// The module's status is asked before all these. In this order, so that a deadline that comes in
 /// the middle costs the least: what tells about health comes first.
@@ -49,12 +49,12 @@ constexpr Step kSteps[] = {
      TakeNodeState},
     {kNodePower, kPerNode, kPlain,
      [](const Asked& a) { return Requests::NodePowerConsumption(a.number); }, TakeNodePower},
-    {kSupplyFirmware, kPerSupply, kRegister,
+    {kSupplyFirmware, kPerSupply, kRegisterRead,
      [](const Asked& a) { return Requests::PSUVersion(a.vktType, a.number); }, TakeVersion},
-    {kSupplyFirmware, kPerSupply, kRegister,
+    {kSupplyFirmware, kPerSupply, kRegisterRead,
      [](const Asked& a) { return Requests::PSUManufacture(a.vktType, a.number); },
      TakeManufacturer},
-    {kSupplyFirmware, kPerSupply, kRegister,
+    {kSupplyFirmware, kPerSupply, kRegisterRead,
      [](const Asked& a) { return Requests::PSUPosition(a.vktType, a.number); }, TakePosition},
     {kConsumption, kOnce, kPlain,
      [](const Asked& a) { return Requests::ChassisPowerConsumption(a.platformId); },
