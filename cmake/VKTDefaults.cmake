@@ -14,6 +14,10 @@ if(VKT_WARNINGS_AS_ERRORS) # not unasked: another compiler may warn of more than
   list(APPEND VKT_WARNINGS -Werror)
 endif()
 
+# Of the programs and tests, the debug information that a backtrace needs: all of it takes the compiler
+# a quarter of its time. Of the libraries there is all, and in a Debug build.
+set(VKT_LINE_TABLES "$<$<CONFIG:RelWithDebInfo>:-g1>")
+
 # Log records name their source file: as a path below the project's root, not of the build machine.
 set(VKT_COMPILE_OPTIONS ${VKT_WARNINGS} "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
 
@@ -66,6 +70,28 @@ function(vkt_target_defaults target)
     target_compile_options(${target} PRIVATE ${VKT_HARDENING_COMPILE_OPTIONS})
     target_link_options(${target} PRIVATE ${VKT_HARDENING_LINK_OPTIONS})
   endif()
+endfunction()
+
+# vkt_never_shipped(<target>)
+# For tests, and for tools of the build: to optimise these would only double the time that they take
+# to compile. The C library's checks need optimisation.
+function(vkt_never_shipped target)
+  vkt_target_defaults(${target})
+  target_compile_options(${target} PRIVATE -O0 -U_FORTIFY_SOURCE)
+endfunction()
+
+# vkt_precompile(<name> <header>...) and vkt_precompiled(<target> <name>)
+# What many sources include is read once for all of them. A source includes what it uses all the
+# same, which a build with CMAKE_DISABLE_PRECOMPILE_HEADERS shows.
+function(vkt_precompile name)
+  add_library(${name} OBJECT "${PROJECT_SOURCE_DIR}/cmake/precompiled.cpp")
+  target_precompile_headers(${name} PRIVATE ${ARGN})
+endfunction()
+function(vkt_precompiled target name)
+  target_precompile_headers(${target} REUSE_FROM ${name})
+  # A program is compiled like a library, so that both can use one such header.
+  set_property(TARGET ${target} PROPERTY POSITION_INDEPENDENT_CODE)
+  target_compile_options(${target} PRIVATE -fPIC)
 endfunction()
 
 # vkt_add_library(<target> OUTPUT <name> HEADERS <file>... SOURCES <file>...)

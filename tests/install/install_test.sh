@@ -187,12 +187,14 @@ uses_every_header() {
 
 PkgConfigServesEveryHeaderToAHostWithFoldersLikeOurs() {
     program=$TREE/every_header
+    # shellcheck disable=SC2086,SC2046 # lists of words
+    "$CXX" -std=c++20 $warnings -iquote "$(with_pkg_config --variable=includedir vktinventory)" \
+        -I tests/install/crowded_host $(with_pkg_config --cflags vktinventory) \
+        -c tests/install/crowded_host/enclosure/every_header.cpp -o "$program.o"
     for static in "" --static; do
         # shellcheck disable=SC2086,SC2046 # lists of words
-        "$CXX" -std=c++20 $warnings -iquote "$(with_pkg_config --variable=includedir vktinventory)" \
-            -I tests/install/crowded_host $(with_pkg_config --cflags vktinventory) \
-            tests/install/crowded_host/enclosure/every_header.cpp -o "$program" \
-            $(with_pkg_config $static --libs vktinventory) -Wl,-rpath,"$prefix/$LIBDIR"
+        "$CXX" "$program.o" -o "$program" $(with_pkg_config $static --libs vktinventory) \
+            -Wl,-rpath,"$prefix/$LIBDIR"
         uses_every_header "$program"
     done
 }
