@@ -125,11 +125,11 @@ ProgramsFindTheirLibraries() {
 
 ShowReadsTheInstalledSimulator() {
     start_simulator "$prefix/bin/vkt-simulator" healthy-vkt2-fe-2
-    for road in "-p $simulator_port" \
+    for transport in "-p $simulator_port" \
         "-I https -p $simulator_https_port --ca-file $simulator_ca_file"; do
         # shellcheck disable=SC2086 # flags and their values
         output=$(bare "$prefix/bin/vktinventory" -H "$simulator_host" -U "$simulator_user" -E \
-            $road show)
+            $transport show)
         expect_contains "$output" "Serial number     J30ABC12"
     done
 }
