@@ -126,6 +126,30 @@ TEST_F(GlobalConfigFindTest, ValueOfAnotherTypeInTheFile)
     }
 }
 
+TEST_F(GlobalConfigFindTest, KeyWithinATableOfTheFile)
+{
+    for (const char* content :
+         {"[https]\nTRUST = 2\n", "\nhttps.TRUST = 'ca.pem'\n", "\na = { TRUST = 'ca.pem' }\n",
+          "[[module]]\nTRUST = ''\n", "[a.b]\nc = [[{ d = 1, TRUST = 2 }]]\n"}) {
+        WriteFile(content);
+        const std::string reason = file.string() + ":2: TRUST stands within a table";
+        ExpectUnusable(FindGlobalConfigText("TRUST"), {reason});
+        ExpectUnusable(FindGlobalConfigValue("TRUST"), {reason});
+        ExpectUnset("OTHER");
+        EXPECT_EQ(GetGlobalConfigValue("TRUST", 7), 7) << "with a default it is passed over";
+    }
+    WriteFile("TRUST = 2\n[https]\nTRUST = 3\n");
+    ExpectValue("TRUST", 2);
+    WriteFile("[https]\nTRUST = 3\n");
+    setenv("VKT_TRUST", "4", 1);
+    ExpectValue("TRUST", 4);
+    unsetenv("VKT_TRUST");
+    WriteFile("[TRUST]\nOTHER = 3\n");
+    ExpectUnusable(FindGlobalConfigValue("TRUST"), {file.string() + ":1: TRUST must be an int"});
+    WriteFile("");
+    ExpectUnset("TRUST");
+}
+
 TEST_F(GlobalConfigFindTest, ValueOfAnotherTypeInTheProcess)
 {
     WriteFile("FOUND_AS_INTEGER = 'ca.pem'\nFOUND_AS_TEXT = 2\n");

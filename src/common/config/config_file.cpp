@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "common/config/toml_parser.h"
 #include "common/text/printable.h"
@@ -26,6 +27,28 @@ Variant ValueOf(const toml::node& node)
         return text->get();
     }
     return {};
+}
+
+using Lines = std::map<std::string, unsigned>;
+
+/// Notes the keys of all tables in `value`, which may be one, or hold some at any depth.
+void NoteKeysWithin(const toml::node& value, Lines& lines)
+{
+    std::vector<const toml::node*> left{&value};
+    while (!left.empty()) {
+        const toml::node& node = *left.back();
+        left.pop_back();
+        if (const auto* const table = node.as_table()) {
+            for (const auto& [key, inner] : *table) {
+                lines.try_emplace(std::string(key.str()), key.source().begin.line);
+                left.push_back(&inner);
+            }
+        } else if (const auto* const array = node.as_array()) {
+            for (const auto& inner : *array) {
+                left.push_back(&inner);
+            }
+        }
+    }
 }
 
 /// The number, from 1, of the first line that could hold a key of so many dotted parts that the
@@ -70,17 +93,21 @@ void ConfigFile::Read(const std::string& path, bool mayBeMissing)
     if (file.missing && mayBeMissing) {
         file = {};
     }
-    if (path == path_ && file == file_) {
+    if (isParsed_ && path == path_ && file == file_) {
         return;
     }
     path_ = path;
     file_ = std::move(file);
+    // Memory may run out in between; then its keys must not be taken for unset at the next call.
+    isParsed_ = false;
     Parse();
+    isParsed_ = true;
 }
 
 void ConfigFile::Parse()
 {
     entries_.clear();
+    linesWithinTables_.clear();
     complaint_ = file_.failure.empty() ? "" : path_ + " cannot be read: " + file_.failure;
     if (const unsigned line = LineOfDeepKey(file_.content)) {
         complaint_ = path_ + ':' + std::to_string(line) + ": more than 100 dots in a line";
@@ -96,6 +123,7 @@ void ConfigFile::Parse()
     }
     for (const auto& [key, node] : result.table()) {
         entries_[std::string(key.str())] = {ValueOf(node), node.source().begin.line};
+        NoteKeysWithin(node, linesWithinTables_);
     }
 }
 
@@ -108,6 +136,15 @@ Statement<Value> ConfigFile::Find(const std::string& key) const
     }
     const auto& [variant, line] = found->second;
     return MakeStatement(path_ + ':' + std::to_string(line) + ": " + key, Convert<Value>(variant));
+}
+
+std::string ConfigFile::Misplaced(const std::string& key) const
+{
+    const auto found = linesWithinTables_.find(key);
+    return found == linesWithinTables_.end()
+               ? ""
+               : path_ + ':' + std::to_string(found->second) + ": " + key +
+                     " stands within a table; put it above the first one";
 }
 
 template Statement<int> ConfigFile::Find<int>(const std::string& key) const;

@@ -27,6 +27,9 @@ public:
     template <class Value>
     Statement<Value> Find(const std::string& key) const;
 
+    /// That `key` stands within a table, where no setting is looked for; empty when it does not.
+    std::string Misplaced(const std::string& key) const;
+
 private:
     struct Entry
     {
@@ -39,8 +42,10 @@ private:
 
     std::string path_;
     SmallFile file_;
+    bool isParsed_ = false;  ///< What is below tells of `file_`.
     std::string complaint_;
     std::map<std::string, Entry> entries_;
+    std::map<std::string, unsigned> linesWithinTables_;  ///< By key.
 };
 
 }  // namespace Tulvo::Config

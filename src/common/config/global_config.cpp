@@ -195,6 +195,10 @@ ConfigSetting<Value> Find(const std::string& key)
             return {ConfigState::kSet, *std::move(statement.value), {}};
         }
     }
+    // Whoever wrote it there, below a table's name, meant it to count.
+    if (std::string complaint = configuration.file.Misplaced(key); !complaint.empty()) {
+        return Unusable<Value>(std::move(complaint));
+    }
     return {};
 }
 

@@ -42,7 +42,8 @@ struct ConfigSetting
 };
 
 /// The integer set for `key`. Unlike with GetGlobalConfigValue no later source stands in for one
-/// that cannot be used, and no warning is written: refuse, with the reason.
+/// that cannot be used, and no warning is written: refuse, with the reason. A key that stands only
+/// within a table of the file cannot be used.
 VKT_EXPORT ConfigSetting<int> FindGlobalConfigValue(const std::string& key);
 
 /// The text set for `key`, likewise; an empty text cannot be used.
