@@ -13,9 +13,13 @@ constexpr std::chrono::milliseconds kLateAnswerWait{200};
 
 Failure NoAnswer(std::chrono::milliseconds limit)
 {
-    return {CONNECTION_TRY_AGAIN, "no answer within " + std::to_string(limit.count()) + " ms",
-            "check that the address is the module's and that it is up, or raise "
-            "IPMI_SESSION_TIMEOUT_MS"};
+    Failure failure{CONNECTION_TRY_AGAIN,
+                    "no answer within " + std::to_string(limit.count()) + " ms",
+                    "check that the address is the module's and that it is up, or raise "
+                    "IPMI_SESSION_TIMEOUT_MS"};
+    failure.cause = Cause::kTimedOut;
+    failure.point.silent = true;
+    return failure;
 }
 
 /// How a wait between two copies ended.
@@ -61,12 +65,15 @@ Heard Listen(UdpLink& link, Clock::time_point until, const Judge& judge)
 
 Failure Interrupted()
 {
-    return {CONNECTION_FAILED, "interrupted; the program is ending"};
+    Failure failure{CONNECTION_FAILED, "interrupted; the program is ending"};
+    failure.cause = Cause::kCancelled;
+    return failure;
 }
 
 std::optional<Failure> Exchange(UdpLink& link, const Waits& waits, Message& message)
 {
-    const Clock::time_point deadline = Clock::now() + waits.limit;
+    const Clock::time_point deadline = waits.Deadline();
+    std::chrono::milliseconds interval = waits.copyInterval;
     do {
         const Packet packet = message.pack();
         if (packet.empty()) {
@@ -74,19 +81,21 @@ std::optional<Failure> Exchange(UdpLink& link, const Waits& waits, Message& mess
         }
         link.Send(packet);
         ++message.sent;
-        const auto nextCopy = std::min(deadline, Clock::now() + waits.copyInterval);
+        message.lastSent = Clock::now();
+        const auto nextCopy = std::min(deadline, message.lastSent + interval);
         Heard heard = Listen(link, nextCopy, message.judge);
         if (heard.enough) {
             return std::move(heard.failure);
         }
-    } while (Clock::now() < deadline);
+        interval *= waits.doubling ? 2 : 1;
+    } while (Clock::now() < deadline && message.sent <= waits.mostCopies);
     return NoAnswer(waits.limit);
 }
 
 // The answers come as far apart as the copies were sent, or as the module needs for each.
 void TakeFurtherAnswers(UdpLink& link, const Waits& waits, const Message& message)
 {
-    const Clock::time_point deadline = Clock::now() + waits.limit;
+    const Clock::time_point deadline = waits.Deadline();
     Packet packet;
     for (unsigned copies = message.sent; copies > 1; --copies) {
         const auto until = std::min(deadline, Clock::now() + waits.Brief().limit);

@@ -33,6 +33,7 @@ struct Message
     /// Keeps a packet that is or may be the answer.
     Judge judge;
     unsigned sent = 0;  ///< How many copies were sent.
+    Clock::time_point lastSent{};
 };
 
 /// Sends the message until an answer comes or the time is up.

@@ -3,6 +3,7 @@
 
 #include <netdb.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
@@ -65,16 +66,34 @@ Found Ask(const std::string& host, std::uint16_t port, int flags)
     return found;
 }
 
+/// Waits until `deadline` for `isReady`, which waits itself; a stop request is seen soon.
+template <class IsReady>
+bool InSlices(Clock::time_point deadline, const Waits& waits, IsReady isReady)
+{
+    constexpr std::chrono::milliseconds kSlice{20};
+    for (;;) {
+        const auto until =
+            waits.stop == nullptr ? deadline : std::min(deadline, Clock::now() + kSlice);
+        if (isReady(until)) {
+            return true;
+        }
+        if (until == deadline || waits.IsStopped()) {
+            return false;
+        }
+    }
+}
+
 /// How many look-ups run in the process.
 class Places
 {
 public:
     /// Waits for one to be free; false when none is by then.
-    bool Take(Clock::time_point deadline)
+    bool Take(Clock::time_point deadline, const Waits& waits)
     {
         std::unique_lock lock(mutex_);
-        const bool free =
-            freed_.wait_until(lock, deadline, [this] { return taken_ < kMostLookUps; });
+        const bool free = InSlices(deadline, waits, [&](Clock::time_point until) {
+            return freed_.wait_until(lock, until, [this] { return taken_ < kMostLookUps; });
+        });
         taken_ += free ? 1U : 0U;
         return free;
     }
@@ -121,11 +140,11 @@ private:
 // A resolver may take half a minute to give up and cannot be told to stop, so the wait for it ends
 // here and its thread is left to end alone; it owns all that it touches, and the library is linked
 // so that dlclose() does not take the code from under it.
-Found AskWithin(std::chrono::milliseconds limit, const std::string& host, std::uint16_t port)
+Found AskWithin(const Waits& waits, const std::string& host, std::uint16_t port)
 {
-    const auto deadline = Clock::now() + limit;
+    const auto deadline = waits.Deadline();
     Places& places = ThePlaces();
-    if (!places.Take(deadline)) {
+    if (!places.Take(deadline, waits)) {
         return {std::to_string(kMostLookUps) +
                 " look-ups of this process still wait for the name service"};
     }
@@ -139,23 +158,27 @@ Found AskWithin(std::chrono::milliseconds limit, const std::string& host, std::u
     } catch (const std::system_error& fault) {
         return {std::string("no thread can be started to look it up: ") + fault.what()};
     }
-    return future.wait_until(deadline) == std::future_status::ready ? future.get()
-                                                                    : Found{TextOf(EAI_AGAIN)};
+    const bool ready = InSlices(deadline, waits, [&future](Clock::time_point until) {
+        return future.wait_until(until) == std::future_status::ready;
+    });
+    return ready ? future.get() : Found{TextOf(EAI_AGAIN)};
 }
 
 }  // namespace
 
-std::optional<Failure> LookUpHost(const std::string& host, std::uint16_t port,
-                                  std::chrono::milliseconds limit, std::vector<Endpoint>& endpoints)
+std::optional<Failure> LookUpHost(const std::string& host, std::uint16_t port, const Waits& waits,
+                                  std::vector<Endpoint>& endpoints)
 {
     const std::string name = Text::WithoutBrackets(host);
     Found found = Ask(name, port, AI_NUMERICHOST);
     if (!found.failure.empty()) {
-        found = AskWithin(limit, name, port);
+        found = AskWithin(waits, name, port);
     }
     if (!found.failure.empty()) {
-        return Failure{CONNECTION_FAILED, "the address cannot be resolved",
-                       "check its spelling and the name service", found.failure};
+        Failure failure{CONNECTION_FAILED, "the address cannot be resolved",
+                        "check its spelling and the name service", found.failure};
+        failure.cause = Cause::kUnreachable;
+        return failure;
     }
     endpoints = std::move(found.endpoints);
     return {};

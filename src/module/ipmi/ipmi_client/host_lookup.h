@@ -6,13 +6,13 @@
 
 #include <sys/socket.h>
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "module/ipmi/ipmi_client/failure.h"
+#include "module/ipmi/ipmi_client/waits.h"
 
 namespace Tulvo::Rmcp {
 
@@ -25,9 +25,8 @@ struct Endpoint
 
 /// Finds the addresses of `host`: an IPv4 or IPv6 address (with or without brackets), or a name. A
 /// name is looked up on a thread of its own, which is left behind when it takes longer than
-/// `limit`; 16 at once have the process's, who comes then waits for one of them to end.
-std::optional<Failure> LookUpHost(const std::string& host, std::uint16_t port,
-                                  std::chrono::milliseconds limit,
+/// `waits` allow; 16 at once have the process's, who comes then waits for one of them to end.
+std::optional<Failure> LookUpHost(const std::string& host, std::uint16_t port, const Waits& waits,
                                   std::vector<Endpoint>& endpoints);
 
 }  // namespace Tulvo::Rmcp

@@ -21,7 +21,6 @@
 namespace Tulvo {
 namespace {
 
-using Rmcp::Failure;
 using Rmcp::IpmiAnswer;
 
 // What every module takes in one request: its message buffer is a byte long, less headers,
@@ -57,10 +56,10 @@ struct [[gnu::visibility("hidden")]] IpmiClient::Session
     std::string lastError;
 
     std::string Target() const;
-    void Report(const std::string& tried, const std::optional<Failure>& failure);
-    std::optional<Failure> Open();
-    std::optional<Failure> Check(const IPMICOMMAND& request) const;
-    std::optional<Failure> Ask(const IPMICOMMAND& request, IpmiAnswer& answer);
+    void Report(const std::string& tried, const std::optional<Rmcp::Failure>& failure);
+    std::optional<Rmcp::Failure> Open();
+    std::optional<Rmcp::Failure> Check(const IPMICOMMAND& request) const;
+    std::optional<Rmcp::Failure> Ask(const IPMICOMMAND& request, IpmiAnswer& answer);
 };
 
 std::string IpmiClient::Session::Target() const
@@ -69,7 +68,8 @@ std::string IpmiClient::Session::Target() const
     return Text::WithBrackets(credentials.address) + ":" + port;
 }
 
-void IpmiClient::Session::Report(const std::string& tried, const std::optional<Failure>& failure)
+void IpmiClient::Session::Report(const std::string& tried,
+                                 const std::optional<Rmcp::Failure>& failure)
 {
     lastError.clear();
     if (failure) {
@@ -78,43 +78,44 @@ void IpmiClient::Session::Report(const std::string& tried, const std::optional<F
     }
 }
 
-std::optional<Failure> IpmiClient::Session::Open()
+std::optional<Rmcp::Failure> IpmiClient::Session::Open()
 {
     session.reset();
-    if (std::optional<Failure> failure = Rmcp::ReadLoginSettings(credentials, settings)) {
+    if (std::optional<Rmcp::Failure> failure = Rmcp::ReadLoginSettings(credentials, settings)) {
         return failure;
     }
-    if (std::optional<Failure> failure = Rmcp::EarlierRefusal(credentials, settings)) {
+    if (std::optional<Rmcp::Failure> failure = Rmcp::EarlierRefusal(credentials, settings)) {
         return failure;
     }
-    std::optional<Failure> failure = Rmcp::LogIn(credentials, settings, session);
+    std::optional<Rmcp::Failure> failure = Rmcp::LogIn(credentials, settings, session);
     if (failure) {
         Rmcp::KeepRefusal(credentials, settings, *failure);
     }
     return failure;
 }
 
-std::optional<Failure> IpmiClient::Session::Check(const IPMICOMMAND& request) const
+std::optional<Rmcp::Failure> IpmiClient::Session::Check(const IPMICOMMAND& request) const
 {
     if (session == nullptr) {
-        return Failure{CONNECTION_FAILED, "no session is open", "connect first"};
+        return Rmcp::Failure{CONNECTION_FAILED, "no session is open", "connect first"};
     }
     if (request.netFn > kLastRequestNetFn || request.netFn % 2 != 0) {
-        return Failure{CONNECTION_FAILED,
-                       "network function " + std::to_string(request.netFn) + " is no request",
-                       "use an even number up to 62"};
+        return Rmcp::Failure{CONNECTION_FAILED,
+                             "network function " + std::to_string(request.netFn) + " is no request",
+                             "use an even number up to 62"};
     }
     if (request.data.size() > mostData) {
-        return Failure{CONNECTION_FAILED, std::to_string(request.data.size()) +
-                                              " bytes of data are more than the limit of " +
-                                              std::to_string(mostData)};
+        return Rmcp::Failure{CONNECTION_FAILED, std::to_string(request.data.size()) +
+                                                    " bytes of data are more than the limit of " +
+                                                    std::to_string(mostData)};
     }
     return {};
 }
 
-std::optional<Failure> IpmiClient::Session::Ask(const IPMICOMMAND& request, IpmiAnswer& answer)
+std::optional<Rmcp::Failure> IpmiClient::Session::Ask(const IPMICOMMAND& request,
+                                                      IpmiAnswer& answer)
 {
-    std::optional<Failure> failure = Check(request);
+    std::optional<Rmcp::Failure> failure = Check(request);
     if (!failure) {
         failure = session->Ask(request, answer);
     }
@@ -137,7 +138,7 @@ IpmiClient::~IpmiClient() = default;
 
 CONNECTIONSTATE IpmiClient::connect()
 {
-    const std::optional<Failure> failure = session_->Open();
+    const std::optional<Rmcp::Failure> failure = session_->Open();
     session_->Report("log-in at ", failure);
     return failure ? failure->code : CONNECTION_CONNECTED;
 }
@@ -151,7 +152,7 @@ std::int32_t IpmiClient::send(const IPMICOMMAND& request, std::vector<std::uint8
                               std::uint8_t& completionCode)
 {
     IpmiAnswer answer;
-    const std::optional<Failure> failure = session_->Ask(request, answer);
+    const std::optional<Rmcp::Failure> failure = session_->Ask(request, answer);
     session_->Report("request to ", failure);
     unanswered += failure ? 1U : 0U;
     response = std::move(answer.data);

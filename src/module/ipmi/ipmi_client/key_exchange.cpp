@@ -79,11 +79,13 @@ bool KeyExchange::DeriveKeys(SessionState& session) const
     Part sessionKey{session.sessionKey};
     Part integrity{session.integrityKey};
     Part confidentiality{session.confidentialityKey};
+    const bool hasKg = credentials_.kg.Size() > 0;
     const int result = ipmi_calculate_rmcpplus_session_keys(
         session.algorithms.authentication, session.algorithms.integrity,
         session.algorithms.confidentiality, credentials_.password.Data(), Password::kCapacity,
-        nullptr, 0, consoleRandom_.data(), kRandomSize, moduleRandom_.data(), kRandomSize, kLookUp,
-        privilege_, UserName(), UserNameSize(), &sessionKey.data, &sessionKey.size, &integrity.data,
+        hasKg ? credentials_.kg.Data() : nullptr, hasKg ? static_cast<unsigned>(kLongestKg) : 0U,
+        consoleRandom_.data(), kRandomSize, moduleRandom_.data(), kRandomSize, kLookUp, privilege_,
+        UserName(), UserNameSize(), &sessionKey.data, &sessionKey.size, &integrity.data,
         &integrity.size, &confidentiality.data, &confidentiality.size);
     for (const Part* part : {&sessionKey, &integrity, &confidentiality}) {
         part->key.Resize(std::min<std::size_t>(part->size, Key::kCapacity));

@@ -43,10 +43,33 @@ Failure NoKeys()
 
 /// The module has proved that it knows the password before it says that. So the password is right,
 /// and something was changed in transit, or the module has mixed up two log-ins.
-Failure ProofRejected()
+Failure ProofRejected(const LoginPoint& point)
 {
-    return {CONNECTION_TRY_AGAIN, "the log-in was changed on its way, though the password is right",
-            "try again"};
+    Failure failure{CONNECTION_TRY_AGAIN,
+                    "the log-in was changed on its way, though the password is right", "try again"};
+    failure.cause = Cause::kRefused;
+    failure.point = point;
+    return failure;
+}
+
+std::optional<Failure> At(LoginStep step, std::optional<Failure> failure)
+{
+    if (failure) {
+        failure->point.step = step;
+    }
+    return failure;
+}
+
+LoginStep StepOf(std::uint8_t payloadType)
+{
+    switch (payloadType) {
+        case IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_REQUEST:
+            return LoginStep::kOpenSession;
+        case IPMI_PAYLOAD_TYPE_RAKP_MESSAGE_1:
+            return LoginStep::kRandomNumbers;
+        default:
+            return LoginStep::kProof;
+    }
 }
 
 /// Completion codes of a module that cannot answer now.
@@ -102,7 +125,7 @@ public:
 
     std::optional<Failure> Run();
     /// What Run() opened.
-    std::unique_ptr<Session> TakeSession();
+    std::unique_ptr<Connection> TakeConnection();
 
 private:
     /// How far the module has come: what it must be told to forget.
@@ -124,6 +147,7 @@ private:
     std::uint8_t NextTag();
     void GiveUp();
 
+    bool IsStopped() const { return Interruption::Raised() || settings_.waits.IsStopped(); }
     SessionState& State() { return connection_->state; }
 
     const Credentials& credentials_;
@@ -155,15 +179,15 @@ std::optional<Failure> Login::Run()
     return {};
 }
 
-std::unique_ptr<Session> Login::TakeSession()
+std::unique_ptr<Connection> Login::TakeConnection()
 {
     stage_ = Stage::kNothing;
-    return std::make_unique<Session>(std::move(connection_), settings_.waits);
+    return std::move(connection_);
 }
 
 std::optional<Failure> Login::Prepare()
 {
-    if (Interruption::Raised()) {
+    if (IsStopped()) {
         return Interrupted();
     }
     if (std::optional<Failure> failure = StartCryptography()) {
@@ -184,21 +208,22 @@ std::optional<Failure> Login::Prepare()
 std::optional<Failure> Login::Connect()
 {
     std::vector<Endpoint> endpoints;
+    const Waits& waits = settings_.waits;
     std::optional<Failure> failure =
-        LookUpHost(credentials_.address, settings_.port, settings_.waits.limit, endpoints);
+        LookUpHost(credentials_.address, settings_.port, waits, endpoints);
     if (failure) {
         return failure;
     }
     connection_ = std::make_unique<Connection>();
+    connection_->link.Attach(waits.stop, settings_.cost);
     State().algorithms = algorithms_;
-    const Waits& waits = settings_.waits;
     const Waits share = waits.WithLimit(waits.limit / static_cast<int>(endpoints.size()));
     for (const Endpoint& endpoint : endpoints) {
         failure = connection_->link.Open(endpoint);
         if (!failure) {
             failure = Negotiate(share);
         }
-        if (!failure || failure->code == CONNECTION_REFUSED || Interruption::Raised()) {
+        if (!failure || failure->code == CONNECTION_REFUSED || IsStopped()) {
             return failure;
         }
     }
@@ -217,7 +242,7 @@ std::optional<Failure> Login::Negotiate(const Waits& waits)
                                algorithms_.authentication, algorithms_.integrity,
                                algorithms_.confidentiality, request.Get());
     std::optional<Failure> failure = Ask(kType, request, reply, waits);
-    if (Interruption::Raised()) {
+    if (IsStopped()) {
         // The answer may be on its way: to wait for it spares the module a half-open session.
         TakeLateAnswer(connection_->link, [this](const Packet& packet) {
             AbortDuplicate(connection_->link, State(), packet);
@@ -231,8 +256,9 @@ std::optional<Failure> Login::Negotiate(const Waits& waits)
     stage_ = Stage::kHalfOpen;
     constexpr std::uint8_t kOtherSuite =
         RMCPPLUS_STATUS_NO_CIPHER_SUITE_MATCH_WITH_PROPOSED_SECURITY_ALGORITHMS;
-    return FailureOfStatus(Agrees(reply, algorithms_) ? RMCPPLUS_STATUS_NO_ERRORS : kOtherSuite,
-                           settings_);
+    return At(LoginStep::kOpenSession,
+              FailureOfStatus(Agrees(reply, algorithms_) ? RMCPPLUS_STATUS_NO_ERRORS : kOtherSuite,
+                              settings_));
 }
 
 std::optional<Failure> Login::ExchangeRandomNumbers()
@@ -250,6 +276,7 @@ std::optional<Failure> Login::ExchangeRandomNumbers()
     if (keys_.CheckModule(reply, State())) {
         return {};
     }
+    // The status is this side's word, not the module's: it goes into no decision about another try.
     return FailureOfStatus(RMCPPLUS_STATUS_INVALID_INTEGRITY_CHECK_VALUE, settings_);
 }
 
@@ -265,11 +292,18 @@ std::optional<Failure> Login::Prove()
     fill_rmcpplus_rakp_message_3(NextTag(), RMCPPLUS_STATUS_NO_ERRORS, State().moduleId,
                                  proof.data(), static_cast<unsigned>(proof.size()), request.Get());
     stage_ = Stage::kProving;
-    if (std::optional<Failure> failure = Ask(kType, request, reply, settings_.waits)) {
-        return StatusOf(reply) == RMCPPLUS_STATUS_INVALID_INTEGRITY_CHECK_VALUE ? ProofRejected()
-                                                                                : failure;
+    if (settings_.cost != nullptr) {
+        ++settings_.cost->logIns;
     }
-    return keys_.CheckKeys(reply, State()) ? std::nullopt : std::optional(ProofRejected());
+    if (std::optional<Failure> failure = Ask(kType, request, reply, settings_.waits)) {
+        return StatusOf(reply) == RMCPPLUS_STATUS_INVALID_INTEGRITY_CHECK_VALUE
+                   ? std::optional(ProofRejected(failure->point))
+                   : failure;
+    }
+    if (keys_.CheckKeys(reply, State())) {
+        return {};
+    }
+    return ProofRejected({.step = LoginStep::kProof});
 }
 
 std::optional<Failure> Login::Ask(std::uint8_t type, const FiidObject& request,
@@ -288,8 +322,13 @@ std::optional<Failure> Login::Ask(std::uint8_t type, const FiidObject& request,
         }
         return verdict;
     };
-    if (std::optional<Failure> failure = Exchange(connection_->link, waits, message)) {
-        return failure;
+    std::optional<Failure> failure = Exchange(connection_->link, waits, message);
+    if (settings_.cost != nullptr) {
+        settings_.cost->copies += message.sent - 1;
+    }
+    if (failure) {
+        failure->point.copied = message.sent > 1;
+        return At(StepOf(type), std::move(failure));
     }
     // A module that answers slowly was sent copies of the request. It may draw a new random number
     // for each of them, and then expects the last one: a proof over the first would look like one
@@ -298,9 +337,10 @@ std::optional<Failure> Login::Ask(std::uint8_t type, const FiidObject& request,
         TakeFurtherAnswers(connection_->link, waits, message);
     }
     UnpackLogin(best.packet, ReplyType(type), reply);
-    std::optional<Failure> failure = FailureOfStatus(StatusOf(reply), settings_);
-    if (failure && best.verdict == Verdict::kDoubtful) {
-        failure->accountRefused = false;
+    failure = At(StepOf(type), FailureOfStatus(StatusOf(reply), settings_));
+    if (failure) {
+        failure->accountRefused = failure->accountRefused && best.verdict != Verdict::kDoubtful;
+        failure->point.copied = message.sent > 1;
     }
     return failure;
 }
@@ -323,7 +363,7 @@ void Login::GiveUp()
     }
     // While proving, the module may have come further than this side has heard.
     if (stage_ == Stage::kProving) {
-        TakeSession().reset();
+        Session(TakeConnection(), settings_.waits);
     }
 }
 
@@ -349,14 +389,25 @@ std::optional<Failure> RaisePrivilege(Session& session, const LoginSettings& set
 
 }  // namespace
 
-std::optional<Failure> LogIn(const Credentials& credentials, const LoginSettings& settings,
-                             std::unique_ptr<Session>& session)
+std::optional<Failure> OpenConnection(const Credentials& credentials, const LoginSettings& settings,
+                                      std::unique_ptr<Connection>& connection)
 {
     Login login(credentials, settings);
     if (std::optional<Failure> failure = login.Run()) {
         return failure;
     }
-    std::unique_ptr<Session> opened = login.TakeSession();
+    connection = login.TakeConnection();
+    return {};
+}
+
+std::optional<Failure> LogIn(const Credentials& credentials, const LoginSettings& settings,
+                             std::unique_ptr<Session>& session)
+{
+    std::unique_ptr<Connection> connection;
+    if (std::optional<Failure> failure = OpenConnection(credentials, settings, connection)) {
+        return failure;
+    }
+    auto opened = std::make_unique<Session>(std::move(connection), settings.waits);
     if (std::optional<Failure> failure = RaisePrivilege(*opened, settings)) {
         return failure;
     }

@@ -22,6 +22,12 @@
 
 namespace Tulvo::Rmcp {
 
+/// Logs in once, and leaves the session at the little privilege that it begins with. After a
+/// failure no session is left on the module, unless it never answered.
+/// @param connection the open session; untouched on failure.
+std::optional<Failure> OpenConnection(const Credentials& credentials, const LoginSettings& settings,
+                                      std::unique_ptr<Connection>& connection);
+
 /// Logs in once, with the privilege that the settings name. After a failure no session is left on
 /// the module, unless it never answered.
 /// @param session the open session; untouched on failure.

@@ -127,6 +127,13 @@ std::optional<Failure> ReadPrivilege(std::uint8_t& privilege)
     return {};
 }
 
+Failure UnsoundSuite(const std::string& suite)
+{
+    return {CONNECTION_REFUSED,
+            "cipher suite " + suite + " is not used, as it does not both sign and encrypt soundly",
+            "set 3 or 17"};
+}
+
 std::optional<Failure> ReadCipherSuite(std::uint64_t argument, std::uint8_t& suite)
 {
     std::string text = std::to_string(argument);
@@ -135,10 +142,7 @@ std::optional<Failure> ReadCipherSuite(std::uint64_t argument, std::uint8_t& sui
     }
     const std::optional<std::uint8_t> found = Find(kCipherSuites, text);
     if (!found) {
-        return Failure{
-            CONNECTION_REFUSED,
-            "cipher suite " + text + " is not used, as it does not both sign and encrypt soundly",
-            "set 3 or 17"};
+        return UnsoundSuite(text);
     }
     suite = *found;
     return {};
@@ -156,7 +160,32 @@ std::chrono::milliseconds ReadTimeout(const char* key, int defaultValue, int lon
     return std::chrono::milliseconds(used);
 }
 
+/// The first failure of several checks, in their order.
+template <std::size_t Size>
+std::optional<Failure> FirstOf(std::array<std::optional<Failure>, Size> checks)
+{
+    for (std::optional<Failure>& check : checks) {
+        if (check) {
+            return std::move(check);
+        }
+    }
+    return {};
+}
+
 }  // namespace
+
+std::optional<Failure> CheckCredentials(const Credentials& credentials)
+{
+    return FirstOf(std::array{CheckAddress(credentials.address),
+                              CheckUserName(credentials.userName),
+                              CheckPassword(credentials.password)});
+}
+
+std::optional<Failure> CheckCipherSuite(std::uint64_t suite)
+{
+    const std::string text = std::to_string(suite);
+    return Find(kCipherSuites, text) ? std::nullopt : std::optional(UnsoundSuite(text));
+}
 
 std::optional<Failure> ReadLoginSettings(const Credentials& credentials, LoginSettings& settings)
 {
@@ -165,16 +194,11 @@ std::optional<Failure> ReadLoginSettings(const Credentials& credentials, LoginSe
     waits.copyInterval =
         ReadTimeout("IPMI_RETRANSMISSION_TIMEOUT_MS", kRetransmissionTimeoutDefault,
                     static_cast<int>(waits.limit.count()));
-    for (std::optional<Failure>& check :
-         std::array{CheckAddress(credentials.address), ReadPort(credentials.port, settings.port),
-                    CheckUserName(credentials.userName), CheckPassword(credentials.password),
-                    ReadCipherSuite(credentials.cipherSuite, settings.cipherSuite),
-                    ReadPrivilege(settings.privilege)}) {
-        if (check) {
-            return std::move(check);
-        }
-    }
-    return {};
+    return FirstOf(
+        std::array{CheckAddress(credentials.address), ReadPort(credentials.port, settings.port),
+                   CheckUserName(credentials.userName), CheckPassword(credentials.password),
+                   ReadCipherSuite(credentials.cipherSuite, settings.cipherSuite),
+                   ReadPrivilege(settings.privilege)});
 }
 
 }  // namespace Tulvo::Rmcp

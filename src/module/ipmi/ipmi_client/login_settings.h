@@ -10,6 +10,7 @@
 #include <string>
 
 #include "module/ipmi/ipmi_client/failure.h"
+#include "module/ipmi/ipmi_client/ipmi_transport.h"
 #include "module/ipmi/ipmi_client/secret.h"
 #include "module/ipmi/ipmi_client/waits.h"
 
@@ -18,6 +19,7 @@ namespace Tulvo::Rmcp {
 /// Bytes that IPMI 2.0 has room for.
 inline constexpr std::size_t kLongestUserName = 16;
 inline constexpr std::size_t kLongestPassword = 20;
+inline constexpr std::size_t kLongestKg = 20;
 
 using Password = Secret<kLongestPassword>;
 
@@ -29,6 +31,7 @@ struct Credentials
     Password password;
     std::string port;
     std::uint64_t cipherSuite;
+    Secret<kLongestKg> kg{};  ///< The module's own key; empty for none.
 };
 
 /// The settings of one log-in, all within their ranges.
@@ -38,12 +41,18 @@ struct LoginSettings
     std::uint8_t privilege = 0;
     std::uint8_t cipherSuite = 0;
     Waits waits;
+    IpmiCost* cost = nullptr;  ///< What the log-in costs is added here; null for nowhere.
 };
 
 /// Reads the settings from the parameters and the configuration. A parameter or a setting that
 /// would change what the caller meant (a longer password, a suite without encryption) ends the
 /// log-in; a wait that makes no sense is replaced by its default with a warning.
 std::optional<Failure> ReadLoginSettings(const Credentials& credentials, LoginSettings& settings);
+
+/// Of those, what needs no configuration: address, user name and password.
+std::optional<Failure> CheckCredentials(const Credentials& credentials);
+/// A failure for a suite that does not both sign and encrypt soundly.
+std::optional<Failure> CheckCipherSuite(std::uint64_t suite);
 
 }  // namespace Tulvo::Rmcp
 

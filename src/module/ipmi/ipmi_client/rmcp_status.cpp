@@ -104,11 +104,19 @@ Reason ReasonOf(std::uint8_t status)
     return found == kMeanings.end() ? Reason::kProtocol : found->reason;
 }
 
+Cause CauseOf(Reason reason)
+{
+    const bool passes = reason == Reason::kNoSessionFree || reason == Reason::kForgotten;
+    return passes ? Cause::kBusy : Cause::kRefused;
+}
+
 Failure FailureFor(Reason reason, std::uint8_t status, const LoginSettings& settings)
 {
     const Sentence sentence = SentenceFor(reason);
     Failure failure{sentence.state, sentence.what + Subject(reason, status, settings),
                     sentence.advice};
+    failure.cause = CauseOf(reason);
+    failure.point.status = status;
     failure.accountRefused = reason == Reason::kUserName || reason == Reason::kPassword;
     return failure;
 }

@@ -16,12 +16,15 @@ namespace {
 
 Failure FailureOf(int error)
 {
+    Failure failure{CONNECTION_FAILED, std::generic_category().message(error),
+                    "check the address and the way to the module"};
     if (error == ECONNREFUSED) {
-        return {CONNECTION_TRY_AGAIN, "nothing listens on that port",
-                "check address and port, or wait if the module is starting"};
+        failure = {CONNECTION_TRY_AGAIN, "nothing listens on that port",
+                   "check address and port, or wait if the module is starting"};
     }
-    return {CONNECTION_FAILED, std::generic_category().message(error),
-            "check the address and the way to the module"};
+    const bool local = error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+    failure.cause = local ? Cause::kLocal : Cause::kUnreachable;
+    return failure;
 }
 
 int RemainingMilliseconds(Clock::time_point deadline)
@@ -46,6 +49,9 @@ std::optional<Failure> UdpLink::Open(const Endpoint& endpoint)
 
 void UdpLink::Send(const Packet& packet) const
 {
+    if (cost_ != nullptr) {
+        ++cost_->datagramsSent;
+    }
     // An error that an earlier datagram met is reported once, here, instead of sending; Receive()
     // would have told of it, and the second call sends.
     if (send(socket_.Get(), packet.data(), packet.size(), MSG_NOSIGNAL) < 0) {
@@ -58,12 +64,14 @@ Reception UdpLink::Receive(Clock::time_point deadline, Packet& packet,
 {
     const bool interruptible = onInterruption == OnInterruption::kReturn;
     const int interruption = interruptible ? Interruption::Descriptor() : -1;
+    const int stop = interruptible && stop_ != nullptr ? stop_->Descriptor() : -1;
     for (;;) {
         const int wait = RemainingMilliseconds(deadline);
-        std::array<pollfd, 2> events{pollfd{socket_.Get(), POLLIN, 0},
-                                     pollfd{interruption, POLLIN, 0}};
+        std::array<pollfd, 3> events{pollfd{socket_.Get(), POLLIN, 0},
+                                     pollfd{interruption, POLLIN, 0}, pollfd{stop, POLLIN, 0}};
         const int ready = poll(events.data(), events.size(), wait);
-        if (interruptible && Interruption::Raised()) {
+        const bool stopped = stop_ != nullptr && stop_->IsRaised();
+        if (interruptible && (stopped || Interruption::Raised())) {
             return Reception::kInterrupted;
         }
         if (wait == 0) {
@@ -91,6 +99,9 @@ Reception UdpLink::Read(Packet& packet)
         return Reception::kSilence;
     }
     hasReceived_ = true;
+    if (cost_ != nullptr) {
+        ++cost_->datagramsReceived;
+    }
     packet.assign(buffer_.begin(), buffer_.begin() + length);
     return Reception::kPacket;
 }

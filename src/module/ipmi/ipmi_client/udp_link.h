@@ -13,6 +13,8 @@
 #include "common/platform/file_descriptor.h"
 #include "module/ipmi/ipmi_client/failure.h"
 #include "module/ipmi/ipmi_client/host_lookup.h"
+#include "module/ipmi/ipmi_client/ipmi_transport.h"
+#include "module/ipmi/ipmi_client/stop_signal.h"
 #include "module/ipmi/ipmi_client/waits.h"
 
 namespace Tulvo::Rmcp {
@@ -24,7 +26,7 @@ enum class Reception
 {
     kPacket,
     kSilence,      ///< The time is up.
-    kInterrupted,  ///< The process wants to end.
+    kInterrupted,  ///< The process wants to end, or the caller wants to stop.
     kFailed,       ///< The network said why: see UdpLink::LastFailure().
 };
 
@@ -40,6 +42,13 @@ public:
     };
 
     std::optional<Failure> Open(const Endpoint& endpoint);
+
+    /// Waits end when this is raised, too, and datagrams are counted here; null for neither.
+    void Attach(const StopSignal* stop, IpmiCost* cost)
+    {
+        stop_ = stop;
+        cost_ = cost;
+    }
 
     /// A datagram that cannot be sent now is like one that gets lost: the caller sends it again.
     void Send(const Packet& packet) const;
@@ -58,6 +67,8 @@ private:
     FileDescriptor socket_;
     bool hasReceived_ = false;
     int error_ = 0;
+    const StopSignal* stop_ = nullptr;
+    IpmiCost* cost_ = nullptr;
 };
 
 }  // namespace Tulvo::Rmcp

@@ -6,6 +6,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
+
+#include "module/ipmi/ipmi_client/stop_signal.h"
 
 namespace Tulvo::Rmcp {
 
@@ -15,10 +18,27 @@ struct Waits
 {
     std::chrono::milliseconds limit{};         ///< For one answer, copies included.
     std::chrono::milliseconds copyInterval{};  ///< After that a copy of the message is sent.
+    /// Each copy after twice the time of the one before: a slow module serves every copy.
+    bool doubling = false;
+    unsigned mostCopies = std::numeric_limits<unsigned>::max();
+    Clock::time_point until = Clock::time_point::max();  ///< No wait goes on beyond.
+    const StopSignal* stop = nullptr;                    ///< Ends every wait; null for none.
 
     /// For a module that has just answered: a longer wait would only delay the caller.
-    Waits Brief() const { return {std::min(limit, 2 * copyInterval), copyInterval}; }
-    Waits WithLimit(std::chrono::milliseconds other) const { return {other, copyInterval}; }
+    Waits Brief() const { return WithLimit(std::min(limit, 2 * copyInterval)); }
+    Waits WithLimit(std::chrono::milliseconds other) const
+    {
+        Waits waits = *this;
+        waits.limit = other;
+        return waits;
+    }
+    /// When a wait that begins now ends.
+    Clock::time_point Deadline() const
+    {
+        const auto now = Clock::now();
+        return until - now < limit ? until : now + limit;
+    }
+    bool IsStopped() const { return stop != nullptr && stop->IsRaised(); }
 };
 
 }  // namespace Tulvo::Rmcp

@@ -1,0 +1,404 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "module/ipmi/ipmi_client/rmcp_transport.h"
+
+#include <algorithm>
+#include <array>
+#include <bitset>
+#include <chrono>
+#include <string>
+#include <utility>
+
+#include "common/interruption/interruption.h"
+#include "common/text/host.h"
+#include "common/text/printable.h"
+#include "module/ipmi/ipmi_client/connection.h"
+#include "module/ipmi/ipmi_client/exchange.h"
+#include "module/ipmi/ipmi_client/login.h"
+#include "module/ipmi/ipmi_client/login_message.h"
+#include "module/ipmi/ipmi_client/login_settings.h"
+#include "module/ipmi/ipmi_client/rmcp_packet.h"
+
+namespace Tulvo::Rmcp {
+namespace {
+
+using namespace std::chrono_literals;
+using Span = std::chrono::milliseconds;
+
+// When a copy of a message is sent. Fixed intervals would clog a slow module, which serves every
+// copy; so they follow the slowest answer of the session, and double.
+constexpr Span kBeforeAnyAnswer = 1s;
+constexpr Span kShortestInterval = 250ms;
+constexpr Span kLongestInterval = 5s;
+constexpr Span kLoginInterval = 3s;
+constexpr int kTimesSlowest = 4;
+constexpr unsigned kMostCopies = 3;
+
+// To give a session back is worth a copy or two, and no more.
+constexpr unsigned kMostCopiesOfLogOut = 2;
+
+// What every module takes in one request: its message buffer is a byte long, less headers,
+// checksums and signature.
+constexpr std::size_t kMostData = 200;
+
+constexpr std::size_t kRequestNumbers = IPMI_LAN_REQUESTER_SEQUENCE_NUMBER_MAX + 1;
+
+constexpr std::uint8_t kBestSuite = 17;
+constexpr std::uint8_t kOtherSuite = 3;
+
+/// What an answer to the first message of a log-in says when the suite is not to be had.
+constexpr std::array<std::uint8_t, 6> kNoSuchSuite{
+    RMCPPLUS_STATUS_INVALID_AUTHENTICATION_ALGORITHM,
+    RMCPPLUS_STATUS_INVALID_INTEGRITY_ALGORITHM,
+    RMCPPLUS_STATUS_UNAUTHORIZED_ROLE_OR_PRIVILEGE_LEVEL_REQUESTED,
+    RMCPPLUS_STATUS_INVALID_CONFIDENTIALITY_ALGORITHM,
+    RMCPPLUS_STATUS_NO_CIPHER_SUITE_MATCH_WITH_PROPOSED_SECURITY_ALGORITHMS,
+    RMCPPLUS_STATUS_ILLEGAL_OR_UNRECOGNIZED_PARAMETER,
+};
+
+/// What RAKP message 2, before any proof has left, says of an account with less privilege.
+constexpr std::array<std::uint8_t, 2> kTooMuchPrivilege{
+    RMCPPLUS_STATUS_INVALID_ROLE, RMCPPLUS_STATUS_UNAUTHORIZED_ROLE_OR_PRIVILEGE_LEVEL_REQUESTED};
+
+constexpr std::array<std::uint8_t, 2> kForgotten{RMCPPLUS_STATUS_INVALID_SESSION_ID,
+                                                 RMCPPLUS_STATUS_INACTIVE_SESSION_ID};
+
+constexpr std::array<std::uint8_t, 2> kNoSessionFree{
+    RMCPPLUS_STATUS_INSUFFICIENT_RESOURCES_TO_CREATE_A_SESSION,
+    RMCPPLUS_STATUS_INSUFFICIENT_RESOURCES_TO_CREATE_A_SESSION_AT_THE_REQUESTED_TIME};
+
+/// To Set Session Privilege Level: the module does not know the level, or the user may not have it.
+constexpr std::array<std::uint8_t, 2> kLevelRefused{
+    IPMI_COMP_CODE_SET_SESSION_PRIVILEGE_LEVEL_REQUESTED_LEVEL_NOT_AVAILABLE_FOR_USER,
+    IPMI_COMP_CODE_SET_SESSION_PRIVILEGE_LEVEL_REQUESTED_LEVEL_EXCEEDS_USER_PRIVILEGE_LIMIT};
+
+template <std::size_t Size>
+bool Holds(const std::array<std::uint8_t, Size>& codes, std::uint8_t code)
+{
+    return std::find(codes.begin(), codes.end(), code) != codes.end();
+}
+
+class Transport final : public IpmiTransport
+{
+public:
+    explicit Transport(const RmcpSettings& settings)
+        : credentials_{settings.host,
+                       settings.user,
+                       Password(settings.password),
+                       std::to_string(settings.port),
+                       settings.cipherSuite.value_or(kBestSuite),
+                       Secret<kLongestKg>(settings.kg)},
+          suiteIsFixed_(settings.cipherSuite.has_value()),
+          privilegeIsFixed_(settings.privilege.has_value())
+    {
+        login_.port = settings.port;
+        login_.cipherSuite = static_cast<std::uint8_t>(credentials_.cipherSuite);
+        login_.privilege = settings.privilege.value_or(IPMI_PRIVILEGE_LEVEL_ADMIN);
+        login_.cost = &cost_;
+    }
+    Transport(const Transport&) = delete;
+    Transport& operator=(const Transport&) = delete;
+    ~Transport() override { Close({Clock::now(), {}}); }
+
+    IpmiOpening Open(const CallLimit& limit) override;
+    IpmiExchange Ask(const IPMICOMMAND& request, Resend resend, const CallLimit& limit) override;
+    std::optional<Tulvo::Failure> RaisePrivilege(const CallLimit& limit) override;
+    void Close(const CallLimit& limit) override;
+    IpmiSessionInfo Info() const override;
+    IpmiCost Cost() const override { return cost_; }
+
+private:
+    std::optional<Failure> CheckSettings() const;
+    std::optional<Failure> LogInOnce(const Waits& waits);
+    bool MayHelp(const Failure& failure);
+    bool Lower();
+    Waits LoginWaits(const CallLimit& limit, const StopSignal& stop) const;
+    Waits RequestWaits(const CallLimit& limit, const StopSignal& stop, unsigned copies) const;
+    std::optional<std::uint8_t> FreeNumber();
+    std::optional<Failure> Exchange(const IPMICOMMAND& request, std::uint8_t number,
+                                    const Waits& waits, IpmiAnswer& answer);
+    Tulvo::Failure Told(const Failure& failure, const std::string& tried) const;
+    IpmiExchange Ended(IpmiExchange::End end, const Failure& failure) const;
+
+    Credentials credentials_;
+    LoginSettings login_;
+    const bool suiteIsFixed_;
+    const bool privilegeIsFixed_;
+    bool begunAnew_ = false;
+    IpmiCost cost_;
+    std::unique_ptr<Connection> connection_;
+    Span slowest_{};  ///< Of this session's answers; 0 before any.
+    std::uint8_t number_ = 0;
+    /// Numbers of requests that were sent more than once: an answer to a copy may still come.
+    std::bitset<kRequestNumbers> used_;
+    bool answers_ = false;  ///< The module answered the last request.
+};
+
+/// What is wrong before anything is sent.
+std::optional<Failure> Transport::CheckSettings() const
+{
+    if (std::optional<Failure> failure = CheckCredentials(credentials_)) {
+        return failure;
+    }
+    if (!credentials_.kg.Fits()) {
+        return Failure{CONNECTION_REFUSED,
+                       "the K_g key has more than 20 bytes, which IPMI 2.0 has no room for",
+                       "check it"};
+    }
+    return CheckCipherSuite(credentials_.cipherSuite);
+}
+
+Waits Transport::LoginWaits(const CallLimit& limit, const StopSignal& stop) const
+{
+    Waits waits;
+    waits.until = limit.until;
+    waits.limit =
+        std::chrono::ceil<Span>(std::max<Clock::duration>(limit.until - Clock::now(), 0s));
+    waits.copyInterval = kLoginInterval;
+    waits.doubling = true;
+    waits.mostCopies = kMostCopies;
+    waits.stop = &stop;
+    return waits;
+}
+
+Waits Transport::RequestWaits(const CallLimit& limit, const StopSignal& stop, unsigned copies) const
+{
+    Waits waits = LoginWaits(limit, stop);
+    waits.copyInterval = slowest_ == Span::zero() ? kBeforeAnyAnswer
+                                                  : std::clamp(kTimesSlowest * slowest_,
+                                                               kShortestInterval, kLongestInterval);
+    waits.mostCopies = copies;
+    return waits;
+}
+
+IpmiOpening Transport::Open(const CallLimit& limit)
+{
+    Close(limit);
+    const StopSignal stop(limit.stop);
+    std::optional<Failure> failure = CheckSettings();
+    if (!failure) {
+        do {
+            failure = LogInOnce(LoginWaits(limit, stop));
+        } while (failure && !limit.Over() && MayHelp(*failure));
+    }
+    if (!failure) {
+        return {};
+    }
+    return {.failure = Told(*failure, "log-in at "),
+            .noneFree = Holds(kNoSessionFree, failure->point.status)};
+}
+
+std::optional<Failure> Transport::LogInOnce(const Waits& waits)
+{
+    login_.waits = waits;
+    slowest_ = {};
+    used_.reset();
+    answers_ = false;
+    std::optional<Failure> failure = OpenConnection(credentials_, login_, connection_);
+    login_.waits.stop = nullptr;
+    if (!failure) {
+        connection_->link.Attach(nullptr, &cost_);
+    }
+    return failure;
+}
+
+/// Whether another log-in may end better, which is prepared then.
+bool Transport::MayHelp(const Failure& failure)
+{
+    const LoginPoint& point = failure.point;
+    if (point.step == LoginStep::kOpenSession && !suiteIsFixed_ &&
+        login_.cipherSuite == kBestSuite && Holds(kNoSuchSuite, point.status)) {
+        login_.cipherSuite = kOtherSuite;
+        return true;
+    }
+    if (point.step == LoginStep::kRandomNumbers && Holds(kTooMuchPrivilege, point.status)) {
+        return Lower();
+    }
+    // A module that lost the log-in, or that mixed up the copies of a message.
+    const bool afterTheFirst =
+        point.step == LoginStep::kRandomNumbers || point.step == LoginStep::kProof;
+    const bool forgotten = Holds(kForgotten, point.status);
+    const bool mixedUp = point.copied && point.status != RMCPPLUS_STATUS_NO_ERRORS;
+    if (afterTheFirst && (point.silent || forgotten || mixedUp)) {
+        return !std::exchange(begunAnew_, true);
+    }
+    return false;
+}
+
+/// Asks for a level less from now on, where the caller has not fixed it.
+bool Transport::Lower()
+{
+    if (privilegeIsFixed_ || login_.privilege == IPMI_PRIVILEGE_LEVEL_USER) {
+        return false;
+    }
+    --login_.privilege;
+    return true;
+}
+
+/// The next number of which no answer to a copy can come any more.
+std::optional<std::uint8_t> Transport::FreeNumber()
+{
+    for (std::size_t tried = 0; tried < kRequestNumbers; ++tried) {
+        number_ = static_cast<std::uint8_t>((number_ + 1U) % kRequestNumbers);
+        if (!used_.test(number_)) {
+            return number_;
+        }
+    }
+    return {};
+}
+
+std::optional<Failure> Transport::Exchange(const IPMICOMMAND& request, std::uint8_t number,
+                                           const Waits& waits, IpmiAnswer& answer)
+{
+    SessionState& state = connection_->state;
+    connection_->link.Attach(waits.stop, &cost_);
+    Message message;
+    // Copies have the request's number, so that a slow module's answer to any of them is taken; the
+    // packet's own number is new, or the module would drop it.
+    message.pack = [&] { return PackRequest(state, request, number); };
+    message.judge = [&](const Packet& packet) {
+        std::optional<IpmiAnswer> unpacked = UnpackAnswer(state, packet, request, number);
+        const bool isOfACopy =
+            unpacked && message.sent > 1 &&
+            unpacked->completionCode == IPMI_COMP_CODE_CANNOT_EXECUTE_DUPLICATE_REQUEST;
+        if (!unpacked || isOfACopy) {
+            AbortDuplicate(connection_->link, state, packet);
+            return Verdict::kOther;
+        }
+        answer = std::move(*unpacked);
+        return Verdict::kAnswer;
+    };
+    std::optional<Failure> failure = Rmcp::Exchange(connection_->link, waits, message);
+    connection_->link.Attach(nullptr, &cost_);
+    cost_.copies += message.sent - std::min(message.sent, 1U);
+    used_.set(number, message.sent > 1 || failure);
+    answers_ = !failure;
+    if (!failure) {
+        // From the last copy: in a network that loses one the time since the first says nothing.
+        const auto took = std::chrono::ceil<Span>(Clock::now() - message.lastSent);
+        slowest_ = std::max(slowest_, took);
+    }
+    return failure;
+}
+
+IpmiExchange Transport::Ask(const IPMICOMMAND& request, Resend /*resend*/, const CallLimit& limit)
+{
+    using End = IpmiExchange::End;
+    if (connection_ == nullptr) {
+        return Ended(End::kLost, {CONNECTION_FAILED, "no session is open"});
+    }
+    if (!connection_->BelongsToThisProcess()) {
+        return Ended(End::kFailed, {CONNECTION_FAILED, "the session is another process's"});
+    }
+    if (request.data.size() > kMostData) {
+        return Ended(End::kFailed,
+                     {CONNECTION_FAILED, "the request has more bytes than a module takes"});
+    }
+    const std::optional<std::uint8_t> number = FreeNumber();
+    if (!number) {
+        return Ended(End::kLost, {CONNECTION_TRY_AGAIN, "the session has no request number left"});
+    }
+    ++cost_.requests;
+    const StopSignal stop(limit.stop);
+    IpmiAnswer answer;
+    const std::optional<Failure> failure =
+        Exchange(request, *number, RequestWaits(limit, stop, kMostCopies), answer);
+    if (!failure) {
+        return {End::kAnswered, answer.completionCode, std::move(answer.data), {}};
+    }
+    if (failure->cause == Cause::kUnreachable) {
+        return Ended(End::kLost, *failure);
+    }
+    return Ended(
+        failure->point.silent || failure->cause == Cause::kCancelled ? End::kSilent : End::kFailed,
+        *failure);
+}
+
+std::optional<Tulvo::Failure> Transport::RaisePrivilege(const CallLimit& limit)
+{
+    IpmiExchange exchange;
+    std::uint8_t level = login_.privilege;
+    for (;; --level) {
+        exchange = Ask({IPMI_CMD_SET_SESSION_PRIVILEGE_LEVEL, {level}, IPMI_NET_FN_APP_RQ},
+                       Resend::kFreely, limit);
+        const bool refused = exchange.end == IpmiExchange::End::kAnswered &&
+                             Holds(kLevelRefused, exchange.completionCode);
+        if (!refused || level == IPMI_PRIVILEGE_LEVEL_USER) {
+            break;
+        }
+    }
+    if (exchange.end != IpmiExchange::End::kAnswered) {
+        return exchange.failure;
+    }
+    if (exchange.completionCode != IPMI_COMP_CODE_COMMAND_SUCCESS) {
+        return Tulvo::Failure{Cause::kRefused, "the module does not raise the session's privilege",
+                              "use an account that may ask for it", exchange.completionCode};
+    }
+    login_.privilege = level;
+    return {};
+}
+
+void Transport::Close(const CallLimit& limit)
+{
+    if (connection_ == nullptr) {
+        return;
+    }
+    const std::uint32_t id = connection_->state.moduleId;
+    IPMICOMMAND request{IPMI_CMD_CLOSE_SESSION, {}, IPMI_NET_FN_APP_RQ};
+    for (unsigned shift = 0; shift < 32; shift += 8) {
+        request.data.push_back(static_cast<std::uint8_t>(id >> shift));
+    }
+    if (connection_->BelongsToThisProcess()) {
+        const StopSignal stop(limit.stop);
+        // A module that left the last request unanswered is told, but not waited for.
+        const Waits waits =
+            RequestWaits(answers_ ? limit : CallLimit{Clock::now(), {}}, stop, kMostCopiesOfLogOut);
+        IpmiAnswer answer;
+        Exchange(request, FreeNumber().value_or(0), waits, answer);
+    }
+    connection_.reset();
+}
+
+IpmiSessionInfo Transport::Info() const
+{
+    return {login_.port, login_.cipherSuite, login_.privilege};
+}
+
+Tulvo::Failure Transport::Told(const Failure& failure, const std::string& tried) const
+{
+    const std::string target =
+        Text::WithBrackets(credentials_.address) + ":" + std::to_string(login_.port);
+    Failure told = failure;
+    if (failure.point.silent) {
+        told.what = "no answer";
+        told.advice = "check that the address is the module's and that it is up";
+    } else if (failure.cause == Cause::kCancelled) {
+        told.what = "stopped";
+        told.advice = {};
+    }
+    std::string advice = std::exchange(told.advice, {});
+    const bool badKey = failure.point.step == LoginStep::kProof &&
+                        failure.cause == Cause::kRefused && !failure.point.copied;
+    if (badKey) {
+        told.what = "the module knows the password, but computes other keys";
+        advice = "it may have a K_g key; give it, or check the one that was given";
+    }
+    return {
+        failure.cause, Text::PrintableAscii(tried + target + ": " + Describe(told)), advice, {}};
+}
+
+IpmiExchange Transport::Ended(IpmiExchange::End end, const Failure& failure) const
+{
+    return {end, 0xFF, {}, Told(failure, "request to ")};
+}
+
+}  // namespace
+}  // namespace Tulvo::Rmcp
+
+namespace Tulvo {
+
+std::unique_ptr<IpmiTransport> MakeRmcpTransport(const RmcpSettings& settings)
+{
+    return std::make_unique<Rmcp::Transport>(settings);
+}
+
+}  // namespace Tulvo
