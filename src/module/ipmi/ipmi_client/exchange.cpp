@@ -31,7 +31,7 @@ struct Heard
 
 // What an ICMP message says is as easily forged as a packet without the session's id. At a module
 // that has answered before it is doubtful, too; one that never did is not waited for in vain.
-Heard Listen(UdpLink& link, Clock::time_point until, const Judge& judge)
+Heard Listen(UdpLink& link, Clock::time_point until, const Waits& waits, const Judge& judge)
 {
     Heard doubtful;
     Packet packet;
@@ -44,6 +44,7 @@ Heard Listen(UdpLink& link, Clock::time_point until, const Judge& judge)
                 }
                 if (verdict == Verdict::kDoubtful) {
                     doubtful = {true};
+                    until = std::min(until, waits.WithLimit(waits.doubt).Deadline());
                 }
                 break;
             }
@@ -83,7 +84,7 @@ std::optional<Failure> Exchange(UdpLink& link, const Waits& waits, Message& mess
         ++message.sent;
         message.lastSent = Clock::now();
         const auto nextCopy = std::min(deadline, message.lastSent + interval);
-        Heard heard = Listen(link, nextCopy, message.judge);
+        Heard heard = Listen(link, nextCopy, waits, message.judge);
         if (heard.enough) {
             return std::move(heard.failure);
         }

@@ -143,7 +143,7 @@ private:
     std::optional<Failure> Prove();
 
     std::optional<Failure> Ask(std::uint8_t type, const FiidObject& request,
-                               const FiidObject& reply, const Waits& waits);
+                               const FiidObject& reply, const Waits& given);
     std::uint8_t NextTag();
     void GiveUp();
 
@@ -157,6 +157,7 @@ private:
     std::unique_ptr<Connection> connection_;
     Stage stage_ = Stage::kNothing;
     std::uint8_t tag_ = 0;
+    std::chrono::milliseconds slowest_{};  ///< Of the replies so far.
 };
 
 Login::~Login()
@@ -307,8 +308,12 @@ std::optional<Failure> Login::Prove()
 }
 
 std::optional<Failure> Login::Ask(std::uint8_t type, const FiidObject& request,
-                                  const FiidObject& reply, const Waits& waits)
+                                  const FiidObject& reply, const Waits& given)
 {
+    Waits waits = given;
+    if (waits.doubt != std::chrono::milliseconds::max()) {
+        waits.doubt = std::max(waits.doubt, 2 * slowest_);
+    }
     BestReply best;
     Message message;
     message.pack = [&] { return PackLogin(type, request); };
@@ -326,6 +331,8 @@ std::optional<Failure> Login::Ask(std::uint8_t type, const FiidObject& request,
     if (settings_.cost != nullptr) {
         settings_.cost->copies += message.sent - 1;
     }
+    slowest_ = std::max(
+        slowest_, std::chrono::ceil<std::chrono::milliseconds>(Clock::now() - message.lastSent));
     if (failure) {
         failure->point.copied = message.sent > 1;
         return At(StepOf(type), std::move(failure));

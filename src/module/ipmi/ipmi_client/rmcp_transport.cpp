@@ -31,6 +31,10 @@ constexpr Span kShortestInterval = 250ms;
 constexpr Span kLongestInterval = 5s;
 constexpr Span kLoginInterval = 3s;
 constexpr int kTimesSlowest = 4;
+
+// Modules leave their session's id out when they refuse. To wait for a better reply as long as for
+// a copy would delay every log-in at a module that has no suite 17.
+constexpr Span kDoubt = 500ms;
 constexpr unsigned kMostCopies = 3;
 
 // To give a session back is worth a copy or two, and no more.
@@ -156,6 +160,7 @@ Waits Transport::LoginWaits(const CallLimit& limit, const StopSignal& stop) cons
     waits.copyInterval = kLoginInterval;
     waits.doubling = true;
     waits.mostCopies = kMostCopies;
+    waits.doubt = kDoubt;
     waits.stop = &stop;
     return waits;
 }

@@ -20,6 +20,9 @@ struct Waits
     std::chrono::milliseconds copyInterval{};  ///< After that a copy of the message is sent.
     /// Each copy after twice the time of the one before: a slow module serves every copy.
     bool doubling = false;
+    /// How long a refusal that anybody could have sent waits for the module's own reply, at most
+    /// until the next copy would be sent.
+    std::chrono::milliseconds doubt = std::chrono::milliseconds::max();
     unsigned mostCopies = std::numeric_limits<unsigned>::max();
     Clock::time_point until = Clock::time_point::max();  ///< No wait goes on beyond.
     const StopSignal* stop = nullptr;                    ///< Ends every wait; null for none.
@@ -36,7 +39,8 @@ struct Waits
     Clock::time_point Deadline() const
     {
         const auto now = Clock::now();
-        return until - now < limit ? until : now + limit;
+        return limit == std::chrono::milliseconds::max() || until - now < limit ? until
+                                                                                : now + limit;
     }
     bool IsStopped() const { return stop != nullptr && stop->IsRaised(); }
 };
