@@ -71,7 +71,8 @@ class Declarations:
     def take(self, node, scope):
         if node["kind"] in FUNCTIONS and not defined_by_users(node):
             self.mangled.add(node["mangledName"])
-        if node["kind"] == "CXXRecordDecl" and node.get("definitionData", {}).get("isPolymorphic"):
+        polymorphic = node.get("definitionData", {}).get("isPolymorphic")
+        if node["kind"] == "CXXRecordDecl" and polymorphic and defined_by_library(node):
             for what in ("vtable", "typeinfo", "typeinfo name"):
                 self.texts.add(f"{what} for {scope}{node['name']}")
 
@@ -82,6 +83,16 @@ def defined_by_users(function):
     return has_body or any(
         function.get(word)
         for word in ("pure", "inline", "constexpr", "explicitlyDeleted", "explicitlyDefaulted")
+    )
+
+
+def defined_by_library(record):
+    """Whether some function is the library's to define. A mere interface is in each of its users."""
+    return any(
+        inner["kind"] in FUNCTIONS
+        and not inner.get("isImplicit")
+        and not defined_by_users(inner)
+        for inner in record.get("inner", [])
     )
 
 

@@ -197,6 +197,10 @@ std::optional<Failure> ScriptedModule::RaisePrivilege(const CallLimit& limit)
 {
     ++raised;
     pace_.Pass(answerTime, limit);
+    if (busyRaises > 0) {
+        --busyRaises;
+        return Failure{Cause::kBusy, "the module is too busy to raise it", "", 0xC0};
+    }
     isRaised_ = privilegeGranted_.value_or(true);
     if (isRaised_) {
         return std::nullopt;

@@ -61,6 +61,7 @@ public:
     void Open(const IpmiOpening& opening, int times = 1);
     /// From now on every request wants the raised privilege, which the module grants or not.
     void WantPrivilege(bool granted);
+    int busyRaises = 0;  ///< As often the module is too busy to raise it.
 
     // IpmiTransport
     IpmiOpening Open(const CallLimit& limit) override;

@@ -69,6 +69,37 @@ Bytes Aes(bool encrypt, const Bytes& key, const Bytes& vector, const Bytes& text
     return out;
 }
 
+Bytes Digest(int suite, const Bytes& key, const Bytes& text)
+{
+    Bytes digest(EVP_MAX_MD_SIZE);
+    unsigned length = 0;
+    HMAC(suite == 17 ? EVP_sha256() : EVP_sha1(), key.data(), static_cast<int>(key.size()),
+         text.data(), text.size(), digest.data(), &length);
+    digest.resize(length);
+    return digest;
+}
+
+std::size_t SignatureLength(int suite)
+{
+    return suite == 17 ? 16 : 12;
+}
+
+/// The three algorithms of a suite, as the open-session messages have them.
+Bytes Algorithms(int suite)
+{
+    struct Known
+    {
+        std::uint8_t authentication = 0;
+        std::uint8_t integrity = 0;
+        std::uint8_t confidentiality = 0;
+    };
+    static const std::map<int, Known> kSuites{{1, {1, 0, 0}}, {3, {1, 1, 1}}, {17, {3, 4, 1}}};
+    const Known& known = kSuites.at(suite);
+    return {0, 0, 0, 8, known.authentication,  0, 0, 0,  //
+            1, 0, 0, 8, known.integrity,       0, 0, 0,  //
+            2, 0, 0, 8, known.confidentiality, 0, 0, 0};
+}
+
 }  // namespace
 
 Bytes GrantPrivilege(std::uint8_t netFn, std::uint8_t command, const Bytes& data)
@@ -104,6 +135,27 @@ std::size_t FakeRmcpModule::OpenSessions()
             return sessions_.size();
         }
     }
+}
+
+std::size_t FakeRmcpModule::Proofs()
+{
+    OpenSessions();
+    const std::lock_guard lock(mutex_);
+    return proofs_;
+}
+
+std::size_t FakeRmcpModule::RightProofs()
+{
+    OpenSessions();
+    const std::lock_guard lock(mutex_);
+    return rightProofs_;
+}
+
+std::vector<std::uint8_t> FakeRmcpModule::RequestNumbers()
+{
+    OpenSessions();
+    const std::lock_guard lock(mutex_);
+    return requestNumbers_;
 }
 
 void FakeRmcpModule::Run()
@@ -143,52 +195,70 @@ Bytes FakeRmcpModule::OpenSession(const Bytes& message)
 {
     const Bytes consoleId = Slice(message, 4, 4);
     const Bytes algorithms = Slice(message, 8, 24);
-    const std::uint8_t hash = options_.cipherSuite == 17 ? 3 : 1;
-    const std::uint8_t integrity = options_.cipherSuite == 17 ? 4 : 1;
-    if (algorithms[4] != hash || algorithms[12] != integrity || algorithms[20] != 1) {
-        return Join({{message[0], 0x11, 0, 0}, consoleId});
+    const int suite = algorithms == Algorithms(17) ? 17 : algorithms == Algorithms(3) ? 3 : 0;
+    const std::uint8_t refusal = Offers(suite) ? 0 : options_.suiteRefusal;
+    const std::uint8_t status =
+        options_.openSessionRefusal == 0 ? refusal : options_.openSessionRefusal;
+    if (status != 0) {
+        return Join({{message[0], status, 0, 0}, consoleId});
     }
     const Bytes id = LittleEndian(++lastId_);
     sessions_[id].consoleId = consoleId;
-    return Join({{message[0], 0, message[1], 0}, consoleId, id, algorithms});
+    sessions_[id].suite = Offers(suite) ? suite : options_.cipherSuite;
+    return Join({{message[0], 0, message[1], 0}, consoleId, id, Algorithms(sessions_[id].suite)});
 }
 
 Bytes FakeRmcpModule::Rakp2(const Bytes& message)
 {
     const Bytes id = Slice(message, 4, 4);
-    Session& session = sessions_.at(id);
+    const auto found = sessions_.find(id);
+    if (found == sessions_.end()) {
+        return {message[0], 0x02, 0, 0, 0, 0, 0, 0};
+    }
+    Session& session = found->second;
     session.consoleRandom = Slice(message, 8, 16);
     const bool repeats = !options_.drawsAnew && !session.random.empty();
     const int last = session.random.empty() ? kFirstRandom : session.random[0];
     session.random = Bytes(16, static_cast<std::uint8_t>(last + (repeats ? 0 : 1)));
     session.role = message[24];
     const Bytes name = Slice(message, 28, message[27]);
-    if (name != Bytes(options_.userName.begin(), options_.userName.end())) {
+    const bool known = name == Bytes(options_.userName.begin(), options_.userName.end());
+    if (!known || (session.role & 0x0FU) > options_.privilege) {
         const Bytes consoleId = session.consoleId;
         sessions_.erase(id);
-        return Join({{message[0], 0x0D, 0, 0}, consoleId});
+        const std::uint8_t status = known ? options_.privilegeRefusal : 0x0D;
+        return Join({{message[0], status, 0, 0}, consoleId});
     }
-    const Bytes proof = Digest(PasswordKey(), Join({session.consoleId, id, session.consoleRandom,
-                                                    session.random, kGuid, UserAndRole(session)}));
+    const Bytes proof = Digest(session.suite, PasswordKey(),
+                               Join({session.consoleId, id, session.consoleRandom, session.random,
+                                     kGuid, UserAndRole(session)}));
     return Join({{message[0], 0, 0, 0}, session.consoleId, session.random, kGuid, proof});
 }
 
 Bytes FakeRmcpModule::Rakp4(const Bytes& message)
 {
     const Bytes id = Slice(message, 4, 4);
-    Session& session = sessions_[id];
+    proofs_ += message[1] == 0 ? 1 : 0;
+    const auto found = sessions_.find(id);
+    if (found == sessions_.end()) {
+        return {message[0], 0x02, 0, 0, 0, 0, 0, 0};
+    }
+    Session& session = found->second;
     const Bytes consoleId = session.consoleId;
-    const Bytes proof =
-        Digest(PasswordKey(), Join({session.random, consoleId, UserAndRole(session)}));
+    const Bytes proof = Digest(session.suite, PasswordKey(),
+                               Join({session.random, consoleId, UserAndRole(session)}));
     if (message[1] != 0 || Slice(message, 8, message.size()) != proof) {
         sessions_.erase(id);
         return Join({{message[0], 0x0F, 0, 0}, consoleId});
     }
     session.sessionKey =
-        Digest(PasswordKey(), Join({session.consoleRandom, session.random, UserAndRole(session)}));
-    const Bytes check = Digest(session.sessionKey, Join({session.consoleRandom, id, kGuid}));
-    const std::size_t length = options_.cipherSuite == 17 ? 16 : 12;
-    return Join({{message[0], 0, 0, 0}, consoleId, Slice(check, 0, length)});
+        Digest(session.suite, options_.kg.empty() ? PasswordKey() : KgKey(),
+               Join({session.consoleRandom, session.random, UserAndRole(session)}));
+    ++rightProofs_;
+    const Bytes check =
+        Digest(session.suite, session.sessionKey, Join({session.consoleRandom, id, kGuid}));
+    return Join(
+        {{message[0], 0, 0, 0}, consoleId, Slice(check, 0, SignatureLength(session.suite))});
 }
 
 void FakeRmcpModule::TakeSealed(const Bytes& packet)
@@ -198,20 +268,27 @@ void FakeRmcpModule::TakeSealed(const Bytes& packet)
     if (found == sessions_.end()) {
         return;
     }
+    const int suite = found->second.suite;
     const std::size_t length = packet[14] + packet[15] * 256U;
-    const std::size_t signatureLength = options_.cipherSuite == 17 ? 16 : 12;
+    const std::size_t signatureLength = SignatureLength(suite);
     const std::size_t signedLength = packet.size() - kSessionHeader - signatureLength;
-    const Bytes integrityKey = Digest(found->second.sessionKey, Bytes(20, 1));
-    const Bytes signature = Digest(integrityKey, Slice(packet, kSessionHeader, signedLength));
+    const Bytes integrityKey = Digest(suite, found->second.sessionKey, Bytes(20, 1));
+    const Bytes signature =
+        Digest(suite, integrityKey, Slice(packet, kSessionHeader, signedLength));
     if (Slice(signature, 0, signatureLength) !=
         Slice(packet, packet.size() - signatureLength, signatureLength)) {
         return;
     }
-    const Bytes cipherKey = Slice(Digest(found->second.sessionKey, Bytes(20, 2)), 0, kAesBlock);
+    const Bytes cipherKey =
+        Slice(Digest(suite, found->second.sessionKey, Bytes(20, 2)), 0, kAesBlock);
     Bytes request = Aes(false, cipherKey, Slice(packet, kPayload, kAesBlock),
                         Slice(packet, kPayload + kAesBlock, length - kAesBlock));
     request.resize(request.size() - request.back() - 1);
-    Seal(found->second, Respond(id, request));
+    requestNumbers_.push_back(static_cast<std::uint8_t>(request[4] >> 2));
+    const Bytes response = Respond(id, request);
+    if (!response.empty()) {
+        Seal(found->second, response);
+    }
     if (request[1] >> 2 == 0x06 && request[5] == 0x3C) {
         sessions_.erase(id);
     }
@@ -224,6 +301,9 @@ Bytes FakeRmcpModule::Respond(const Bytes& id, const Bytes& request)
     const Bytes data = Slice(request, 6, request.size() - 7);
     const bool closes = netFn == 0x06 && command == 0x3C && data == id;
     const Bytes answer = closes ? Bytes{0} : options_.answer(netFn, command, data);
+    if (answer.empty()) {
+        return {};
+    }
     Bytes head{0x81, static_cast<std::uint8_t>((netFn + 1) << 2)};
     head.push_back(Checksum(head));
     Bytes body = Join({{0x20, request[4], command}, answer});
@@ -239,7 +319,8 @@ void FakeRmcpModule::Seal(Session& session, Bytes message)
     }
     message.push_back(pad);
     const Bytes vector(kAesBlock, 0x77);
-    const Bytes cipherKey = Slice(Digest(session.sessionKey, Bytes(20, 2)), 0, kAesBlock);
+    const Bytes cipherKey =
+        Slice(Digest(session.suite, session.sessionKey, Bytes(20, 2)), 0, kAesBlock);
     const Bytes payload = Join({vector, Aes(true, cipherKey, vector, message)});
     const auto size = static_cast<std::uint32_t>(payload.size());
     Bytes packet = Join({{0x06, kSealed},
@@ -253,19 +334,10 @@ void FakeRmcpModule::Seal(Session& session, Bytes message)
         ++integrityPad;
     }
     packet.insert(packet.end(), {integrityPad, 0x07});
-    const std::size_t signatureLength = options_.cipherSuite == 17 ? 16 : 12;
-    const Bytes signature = Digest(Digest(session.sessionKey, Bytes(20, 1)), packet);
+    const std::size_t signatureLength = SignatureLength(session.suite);
+    const Bytes integrityKey = Digest(session.suite, session.sessionKey, Bytes(20, 1));
+    const Bytes signature = Digest(session.suite, integrityKey, packet);
     Send(Join({{0x06, 0x00, 0xFF, 0x07}, packet, Slice(signature, 0, signatureLength)}));
-}
-
-Bytes FakeRmcpModule::Digest(const Bytes& key, const Bytes& text) const
-{
-    Bytes digest(EVP_MAX_MD_SIZE);
-    unsigned length = 0;
-    HMAC(options_.cipherSuite == 17 ? EVP_sha256() : EVP_sha1(), key.data(),
-         static_cast<int>(key.size()), text.data(), text.size(), digest.data(), &length);
-    digest.resize(length);
-    return digest;
 }
 
 Bytes FakeRmcpModule::PasswordKey() const
@@ -273,6 +345,18 @@ Bytes FakeRmcpModule::PasswordKey() const
     Bytes key(options_.password.begin(), options_.password.end());
     key.resize(20);
     return key;
+}
+
+Bytes FakeRmcpModule::KgKey() const
+{
+    Bytes key(options_.kg.begin(), options_.kg.end());
+    key.resize(20);
+    return key;
+}
+
+bool FakeRmcpModule::Offers(int suite) const
+{
+    return suite != 0 && (suite == options_.cipherSuite || suite == options_.otherSuite);
 }
 
 Bytes FakeRmcpModule::UserAndRole(const Session& session) const

@@ -18,16 +18,24 @@ namespace Tulvo {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// One account, one cipher suite.
+/// One account.
 struct FakeRmcpModuleOptions
 {
     std::string userName = "admin";
     std::string password = "secret";
+    std::uint8_t privilege = 4;  ///< Of the account.
+    std::string kg{};            ///< The module's own key; empty for none.
     int cipherSuite = 3;
+    int otherSuite = 0;  ///< Offered as well; 0 for none.
+    /// The status of its answer to a suite that it does not offer. 0: it accepts, but names the
+    /// algorithms of its own.
+    std::uint8_t suiteRefusal = 0x11;
+    std::uint8_t openSessionRefusal = 0;   ///< Status of its answer to every log-in; 0 admits.
+    std::uint8_t privilegeRefusal = 0x0A;  ///< Status of RAKP message 2 for a higher privilege.
     /// Draws a new random number for each copy of the request for it, and expects the last one.
     bool drawsAnew = false;
-    /// Answers a request of a session; the first byte is the completion code. Close Session is
-    /// obeyed before that.
+    /// Answers a request of a session; the first byte is the completion code, and no byte is no
+    /// answer. Close Session is obeyed before that.
     std::function<Bytes(std::uint8_t netFn, std::uint8_t command, const Bytes& data)> answer;
 };
 
@@ -45,11 +53,17 @@ public:
     std::uint16_t Port() const { return port_; }
     /// Sessions that nobody closed, half-open ones included. What arrived before is counted.
     std::size_t OpenSessions();
+    /// Proofs of the password that have arrived, and right ones.
+    std::size_t Proofs();
+    std::size_t RightProofs();
+    /// The numbers of all requests that have arrived, in their order, copies included.
+    std::vector<std::uint8_t> RequestNumbers();
 
 private:
     struct Session
     {
         Bytes consoleId;
+        int suite = 0;
         Bytes consoleRandom;
         Bytes random;
         std::uint8_t role = 0;
@@ -66,8 +80,9 @@ private:
     Bytes Respond(const Bytes& id, const Bytes& request);
     void Seal(Session& session, Bytes message);
 
-    Bytes Digest(const Bytes& key, const Bytes& text) const;
+    bool Offers(int suite) const;
     Bytes PasswordKey() const;
+    Bytes KgKey() const;
     Bytes UserAndRole(const Session& session) const;
     void Send(const Bytes& packet) const;
     void SendLogin(std::uint8_t type, const Bytes& message) const;
@@ -80,6 +95,9 @@ private:
     std::uint32_t lastId_ = 0x1000;
     std::mutex mutex_;
     std::map<Bytes, Session> sessions_;
+    std::size_t proofs_ = 0;
+    std::size_t rightProofs_ = 0;
+    std::vector<std::uint8_t> requestNumbers_;
     std::thread thread_;
 };
 

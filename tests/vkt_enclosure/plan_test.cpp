@@ -369,6 +369,15 @@ TEST_P(PlanTest, RaisesThePrivilegeOnceASession)
     EXPECT_EQ(2, read.module.raised);
 }
 
+TEST_P(PlanTest, RaisesThePrivilegeLaterAtABusyModule)
+{
+    Read read(GetParam());
+    read.module.WantPrivilege(true);
+    read.module.busyRaises = 2;
+    EXPECT_THAT(Differences(GetParam().Expected(kEverything), read.Run()), IsEmpty());
+    EXPECT_EQ(3, read.module.raised);
+}
+
 TEST_P(PlanTest, ReadsWhatTheAccountMayRead)
 {
     const std::vector<PaperRequest> requests = GetParam().Requests();

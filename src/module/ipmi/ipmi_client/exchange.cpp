@@ -31,8 +31,11 @@ struct Heard
 
 // What an ICMP message says is as easily forged as a packet without the session's id. At a module
 // that has answered before it is doubtful, too; one that never did is not waited for in vain.
-Heard Listen(UdpLink& link, Clock::time_point until, const Waits& waits, const Judge& judge)
+Heard Listen(UdpLink& link, Clock::time_point deadline, std::chrono::milliseconds interval,
+             const Waits& waits, const Judge& judge)
 {
+    const auto nextCopy = [&] { return std::min(deadline, Clock::now() + interval); };
+    Clock::time_point until = nextCopy();
     Heard doubtful;
     Packet packet;
     for (;;) {
@@ -41,6 +44,9 @@ Heard Listen(UdpLink& link, Clock::time_point until, const Waits& waits, const J
                 const Verdict verdict = judge(packet);
                 if (verdict == Verdict::kAnswer) {
                     return {true};
+                }
+                if (verdict == Verdict::kEarlier && waits.doubling && !doubtful.enough) {
+                    until = nextCopy();
                 }
                 if (verdict == Verdict::kDoubtful) {
                     doubtful = {true};
@@ -81,10 +87,10 @@ std::optional<Failure> Exchange(UdpLink& link, const Waits& waits, Message& mess
             return LocalFault("packing a request");
         }
         link.Send(packet);
-        ++message.sent;
         message.lastSent = Clock::now();
-        const auto nextCopy = std::min(deadline, message.lastSent + interval);
-        Heard heard = Listen(link, nextCopy, waits, message.judge);
+        message.firstSent = message.sent == 0 ? message.lastSent : message.firstSent;
+        ++message.sent;
+        Heard heard = Listen(link, deadline, interval, waits, message.judge);
         if (heard.enough) {
             return std::move(heard.failure);
         }

@@ -18,7 +18,9 @@ namespace Tulvo::Rmcp {
 /// What a packet is to the one who waits for an answer.
 enum class Verdict
 {
-    kOther,     ///< Not the answer.
+    kOther,    ///< Not the answer.
+    kEarlier,  ///< The module's answer to something earlier: it is at work, and the next copy would
+               ///< only be one thing more to do. The interval to that begins anew.
     kDoubtful,  ///< It could be the module's or anybody's: it counts if nothing better comes before
                 ///< the next copy would be sent.
     kAnswer,
@@ -33,7 +35,11 @@ struct Message
     /// Keeps a packet that is or may be the answer.
     Judge judge;
     unsigned sent = 0;  ///< How many copies were sent.
+    Clock::time_point firstSent{};
     Clock::time_point lastSent{};
+
+    /// How many were sent beyond the first.
+    unsigned Copies() const { return sent == 0 ? 0 : sent - 1; }
 };
 
 /// Sends the message until an answer comes or the time is up.

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "common/text/host.h"
+#include "module/ipmi/ipmi_client/exchange.h"
 #include "module/ipmi/ipmi_client/per_process.h"
 #include "module/ipmi/ipmi_client/waits.h"
 
@@ -173,6 +174,9 @@ std::optional<Failure> LookUpHost(const std::string& host, std::uint16_t port, c
     Found found = Ask(name, port, AI_NUMERICHOST);
     if (!found.failure.empty()) {
         found = AskWithin(waits, name, port);
+        if (!found.failure.empty() && waits.IsStopped()) {
+            return Interrupted();
+        }
     }
     if (!found.failure.empty()) {
         Failure failure{CONNECTION_FAILED, "the address cannot be resolved",

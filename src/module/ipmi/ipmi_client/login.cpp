@@ -72,16 +72,6 @@ LoginStep StepOf(std::uint8_t payloadType)
     }
 }
 
-/// Completion codes of a module that cannot answer now.
-bool IsBusy(std::uint8_t completionCode)
-{
-    constexpr std::array<std::uint8_t, 5> kBusy{
-        IPMI_COMP_CODE_NODE_BUSY, IPMI_COMP_CODE_COMMAND_TIMEOUT, IPMI_COMP_CODE_OUT_OF_SPACE,
-        IPMI_COMP_CODE_DEVICE_IN_FIRMWARE_UPDATE_MODE,
-        IPMI_COMP_CODE_BMC_INITIALIZATION_IN_PROGRESS};
-    return std::find(kBusy.begin(), kBusy.end(), completionCode) != kBusy.end();
-}
-
 /// Whether the module repeats what it was asked for.
 bool Agrees(const FiidObject& reply, const Algorithms& algorithms)
 {
@@ -145,6 +135,7 @@ private:
     std::optional<Failure> Ask(std::uint8_t type, const FiidObject& request,
                                const FiidObject& reply, const Waits& given);
     std::uint8_t NextTag();
+    Waits LaterWaits() const;
     void GiveUp();
 
     bool IsStopped() const { return Interruption::Raised() || settings_.waits.IsStopped(); }
@@ -157,7 +148,8 @@ private:
     std::unique_ptr<Connection> connection_;
     Stage stage_ = Stage::kNothing;
     std::uint8_t tag_ = 0;
-    std::chrono::milliseconds slowest_{};  ///< Of the replies so far.
+    std::chrono::milliseconds slowest_{};  ///< Of the replies so far, copies included.
+    bool randomNumbersCopied_ = false;
 };
 
 Login::~Login()
@@ -243,7 +235,7 @@ std::optional<Failure> Login::Negotiate(const Waits& waits)
                                algorithms_.authentication, algorithms_.integrity,
                                algorithms_.confidentiality, request.Get());
     std::optional<Failure> failure = Ask(kType, request, reply, waits);
-    if (IsStopped()) {
+    if (IsStopped() || (failure && Clock::now() >= settings_.waits.until)) {
         // The answer may be on its way: to wait for it spares the module a half-open session.
         TakeLateAnswer(connection_->link, [this](const Packet& packet) {
             AbortDuplicate(connection_->link, State(), packet);
@@ -271,7 +263,7 @@ std::optional<Failure> Login::ExchangeRandomNumbers()
     const FiidObject request(LayoutOf(kType));
     const FiidObject reply(LayoutOf(ReplyType(kType)));
     keys_.FillMessage1(NextTag(), State().moduleId, request);
-    if (std::optional<Failure> failure = Ask(kType, request, reply, settings_.waits)) {
+    if (std::optional<Failure> failure = Ask(kType, request, reply, LaterWaits())) {
         return failure;
     }
     if (keys_.CheckModule(reply, State())) {
@@ -296,7 +288,7 @@ std::optional<Failure> Login::Prove()
     if (settings_.cost != nullptr) {
         ++settings_.cost->logIns;
     }
-    if (std::optional<Failure> failure = Ask(kType, request, reply, settings_.waits)) {
+    if (std::optional<Failure> failure = Ask(kType, request, reply, LaterWaits())) {
         return StatusOf(reply) == RMCPPLUS_STATUS_INVALID_INTEGRITY_CHECK_VALUE
                    ? std::optional(ProofRejected(failure->point))
                    : failure;
@@ -311,9 +303,7 @@ std::optional<Failure> Login::Ask(std::uint8_t type, const FiidObject& request,
                                   const FiidObject& reply, const Waits& given)
 {
     Waits waits = given;
-    if (waits.doubt != std::chrono::milliseconds::max()) {
-        waits.doubt = std::max(waits.doubt, 2 * slowest_);
-    }
+    waits.FollowPace(slowest_);
     BestReply best;
     Message message;
     message.pack = [&] { return PackLogin(type, request); };
@@ -321,35 +311,44 @@ std::optional<Failure> Login::Ask(std::uint8_t type, const FiidObject& request,
         const FiidObject candidate(LayoutOf(ReplyType(type)));
         const Verdict verdict = JudgeReply(received, type, tag_, State().consoleId, candidate);
         if (verdict == Verdict::kOther) {
-            AbortDuplicate(connection_->link, State(), received);
-        } else {
-            best.Offer(received, verdict, StatusOf(candidate));
+            return AbortDuplicate(connection_->link, State(), received) ? Verdict::kEarlier
+                                                                        : Verdict::kOther;
         }
+        best.Offer(received, verdict, StatusOf(candidate));
         return verdict;
     };
     std::optional<Failure> failure = Exchange(connection_->link, waits, message);
     if (settings_.cost != nullptr) {
-        settings_.cost->copies += message.sent - 1;
+        settings_.cost->copies += message.Copies();
     }
     slowest_ = std::max(
-        slowest_, std::chrono::ceil<std::chrono::milliseconds>(Clock::now() - message.lastSent));
+        slowest_, std::chrono::ceil<std::chrono::milliseconds>(Clock::now() - message.firstSent));
+    // A proof over the random number of one copy is wrong at a module that goes by another's.
+    const bool copied = message.Copies() > 0 || randomNumbersCopied_;
+    randomNumbersCopied_ = copied && type == IPMI_PAYLOAD_TYPE_RAKP_MESSAGE_1;
     if (failure) {
-        failure->point.copied = message.sent > 1;
+        failure->point.copied = copied;
         return At(StepOf(type), std::move(failure));
     }
     // A module that answers slowly was sent copies of the request. It may draw a new random number
     // for each of them, and then expects the last one: a proof over the first would look like one
     // with a wrong password.
     if (type == IPMI_PAYLOAD_TYPE_RAKP_MESSAGE_1 && best.IsGood()) {
-        TakeFurtherAnswers(connection_->link, waits, message);
+        TakeFurtherAnswers(connection_->link, waits.WithLimit(std::min(waits.limit, waits.doubt)),
+                           message);
     }
     UnpackLogin(best.packet, ReplyType(type), reply);
     failure = At(StepOf(type), FailureOfStatus(StatusOf(reply), settings_));
     if (failure) {
         failure->accountRefused = failure->accountRefused && best.verdict != Verdict::kDoubtful;
-        failure->point.copied = message.sent > 1;
+        failure->point.copied = copied;
     }
     return failure;
+}
+
+Waits Login::LaterWaits() const
+{
+    return settings_.waits.WithLimit(std::min(settings_.waits.limit, settings_.laterStepLimit));
 }
 
 std::uint8_t Login::NextTag()

@@ -56,15 +56,18 @@ void Abort(const UdpLink& link, std::uint32_t moduleId)
     link.Send(PackLogin(kType, message));
 }
 
-void AbortDuplicate(const UdpLink& link, const SessionState& session, const Packet& packet)
+bool AbortDuplicate(const UdpLink& link, const SessionState& session, const Packet& packet)
 {
     constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_RESPONSE;
     const FiidObject reply(LayoutOf(kType));
-    if (UnpackLogin(packet, kType, reply) && StatusOf(reply) == RMCPPLUS_STATUS_NO_ERRORS &&
-        reply.Number(kConsoleId) == session.consoleId &&
-        reply.Number(kModuleId) != session.moduleId) {
+    const bool isOne = UnpackLogin(packet, kType, reply) &&
+                       StatusOf(reply) == RMCPPLUS_STATUS_NO_ERRORS &&
+                       reply.Number(kConsoleId) == session.consoleId &&
+                       reply.Number(kModuleId) != session.moduleId;
+    if (isOne) {
         Abort(link, static_cast<std::uint32_t>(reply.Number(kModuleId)));
     }
+    return isOne;
 }
 
 }  // namespace Tulvo::Rmcp

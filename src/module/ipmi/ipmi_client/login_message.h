@@ -42,8 +42,8 @@ inline constexpr std::uint8_t kAbortTag = 0;
 void Abort(const UdpLink& link, std::uint32_t moduleId);
 
 /// A module that answers slowly may have opened a session for each copy of the request. Aborts the
-/// one that the packet tells of, unless it is `session`.
-void AbortDuplicate(const UdpLink& link, const SessionState& session, const Packet& packet);
+/// one that the packet tells of, unless it is `session`. Whether there was one.
+bool AbortDuplicate(const UdpLink& link, const SessionState& session, const Packet& packet);
 
 }  // namespace Tulvo::Rmcp
 

@@ -4,6 +4,7 @@
 #ifndef MODULE_IPMI_IPMI_CLIENT_LOGIN_SETTINGS_H
 #define MODULE_IPMI_IPMI_CLIENT_LOGIN_SETTINGS_H
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -41,6 +42,8 @@ struct LoginSettings
     std::uint8_t privilege = 0;
     std::uint8_t cipherSuite = 0;
     Waits waits;
+    /// For the answer to each step after the first, where that is less than `waits` allow.
+    std::chrono::milliseconds laterStepLimit = std::chrono::milliseconds::max();
     IpmiCost* cost = nullptr;  ///< What the log-in costs is added here; null for nowhere.
 };
 

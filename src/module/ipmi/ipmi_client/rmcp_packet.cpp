@@ -145,22 +145,24 @@ Packet PackRequest(SessionState& session, const IPMICOMMAND& request, std::uint8
     return Assemble(session, envelope, envelope.messageHeader.Get(), message);
 }
 
-std::optional<IpmiAnswer> UnpackAnswer(SessionState& session, const Packet& packet,
-                                       const IPMICOMMAND& request, std::uint8_t requestNumber)
+Verdict UnpackAnswer(SessionState& session, const Packet& packet, const IPMICOMMAND& request,
+                     std::uint8_t requestNumber, IpmiAnswer& answer)
 {
     const Envelope envelope(tmpl_lan_msg_hdr_rs);
     const FiidObject message(kAnswerLayout);
     if (!IsSealed(packet) || !Disassemble(session, packet, envelope, message) ||
         !IsSigned(session, packet, envelope) || !IsWhole(session, envelope, message)) {
-        return std::nullopt;
+        return Verdict::kOther;
     }
     const auto number = envelope.sessionHeader.Number("session_sequence_number");
-    if (!session.received.Accept(static_cast<std::uint32_t>(number)) ||
-        !Answers(request, requestNumber, envelope, message)) {
-        return std::nullopt;
+    if (!session.received.Accept(static_cast<std::uint32_t>(number))) {
+        return Verdict::kOther;
     }
-    return IpmiAnswer{static_cast<std::uint8_t>(message.Number("comp_code")),
-                      message.Bytes("data")};
+    if (!Answers(request, requestNumber, envelope, message)) {
+        return Verdict::kEarlier;
+    }
+    answer = {static_cast<std::uint8_t>(message.Number("comp_code")), message.Bytes("data")};
+    return Verdict::kAnswer;
 }
 
 }  // namespace Tulvo::Rmcp

@@ -6,9 +6,9 @@
 #define MODULE_IPMI_IPMI_CLIENT_RMCP_PACKET_H
 
 #include <cstdint>
-#include <optional>
 #include <vector>
 
+#include "module/ipmi/ipmi_client/exchange.h"
 #include "module/ipmi/ipmi_client/fiid_object.h"
 #include "module/ipmi/ipmi_client/ipmi_command.h"
 #include "module/ipmi/ipmi_client/session_state.h"
@@ -32,10 +32,11 @@ bool UnpackLogin(const Packet& packet, std::uint8_t payloadType, const FiidObjec
 /// A signed and encrypted request with the session's next sequence number.
 Packet PackRequest(SessionState& session, const IPMICOMMAND& request, std::uint8_t requestNumber);
 
-/// The answer to that request; nothing when the packet is none: not signed with the session's key,
-/// not encrypted, seen before, damaged, or to another request.
-std::optional<IpmiAnswer> UnpackAnswer(SessionState& session, const Packet& packet,
-                                       const IPMICOMMAND& request, std::uint8_t requestNumber);
+/// Fills `answer` when the packet is the answer to that request. One to another request of the
+/// session is an earlier one; other is what is not signed with the session's key, not encrypted,
+/// seen before or damaged.
+Verdict UnpackAnswer(SessionState& session, const Packet& packet, const IPMICOMMAND& request,
+                     std::uint8_t requestNumber, IpmiAnswer& answer);
 
 }  // namespace Tulvo::Rmcp
 

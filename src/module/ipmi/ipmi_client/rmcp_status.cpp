@@ -131,6 +131,15 @@ std::optional<Failure> FailureOfStatus(std::uint8_t status, const LoginSettings&
     return FailureFor(ReasonOf(status), status, settings);
 }
 
+bool IsBusy(std::uint8_t completionCode)
+{
+    constexpr std::array<std::uint8_t, 5> kBusy{
+        IPMI_COMP_CODE_NODE_BUSY, IPMI_COMP_CODE_COMMAND_TIMEOUT, IPMI_COMP_CODE_OUT_OF_SPACE,
+        IPMI_COMP_CODE_DEVICE_IN_FIRMWARE_UPDATE_MODE,
+        IPMI_COMP_CODE_BMC_INITIALIZATION_IN_PROGRESS};
+    return std::find(kBusy.begin(), kBusy.end(), completionCode) != kBusy.end();
+}
+
 Failure PrivilegeRefused(const LoginSettings& settings)
 {
     return FailureFor(Reason::kPrivilege, RMCPPLUS_STATUS_NO_ERRORS, settings);

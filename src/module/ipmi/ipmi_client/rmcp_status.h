@@ -15,6 +15,9 @@ namespace Tulvo::Rmcp {
 /// The failure that an RMCP+ status code stands for; none for 0.
 std::optional<Failure> FailureOfStatus(std::uint8_t status, const LoginSettings& settings);
 
+/// Whether a completion code says that the module cannot answer now.
+bool IsBusy(std::uint8_t completionCode);
+
 /// The failure of a log-in at a module that does not grant the privilege.
 Failure PrivilegeRefused(const LoginSettings& settings);
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <bitset>
 #include <chrono>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -17,6 +18,8 @@
 #include "module/ipmi/ipmi_client/login_message.h"
 #include "module/ipmi/ipmi_client/login_settings.h"
 #include "module/ipmi/ipmi_client/rmcp_packet.h"
+#include "module/ipmi/ipmi_client/rmcp_status.h"
+#include "module/ipmi/ipmi_client/rmcp_timing.h"
 
 namespace Tulvo::Rmcp {
 namespace {
@@ -24,17 +27,6 @@ namespace {
 using namespace std::chrono_literals;
 using Span = std::chrono::milliseconds;
 
-// When a copy of a message is sent. Fixed intervals would clog a slow module, which serves every
-// copy; so they follow the slowest answer of the session, and double.
-constexpr Span kBeforeAnyAnswer = 1s;
-constexpr Span kShortestInterval = 250ms;
-constexpr Span kLongestInterval = 5s;
-constexpr Span kLoginInterval = 3s;
-constexpr int kTimesSlowest = 4;
-
-// Modules leave their session's id out when they refuse. To wait for a better reply as long as for
-// a copy would delay every log-in at a module that has no suite 17.
-constexpr Span kDoubt = 500ms;
 constexpr unsigned kMostCopies = 3;
 
 // To give a session back is worth a copy or two, and no more.
@@ -84,24 +76,26 @@ bool Holds(const std::array<std::uint8_t, Size>& codes, std::uint8_t code)
 class Transport final : public IpmiTransport
 {
 public:
-    explicit Transport(const RmcpSettings& settings)
+    Transport(const RmcpSettings& settings, const RmcpTiming& timing)
         : credentials_{settings.host,
                        settings.user,
                        Password(settings.password),
                        std::to_string(settings.port),
                        settings.cipherSuite.value_or(kBestSuite),
                        Secret<kLongestKg>(settings.kg)},
+          timing_(timing),
           suiteIsFixed_(settings.cipherSuite.has_value()),
           privilegeIsFixed_(settings.privilege.has_value())
     {
         login_.port = settings.port;
         login_.cipherSuite = static_cast<std::uint8_t>(credentials_.cipherSuite);
         login_.privilege = settings.privilege.value_or(IPMI_PRIVILEGE_LEVEL_ADMIN);
+        login_.laterStepLimit = timing.LaterStepLimit();
         login_.cost = &cost_;
     }
     Transport(const Transport&) = delete;
     Transport& operator=(const Transport&) = delete;
-    ~Transport() override { Close({Clock::now(), {}}); }
+    ~Transport() override;
 
     IpmiOpening Open(const CallLimit& limit) override;
     IpmiExchange Ask(const IPMICOMMAND& request, Resend resend, const CallLimit& limit) override;
@@ -125,6 +119,7 @@ private:
 
     Credentials credentials_;
     LoginSettings login_;
+    const RmcpTiming timing_;
     const bool suiteIsFixed_;
     const bool privilegeIsFixed_;
     bool begunAnew_ = false;
@@ -134,8 +129,17 @@ private:
     std::uint8_t number_ = 0;
     /// Numbers of requests that were sent more than once: an answer to a copy may still come.
     std::bitset<kRequestNumbers> used_;
-    bool answers_ = false;  ///< The module answered the last request.
+    bool gone_ = false;  ///< The module left the last request and its copies unanswered.
 };
+
+Transport::~Transport()
+{
+    try {
+        Close({Clock::now(), {}});
+    } catch (const std::bad_alloc&) {
+        // Nothing is left to tell the module with; it forgets the session when that times out.
+    }
+}
 
 /// What is wrong before anything is sent.
 std::optional<Failure> Transport::CheckSettings() const
@@ -148,7 +152,27 @@ std::optional<Failure> Transport::CheckSettings() const
                        "the K_g key has more than 20 bytes, which IPMI 2.0 has no room for",
                        "check it"};
     }
+    if (login_.port == 0) {
+        return Failure{CONNECTION_FAILED, "0 is no port", "623 is the usual one"};
+    }
+    if (login_.privilege < IPMI_PRIVILEGE_LEVEL_USER ||
+        login_.privilege > IPMI_PRIVILEGE_LEVEL_ADMIN) {
+        return Failure{CONNECTION_REFUSED,
+                       "there is no privilege level " + std::to_string(login_.privilege),
+                       "choose 2 (user), 3 (operator) or 4 (administrator)"};
+    }
     return CheckCipherSuite(credentials_.cipherSuite);
+}
+
+/// Why nothing is sent any more.
+Failure TimeIsOver(const CallLimit& limit)
+{
+    if (limit.stop.stop_requested()) {
+        return Interrupted();
+    }
+    Failure failure{CONNECTION_TRY_AGAIN, "no time was left for it", "allow more"};
+    failure.cause = Cause::kTimedOut;
+    return failure;
 }
 
 Waits Transport::LoginWaits(const CallLimit& limit, const StopSignal& stop) const
@@ -157,10 +181,11 @@ Waits Transport::LoginWaits(const CallLimit& limit, const StopSignal& stop) cons
     waits.until = limit.until;
     waits.limit =
         std::chrono::ceil<Span>(std::max<Clock::duration>(limit.until - Clock::now(), 0s));
-    waits.copyInterval = kLoginInterval;
+    waits.copyInterval = timing_.loginStep;
+    waits.longestInterval = timing_.longest;
     waits.doubling = true;
     waits.mostCopies = kMostCopies;
-    waits.doubt = kDoubt;
+    waits.doubt = timing_.doubt;
     waits.stop = &stop;
     return waits;
 }
@@ -168,9 +193,7 @@ Waits Transport::LoginWaits(const CallLimit& limit, const StopSignal& stop) cons
 Waits Transport::RequestWaits(const CallLimit& limit, const StopSignal& stop, unsigned copies) const
 {
     Waits waits = LoginWaits(limit, stop);
-    waits.copyInterval = slowest_ == Span::zero() ? kBeforeAnyAnswer
-                                                  : std::clamp(kTimesSlowest * slowest_,
-                                                               kShortestInterval, kLongestInterval);
+    waits.copyInterval = timing_.CopyInterval(slowest_);
     waits.mostCopies = copies;
     return waits;
 }
@@ -179,7 +202,8 @@ IpmiOpening Transport::Open(const CallLimit& limit)
 {
     Close(limit);
     const StopSignal stop(limit.stop);
-    std::optional<Failure> failure = CheckSettings();
+    std::optional<Failure> failure = limit.Over() ? TimeIsOver(limit) : CheckSettings();
+    begunAnew_ = false;
     if (!failure) {
         do {
             failure = LogInOnce(LoginWaits(limit, stop));
@@ -197,7 +221,7 @@ std::optional<Failure> Transport::LogInOnce(const Waits& waits)
     login_.waits = waits;
     slowest_ = {};
     used_.reset();
-    answers_ = false;
+    gone_ = false;
     std::optional<Failure> failure = OpenConnection(credentials_, login_, connection_);
     login_.waits.stop = nullptr;
     if (!failure) {
@@ -261,22 +285,21 @@ std::optional<Failure> Transport::Exchange(const IPMICOMMAND& request, std::uint
     // packet's own number is new, or the module would drop it.
     message.pack = [&] { return PackRequest(state, request, number); };
     message.judge = [&](const Packet& packet) {
-        std::optional<IpmiAnswer> unpacked = UnpackAnswer(state, packet, request, number);
-        const bool isOfACopy =
-            unpacked && message.sent > 1 &&
-            unpacked->completionCode == IPMI_COMP_CODE_CANNOT_EXECUTE_DUPLICATE_REQUEST;
-        if (!unpacked || isOfACopy) {
-            AbortDuplicate(connection_->link, state, packet);
-            return Verdict::kOther;
+        const Verdict verdict = UnpackAnswer(state, packet, request, number, answer);
+        if (verdict == Verdict::kOther && AbortDuplicate(connection_->link, state, packet)) {
+            return Verdict::kEarlier;
         }
-        answer = std::move(*unpacked);
-        return Verdict::kAnswer;
+        const bool refusesCopy =
+            verdict == Verdict::kAnswer && message.Copies() > 0 &&
+            answer.completionCode == IPMI_COMP_CODE_CANNOT_EXECUTE_DUPLICATE_REQUEST;
+        return refusesCopy ? Verdict::kOther : verdict;
     };
     std::optional<Failure> failure = Rmcp::Exchange(connection_->link, waits, message);
     connection_->link.Attach(nullptr, &cost_);
-    cost_.copies += message.sent - std::min(message.sent, 1U);
-    used_.set(number, message.sent > 1 || failure);
-    answers_ = !failure;
+    cost_.copies += message.Copies();
+    used_.set(number, message.Copies() > 0 || failure);
+    gone_ =
+        failure && (failure->cause == Cause::kUnreachable || message.Copies() == waits.mostCopies);
     if (!failure) {
         // From the last copy: in a network that loses one the time since the first says nothing.
         const auto took = std::chrono::ceil<Span>(Clock::now() - message.lastSent);
@@ -297,6 +320,9 @@ IpmiExchange Transport::Ask(const IPMICOMMAND& request, Resend /*resend*/, const
     if (request.data.size() > kMostData) {
         return Ended(End::kFailed,
                      {CONNECTION_FAILED, "the request has more bytes than a module takes"});
+    }
+    if (limit.Over()) {
+        return Ended(End::kSilent, TimeIsOver(limit));
     }
     const std::optional<std::uint8_t> number = FreeNumber();
     if (!number) {
@@ -334,6 +360,10 @@ std::optional<Tulvo::Failure> Transport::RaisePrivilege(const CallLimit& limit)
     if (exchange.end != IpmiExchange::End::kAnswered) {
         return exchange.failure;
     }
+    if (IsBusy(exchange.completionCode)) {
+        return Tulvo::Failure{Cause::kBusy, "the module is too busy to raise the privilege",
+                              "try again later", exchange.completionCode};
+    }
     if (exchange.completionCode != IPMI_COMP_CODE_COMMAND_SUCCESS) {
         return Tulvo::Failure{Cause::kRefused, "the module does not raise the session's privilege",
                               "use an account that may ask for it", exchange.completionCode};
@@ -354,9 +384,9 @@ void Transport::Close(const CallLimit& limit)
     }
     if (connection_->BelongsToThisProcess()) {
         const StopSignal stop(limit.stop);
-        // A module that left the last request unanswered is told, but not waited for.
+        // A module that answers no more is told, but not waited for.
         const Waits waits =
-            RequestWaits(answers_ ? limit : CallLimit{Clock::now(), {}}, stop, kMostCopiesOfLogOut);
+            RequestWaits(gone_ ? CallLimit{Clock::now(), {}} : limit, stop, kMostCopiesOfLogOut);
         IpmiAnswer answer;
         Exchange(request, FreeNumber().value_or(0), waits, answer);
     }
@@ -368,25 +398,38 @@ IpmiSessionInfo Transport::Info() const
     return {login_.port, login_.cipherSuite, login_.privilege};
 }
 
+/// Whether a log-in failed at this side's check of what the module's keys make. It is the first
+/// thing that a K_g key goes into: both sides have proved by then that they know the password.
+bool IsOfOtherKeys(const Failure& failure)
+{
+    return failure.point.step == LoginStep::kProof && failure.cause == Cause::kRefused &&
+           failure.point.status == RMCPPLUS_STATUS_NO_ERRORS;
+}
+
 Tulvo::Failure Transport::Told(const Failure& failure, const std::string& tried) const
 {
     const std::string target =
         Text::WithBrackets(credentials_.address) + ":" + std::to_string(login_.port);
     Failure told = failure;
-    if (failure.point.silent) {
-        told.what = "no answer";
-        told.advice = "check that the address is the module's and that it is up";
+    const LoginPoint& point = failure.point;
+    if (point.silent) {
+        const bool begun =
+            point.step == LoginStep::kRandomNumbers || point.step == LoginStep::kProof;
+        told.what = begun ? "the module began to answer, and stopped" : "no answer";
+        told.advice =
+            begun ? "try again later" : "check that the address is the module's and that it is up";
     } else if (failure.cause == Cause::kCancelled) {
         told.what = "stopped";
         told.advice = {};
+    } else if (IsOfOtherKeys(failure)) {
+        told.what = "the module knows the password, but computes other keys";
+        told.advice = "it may have a K_g key; give it, or check the one that was given";
+    } else if (!suiteIsFixed_ && point.step == LoginStep::kOpenSession &&
+               Holds(kNoSuchSuite, point.status)) {
+        told.what = "the module offers neither cipher suite 17 nor 3";
+        told.advice = "allow one of them on the module";
     }
     std::string advice = std::exchange(told.advice, {});
-    const bool badKey = failure.point.step == LoginStep::kProof &&
-                        failure.cause == Cause::kRefused && !failure.point.copied;
-    if (badKey) {
-        told.what = "the module knows the password, but computes other keys";
-        advice = "it may have a K_g key; give it, or check the one that was given";
-    }
     return {
         failure.cause, Text::PrintableAscii(tried + target + ": " + Describe(told)), advice, {}};
 }
@@ -397,13 +440,20 @@ IpmiExchange Transport::Ended(IpmiExchange::End end, const Failure& failure) con
 }
 
 }  // namespace
+
+std::unique_ptr<IpmiTransport> MakeRmcpTransport(const RmcpSettings& settings,
+                                                 const RmcpTiming& timing)
+{
+    return std::make_unique<Transport>(settings, timing);
+}
+
 }  // namespace Tulvo::Rmcp
 
 namespace Tulvo {
 
 std::unique_ptr<IpmiTransport> MakeRmcpTransport(const RmcpSettings& settings)
 {
-    return std::make_unique<Rmcp::Transport>(settings);
+    return Rmcp::MakeRmcpTransport(settings, {});
 }
 
 }  // namespace Tulvo

@@ -43,13 +43,11 @@ std::optional<Failure> Session::AskWithin(const Waits& waits, const IPMICOMMAND&
     // is taken; the sequence number of the packet is a new one.
     message.pack = [&] { return PackRequest(state, request, requestNumber_); };
     message.judge = [&](const Packet& packet) {
-        std::optional<IpmiAnswer> unpacked = UnpackAnswer(state, packet, request, requestNumber_);
-        if (!unpacked) {
+        const Verdict verdict = UnpackAnswer(state, packet, request, requestNumber_, answer);
+        if (verdict == Verdict::kOther) {
             AbortDuplicate(connection_->link, state, packet);
-            return Verdict::kOther;
         }
-        answer = std::move(*unpacked);
-        return Verdict::kAnswer;
+        return verdict;
     };
     std::optional<Failure> failure = Exchange(connection_->link, waits, message);
     answers_ = !failure;

@@ -95,13 +95,13 @@ Reception UdpLink::Read(Packet& packet)
         const bool passing = error_ == EAGAIN || error_ == EINTR || error_ == ENOMEM;
         return passing ? Reception::kSilence : Reception::kFailed;
     }
+    if (cost_ != nullptr) {
+        ++cost_->datagramsReceived;
+    }
     if (static_cast<std::size_t>(length) > buffer_.size()) {
         return Reception::kSilence;
     }
     hasReceived_ = true;
-    if (cost_ != nullptr) {
-        ++cost_->datagramsReceived;
-    }
     packet.assign(buffer_.begin(), buffer_.begin() + length);
     return Reception::kPacket;
 }

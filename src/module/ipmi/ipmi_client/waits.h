@@ -14,12 +14,17 @@ namespace Tulvo::Rmcp {
 
 using Clock = std::chrono::steady_clock;
 
+/// An answer that takes so many times the slowest one is taken for lost.
+inline constexpr int kTimesSlowest = 4;
+
 struct Waits
 {
     std::chrono::milliseconds limit{};         ///< For one answer, copies included.
     std::chrono::milliseconds copyInterval{};  ///< After that a copy of the message is sent.
     /// Each copy after twice the time of the one before: a slow module serves every copy.
     bool doubling = false;
+    /// What an interval that follows the module's pace may grow to; 0 where it does not.
+    std::chrono::milliseconds longestInterval{};
     /// How long a refusal that anybody could have sent waits for the module's own reply, at most
     /// until the next copy would be sent.
     std::chrono::milliseconds doubt = std::chrono::milliseconds::max();
@@ -34,6 +39,14 @@ struct Waits
         Waits waits = *this;
         waits.limit = other;
         return waits;
+    }
+    /// Waits longer for a module that has needed so long for an answer before.
+    void FollowPace(std::chrono::milliseconds slowest)
+    {
+        copyInterval = std::max(copyInterval, std::min(kTimesSlowest * slowest, longestInterval));
+        if (doubt != std::chrono::milliseconds::max()) {
+            doubt = std::max(doubt, 2 * slowest);
+        }
     }
     /// When a wait that begins now ends.
     Clock::time_point Deadline() const

@@ -321,6 +321,9 @@ void Conversation::RaisePrivilege(Pending pending, Failure failure)
     } else if (notRaised->cause == Cause::kTimedOut) {
         raiseTried_ = false;
         Silent(std::move(pending), *notRaised);
+    } else if (notRaised->cause == Cause::kBusy) {
+        raiseTried_ = false;
+        Later(std::move(pending), *notRaised);
     } else {
         failure.message += ", and " + notRaised->message;
         GiveUp(pending, Share(failure));
