@@ -108,8 +108,10 @@ std::optional<Failure> VKTHttps::Transport::Carry(const IPMICOMMAND& request,
     }
     if (reply.status != kOk) {
         auto failure = FailureOf(reply);
-        // A 403 is about this one request: the module has taken name and password.
-        if (reply.status == kUnauthorized) {
+        // Where it has taken name and password for a session, and where a 403 is about this one
+        // request, the module may take the next: a web service that starts up refuses for a while.
+        if (reply.status == kUnauthorized &&
+            info.authentication != TulvoConnection::kAuthenticateBySession) {
             refusal = NotSentAgain(failure);
         }
         return failure;
