@@ -5,6 +5,8 @@
 #ifndef MODULE_VKT_VKT_HTTPS_FAILURE_H
 #define MODULE_VKT_VKT_HTTPS_FAILURE_H
 
+#include <curl/curl.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +22,12 @@ struct Failure
     std::string what{};    ///< What came back, in this library's own words.
     std::string advice{};  ///< What to do about it; may be empty.
     std::string detail{};  ///< What libcurl or the server says about it: untrusted; may be empty.
+
+    CURLcode result = CURLE_OK;   ///< Libcurl's, where it says what failed.
+    int systemError = 0;          ///< The errno of a connection that was not made; 0 for none.
+    long status = 0;              ///< The server's answer, where that is the failure.
+    std::string retryAfter{};     ///< With a status: as the server sent it; empty for none.
+    bool mayHaveArrived = false;  ///< The whole request was handed to the network.
 };
 
 /// `what (detail); advice` on one line. The detail is made printable and cut to 200 bytes, and it

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "common/failure/call_limit.h"
 #include "module/vkt/vkt_https/secret_text.h"
 
 namespace Tulvo::Https {
@@ -17,6 +18,13 @@ inline constexpr std::string_view kIpmiActionPath =
 
 /// Where a session is opened; one session's own path lies below it.
 inline constexpr std::string_view kSessionsPath = "/redfish/v1/SessionService/Sessions";
+
+/// Statuses that are told apart in more than one place.
+inline constexpr long kOk = 200;
+inline constexpr long kCreated = 201;
+inline constexpr long kUnauthorized = 401;
+inline constexpr long kForbidden = 403;
+inline constexpr long kNotFound = 404;
 
 enum class Method
 {
@@ -33,6 +41,12 @@ struct HttpRequest
     std::string_view sessionToken{};  ///< Value for X-Auth-Token; empty for none.
     long longestSeconds = 0;          ///< Shorter limit than the record's; 0 for none.
     bool isInterruptible = false;     ///< Ends early when the program does.
+    /// Stands, where there is one, before all of the record's times and the program's end.
+    const CallLimit* limit = nullptr;
+    /// Of a kept connection that dies before the reply begins, the body is sent again on a new one.
+    bool mayBeRepeated = false;
+    /// With a limit: once it was sent, its reply may be waited for further after the limit.
+    bool canBeFinishedLater = false;
 };
 
 /// A reply whose header came whole. The body may be cut short unless `status` is 2xx.
@@ -41,6 +55,7 @@ struct HttpReply
     long status = 0;
     std::string contentType;
     std::string location;
+    std::string retryAfter;
     SecretText sessionToken;
     std::string body;
 };

@@ -5,15 +5,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <system_error>
 
 #include "common/connection/connection_values.h"
 #include "common/interruption/interruption.h"
 #include "module/vkt/vkt_https/connection_checks.h"
-#include "module/vkt/vkt_https/request_body.h"
-#include "module/vkt/vkt_https/request_headers.h"
 #include "module/vkt/vkt_https/result_tables.h"
-#include "module/vkt/vkt_https/tls_trust.h"
 
 namespace Tulvo::Https {
 namespace {
@@ -37,6 +35,13 @@ long IpResolve(std::int32_t addressFamily)
         default:
             return CURL_IPRESOLVE_WHATEVER;
     }
+}
+
+/// At least 1, for 0 is libcurl's own default.
+long MillisecondsTo(CallLimit::Clock::time_point until)
+{
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - CallLimit::Clock::now());
+    return static_cast<long>(std::max<std::chrono::milliseconds::rep>(left.count(), 1));
 }
 
 // Once per process and never undone: the host program may use libcurl too.
@@ -104,30 +109,39 @@ std::optional<Failure> HttpsClient::Exchange(const HttpRequest& request, HttpRep
     if (request.isInterruptible && Interruption::Raised()) {
         return Interrupted();
     }
-    if (auto failure = MakeHandle()) {
+    if (auto failure = Prepare()) {
         return failure;
     }
     CurlOptions options(handle_.get());
     const std::string url = origin_ + request.path;
-    const long seconds = OrDefault(info_.requestTimeoutSeconds, kDefaultRequestSeconds);
     options.Set(CURLOPT_URL, url.c_str())
-        .Set(CURLOPT_TIMEOUT,
-             request.longestSeconds == 0 ? seconds : std::min(seconds, request.longestSeconds))
         .Set(CURLOPT_NOPROGRESS, request.isInterruptible ? 0L : 1L)
         .Set(CURLOPT_FRESH_CONNECT, ConnectionIsUsable() ? 0L : 1L)
-        // A server that was refused has to show its key again: a resumed session shows none to tell.
+        // A server that was refused has to show its key again: a resumed session shows none to
+        // tell.
         .Set(CURLOPT_SSL_SESSIONID_CACHE, serverIsRefused_ ? 0L : 1L);
+    SetTimes(options, request);
     SetMethod(options, request);
-    return Perform(request, reply, options);
+    const CURLcode result = Perform(request, options);
+    return End(result, reply);
+}
+
+std::optional<Failure> HttpsClient::Finish(const CallLimit& limit, HttpReply& reply)
+{
+    const CURLcode result = Continue(limit, false);
+    return End(result, reply);
 }
 
 void HttpsClient::Abandon()
 {
     static_cast<void>(handle_.release());
+    static_cast<void>(transfer_.release());
+    loop_.Abandon();
     connectionIsSpent_ = false;
+    isUnfinished_ = false;
 }
 
-std::optional<Failure> HttpsClient::MakeHandle()
+std::optional<Failure> HttpsClient::Prepare()
 {
     if (handle_) {
         return std::nullopt;
@@ -158,8 +172,12 @@ std::optional<Failure> HttpsClient::SetUp(CURL* handle)
     SetTransport(options, info_);
     SetLimits(options, info_);
     SetCredentials(options);
+    ServerTrust trust;
+    if (auto failure = findTrust_(origin_, trust)) {
+        return failure;
+    }
     std::string pins;
-    if (auto failure = SetTrust(options, info_.tlsVerification, origin_, pins)) {
+    if (auto failure = SetTrust(options, trust, pins)) {
         return failure;
     }
     if (!proof_.Guard(handle, pins) || options.Refusal() != CURLE_OK) {
@@ -186,38 +204,88 @@ void HttpsClient::SetMethod(CurlOptions& options, const HttpRequest& request) co
     }
 }
 
-std::optional<Failure> HttpsClient::Perform(const HttpRequest& request, HttpReply& reply,
-                                            CurlOptions& options)
+// A limit is a point in time that the loop keeps to.
+void HttpsClient::SetTimes(CurlOptions& options, const HttpRequest& request) const
 {
-    RequestBody body(request.body);
-    RequestHeaders headers(request);
-    ReplyCollector collector(reply);
-    if (request.method == Method::kPost) {
-        body.AttachTo(options);
+    if (request.limit != nullptr) {
+        // Each of several addresses gets its part of this.
+        options.Set(CURLOPT_TIMEOUT, 0L)
+            .Set(CURLOPT_CONNECTTIMEOUT_MS, MillisecondsTo(request.limit->until));
+        return;
     }
-    options.Set(CURLOPT_HTTPHEADER, headers.Lines())
-        .Set(CURLOPT_WRITEDATA, &collector)
-        .Set(CURLOPT_HEADERDATA, &collector);
-    if (headers.Lines() == nullptr || options.Refusal() != CURLE_OK) {
-        return FailureOf(CURLE_FAILED_INIT, false);
-    }
+    const long seconds = OrDefault(info_.requestTimeoutSeconds, kDefaultRequestSeconds);
+    options.Set(CURLOPT_TIMEOUT,
+                request.longestSeconds == 0 ? seconds : std::min(seconds, request.longestSeconds));
+}
+
+CURLcode HttpsClient::Perform(const HttpRequest& request, CurlOptions& options)
+{
+    loop_.Drop(handle_.get());
+    isUnfinished_ = false;
     errorText_.front() = '\0';
+    transfer_ = std::make_unique<Transfer>(request);
+    if (request.method == Method::kPost) {
+        transfer_->body.AttachTo(options);
+    }
+    options.Set(CURLOPT_HTTPHEADER, transfer_->headers.Lines())
+        .Set(CURLOPT_WRITEDATA, &transfer_->collector)
+        .Set(CURLOPT_HEADERDATA, &transfer_->collector);
+    if (transfer_->headers.Lines() == nullptr || options.Refusal() != CURLE_OK) {
+        return CURLE_FAILED_INIT;
+    }
     socketError_ = 0;
     proof_.Forget();
-    const CURLcode result = curl_easy_perform(handle_.get());
+    if (request.limit == nullptr) {
+        return curl_easy_perform(handle_.get());
+    }
+    const CURLcode started = loop_.Start(handle_.get());
+    return started == CURLE_OK ? Continue(*request.limit, request.canBeFinishedLater) : started;
+}
+
+CURLcode HttpsClient::Continue(const CallLimit& limit, bool canBeFinishedLater)
+{
+    const std::optional<CURLcode> result = loop_.Continue(limit);
+    isUnfinished_ = !result && canBeFinishedLater && transfer_->body.IsTaken() && !ReplyIsRefusal();
+    if (!result && !isUnfinished_) {
+        loop_.Drop(handle_.get());
+    }
+    return result.value_or(CURLE_OPERATION_TIMEDOUT);
+}
+
+std::optional<Failure> HttpsClient::End(CURLcode result, HttpReply& reply)
+{
     connectionIsSpent_ = false;
-    curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &reply.status);
-    auto failure = Judge(result, collector, reply);
+    transfer_->reply.status = Number(CURLINFO_RESPONSE_CODE);
+    auto failure = Judge(result);
     serverIsRefused_ = failure && failure->code == VKT_HTTPS_TLS_ERROR;
+    if (failure) {
+        failure->mayHaveArrived = transfer_->body.IsTaken();
+    }
+    if (!isUnfinished_) {
+        reply = std::move(transfer_->reply);
+        transfer_.reset();
+    }
     return failure;
 }
 
-std::optional<Failure> HttpsClient::Judge(CURLcode result, const ReplyCollector& collector,
-                                          const HttpReply& reply) const
+long HttpsClient::Number(CURLINFO info) const
+{
+    long number = 0;
+    curl_easy_getinfo(handle_.get(), info, &number);
+    return number;
+}
+
+bool HttpsClient::ReplyIsRefusal() const
+{
+    return transfer_->collector.HeaderIsWhole() &&
+           Number(CURLINFO_RESPONSE_CODE) >= kFirstErrorStatus;
+}
+
+std::optional<Failure> HttpsClient::Judge(CURLcode result) const
 {
     // A refusal is a refusal, however its explanation ends.
-    const bool refused = collector.HeaderIsWhole() && reply.status >= kFirstErrorStatus;
-    if (refused || (result == CURLE_OK && collector.HeaderIsWhole())) {
+    const ReplyCollector& collector = transfer_->collector;
+    if (ReplyIsRefusal() || (result == CURLE_OK && collector.HeaderIsWhole())) {
         return std::nullopt;
     }
     if (result == CURLE_ABORTED_BY_CALLBACK && Interruption::Raised()) {
@@ -233,6 +301,7 @@ Failure HttpsClient::Blame(CURLcode result, bool replyBegan) const
     Failure failure = FailureOf(cause, replyBegan);
     if (cause == result) {
         failure.detail = Detail(result);
+        failure.systemError = result == CURLE_COULDNT_CONNECT ? SystemError() : 0;
     } else if (cause == CURLE_PEER_FAILED_VERIFICATION) {
         failure.detail = proof_.Distrust();
     }
@@ -257,18 +326,25 @@ std::string HttpsClient::Detail(CURLcode result) const
 {
     std::string detail =
         errorText_.front() == '\0' ? curl_easy_strerror(result) : errorText_.data();
-    long connectError = 0;
-    curl_easy_getinfo(handle_.get(), CURLINFO_OS_ERRNO, &connectError);
-    const int error = socketError_ != 0 ? socketError_ : static_cast<int>(connectError);
+    const int error = SystemError();
     if (result == CURLE_COULDNT_CONNECT && error != 0) {
         detail += ": " + std::generic_category().message(error);
     }
     return detail;
 }
 
+/// Why there is no connection; 0 when the system did not say.
+int HttpsClient::SystemError() const
+{
+    return socketError_ != 0 ? socketError_ : static_cast<int>(Number(CURLINFO_OS_ERRNO));
+}
+
 // Bytes that wait on an idle connection announce its end, or belong to no request.
 bool HttpsClient::ConnectionIsUsable() const
 {
+    if (!handle_) {
+        return false;
+    }
     curl_socket_t connection = CURL_SOCKET_BAD;
     curl_easy_getinfo(handle_.get(), CURLINFO_ACTIVESOCKET, &connection);
     if (connection == CURL_SOCKET_BAD || connectionIsSpent_) {

@@ -11,9 +11,6 @@
 namespace Tulvo::Https {
 namespace {
 
-constexpr long kCreated = 201;
-constexpr long kUnauthorized = 401;
-constexpr long kNotFound = 404;
 constexpr long kLongestDeletionSeconds = 2;
 constexpr std::size_t kLongestToken = 4096;
 constexpr std::size_t kLongestPath = 512;
@@ -73,12 +70,12 @@ std::optional<Failure> CheckLogin(const HttpReply& reply)
 
 }  // namespace
 
-std::optional<Failure> RedfishSession::Open()
+std::optional<Failure> RedfishSession::Open(const CallLimit* limit)
 {
     if (!token_.text.empty()) {
         return std::nullopt;
     }
-    if (Interruption::Raised()) {
+    if (limit == nullptr && Interruption::Raised()) {
         return Interrupted();
     }
     SecretText body;
@@ -87,26 +84,43 @@ std::optional<Failure> RedfishSession::Open()
     }
     HttpReply reply;
     counted_.emplace();
-    auto failure = client_.Exchange({.path = std::string(kSessionsPath), .body = body.text}, reply);
+    auto failure = client_.Exchange({.path = std::string(kSessionsPath),
+                                     .body = body.text,
+                                     .limit = limit,
+                                     .canBeFinishedLater = limit != nullptr},
+                                    reply);
     if (!failure) {
         failure = CheckLogin(reply);
+        if (failure) {
+            failure->mayHaveArrived = true;
+        }
     }
-    // The header alone says that the module has a session now, even if the body is unusable.
-    if (reply.status == kCreated && IsToken(reply.sessionToken.text)) {
-        token_ = std::move(reply.sessionToken);
-        path_ = SessionPath(reply.location);
-    }
-    if (failure) {
+    Take(reply);
+    if (failure && limit == nullptr) {
         Close();
     }
     return failure;
 }
 
-void RedfishSession::Close() noexcept
+// The header alone says that the module has a session now, even if the body is unusable.
+void RedfishSession::Take(HttpReply& reply)
+{
+    if (reply.status == kCreated && IsToken(reply.sessionToken.text)) {
+        token_ = std::move(reply.sessionToken);
+        path_ = SessionPath(reply.location);
+    }
+}
+
+void RedfishSession::Close(const CallLimit* limit) noexcept
 {
     try {
+        if (limit != nullptr && client_.IsUnfinished()) {
+            HttpReply reply;
+            static_cast<void>(client_.Finish(*limit, reply));
+            Take(reply);
+        }
         if (!token_.text.empty()) {
-            Delete();
+            Delete(limit);
             formerToken_ = std::move(token_);
         }
     } catch (...) {
@@ -121,7 +135,7 @@ void RedfishSession::Abandon() noexcept
     counted_.reset();
 }
 
-void RedfishSession::Delete()
+void RedfishSession::Delete(const CallLimit* limit)
 {
     HttpReply reply;
     std::optional<Failure> failure =
@@ -130,7 +144,8 @@ void RedfishSession::Delete()
         failure = client_.Exchange({.method = Method::kDelete,
                                     .path = path_,
                                     .sessionToken = token_.text,
-                                    .longestSeconds = kLongestDeletionSeconds},
+                                    .longestSeconds = kLongestDeletionSeconds,
+                                    .limit = limit},
                                    reply);
         // A session that the module no longer knows is gone as well.
         const bool gone =

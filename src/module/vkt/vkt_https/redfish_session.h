@@ -31,12 +31,13 @@ public:
     RedfishSession(const RedfishSession&) = delete;
     RedfishSession& operator=(const RedfishSession&) = delete;
 
-    /// Logs in, unless a session is open.
-    std::optional<Failure> Open();
+    /// Logs in, unless a session is open. With a limit, a log-in that failed may have left the
+    /// module with a session all the same, which Close() finds.
+    std::optional<Failure> Open(const CallLimit* limit = nullptr);
 
-    /// Deletes the session on the module, which gets two seconds for it. Without a session it does
-    /// nothing; a failure is a warning in the log.
-    void Close() noexcept;
+    /// Deletes the session on the module, within the limit or, without one, in two seconds. Without
+    /// a session it does nothing; a failure is a warning in the log.
+    void Close(const CallLimit* limit = nullptr) noexcept;
 
     /// Forgets the session, which goes on existing on the module.
     void Abandon() noexcept;
@@ -49,7 +50,8 @@ public:
     std::string_view FormerToken() const { return formerToken_.text; }
 
 private:
-    void Delete();
+    void Take(HttpReply& reply);
+    void Delete(const CallLimit* limit);
 
     HttpsClient& client_;
     const TulvoConnection::ConnectionInfo& info_;

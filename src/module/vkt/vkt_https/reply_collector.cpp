@@ -18,6 +18,7 @@ struct Field
 constexpr std::array kFields = {
     Field{"Content-Type", [](HttpReply& reply) -> std::string& { return reply.contentType; }},
     Field{"Location", [](HttpReply& reply) -> std::string& { return reply.location; }},
+    Field{"Retry-After", [](HttpReply& reply) -> std::string& { return reply.retryAfter; }},
     Field{"X-Auth-Token", [](HttpReply& reply) -> std::string& { return reply.sessionToken.text; }},
 };
 

@@ -2,6 +2,7 @@
 #include "module/vkt/vkt_https/request_body.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace Tulvo::Https {
 
@@ -10,7 +11,8 @@ void RequestBody::AttachTo(CurlOptions& options)
     options.Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(rest_.size()))
         .Set(CURLOPT_READFUNCTION, &Read)
         .Set(CURLOPT_READDATA, this)
-        .Set(CURLOPT_SEEKFUNCTION, &RefuseToRewind);
+        .Set(CURLOPT_SEEKFUNCTION, &Rewind)
+        .Set(CURLOPT_SEEKDATA, this);
 }
 
 std::size_t RequestBody::Read(char* buffer, std::size_t size, std::size_t count, void* self)
@@ -24,9 +26,14 @@ std::size_t RequestBody::Read(char* buffer, std::size_t size, std::size_t count,
     return taken;
 }
 
-int RequestBody::RefuseToRewind(void*, curl_off_t, int)
+int RequestBody::Rewind(void* self, curl_off_t offset, int origin)
 {
-    return CURL_SEEKFUNC_FAIL;
+    auto* const request = static_cast<RequestBody*>(self);
+    if (!request->mayBeRepeated_ || offset != 0 || origin != SEEK_SET) {
+        return CURL_SEEKFUNC_FAIL;
+    }
+    request->rest_ = request->body_;
+    return CURL_SEEKFUNC_OK;
 }
 
 }  // namespace Tulvo::Https

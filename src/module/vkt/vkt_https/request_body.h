@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Hands a request's body to libcurl once.
+/// Hands a request's body to libcurl, once unless it may be repeated.
 #ifndef MODULE_VKT_VKT_HTTPS_REQUEST_BODY_H
 #define MODULE_VKT_VKT_HTTPS_REQUEST_BODY_H
 
@@ -16,16 +16,24 @@ namespace Tulvo::Https {
 class RequestBody
 {
 public:
-    explicit RequestBody(std::string_view body) : rest_(body) {}
+    RequestBody(std::string_view body, bool mayBeRepeated)
+        : body_(body), rest_(body), mayBeRepeated_(mayBeRepeated)
+    {
+    }
 
     /// Makes this the handle's body; must live as long as the exchange.
     void AttachTo(CurlOptions& options);
 
+    /// Libcurl has all of it; so is it with an empty one.
+    bool IsTaken() const { return rest_.empty(); }
+
 private:
     static std::size_t Read(char* buffer, std::size_t size, std::size_t count, void* self);
-    static int RefuseToRewind(void* self, curl_off_t offset, int origin);
+    static int Rewind(void* self, curl_off_t offset, int origin);
 
+    std::string_view body_;
     std::string_view rest_;
+    bool mayBeRepeated_;
 };
 
 }  // namespace Tulvo::Https

@@ -124,7 +124,7 @@ std::string ErrorMessage(const HttpReply& reply)
 
 const CurlMeaning& MeaningOf(CURLcode result, bool replyBegan)
 {
-    if (std::find(kBrokenOff.begin(), kBrokenOff.end(), result) != kBrokenOff.end()) {
+    if (IsBrokenOff(result)) {
         return replyBegan ? kCutReply : kNoAnswer;
     }
     const auto* found =
@@ -135,10 +135,15 @@ const CurlMeaning& MeaningOf(CURLcode result, bool replyBegan)
 
 }  // namespace
 
+bool IsBrokenOff(CURLcode result)
+{
+    return std::find(kBrokenOff.begin(), kBrokenOff.end(), result) != kBrokenOff.end();
+}
+
 Failure FailureOf(CURLcode result, bool replyBegan)
 {
     const CurlMeaning& meaning = MeaningOf(result, replyBegan);
-    return {meaning.code, meaning.what, meaning.advice, curl_easy_strerror(result)};
+    return {meaning.code, meaning.what, meaning.advice, curl_easy_strerror(result), result};
 }
 
 Failure FailureOf(const HttpReply& reply)
@@ -149,7 +154,13 @@ Failure FailureOf(const HttpReply& reply)
         });
     return {meaning->code,
             "the server answered " + std::to_string(reply.status) + ": " + meaning->what,
-            meaning->advice, ErrorMessage(reply)};
+            meaning->advice,
+            ErrorMessage(reply),
+            CURLE_OK,
+            0,
+            reply.status,
+            reply.retryAfter,
+            true};
 }
 
 }  // namespace Tulvo::Https

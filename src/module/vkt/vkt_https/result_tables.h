@@ -16,6 +16,9 @@ namespace Tulvo::Https {
 ///                   connection before, and a broken reply after.
 Failure FailureOf(CURLcode result, bool replyBegan);
 
+/// Whether libcurl says with it that the connection ended early.
+bool IsBrokenOff(CURLcode result);
+
 /// The failure that a status other than the expected one stands for, with the message of the
 /// Redfish error in the body as its detail.
 Failure FailureOf(const HttpReply& reply);

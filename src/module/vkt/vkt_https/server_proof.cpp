@@ -88,6 +88,7 @@ void ServerProof::Forget()
 
 CURLcode ServerProof::PrepareContext(CURL*, void* context, void* self)
 try {
+    ++static_cast<ServerProof*>(self)->handshakes_;
     auto* const tls = static_cast<SSL_CTX*>(context);
     if (!DropUnsafeSuites(tls)) {
         return CURLE_SSL_CIPHER;

@@ -7,6 +7,7 @@
 #include <curl/curl.h>
 #include <openssl/types.h>
 
+#include <cstdint>
 #include <string>
 
 #include "module/vkt/vkt_https/curl_options.h"
@@ -36,6 +37,8 @@ public:
     const std::string& Pin() const { return pin_; }
     /// Why OpenSSL does not trust the certificate; empty if it does.
     const std::string& Distrust() const { return distrust_; }
+    /// Handshakes that were begun.
+    std::uint64_t Handshakes() const { return handshakes_; }
     /// The request did not leave, since the server's key is none of the pinned ones.
     bool KeyIsRefused() const { return keyIsRefused_; }
 
@@ -50,6 +53,7 @@ private:
     std::string pin_;
     std::string distrust_;
     bool keyIsRefused_ = false;
+    std::uint64_t handshakes_ = 0;
 };
 
 }  // namespace Tulvo::Https

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <ios>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "common/connection/connection_values.h"
@@ -19,6 +20,7 @@
 #include "module/vkt/vkt_https/redfish_session.h"
 #include "module/vkt/vkt_https/result_tables.h"
 #include "module/vkt/vkt_https/secret_text.h"
+#include "module/vkt/vkt_https/tls_trust.h"
 
 namespace Tulvo {
 
@@ -26,12 +28,9 @@ using namespace Https;
 
 namespace {
 
-constexpr long kOk = 200;
-constexpr long kUnauthorized = 401;
-
 /// The result of every request after `refusal`. What the server said goes untold: it may have
 /// echoed the token of a session that is no longer known here.
-Failure NotSentAgain(const Failure& refusal)
+Https::Failure NotSentAgain(const Https::Failure& refusal)
 {
     return {refusal.code, "not sent, since before this " + refusal.what, refusal.advice};
 }
@@ -56,22 +55,24 @@ struct __attribute__((visibility("hidden"))) VKTHttps::Transport
     /// What fork() copies is not the child's to use or to end: the parent goes on with connection
     /// and session. A child opens its own.
     void LetGoOfAnotherProcess();
-    std::optional<Failure> Ask(const IPMICOMMAND& request, IpmiReply& answer);
-    std::optional<Failure> Carry(const IPMICOMMAND& request, const std::string& body,
-                                 IpmiReply& answer);
-    std::optional<Failure> Post(const std::string& body, HttpReply& reply);
-    std::optional<Failure> PostInSession(const std::string& body, HttpReply& reply);
-    VKTHttpsErrorCode Report(const IPMICOMMAND& request, const Failure& failure);
+    std::optional<Https::Failure> Ask(const IPMICOMMAND& request, IpmiReply& answer);
+    std::optional<Https::Failure> Carry(const IPMICOMMAND& request, const std::string& body,
+                                        IpmiReply& answer);
+    std::optional<Https::Failure> Post(const std::string& body, HttpReply& reply);
+    std::optional<Https::Failure> PostInSession(const std::string& body, HttpReply& reply);
+    VKTHttpsErrorCode Report(const IPMICOMMAND& request, const Https::Failure& failure);
 
     TulvoConnection::ConnectionInfo info;
-    HttpsClient client{info};
+    HttpsClient client{info, [this](std::string_view origin, ServerTrust& trust) {
+                           return FindConfiguredTrust(info.tlsVerification, origin, trust);
+                       }};
     RedfishSession session{client, info};
     /// The module refused a new session, too. It is closed only once the failure has been told: the
     /// server may have echoed the token, by which its text is recognised.
     bool sessionIsRefused = false;
     /// That user name and password are refused, which modules count: sending them again might lock
     /// the account.
-    std::optional<Failure> refusal;
+    std::optional<Https::Failure> refusal;
     std::string lastError;
     pid_t process = getpid();
 };
@@ -85,7 +86,8 @@ void VKTHttps::Transport::LetGoOfAnotherProcess()
     }
 }
 
-std::optional<Failure> VKTHttps::Transport::Ask(const IPMICOMMAND& request, IpmiReply& answer)
+std::optional<Https::Failure> VKTHttps::Transport::Ask(const IPMICOMMAND& request,
+                                                       IpmiReply& answer)
 {
     LetGoOfAnotherProcess();
     std::string body;
@@ -95,8 +97,8 @@ std::optional<Failure> VKTHttps::Transport::Ask(const IPMICOMMAND& request, Ipmi
     return refusal ? refusal : Carry(request, body, answer);
 }
 
-std::optional<Failure> VKTHttps::Transport::Carry(const IPMICOMMAND& request,
-                                                  const std::string& body, IpmiReply& answer)
+std::optional<Https::Failure> VKTHttps::Transport::Carry(const IPMICOMMAND& request,
+                                                         const std::string& body, IpmiReply& answer)
 {
     HttpReply reply;
     if (auto failure = Post(body, reply)) {
@@ -123,7 +125,7 @@ std::optional<Failure> VKTHttps::Transport::Carry(const IPMICOMMAND& request,
     return failure;
 }
 
-std::optional<Failure> VKTHttps::Transport::Post(const std::string& body, HttpReply& reply)
+std::optional<Https::Failure> VKTHttps::Transport::Post(const std::string& body, HttpReply& reply)
 {
     if (info.authentication != TulvoConnection::kAuthenticateBySession) {
         return client.Exchange(
@@ -143,7 +145,8 @@ std::optional<Failure> VKTHttps::Transport::Post(const std::string& body, HttpRe
     return failure;
 }
 
-std::optional<Failure> VKTHttps::Transport::PostInSession(const std::string& body, HttpReply& reply)
+std::optional<Https::Failure> VKTHttps::Transport::PostInSession(const std::string& body,
+                                                                 HttpReply& reply)
 {
     if (auto failure = session.Open()) {
         return failure;
@@ -155,7 +158,8 @@ std::optional<Failure> VKTHttps::Transport::PostInSession(const std::string& bod
                            reply);
 }
 
-VKTHttpsErrorCode VKTHttps::Transport::Report(const IPMICOMMAND& request, const Failure& failure)
+VKTHttpsErrorCode VKTHttps::Transport::Report(const IPMICOMMAND& request,
+                                              const Https::Failure& failure)
 {
     const SecretText plain{info.userName + ":" + info.password};
     const SecretText basic{Text::ToBase64(plain.text)};
