@@ -16,6 +16,9 @@
 
 namespace Tulvo::Rmcp {
 
+/// Requests of a session are told apart by a number below this.
+inline constexpr unsigned kRequestNumbers = IPMI_LAN_REQUESTER_SEQUENCE_NUMBER_MAX + 1;
+
 /// What came back for a request.
 struct IpmiAnswer
 {

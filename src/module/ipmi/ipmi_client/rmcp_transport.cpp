@@ -36,8 +36,6 @@ constexpr unsigned kMostCopiesOfLogOut = 2;
 // checksums and signature.
 constexpr std::size_t kMostData = 200;
 
-constexpr std::size_t kRequestNumbers = IPMI_LAN_REQUESTER_SEQUENCE_NUMBER_MAX + 1;
-
 constexpr std::uint8_t kBestSuite = 17;
 constexpr std::uint8_t kOtherSuite = 3;
 
@@ -430,8 +428,9 @@ Tulvo::Failure Transport::Told(const Failure& failure, const std::string& tried)
         told.advice = "allow one of them on the module";
     }
     std::string advice = std::exchange(told.advice, {});
-    return {
-        failure.cause, Text::PrintableAscii(tried + target + ": " + Describe(told)), advice, {}};
+    // What IPMI has no room for no module would take: it is refused before anything is sent.
+    const Cause cause = failure.code == CONNECTION_REFUSED ? Cause::kRefused : failure.cause;
+    return {cause, Text::PrintableAscii(tried + target + ": " + Describe(told)), advice, {}};
 }
 
 IpmiExchange Transport::Ended(IpmiExchange::End end, const Failure& failure) const

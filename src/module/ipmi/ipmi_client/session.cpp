@@ -8,11 +8,6 @@
 #include "module/ipmi/ipmi_client/login_message.h"
 
 namespace Tulvo::Rmcp {
-namespace {
-
-constexpr unsigned kRequestNumbers = IPMI_LAN_REQUESTER_SEQUENCE_NUMBER_MAX + 1;
-
-}  // namespace
 
 Session::Session(std::unique_ptr<Connection> connection, const Waits& waits)
     : connection_(std::move(connection)), waits_(waits)
