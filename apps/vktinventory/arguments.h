@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The process's arguments, without the password. Whoever may list processes may read the argument
-/// list, so the password is taken out of it before anything else happens, and no parser gets a
+/// The process's arguments, without the secrets. Whoever may list processes may read the argument
+/// list, so password and key are taken out of it before anything else happens, and no parser gets a
 /// copy.
 #ifndef APPS_VKTINVENTORY_ARGUMENTS_H
 #define APPS_VKTINVENTORY_ARGUMENTS_H
@@ -14,14 +14,15 @@ namespace Tulvo::Cli {
 struct Arguments
 {
     std::vector<std::string>
-        words;  ///< Without the program's name; kHiddenPassword for a password; an empty one stays.
+        words;  ///< Without the program's name; kHiddenSecret for a secret; an empty one stays.
     std::string password;  ///< What -P or --password was given.
+    std::string kg;        ///< What -k or --kg was given.
 };
 
-/// Stands for the password in Arguments::words.
-inline constexpr const char* kHiddenPassword = "*";
+/// Stands for a secret in Arguments::words.
+inline constexpr const char* kHiddenSecret = "*";
 
-/// Copies the arguments and blanks the password in `argv` itself.
+/// Copies the arguments and blanks the secrets in `argv` itself.
 Arguments TakeArguments(int argc, char** argv);
 
 }  // namespace Tulvo::Cli

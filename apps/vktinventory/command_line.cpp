@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::uint16_t kIpmiPort = 623;
 constexpr std::uint16_t kHttpsPort = 443;
+constexpr int kLongestTimeout = 86400;
 
 template <class T>
 struct Choice
@@ -22,9 +23,9 @@ constexpr Choice<TulvoConnection::ConnectionType> kInterfaces[] = {
     {"lanplus", TulvoConnection::kConnectOverRmcpPlus},
     {"https", TulvoConnection::kConnectOverHttps}};
 constexpr Choice<Format> kFormats[] = {{"table", Format::kTable}, {"json", Format::kJson}};
-constexpr Choice<TulvoConnection::Authentication> kAuthentications[] = {
-    {"basic", TulvoConnection::kAuthenticateBasic},
-    {"session", TulvoConnection::kAuthenticateBySession}};
+constexpr Choice<Enclosures::HttpAuthentication> kAuthentications[] = {
+    {"session", Enclosures::HttpAuthentication::kSession},
+    {"basic", Enclosures::HttpAuthentication::kBasic}};
 /// The suites that both sign and encrypt soundly; the IPMI client uses no other.
 constexpr Choice<int> kCipherSuites[] = {{"3", 3}, {"17", 17}};
 constexpr Choice<int> kPrivileges[] = {{"USER", 2}, {"OPERATOR", 3}, {"ADMINISTRATOR", 4}};
@@ -155,6 +156,8 @@ private:
 struct Flags
 {
     std::string hiddenPassword;
+    std::string hiddenKg;
+    int timeoutSeconds = 0;
     bool fromEnvironment = false;
 };
 
@@ -196,17 +199,27 @@ void AddConnectionFlags(CLI::App& app, Options& options, Flags& flags)
         ->excludes(password)
         ->excludes(file);
     file->excludes(password);
+    app.add_option("--timeout", flags.timeoutSeconds, "Seconds for all of it; default 30")
+        ->check(CLI::Range(1, kLongestTimeout).description(""))
+        ->option_text("S")
+        ->group(kConnection);
 }
 
-void AddIpmiFlags(CLI::App& app, Options& options)
+void AddIpmiFlags(CLI::App& app, Options& options, Flags& flags)
 {
-    app.add_option("-C,--cipher-suite", options.cipherSuite, "Cipher suite, 3 (default) or 17")
+    app.add_option("-C,--cipher-suite", options.cipherSuite,
+                   "Cipher suite, 3 or 17; default 17, else 3")
         ->transform(OneOf(kCipherSuites))
         ->option_text("SUITE")
         ->group(kIpmiOnly);
-    app.add_option("-L,--privilege", options.privilege, "USER, OPERATOR, ADMINISTRATOR (default)")
+    app.add_option("-L,--privilege", options.privilege,
+                   "At most USER, OPERATOR, ADMINISTRATOR (default)")
         ->transform(OneOf(kPrivileges))
         ->option_text("LEVEL")
+        ->group(kIpmiOnly);
+    app.add_option("-k,--kg", flags.hiddenKg, "The module's own key, text or 0x and hexadecimal")
+        ->check(NotEmpty())
+        ->option_text("KEY")
         ->group(kIpmiOnly);
 }
 
@@ -227,7 +240,7 @@ void AddHttpsFlags(CLI::App& app, Options& options)
         ->group(kHttpsOnly)
         ->excludes(caFile)
         ->excludes(pin);
-    app.add_option("--auth", options.authentication, "basic (default) or session")
+    app.add_option("--auth", options.authentication, "session (default) or basic")
         ->transform(OneOf(kAuthentications))
         ->option_text("HOW")
         ->group(kHttpsOnly);
@@ -289,6 +302,9 @@ void Complete(const CLI::App& app, const Flags& flags, Options& options)
     }
     RefuseFlagsOfTheOther(app, options);
     options.passwordSource = SourceOf(app, flags);
+    if (flags.timeoutSeconds != 0) {
+        options.timeout = std::chrono::seconds(flags.timeoutSeconds);
+    }
     if (options.port == 0) {
         options.port =
             options.interface == TulvoConnection::kConnectOverRmcpPlus ? kIpmiPort : kHttpsPort;
@@ -304,7 +320,7 @@ void Describe(CLI::App& app, Options& options, Flags& flags)
     app.set_version_flag("-V,--version", "vktinventory " VKT_VERSION, "Print the version and end");
     app.formatter(std::make_shared<HelpFormatter>());
     AddConnectionFlags(app, options, flags);
-    AddIpmiFlags(app, options);
+    AddIpmiFlags(app, options, flags);
     AddHttpsFlags(app, options);
     AddOutputFlags(app, options);
     for (const Command& command : kCommands) {

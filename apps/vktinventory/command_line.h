@@ -4,6 +4,7 @@
 #ifndef APPS_VKTINVENTORY_COMMAND_LINE_H
 #define APPS_VKTINVENTORY_COMMAND_LINE_H
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -15,6 +16,7 @@
 #include "apps/vktinventory/commands.h"
 #include "apps/vktinventory/exit_code.h"
 #include "common/connection/connection_values.h"
+#include "module/vkt/vkt_enclosure/target.h"
 
 namespace CLI {
 class App;
@@ -49,15 +51,13 @@ struct Options
     std::string caFile;
     std::string pin;
     bool insecure = false;
-    TulvoConnection::Authentication authentication = TulvoConnection::kAuthenticateBasic;
+    Enclosures::HttpAuthentication authentication = Enclosures::HttpAuthentication::kSession;
+    std::chrono::seconds timeout{30};  ///< For all of it.
     int verbosity = 0;
     Format format = Format::kTable;
     const Command* command = nullptr;
     std::uint64_t number = 0;  ///< The command's argument; 0 when it takes none.
 };
-
-/// The suite that is proposed when neither -C nor the configuration names one.
-inline constexpr std::uint64_t kDefaultCipherSuite = 3;
 
 /// What --help and the manual page say alike.
 inline constexpr std::string_view kPasswordHelp =
@@ -86,7 +86,7 @@ struct EarlyExit
     std::string text;  ///< For standard output when code is kEverythingRead, else for error output.
 };
 
-/// @param words the arguments without the program's name and without a password.
+/// @param words the arguments without the program's name and without secrets.
 std::variant<Options, EarlyExit> ParseCommandLine(const std::vector<std::string>& words);
 
 /// Shows the parser, with every option and command, to whoever describes the command line

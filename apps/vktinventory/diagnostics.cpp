@@ -3,17 +3,14 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <charconv>
-#include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <mutex>
 #include <new>
-#include <utility>
 
-#include "apps/vktinventory/writing.h"
 #include "common/log/log.h"
 #include "common/text/printable.h"
 
@@ -24,26 +21,10 @@ constexpr int kWarning = 2;
 constexpr int kNotice = 3;
 constexpr int kTrace = 4;
 
-/// How the library's notices of its retry loops begin, and how often it tries.
-constexpr std::string_view kRetryNotices[] = {"Try to get VKT status, retry ",
-                                              "Try to get PSU status, start retry "};
-constexpr int kTries = 6;
-
-constexpr std::string_view kEraseLine = "\r\033[K";
-
-/// Guards what stands below it. Held for moments, but where standard error does not take what is
-/// written: nobody who ends the process may wait for it.
-std::timed_mutex mutex;
-std::string detail;
-bool progressStands = false;
-
 std::atomic<bool> outputEnded = false;
 
 /// Whoever prints holds it; EndOutput() takes it and keeps it.
 std::mutex printing;
-
-/// Far above those moments.
-constexpr std::chrono::milliseconds kMoment{200};
 
 /// Nobody is left to tell when standard error itself fails.
 void WriteError(std::string_view text)
@@ -51,33 +32,7 @@ void WriteError(std::string_view text)
     [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
 }
 
-void EraseStandingLine()
-{
-    if (std::exchange(progressStands, false)) {
-        WriteError(kEraseLine);
-    }
-}
-
-void ShowTry(int number)
-{
-    WriteError(std::string(kEraseLine) + "module not ready, try " + std::to_string(number) +
-               " of " + std::to_string(kTries) + " ...");
-    progressStands = true;
-}
-
-/// Which try a notice announces; 0 when it announces none.
-int TryIn(std::string_view text)
-{
-    int number = 0;
-    for (const std::string_view notice : kRetryNotices) {
-        if (text.substr(0, notice.size()) == notice) {
-            std::from_chars(text.data() + notice.size(), text.data() + text.size(), number);
-        }
-    }
-    return number;
-}
-
-/// A warning about the configuration is about this command's own set-up, not about a query.
+/// A warning about the configuration is about this command's own set-up, not about a module.
 bool IsAboutConfiguration(const LogRecord& record)
 {
     return std::string_view(record.file).find("common/config/") != std::string_view::npos;
@@ -85,7 +40,6 @@ bool IsAboutConfiguration(const LogRecord& record)
 
 void Line(std::string_view text)
 {
-    EraseStandingLine();
     try {
         WriteError("vktinventory: " + Text::PrintableAscii(text) + "\n");
     } catch (const std::bad_alloc&) {
@@ -93,23 +47,12 @@ void Line(std::string_view text)
     }
 }
 
+/// What failed is told by whoever asked; what nobody asked for must not get lost.
 void TakeRecordQuietly(const LogRecord& record)
 {
-    const std::lock_guard lock(mutex);
-    if (outputEnded) {
-        return;
-    }
-    if (record.level > kWarning) {
-        if (const int number = TryIn(record.text); number > 1 && isatty(STDERR_FILENO) != 0) {
-            ShowTry(number);
-        }
-        return;
-    }
-    if (IsAboutConfiguration(record)) {
+    if (!outputEnded && IsAboutConfiguration(record)) {
         Line(record.text);
-        return;
     }
-    detail = record.text;
 }
 
 bool IsSet(const char* variable)
@@ -128,35 +71,20 @@ bool TerminalIsDumb()
 
 void Complain(std::string_view text)
 {
-    const std::scoped_lock lock(printing, mutex);
+    const std::lock_guard lock(printing);
     Line(text);
 }
 
 void StartLogging(int verbosity)
 {
-    SetLogLevel(verbosity > 1 ? kTrace : kNotice);
+    constexpr int kLevels[] = {kWarning, kNotice, kTrace};
+    SetLogLevel(kLevels[std::min(verbosity, 2)]);
     SetLogSink(verbosity == 0 ? std::function(TakeRecordQuietly) : nullptr);
-}
-
-std::string TakeLogDetail()
-{
-    const std::lock_guard lock(mutex);
-    EraseStandingLine();
-    return std::exchange(detail, {});
-}
-
-void EraseProgress()
-{
-    const std::lock_guard lock(mutex);
-    EraseStandingLine();
 }
 
 void EndOutput()
 {
     outputEnded = true;
-    if (const std::unique_lock lock(mutex, kMoment); lock && progressStands) {
-        WriteIfTaken(STDERR_FILENO, kEraseLine);
-    }
     SetLogLevel(0);
     // A print that has begun may be stuck in a pipe that nobody reads; it is not waited for.
     static_cast<void>(printing.try_lock());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// All that goes to standard error. Quiet by default: the library's records then only serve to say
-/// more about a failed query and to show, on a terminal, that a module is not ready yet.
+/// All that goes to standard error. Quiet by default: of what the libraries log, only warnings
+/// about the configuration are then shown.
 #ifndef APPS_VKTINVENTORY_DIAGNOSTICS_H
 #define APPS_VKTINVENTORY_DIAGNOSTICS_H
 
@@ -16,15 +16,8 @@ void Complain(std::string_view text);
 /// @param verbosity 0 quiet, 1 errors, warnings and notices as log lines, 2 and above traces too.
 void StartLogging(int verbosity);
 
-/// The last error or warning that the library logged since the last call; empty without one, and
-/// when it has been printed already.
-std::string TakeLogDetail();
-
-/// Removes the line that says which try the library is at, if it stands.
-void EraseProgress();
-
-/// Silences this process for good: erases the progress, drops what is logged, and stops every
-/// thread that would complain or print from now on. For the thread that ends the process.
+/// Silences this process for good: drops what is logged, and stops every thread that would
+/// complain or print from now on. For the thread that ends the process.
 void EndOutput();
 
 /// Writes all of it to standard output.

@@ -28,12 +28,12 @@ struct ExitCodeMeaning
 
 inline constexpr ExitCodeMeaning kExitCodes[] = {
     {ExitCode::kEverythingRead, "everything was read"},
-    {ExitCode::kSomeQueriesFailed, "some queries failed; what was read is printed"},
+    {ExitCode::kSomeQueriesFailed, "something was not read; what was read is printed"},
     {ExitCode::kWrongUsage, "wrong usage; nothing was read"},
-    {ExitCode::kNoConnection, "no connection to the module"},
-    {ExitCode::kRefused, "refused: log-in, privilege, cipher suite, certificate"},
+    {ExitCode::kNoConnection, "no connection to a module"},
+    {ExitCode::kRefused, "refused: log-in, key, privilege, suite, certificate"},
     {ExitCode::kOutputFailed, "the results could not be written"},
-    {ExitCode::kHostExhausted, "this host has no memory or thread left for it"},
+    {ExitCode::kHostExhausted, "a fault on this side: memory, threads, files, settings"},
     {ExitCode::kInterrupted, "interrupted (128 and the signal's number)"},
 };
 

@@ -60,15 +60,25 @@ std::string Padded(const GridCell& cell, std::size_t width, bool colour)
     return (cell.alignRight ? padding + text : text + padding) + std::string(kGap, ' ');
 }
 
+/// How much of a text stands on a line: whole words if it has any.
+std::size_t LineOf(std::string_view text, std::size_t room)
+{
+    const std::size_t blank = text.size() > room ? text.rfind(' ', room - 1) : text.npos;
+    return blank == text.npos ? room : blank + 1;
+}
+
 std::string LastCell(const GridCell& cell, std::size_t width, std::size_t start, bool colour)
 {
     const std::size_t room = std::max(kLineWidth - std::min(kLineWidth, start), kNarrowest);
     const std::string padding(cell.alignRight && width <= room ? width - cell.text.size() : 0, ' ');
-    std::string text = padding + Painted(cell.text.substr(0, room), cell.mark, colour) + "\n";
-    for (std::size_t at = room; at < cell.text.size(); at += room) {
-        text += std::string(start, ' ') + Painted(cell.text.substr(at, room), cell.mark, colour);
-        text += "\n";
-    }
+    std::string text = padding;
+    std::string_view rest = cell.text;
+    do {
+        const std::string_view line = rest.substr(0, LineOf(rest, room));
+        rest.remove_prefix(line.size());
+        text +=
+            Painted(line, cell.mark, colour) + "\n" + std::string(rest.empty() ? 0 : start, ' ');
+    } while (!rest.empty());
     return text;
 }
 

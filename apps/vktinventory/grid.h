@@ -4,12 +4,19 @@
 #ifndef APPS_VKTINVENTORY_GRID_H
 #define APPS_VKTINVENTORY_GRID_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "apps/vktinventory/cell.h"
-
 namespace Tulvo::Cli {
+
+/// How urgently a text wants an administrator's eye.
+enum class Mark : std::uint8_t
+{
+    kNone,
+    kWarning,
+    kBad,
+};
 
 struct GridCell
 {

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vktinventory/interrupt.h"
 
+#include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstddef>
-#include <cstdint>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -13,8 +15,6 @@
 
 #include "apps/vktinventory/diagnostics.h"
 #include "apps/vktinventory/password_prompt.h"
-#include "module/ipmi/ipmi_client/ipmi_client.h"
-#include "module/vkt/vkt_https/vkt_https.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -29,10 +29,23 @@ constexpr int kBackgroundSignals[] = {SIGTTIN, SIGTTOU};
 /// What a shell reports for a program that a signal ended: this and the signal's number.
 constexpr int kSignalBase = 128;
 
-/// How long a session may take to close; a module that does not answer keeps nobody waiting for
-/// longer. Over HTTPS a request is left within a second, and the session deleted within two.
-constexpr std::uint32_t kCloseLimitMilliseconds = 1000;
-constexpr std::uint32_t kHttpsCloseLimitMilliseconds = 3000;
+/// How long a log-out may take; a module that does not answer keeps nobody waiting for longer.
+constexpr std::chrono::seconds kLogOutLimit{3};
+
+struct Conversations
+{
+    std::mutex mutex;
+    std::condition_variable ended;
+    int count = 0;
+    std::stop_source stop;
+};
+
+/// Never destroyed: the thread that waits for signals may use it until the process is gone.
+Conversations& All()
+{
+    static Conversations& all = *new Conversations;
+    return all;
+}
 
 /// A signal that whoever started us switched off (nohup, a job in the background) stays off.
 bool IsIgnored(int signal)
@@ -83,10 +96,12 @@ void Stop()
 {
     ShowTyping();
     EndOutput();
-    IpmiClient::interruptAll();
-    VKTHttps::InterruptAll();
-    IpmiClient::waitUntilAllClosed(kCloseLimitMilliseconds);
-    VKTHttps::WaitUntilAllClosed(kHttpsCloseLimitMilliseconds);
+    Conversations& all = All();
+    all.stop.request_stop();
+    {
+        std::unique_lock lock(all.mutex);
+        all.ended.wait_for(lock, kLogOutLimit, [&all] { return all.count == 0; });
+    }
     _exit(kSignalBase + signal);
 }
 
@@ -109,8 +124,29 @@ void Stop()
 
 }  // namespace
 
+Conversation::Conversation()
+{
+    const std::lock_guard lock(All().mutex);
+    ++All().count;
+}
+
+Conversation::~Conversation()
+{
+    {
+        const std::lock_guard lock(All().mutex);
+        --All().count;
+    }
+    All().ended.notify_all();
+}
+
+std::stop_token Conversation::StopToken() const
+{
+    return All().stop.get_token();
+}
+
 void WatchForInterrupts()
 {
+    All();  // takes its memory as long as there is somebody to tell that there is none
     for (const int failedWrite : {SIGPIPE, SIGXFSZ}) {
         std::signal(failedWrite, SIG_IGN);
     }

@@ -1,12 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vktinventory/render_json.h"
 
+#include <array>
+#include <chrono>
+#include <ctime>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <string_view>
+#include <variant>
 
-#include "apps/vktinventory/result_names.h"
+#include "module/vkt/vkt_enclosure/catalogue.h"
 
 namespace Tulvo::Cli {
 namespace {
+
+using Enclosures::Field;
+using Enclosures::Object;
+using Enclosures::ObjectKind;
+using Enclosures::Sections;
+using Json = nlohmann::ordered_json;
+
+constexpr int kSchemaVersion = 2;
 
 /// UTF-8 in which each byte is the character with the same number (U+0000 to U+00FF): a text of the
 /// module may hold any byte; the JSON stays valid, and no byte is lost.
@@ -25,104 +39,134 @@ std::string BytesAsUtf8(std::string_view bytes)
     return text;
 }
 
-using Json = nlohmann::ordered_json;
-
-constexpr int kSchemaVersion = 1;
-
 struct DatumToJson
 {
-    Json operator()(std::monostate) const { return nullptr; }
-    Json operator()(const std::string& text) const { return BytesAsUtf8(text); }
+    Json operator()(Enclosures::NotAsked) const { return nullptr; }
+    Json operator()(Enclosures::Absent) const { return nullptr; }
+    Json operator()(const Failure*) const { return nullptr; }
     Json operator()(std::int64_t number) const { return number; }
+    Json operator()(const std::string& text) const { return BytesAsUtf8(text); }
     Json operator()(bool flag) const { return flag; }
+    Json operator()(const Enclosures::StateWord* word) const { return word->key; }
 };
 
-Json JsonOf(const Cell& cell)
+/// The member that a path such as "fans.a.speed" leads to; what lacks on the way is made.
+Json& At(Json& object, std::string_view path)
 {
-    return std::visit(DatumToJson(), cell.datum);
-}
-
-Json JsonOf(const Record& record)
-{
-    Json object = Json::object();
-    for (const Cell& cell : record) {
-        object[std::string(cell.key)] = JsonOf(cell);
+    Json* member = &object;
+    for (;;) {
+        const std::size_t end = path.find('.');
+        member = &(*member)[std::string(path.substr(0, end))];
+        if (end == path.npos) {
+            return *member;
+        }
+        path.remove_prefix(end + 1);
     }
-    return object;
 }
 
-Json JsonOf(const std::vector<Record>& records)
+/// Adds all members that an object has in the sections; without values where nothing was read.
+void AddFields(Json& json, const Object& object, Sections sections)
+{
+    for (const Field& field : Enclosures::Fields()) {
+        const bool wanted =
+            field.section == Enclosures::kModuleOnly || (field.section & sections) != 0;
+        if (field.object == object.Kind() && (field.places & Enclosures::kInJson) != 0 && wanted) {
+            At(json, field.path) = std::visit(DatumToJson(), field.get(object));
+        }
+    }
+}
+
+Json ListOf(const Report& report, ObjectKind kind)
 {
     Json list = Json::array();
-    for (const Record& record : records) {
-        list.push_back(JsonOf(record));
+    for (const Object& object : Enclosures::ObjectsOf(report.enclosure)) {
+        if (object.Kind() == kind) {
+            AddFields(list.emplace_back(Json::object()), object, report.command->printed);
+        }
     }
     return list;
 }
 
-Json DataOf(Shape shape, const Reply& reply)
+std::string TimeText(std::chrono::system_clock::time_point time)
 {
-    if (!reply.read) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm fields = {};
+    gmtime_r(&seconds, &fields);
+    std::array<char, sizeof "2026-11-21T19:07:03Z" + 16> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &fields)};
+}
+
+Json NumberOrNull(const std::optional<std::uint8_t>& number)
+{
+    return number ? Json(*number) : Json(nullptr);
+}
+
+Json JsonOf(const Enclosures::Finding& finding)
+{
+    return {{"severity", KeyOf(finding.severity)},
+            {"object", finding.object},
+            {"powerSupply", NumberOrNull(finding.powerSupply)},
+            {"node", NumberOrNull(finding.node)},
+            {"field", finding.field},
+            {"message", BytesAsUtf8(finding.message)}};
+}
+
+Json JsonOf(const Enclosures::Judgement& judgement)
+{
+    Json findings = Json::array();
+    for (const Enclosures::Finding& finding : judgement.findings) {
+        findings.push_back(JsonOf(finding));
+    }
+    return {{"status", KeyOf(judgement.status)}, {"findings", findings}};
+}
+
+Json JsonOf(const std::vector<Enclosures::Missing>& all)
+{
+    Json list = Json::array();
+    for (const Enclosures::Missing& missing : all) {
+        list.push_back({{"object", missing.object},
+                        {"powerSupply", NumberOrNull(missing.powerSupply)},
+                        {"node", NumberOrNull(missing.node)},
+                        {"field", missing.field},
+                        {"cause", Enclosures::KeyOf(missing.failure.cause)},
+                        {"message", BytesAsUtf8(missing.failure.message)}});
+    }
+    return list;
+}
+
+Json JsonOf(const std::optional<Failure>& error)
+{
+    if (!error) {
         return nullptr;
     }
-    switch (shape) {
-        case Shape::kText:
-            return JsonOf(reply.records.front().front());
-        case Shape::kList:
-            return JsonOf(reply.records);
-        default:
-            return JsonOf(reply.records.front());
-    }
-}
-
-Json JsonOf(const Query& query, const Answer& answer)
-{
-    Json object = Json::object();
-    if (query.shape == Shape::kNode) {
-        object["node"] = answer.number;
-    }
-    if (query.shape == Shape::kAction) {
-        object["number"] = answer.number;
-    }
-    object["result"] = NameOf(answer.reply.result).name;
-    if (query.shape != Shape::kAction) {
-        object["data"] = DataOf(query.shape, answer.reply);
-    }
-    return object;
-}
-
-Json JsonOf(const Asked& asked)
-{
-    if (asked.query->shape != Shape::kNode) {
-        return JsonOf(*asked.query, asked.answers.front());
-    }
-    Json list = Json::array();
-    for (const Answer& answer : asked.answers) {
-        list.push_back(JsonOf(*asked.query, answer));
-    }
-    return list;
-}
-
-Json JsonOf(const Target& target)
-{
-    return {{"interface", target.interface},
-            {"address", BytesAsUtf8(target.address)},
-            {"port", target.port}};
+    return {{"cause", Enclosures::KeyOf(error->cause)}, {"message", BytesAsUtf8(error->message)}};
 }
 
 }  // namespace
 
 std::string RenderJson(const Report& report)
 {
-    Json queries = Json::object();
-    for (const Asked& asked : report.asked) {
-        queries[std::string(asked.query->key)] = JsonOf(asked);
+    Json document = {{"schemaVersion", kSchemaVersion},
+                     {"time", TimeText(report.enclosure.time)},
+                     {"host", BytesAsUtf8(report.enclosure.source.host)},
+                     {"group", nullptr},
+                     {"labels", Json::object()},
+                     {"module", Json::object()},
+                     {"complete", report.IsComplete()},
+                     {"error", JsonOf(report.enclosure.error)},
+                     {"health", JsonOf(report.judgement)},
+                     {"notRead", JsonOf(report.notRead)}};
+    AddFields(document, {report.enclosure}, report.command->printed);
+    if ((report.command->printed & Enclosures::kSupplies) != 0) {
+        document["powerSupplies"] = ListOf(report, ObjectKind::kPowerSupply);
     }
-    const Json document = {{"schemaVersion", kSchemaVersion},
-                           {"command", report.command->name},
-                           {"module", JsonOf(report.target)},
-                           {"moduleStatusRead", report.moduleStatusRead},
-                           {"queries", queries}};
+    if ((report.command->printed & Enclosures::kNodes) != 0) {
+        document["nodes"] = ListOf(report, ObjectKind::kNode);
+    }
+    if (report.selected != 0) {
+        document["selection"] = {{"powerSupply", report.selected},
+                                 {"accepted", !report.enclosure.error.has_value()}};
+    }
     constexpr int indent = 2;
     constexpr bool asciiOnly = true;
     return document.dump(indent, ' ', asciiOnly) + "\n";

@@ -244,11 +244,15 @@ TEST_P(HostileShow, ReadsRightOrNamesWhatFailed)
     const int runs = seeds.last - seeds.first + 1;
     EXPECT_GE(tally.outcomes["everything read"] * 100, runs * profile.leastWhole);
     for (std::size_t i = 0; i < kFaultNames.size(); ++i) {
-        for (const PayloadType type : {kOpenSessionRequest, kOpenSessionResponse, kRakp1, kRakp2,
-                                       kRakp3, kRakp4, kSealedIpmi}) {
-            EXPECT_EQ(tally.faults[type][i] > 0, profile.perMille[i] > 0)
-                << kFaultNames[i] << " at no packet of type " << int{type};
+        // A show logs in once: of its six packets alone too few would meet each fault.
+        unsigned atLogIn = 0;
+        for (const PayloadType type :
+             {kOpenSessionRequest, kOpenSessionResponse, kRakp1, kRakp2, kRakp3, kRakp4}) {
+            atLogIn += static_cast<unsigned>(tally.faults[type][i]);
         }
+        EXPECT_EQ(atLogIn > 0, profile.perMille[i] > 0) << kFaultNames[i] << " at no log-in";
+        EXPECT_EQ(tally.faults[kSealedIpmi][i] > 0, profile.perMille[i] > 0)
+            << kFaultNames[i] << " at no request or answer";
     }
 }
 

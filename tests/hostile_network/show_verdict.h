@@ -14,9 +14,9 @@ namespace Tulvo {
 
 struct Verdict
 {
-    /// "everything read", "some queries failed", "no connection", "refused".
+    /// "everything read", "something not read", "no connection", "refused".
     std::string outcome;
-    /// What is wrong with it: a value that is not the right one, a failure without its name.
+    /// What is wrong with it: a value that is neither right nor told of as not read.
     std::vector<std::string> complaints;
 };
 

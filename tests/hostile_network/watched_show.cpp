@@ -51,7 +51,7 @@ Simulator::IpmiSimOptions OptionsFor(const std::string& scenario)
 Test::Ran Show(std::uint16_t port)
 {
     return Test::RunCommand({"-H", "127.0.0.1", "-p", std::to_string(port), "-U", kUser, "-P",
-                             kPassword, "--format", "json", "show"});
+                             kPassword, "--timeout", "10", "--format", "json", "show"});
 }
 
 std::size_t SessionsOn(const Simulator::IpmiSimServer& server)

@@ -20,10 +20,10 @@ USER = "admin"
 PASSWORD = "Hush-4c0ffee-7d9e"
 CREDENTIALS = {"user": USER, "password": PASSWORD, "privilege": "administrator"}
 TOKEN = "Whisper-51ab-99e0"
-COMMANDS = ["show", "--format json show", "identity", "power", "psu", "nodes", "node 1", "status", "select-psu 1"]
+COMMANDS = ["show", "--format json show", "health", "identity", "power", "psu", "nodes", "node 1", "status", "select-psu 1"]
 
 # Exit codes, as --help names them.
-READ, SOME_FAILED, WRONG_USAGE, NO_CONNECTION, REFUSED = 0, 1, 2, 3, 4
+READ, SOME_FAILED, WRONG_USAGE, NO_CONNECTION, REFUSED, FAULT_HERE = 0, 1, 2, 3, 4, 6
 
 
 def forms(secret):
@@ -221,7 +221,7 @@ class WhatFails(Silence):
             ["-P", PASSWORD + "\n", "-I", "https", "-H", "127.0.0.1", "-U", USER],
         ):
             ran = run([COMMAND, "-vv", *words])
-            self.assertIn(ran.returncode, (WRONG_USAGE, NO_CONNECTION, REFUSED), ran.stderr)
+            self.assertIn(ran.returncode, (WRONG_USAGE, NO_CONNECTION, REFUSED, FAULT_HERE), ran.stderr)
             self.assertEqual(found_in(ran.stdout + ran.stderr), [], ran.stderr)
 
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Where the password goes that stands on the command line.
+// Where a secret goes that stands on the command line.
 #include "apps/vktinventory/arguments.h"
 
 #include <gmock/gmock.h>
@@ -20,6 +20,7 @@ struct PasswordCase
     std::vector<std::string> given;
     std::vector<std::string> words;
     std::string password;
+    std::string kg = {};
 };
 
 class Password : public testing::TestWithParam<PasswordCase>
@@ -51,6 +52,7 @@ TEST_P(Password, IsTakenOutOfTheWords)
     const Cli::Arguments arguments = Take();
     EXPECT_THAT(arguments.words, ElementsAreArray(GetParam().words));
     EXPECT_EQ(arguments.password, GetParam().password);
+    EXPECT_EQ(arguments.kg, GetParam().kg);
 }
 
 TEST_P(Password, IsBlankedInTheArgumentList)
@@ -58,8 +60,10 @@ TEST_P(Password, IsBlankedInTheArgumentList)
     const std::size_t size = memory.size();
     Take();
     EXPECT_EQ(memory.size(), size);
-    if (!GetParam().password.empty()) {
-        EXPECT_THAT(memory, Not(HasSubstr(GetParam().password)));
+    for (const std::string& secret : {GetParam().password, GetParam().kg}) {
+        if (!secret.empty()) {
+            EXPECT_THAT(memory, Not(HasSubstr(secret)));
+        }
     }
 }
 
@@ -78,6 +82,11 @@ INSTANTIATE_TEST_SUITE_P(
         PasswordCase{"Missing", {"-H", "h", "-P"}, {"-H", "h", "-P"}, ""},
         PasswordCase{"Twice", {"-P", "one", "-P", "two"}, {"-P", "*", "-P", "*"}, "two"},
         PasswordCase{"AnotherFlagsValue", {"-H", "-", "-UPaul"}, {"-H", "-", "-UPaul"}, ""},
+        PasswordCase{"Key", {"-k", "key", "-Psecret"}, {"-k", "*", "-P*"}, "secret", "key"},
+        PasswordCase{"KeyInTheSameWord", {"-vkkey"}, {"-vk*"}, "", "key"},
+        PasswordCase{"LongKey", {"--kg", "key"}, {"--kg", "*"}, "", "key"},
+        PasswordCase{"LongKeyInTheSameWord", {"--kg=key"}, {"--kg=*"}, "", "key"},
+        PasswordCase{"KeyLikeAFlag", {"-k", "-Pkey"}, {"-k", "*"}, "", "-Pkey"},
         PasswordCase{"NotAFlag", {"--pin", "P"}, {"--pin", "P"}, ""}),
     [](const auto& tested) { return std::string(tested.param.name); });
 

@@ -62,6 +62,7 @@ TEST(CommandLine, HasDefaults)
     EXPECT_FALSE(options.privilege);
     EXPECT_EQ(options.verbosity, 0);
     EXPECT_EQ(options.format, Cli::Format::kTable);
+    EXPECT_EQ(options.timeout.count(), 30);
     EXPECT_EQ(options.command->name, "show");
 }
 
@@ -111,13 +112,20 @@ TEST(CommandLine, TakesPrivilegesInEitherCase)
 
 TEST(CommandLine, TakesHttpsFlags)
 {
-    const Options options = Parsed("-I https -H h --ca-file /dev/null --auth session");
+    const Options options = Parsed("-I https -H h --ca-file /dev/null --auth basic");
     EXPECT_EQ(options.interface, TulvoConnection::kConnectOverHttps);
     EXPECT_EQ(options.port, 443);
     EXPECT_EQ(options.caFile, "/dev/null");
-    EXPECT_EQ(options.authentication, TulvoConnection::kAuthenticateBySession);
+    EXPECT_EQ(options.authentication, Enclosures::HttpAuthentication::kBasic);
+    EXPECT_EQ(Parsed("-I https -H h").authentication, Enclosures::HttpAuthentication::kSession);
     EXPECT_EQ(Parsed("-I https -H h --pin sha256//AA=").pin, "sha256//AA=");
     EXPECT_TRUE(Parsed("-I https -H h --insecure").insecure);
+}
+
+TEST(CommandLine, TakesATimeout)
+{
+    EXPECT_EQ(Parsed("-H h --timeout 1").timeout.count(), 1);
+    EXPECT_EQ(Parsed("-H h --timeout 86400").timeout.count(), 86400);
 }
 
 TEST(CommandLine, KnowsEveryCommand)
@@ -166,6 +174,11 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"PortTooHigh", "-H h -p 65536", "--port"},
         RefusedCase{"PortNoNumber", "-H h -p ipmi", "--port"},
         RefusedCase{"PortNegative", "-H h -p=-1", "-p"},
+        RefusedCase{"NoTime", "-H h --timeout 0", "--timeout"},
+        RefusedCase{"NegativeTime", "-H h --timeout=-1", "--timeout"},
+        RefusedCase{"TooMuchTime", "-H h --timeout 86401", "--timeout"},
+        RefusedCase{"TimeNoNumber", "-H h --timeout nan", "--timeout"},
+        RefusedCase{"KeyOverHttps", "-H h -I https -k *", "does not go with -I https"},
         RefusedCase{"SuiteZero", "-H h -C 0", "--cipher-suite"},
         RefusedCase{"SuiteOne", "-H h -C 1", "--cipher-suite"},
         RefusedCase{"SuiteTwo", "-H h -C 2", "--cipher-suite"},
@@ -235,7 +248,8 @@ INSTANTIATE_TEST_SUITE_P(
                     EmptyCase{"-C", "--cipher-suite", "lanplus"},
                     EmptyCase{"-L", "--privilege", "lanplus"}, EmptyCase{"", "--ca-file", "https"},
                     EmptyCase{"", "--pin", "https"}, EmptyCase{"", "--auth", "https"},
-                    EmptyCase{"", "--format", "lanplus"}),
+                    EmptyCase{"", "--format", "lanplus"}, EmptyCase{"-k", "--kg", "lanplus"},
+                    EmptyCase{"", "--timeout", "lanplus"}),
     [](const auto& tested) {
         std::string name = tested.param.longFlag;
         name.erase(std::remove(name.begin(), name.end(), '-'), name.end());
@@ -259,9 +273,9 @@ TEST(Help, NamesEveryCommandFlagAndExitCode)
     }
     for (const char* flag :
          {"-I,--interface", "-H,--host", "-p,--port", "-U,--user", "-P,--password",
-          "-f,--password-file", "-E,--password-env", "-C,--cipher-suite", "-L,--privilege",
-          "--ca-file", "--pin", "--insecure", "--auth", "--format", "-v,--verbose", "-h,--help",
-          "-V,--version"}) {
+          "-f,--password-file", "-E,--password-env", "--timeout", "-k,--kg", "-C,--cipher-suite",
+          "-L,--privilege", "--ca-file", "--pin", "--insecure", "--auth", "--format",
+          "-v,--verbose", "-h,--help", "-V,--version"}) {
         EXPECT_THAT(help.text, HasSubstr(flag));
     }
 }

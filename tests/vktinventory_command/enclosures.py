@@ -95,3 +95,47 @@ def run(words, environment=None):
         env=environment_with(environment),
         start_new_session=True,  # without a terminal to ask for a password on
     )
+
+
+def differences(one, other, place=""):
+    """Where two objects differ, as deep as their members and lists are alike: place -> (one, other)."""
+    if isinstance(one, dict) and isinstance(other, dict) and one.keys() == other.keys():
+        pairs = [(key, one[key], other[key]) for key in one]
+    elif isinstance(one, list) and isinstance(other, list) and len(one) == len(other):
+        pairs = [(index, *pair) for index, pair in enumerate(zip(one, other))]
+    else:
+        return {} if one == other else {place: (one, other)}
+    found = {}
+    for key, left, right in pairs:
+        found |= differences(left, right, f"{place}.{key}" if place else str(key))
+    return found
+
+
+PARTS = ("identity", "power", "powerSupplies", "nodes")
+OBJECTS = {"power": "Chassis", "powerSupplies": "PSU", "nodes": "Node "}
+
+
+def object_at(place):
+    """What notRead calls the object that a value belongs to: PSU3 at powerSupplies.2.fans.code."""
+    part, *rest = place.split(".")
+    name = OBJECTS.get(part, "Module")
+    return name + str(int(rest[0]) + 1) if part in PARTS[2:] and rest else name
+
+
+def complaints_of(document, whole):
+    """What is wrong with an object by what the undisturbed enclosure gives: a value that is neither
+    right nor unread, one that is missed in silence, a list that is short though the module told."""
+    told = document["module"]["nodeCount"] is not None
+    unread = {missing["object"] for missing in document["notRead"]}
+    complaints = []
+    found = differences({p: document[p] for p in PARTS}, {p: whole[p] for p in PARTS})
+    for place, (value, _) in found.items():
+        excused = value == [] and not told if place in PARTS else value is None
+        if not excused or (told and object_at(place) not in unread):
+            complaints.append(f"{place} is {value}")
+    ended = document["error"] is not None
+    if document["complete"] != (not unread and not ended) or (found and document["complete"]):
+        complaints.append("it is wrong about being complete")
+    if unread and document["health"]["status"] == "ok":
+        complaints.append("what was not read is called ok")
+    return complaints

@@ -129,7 +129,7 @@ class Https(TlsModule):
         ran = self.ask(*words, "--format", "json", "identity")
         document = json.loads(ran.stdout)
         self.assertEqual(document["module"]["interface"], "https")
-        self.assertEqual(document["queries"]["machineType"]["data"], "7X58")
+        self.assertEqual(document["identity"]["machineType"], "7X58")
         self.assertEqual((ran.returncode, ran.stderr), (0, ""))
 
     def check_refused(self, code, reason, *words, **changes):
@@ -148,16 +148,22 @@ class Https(TlsModule):
     def test_trusts_anyone_when_told_so(self):
         self.check_reads("--insecure")
 
-    def test_names_the_queries_that_the_module_refuses(self):
+    def test_names_what_the_module_refuses(self):
         ran = self.ask("--pin", self.pin, "power")
         self.assertEqual(ran.returncode, 1)
-        self.assertIn("Chassis power caps not read: refused", ran.stderr)
+        self.assertRegex(
+            ran.stderr,
+            r"\Avktinventory: Chassis consumption and Chassis caps not read: [^\n]*0xC1[^\n]*\n\Z",
+        )
 
-    def test_logs_in_for_a_session_and_ends_each(self):
-        self.check_reads("--pin", self.pin, "--auth", "session")
-        opened = self.server.paths.count(SESSIONS)
-        self.assertGreater(opened, 0)
-        self.assertEqual(self.server.paths.count("DELETE " + SESSIONS + "/1"), opened)
+    def test_logs_in_for_one_session_and_ends_it(self):
+        self.check_reads("--pin", self.pin)
+        self.assertEqual(self.server.paths.count(SESSIONS), 1)
+        self.assertEqual(self.server.paths.count("DELETE " + SESSIONS + "/1"), 1)
+
+    def test_logs_in_with_every_request_when_told_so(self):
+        self.check_reads("--pin", self.pin, "--auth", "basic")
+        self.assertNotIn(SESSIONS, self.server.paths)
 
     def test_an_unknown_certificate_is_not_trusted_and_its_pin_is_told(self):
         message = self.check_refused(4, "not trusted")
@@ -182,7 +188,7 @@ class Https(TlsModule):
 
     def test_a_server_without_the_service_is_told(self):
         self.server.status = 404
-        self.check_refused(3, "no service", "--pin", self.pin)
+        self.check_refused(3, "404", "--pin", self.pin)
 
     def test_an_unknown_name_is_told(self):
         self.check_refused(3, "name was not found", "--insecure", host="no-such-host.invalid")

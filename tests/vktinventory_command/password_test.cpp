@@ -8,7 +8,7 @@
 #include <fstream>
 #include <optional>
 
-#include "tests/vktinventory_command/fake_module.h"
+#include "tests/vktinventory_command/fake_enclosure.h"
 #include "tests/vktinventory_command/run_command.h"
 
 namespace Tulvo::Test {
@@ -27,12 +27,12 @@ std::string FileHolding(const std::string& bytes)
 
 std::string PasswordUsed(const std::vector<std::string>& flags)
 {
-    FakeModule::Current() = FakeModule::Healthy();
+    FakeEnclosure::Current() = FakeEnclosure::Healthy();
     std::vector<std::string> words = {"-H", "h", "identity"};
     words.insert(words.end(), flags.begin(), flags.end());
     const Ran ran = RunCommand(words);
     EXPECT_EQ(ran.code, ExitCode::kEverythingRead) << ran.error;
-    return FakeModule::Current().asked.value().password;
+    return FakeEnclosure::Current().asked.value().password;
 }
 
 TEST(PasswordFile, GivesItsFirstLine)
@@ -71,11 +71,11 @@ TEST(PasswordFile, IsRefusedInAnotherEncoding)
         {"s\0e\0c\0\n\0"s, "NUL byte"},
     };
     for (const auto& [bytes, reason] : cases) {
-        FakeModule::Current() = FakeModule::Healthy();
+        FakeEnclosure::Current() = FakeEnclosure::Healthy();
         const Ran ran = RunCommand({"-H", "h", "-f", FileHolding(bytes)});
         EXPECT_EQ(ran.code, ExitCode::kWrongUsage);
         EXPECT_THAT(ran.error, HasSubstr(reason));
-        EXPECT_EQ(FakeModule::Current().ipmiTried, "") << "a wasted log-in";
+        EXPECT_FALSE(FakeEnclosure::Current().asked) << "a wasted log-in";
     }
 }
 
@@ -100,12 +100,12 @@ TEST(PasswordArgument, IsUsed)
 TEST(PasswordEnvironment, MustNotBeEmpty)
 {
     setenv("IPMI_PASSWORD", "", 1);
-    FakeModule::Current() = FakeModule::Healthy();
+    FakeEnclosure::Current() = FakeEnclosure::Healthy();
     const Ran ran = RunCommand({"-H", "h", "-E"});
     unsetenv("IPMI_PASSWORD");
     EXPECT_EQ(ran.code, ExitCode::kWrongUsage);
     EXPECT_THAT(ran.error, HasSubstr("IPMI_PASSWORD, which is empty"));
-    EXPECT_EQ(FakeModule::Current().ipmiTried, "");
+    EXPECT_FALSE(FakeEnclosure::Current().asked);
 }
 
 struct NoPasswordCase
@@ -122,14 +122,14 @@ class NoPassword : public testing::TestWithParam<NoPasswordCase>
 TEST_P(NoPassword, IsWrongUsageWithAReason)
 {
     unsetenv("IPMI_PASSWORD");
-    FakeModule::Current() = FakeModule::Healthy();
+    FakeEnclosure::Current() = FakeEnclosure::Healthy();
     std::vector<std::string> words = {"-H", "h"};
     words.insert(words.end(), GetParam().flags.begin(), GetParam().flags.end());
     const Ran ran = RunCommand(words);
     EXPECT_EQ(ran.code, ExitCode::kWrongUsage);
     EXPECT_THAT(ran.error, HasSubstr(GetParam().reason));
     EXPECT_EQ(ran.out, "");
-    EXPECT_EQ(FakeModule::Current().ipmiTried, "");
+    EXPECT_FALSE(FakeEnclosure::Current().asked);
 }
 
 INSTANTIATE_TEST_SUITE_P(

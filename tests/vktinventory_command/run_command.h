@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Runs the command in this process against FakeModule::Current().
+/// Runs the command in this process against FakeEnclosure::Current().
 #ifndef TESTS_VKTINVENTORY_COMMAND_RUN_COMMAND_H
 #define TESTS_VKTINVENTORY_COMMAND_RUN_COMMAND_H
 

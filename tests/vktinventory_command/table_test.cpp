@@ -7,31 +7,52 @@
 #include <string>
 
 #include "apps/vktinventory/render_table.h"
-#include "tests/vktinventory_command/fake_module.h"
+#include "tests/vktinventory_command/fake_enclosure.h"
 #include "tests/vktinventory_command/run_command.h"
 
 namespace Tulvo::Test {
 namespace {
 
+using namespace Enclosures;
 using testing::HasSubstr;
 using testing::Not;
 
 class Table : public testing::Test
 {
 protected:
-    Table() { Module() = FakeModule::Healthy(); }
+    Table() { FakeEnclosure::Current() = FakeEnclosure::Healthy(); }
 
-    static FakeModule& Module() { return FakeModule::Current(); }
+    static Enclosures::Enclosure& Record() { return FakeEnclosure::Current().record; }
+    static PowerSupply& Supply(std::size_t number) { return Record().powerSupplies[number - 1]; }
+    static SupplyFans FansOf(std::size_t number) { return *Supply(number).fans.Get(); }
+    static NodeState StateOf(std::size_t number) { return *Record().nodes[number - 1].state.Get(); }
+    static void SetFans(std::size_t number, FanState state)
+    {
+        SupplyFans fans = FansOf(number);
+        fans.state = state;
+        Supply(number).fans = fans;
+    }
+    static void SetPower(std::size_t number, PowerState powerState)
+    {
+        NodeState state = StateOf(number);
+        state.powerState = powerState;
+        Record().nodes[number - 1].state = state;
+    }
+    /// A slot without a supply, as a read tells it.
+    static void Empty(PowerSupply& supply)
+    {
+        supply.present = false;
+        supply.powerGood = supply.powerOffWarning = supply.throttling = Reading<bool>::Absent();
+        supply.fans = Reading<SupplyFans>::Absent();
+        supply.version = supply.manufacturer = supply.position = Reading<std::string>::Absent();
+    }
     static std::string Show() { return RunConnected({}).out; }
 
     /// As a terminal would get it.
     static std::string ShowColoured()
     {
-        const TulvoConnection::ConnectionInfo connection;
-        VKTInventory inventory(connection);
-        const Cli::Diagnostics none{[] { return std::string(); }, [] { return true; },
-                                    [] { return std::uint64_t{0}; }};
-        return Cli::RenderTable(Cli::Ask(inventory, Cli::kCommands[0], 0, none), true);
+        Record().asked = kEverything;
+        return Cli::RenderTable(Cli::ReportOf(Cli::kCommands[0], Record()), true);
     }
 };
 
@@ -98,115 +119,165 @@ Nodes
 )");
 }
 
-TEST_F(Table, BeginsWithWhatNeedsAttention)
+TEST_F(Table, BeginsWithWhatNeedsAttentionTheWorstFirst)
 {
-    Module().supplies.output[1].present = "not present";
-    Module().supplies.output[1].pwrGood = "not power good";
-    Module().supplies.output[0].pwrGood = "not power good";
-    Module().supplies.output[0].epow = "trigger";
-    Module().supplies.output[0].throttle = "trigger";
-    Module().fans[1].status = "Abnormal";
-    Module().fans[0].status = "Unknown";
-    Module().nodes[2].status.output.powerState = "Power Fault";
-    Module().nodes[3].status.output.powerState = "No Permission";
+    Supply(1).powerGood = false;
+    Supply(1).powerOffWarning = true;
+    Supply(1).throttling = true;
+    SetFans(1, FanState::kUnknown);
+    Empty(Supply(2));
+    SetPower(3, PowerState::kFault);
+    SetPower(4, PowerState::kNoPermission);
     EXPECT_THAT(Show(), HasSubstr(R"(Health
-  PSU1              Power              not power good
-  PSU1              Power-off warning  trigger
-  PSU1              Throttling         trigger
-  PSU2              Present            not present
-  PSU1              Fans               Unknown
-  PSU2              Fans               Abnormal
-  Node 3            Power state        Power Fault
-  Node 4            Power state        No Permission
+  PSU1              critical  has no good power
+  PSU1              critical  warns that its power goes off
+  Node 3            critical  has a power fault
+  PSU1              warning   throttles
+  PSU1              warning   has fans in an unknown state
+  PSU2              warning   is not present
+  Node 4            warning   has no permission to power on
 
 Identity)"));
 }
 
-TEST_F(Table, PassesOverASwitchedOffNodeAndAnEmptyFanBay)
+TEST_F(Table, ShowsNothingButFindingsForHealth)
 {
-    Module().nodes[0].status.output.powerState = "Power OFF";
-    Module().fans[1].status = "Not Present";
+    EXPECT_EQ(RunConnected({"health"}).out, "Health\n  good\n");
+    Supply(2).powerGood = false;
+    EXPECT_EQ(RunConnected({"health"}).out,
+              "Health\n  PSU2              critical  has no good power\n");
+}
+
+TEST_F(Table, PassesOverASwitchedOffNode)
+{
+    SetPower(1, PowerState::kOff);
     EXPECT_THAT(Show(), HasSubstr("Health\n  good\n"));
 }
 
-TEST_F(Table, PassesOverASupplyThatTheModuleHasNoBitsFor)
+TEST_F(Table, KeepsAnEmptySlotOutOfFansAndFirmware)
 {
-    PSUStatus zeroBits = Module().supplies.output[0];
-    zeroBits.present = "not present";
-    zeroBits.pwrGood = "not power good";
-    Module().supplies.output.resize(8, Module().supplies.output[0]);
-    Module().supplies.output.push_back(zeroBits);
+    Empty(Supply(2));
+    const std::string table = Show();
+    EXPECT_THAT(table, HasSubstr(R"(
+  PSU1  present      power good  not trigger        not trigger  yes
+  PSU2  not present  -           -                  -            yes
+
+Power supply fans
+  PSU   Fans    Speed A  Pattern A  Speed B  Pattern B
+  PSU1  Normal    10000          5        -          -
+
+Power supply firmware
+  PSU   Slot  Name            Version  Manufacturer
+  PSU1     1  Power Supply 1  1.03     PSUACME10a
+
+)"));
+}
+
+TEST_F(Table, NamesAnEmptyListAsSuch)
+{
+    Empty(Supply(1));
+    Empty(Supply(2));
+    EXPECT_THAT(Show(), HasSubstr("Power supply fans\n  none\n"));
+}
+
+TEST_F(Table, TellsASupplyThatTheModuleHasNoBitsFor)
+{
+    PowerSupply ninth = Supply(1);
+    ninth.number = 9;
+    ninth.powerGood = ninth.powerOffWarning = ninth.throttling = Reading<bool>::Absent();
+    Record().powerSupplies.push_back(ninth);
     const std::string table = Show();
     EXPECT_THAT(table, HasSubstr("Health\n  good\n"));
-    EXPECT_THAT(table, HasSubstr("PSU9  not present  not power good  not trigger        "
-                                 "not trigger  no\n"));
+    EXPECT_THAT(table,
+                HasSubstr("PSU9  present  -           -                  -            no\n"));
 }
 
 TEST_F(Table, SaysWhatWasNotReadWhereItWouldStand)
 {
-    Module().serialNumber.result = VKT_INVENTORY_FAILED;
-    Module().chassisCap.result = VKT_INVENTORY_NO_DATA;
-    Module().supplies.result = VKT_INVENTORY_CONNECT_FAILED;
-    Module().nodes[1].status.result = VKT_INVENTORY_FAILED;
-    Module().nodes[2].power.result = VKT_INVENTORY_TRANSPORT_ERROR;
+    Record().identity.serialNumber = Unread(Cause::kMalformedAnswer, "three bytes of nothing");
+    Record().caps = Unread(Cause::kCompletionCode, "completion code 0xC1");
+    const Unread silence(Cause::kTimedOut, "no answer");
+    for (PowerSupply& supply : Record().powerSupplies) {
+        supply.present = supply.powerGood = supply.powerOffWarning = supply.throttling = silence;
+    }
+    Record().nodes[1].state = silence;
+    Record().nodes[2].power = silence;
+    Supply(1).fans = silence;
     const std::string table = Show();
-    EXPECT_THAT(table, HasSubstr("Health\n  not fully known: some queries failed\n"));
-    EXPECT_THAT(table, HasSubstr("  Serial number     not read: refused, or no usable answer\n"));
-    EXPECT_THAT(table, HasSubstr("Chassis power caps\n  not read: the module reports nothing\n"));
-    EXPECT_THAT(table, HasSubstr("Power supply status\n  not read: no connection\n"));
+    EXPECT_THAT(table, HasSubstr("  Serial number     not read: malformed answer\n"));
+    EXPECT_THAT(table, HasSubstr("Chassis power caps\n  not read: refused by the module\n"));
+    EXPECT_THAT(table, HasSubstr("Power supply status\n  not read: no answer in time\n"));
+    EXPECT_THAT(table, HasSubstr("\n  PSU1  not read        -          -        -          -\n"));
     EXPECT_THAT(table, HasSubstr(R"(
      2  not read     -           -           -        90      120      180
      3  Power ON     Half        1           2  not read        -        -
 )"));
 }
 
-TEST_F(Table, KeepsTheFansThatWereReadBeforeAFailure)
+TEST_F(Table, NamesAFewThingsThatHealthDoesNotKnowAndCountsMore)
 {
-    Module().fans.pop_back();
-    Module().fansResult = VKT_INVENTORY_CONNECT_FAILED;
-    EXPECT_THAT(Show(), HasSubstr(R"(
-  PSU1  Normal    10000          5        -          -
-  not read: no connection
-)"));
+    Supply(1).fans = Unread(Cause::kTimedOut, "no answer");
+    EXPECT_THAT(Show(), HasSubstr("Health\n  PSU1              unknown  could not be read: "
+                                  "no answer\n\n"));
+    Supply(2).powerGood = false;
+    for (Node& node : Record().nodes) {
+        const Unread silence(Cause::kTimedOut, "no answer");
+        node.state = silence;
+        node.power = silence;
+    }
+    EXPECT_THAT(Show(), HasSubstr("Health\n  PSU2              critical  has no good power\n"
+                                  "  not fully known: 9 values not read\n\n"));
 }
 
-TEST_F(Table, NamesAnEmptyListAsSuch)
+TEST_F(Table, SaysThatTheModuleDidNotTellWhatItHas)
 {
-    Module().fans.clear();
-    EXPECT_THAT(Show(), HasSubstr("Power supply fans\n  none\n"));
-}
-
-TEST_F(Table, TellsDefaultsFromAnAnswer)
-{
-    Module().moduleStatus.reset();
+    FakeEnclosure::Current().Refuse({Cause::kCompletionCode, "completion code 0xD5", "", {}});
     const std::string table = Show();
-    EXPECT_THAT(table, HasSubstr("  Management module  Defaults assumed  yes\n"));
-    EXPECT_THAT(table, HasSubstr("  Platform          0xfe\n  Power supplies    2\n"));
+    EXPECT_THAT(table, HasSubstr("Management module\n  not read: refused by the module\n"));
+    EXPECT_THAT(table, HasSubstr("Power supply fans\n  not read: the module did not tell how many "
+                                 "it has\n"));
+    EXPECT_THAT(table, HasSubstr("Nodes\n  not read: the module did not tell how many it has\n"));
 }
 
 TEST_F(Table, StaysWithinEightyColumnsWhateverTheModuleReports)
 {
-    Module().name.output = std::string(300, 'n');
-    Module().serialNumber.output = std::string(61, 's');
-    Module().firmware.output[0].manufacturer = std::string("PSU\0\x1b\xff\x9c", 7) + "ffff";
-    Module().firmware.output[0].version = "ff.ff";
-    Module().fans[0].speedA = Module().fans[0].speedB = "65535";
-    Module().nodes[0].status.output.powerState = "No Permission";
-    Module().nodes[0].status.output.width = Module().nodes[0].status.output.height = "254";
+    Record().identity.name = std::string(300, 'n');
+    Record().identity.serialNumber = std::string(61, 's');
+    Supply(1).manufacturer = std::string("\0\x1b\xff\x9c", 4);
+    Supply(1).position = std::string("ffff");
+    Supply(1).version = std::string("ff.ff");
+    SupplyFans fans = FansOf(1);
+    fans.a.speed = fans.b.speed = std::uint16_t{65535};
+    Supply(1).fans = fans;
+    NodeState state = StateOf(1);
+    state.powerState = PowerState::kNoPermission;
+    state.width = NodeWidth::kUnknown;
+    state.height = std::uint8_t{254};
+    Record().nodes[0].state = state;
+    Record().nodes[1].power = Unread(Cause::kTimedOut, std::string(200, 'w'));
     EXPECT_EQ(WidestLine(Show()), 80U);
 }
 
 TEST_F(Table, BreaksALongTextBelowItsBeginning)
 {
-    Module().name.output = std::string(60, 'a') + std::string(10, 'b');
+    Record().identity.name = std::string(60, 'a') + std::string(10, 'b');
     EXPECT_THAT(Show(), HasSubstr("  Name              " + std::string(60, 'a') + "\n" +
                                   std::string(20, ' ') + std::string(10, 'b') + "\n"));
 }
 
+TEST_F(Table, BreaksASentenceBetweenWords)
+{
+    const std::string reason = std::string(30, 'a') + " " + std::string(30, 'b');
+    Supply(1).fans = Unread(Cause::kTimedOut, reason);
+    EXPECT_THAT(Show(), HasSubstr("  PSU1              unknown  could not be read: " +
+                                  std::string(30, 'a') + " \n" + std::string(29, ' ') +
+                                  std::string(30, 'b') + "\n"));
+}
+
 TEST_F(Table, LetsNoControlCharacterReachTheTerminal)
 {
-    Module().name.output = "\x1b[2J\r\x07\x7f\x9b";
-    Module().firmware.output[0].manufacturer = std::string("PSU\0\n\xc3\xa4", 7);
+    Record().identity.name = std::string("\x1b[2J\r\x07\x7f\x9b");
+    Supply(1).manufacturer = std::string("\0\n\xc3\xa4", 4);
     const std::string table = Show();
     EXPECT_THAT(table, HasSubstr(R"(\x1b[2J\x0d\x07\x7f\x9b)"));
     EXPECT_THAT(table, HasSubstr(R"(PSU\x00\x0a\xc3\xa4)"));
@@ -215,10 +286,19 @@ TEST_F(Table, LetsNoControlCharacterReachTheTerminal)
     }));
 }
 
+TEST_F(Table, MarksAnEmptyTextAndAnAbsentOne)
+{
+    Record().identity.name = std::string();
+    Record().identity.machineType = Reading<std::string>::Absent();
+    const std::string table = Show();
+    EXPECT_THAT(table, HasSubstr("  Machine type      -\n"));
+    EXPECT_THAT(table, HasSubstr("  Name              -\n"));
+}
+
 struct ColourCase
 {
     const char* what;
-    void (*spoil)(FakeModule&);
+    void (*spoil)(Enclosures::Enclosure&);
     const char* expected;
 };
 
@@ -231,27 +311,38 @@ class Coloured : public Table, public testing::WithParamInterface<ColourCase>
 
 TEST_P(Coloured, MarksABadState)
 {
-    GetParam().spoil(Module());
+    GetParam().spoil(Record());
     EXPECT_THAT(ShowColoured(), HasSubstr(GetParam().expected));
+}
+
+void SpoilFans(Enclosures::Enclosure& record)
+{
+    SupplyFans fans;
+    fans.state = FanState::kAbnormal;
+    record.powerSupplies[0].fans = fans;
+}
+
+void SpoilNode(Enclosures::Enclosure& record)
+{
+    NodeState state;
+    state.powerState = PowerState::kFault;
+    record.nodes[0].state = state;
 }
 
 INSTANTIATE_TEST_SUITE_P(
     States, Coloured,
-    testing::Values(
-        ColourCase{"NoPower",
-                   [](FakeModule& m) { m.supplies.output[0].pwrGood = "not power good"; },
-                   "\033[1;31mnot power good\033[0m"},
-        ColourCase{"PowerFault",
-                   [](FakeModule& m) { m.nodes[0].status.output.powerState = "Power Fault"; },
-                   "\033[1;31mPower Fault\033[0m"},
-        ColourCase{"Fault", [](FakeModule& m) { m.nodes[0].status.output.powerState = "Fault"; },
-                   "\033[1;31mFault\033[0m"},
-        ColourCase{"Fans", [](FakeModule& m) { m.fans[0].status = "Abnormal"; },
-                   "\033[1;31mAbnormal\033[0m"},
-        ColourCase{"Missing", [](FakeModule& m) { m.supplies.output[0].present = "not present"; },
-                   "\033[33mnot present\033[0m"},
-        ColourCase{"NotRead", [](FakeModule& m) { m.name.result = VKT_INVENTORY_FAILED; },
-                   "\033[1;31mnot read"}),
+    testing::Values(ColourCase{"NoPower", [](auto& r) { r.powerSupplies[0].powerGood = false; },
+                               "\033[1;31mnot power good\033[0m"},
+                    ColourCase{"PowerFault", SpoilNode, "\033[1;31mPower Fault\033[0m"},
+                    ColourCase{"Fans", SpoilFans, "\033[1;31mAbnormal\033[0m"},
+                    ColourCase{"Missing", [](auto& r) { r.powerSupplies[0].present = false; },
+                               "\033[33mnot present\033[0m"},
+                    ColourCase{"Finding", [](auto& r) { r.powerSupplies[0].powerGood = false; },
+                               "\033[1;31mcritical\033[0m  has no good power"},
+                    ColourCase{
+                        "NotRead",
+                        [](auto& r) { r.identity.name = Unread(Cause::kTimedOut, "no answer"); },
+                        "\033[1;31mnot read"}),
     [](const auto& tested) { return tested.param.what; });
 
 TEST_F(Table, ColoursNothingThatIsWell)
@@ -261,14 +352,16 @@ TEST_F(Table, ColoursNothingThatIsWell)
 
 TEST_F(Table, ColoursNothingWhereOutputIsNoTerminal)
 {
-    Module().fans[0].status = "Abnormal";
+    SpoilFans(Record());
     EXPECT_THAT(Show(), Not(HasSubstr(kRed)));
     EXPECT_THAT(Show(), Not(HasSubstr(kYellow)));
 }
 
 TEST_F(Table, ShowsOneNode)
 {
-    Module().nodes[1].power.output.avg = "N/A";
+    Consumption power = *Record().nodes[1].power.Get();
+    power.average = Reading<std::uint16_t>::Absent();
+    Record().nodes[1].power = power;
     EXPECT_EQ(RunConnected({"node", "2"}).out, R"(Health
   good
 
@@ -278,11 +371,17 @@ Nodes
 )");
 }
 
+TEST_F(Table, TellsOfNoHealthWhereNothingTellsOfIt)
+{
+    EXPECT_THAT(RunConnected({"identity"}).out, testing::StartsWith("Identity\n"));
+    EXPECT_THAT(RunConnected({"status"}).out, testing::StartsWith("Management module\n"));
+}
+
 TEST_F(Table, ConfirmsASelection)
 {
     EXPECT_EQ(RunConnected({"select-psu", "2"}).out,
               "Power supply selection\n  PSU2              accepted by the module\n");
-    EXPECT_EQ(Module().selectedSupply, 2);
+    EXPECT_EQ(FakeEnclosure::Current().selected, 2);
 }
 
 }  // namespace

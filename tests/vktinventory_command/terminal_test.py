@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The command on a terminal: colour, progress, the question for the password, Ctrl-C."""
+"""The command on a terminal: colour, the question for the password, Ctrl-C."""
 import contextlib
 import os
 import pathlib
@@ -15,7 +15,6 @@ import unittest
 from enclosures import COMMAND, TIMEOUT, Enclosure, arguments_once_hidden, environment_with
 
 RED = b"\x1b[1;31m"
-ERASE = b"\r\x1b[K"
 
 
 class Terminal:
@@ -117,19 +116,6 @@ class Colour(unittest.TestCase):
         self.assertNotIn(b"\x1b", shown)
 
 
-class Progress(unittest.TestCase):
-    def test_tells_the_try_and_goes_when_the_command_ends(self):
-        with Enclosure("no-status") as enclosure:
-            with Terminal(enclosure.words("identity"), streams=("stderr",)) as terminal:
-                terminal.wait_for(b"module not ready, try 2 of 6 ...")
-                terminal.wait_for(ERASE + b"module not ready, try 6 of 6 ..." + ERASE)
-                self.assertEqual(terminal.end(), 1)
-
-    def test_stays_away_where_nobody_looks(self):
-        with Enclosure("no-status") as enclosure:
-            self.assertNotIn("not ready, try", enclosure.run("identity").stderr)
-
-
 class Question(unittest.TestCase):
     def setUp(self):
         self.enclosure = Enclosure("healthy-first")
@@ -221,22 +207,26 @@ class Question(unittest.TestCase):
 
 
 class Interrupt(unittest.TestCase):
-    def test_ends_a_pause_of_the_library_at_once(self):
-        with Enclosure("no-status") as enclosure:
-            with Terminal(enclosure.words()) as terminal:
-                terminal.wait_for(b"try 2 of 6 ...")
+    def wait_until_it_waits(self, terminal):
+        """Until the command has begun, and waits for a module that has no session free."""
+        arguments_once_hidden(terminal.child.pid)
+        wait_until_asleep(terminal.child.pid)
+
+    def test_ends_a_wait_for_the_module_at_once(self):
+        with Enclosure("busy") as enclosure:
+            with Terminal(enclosure.words("--timeout", "100")) as terminal:
+                self.wait_until_it_waits(terminal)
                 begin = time.monotonic()
                 terminal.type(b"\x03")
                 self.assertEqual(terminal.end(), 130)
-                # The pauses that were left take 15 seconds.
-                self.assertLess(time.monotonic() - begin, 10)
-                self.assertTrue(terminal.seen.rstrip(b"^C").endswith(ERASE), terminal.seen)
+                self.assertLess(time.monotonic() - begin, 20)
+                self.assertEqual(terminal.seen.strip(b"^C"), b"")
 
     def test_is_told_apart_by_signal(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-            with self.subTest(number), Enclosure("no-status") as enclosure:
+            with self.subTest(number), Enclosure("busy") as enclosure:
                 with Terminal(enclosure.words(), streams=("stderr",)) as terminal:
-                    terminal.wait_for(b"try 2 of 6 ...")
+                    self.wait_until_it_waits(terminal)
                     terminal.child.send_signal(number)
                     self.assertEqual(terminal.end(), 128 + number)
                     self.assertEqual(terminal.child.stdout.read(), b"")
@@ -264,14 +254,6 @@ class Interrupt(unittest.TestCase):
             wait_until_asleep(child.pid)
             child.terminate()
             self.assertEqual(child.wait(TIMEOUT), 128 + signal.SIGTERM)
-
-    def test_ends_where_the_progress_cannot_be_erased(self):
-        with Enclosure("no-status") as enclosure:
-            with Terminal(enclosure.words(), streams=("stderr",)) as terminal:
-                terminal.wait_for(b"try 2 of 6 ...")
-                termios.tcflow(terminal.slave, termios.TCOOFF)
-                terminal.child.terminate()
-                self.assertEqual(terminal.child.wait(TIMEOUT), 128 + signal.SIGTERM)
 
     def test_leaves_no_session_open(self):
         """More interrupted requests than the module has sessions, then one that is served."""

@@ -356,6 +356,13 @@ constexpr std::array<std::pair<Cause, std::string_view>, 10> kCauses{{
     {Cause::kLocal, "local"},
 }};
 
+constexpr std::array<std::pair<Health, std::string_view>, 4> kHealths{{
+    {Health::kOk, "ok"},
+    {Health::kWarning, "warning"},
+    {Health::kUnknown, "unknown"},
+    {Health::kCritical, "critical"},
+}};
+
 /// Adds what of one object is missing; several fields that one answer tells are one entry.
 void AddMissing(const Object& object, std::vector<Missing>& missing)
 {
@@ -456,6 +463,14 @@ std::string_view KeyOf(Cause cause)
     const auto* const known = std::find_if(kCauses.begin(), kCauses.end(),
                                            [cause](const auto& row) { return row.first == cause; });
     return known == kCauses.end() ? "local" : known->second;
+}
+
+std::string_view KeyOf(Health health)
+{
+    const auto* const known =
+        std::find_if(kHealths.begin(), kHealths.end(),
+                     [health](const auto& row) { return row.first == health; });
+    return known == kHealths.end() ? "unknown" : known->second;
 }
 
 std::vector<Missing> NotRead(const Enclosure& enclosure)

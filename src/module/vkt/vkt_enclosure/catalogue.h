@@ -16,6 +16,7 @@
 
 #include "common/platform/export.h"
 #include "module/vkt/vkt_enclosure/enclosure.h"
+#include "module/vkt/vkt_enclosure/health.h"
 
 namespace Tulvo::Enclosures {
 
@@ -135,6 +136,9 @@ VKT_EXPORT std::string NameOf(const Object& object, const Field& field);
 
 /// "timedOut".
 VKT_EXPORT std::string_view KeyOf(Cause cause);
+
+/// "critical".
+VKT_EXPORT std::string_view KeyOf(Health health);
 
 }  // namespace Tulvo::Enclosures
 

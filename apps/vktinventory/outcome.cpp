@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vktinventory/outcome.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <iterator>
+#include <optional>
+
+namespace Tulvo::Cli {
+namespace {
+
+using Enclosures::Missing;
+
+constexpr std::uint8_t kInsufficientPrivilege = 0xD4;
+
+/// What a cause is to the person who started the command. A failure's own advice names no flag;
+/// these are the flags that it is about.
+struct Meaning
+{
+    Cause cause;
+    std::optional<std::uint8_t> completionCode;  ///< Only with this one.
+    ExitCode code;  ///< When it kept the command from having a conversation at all.
+    std::string_view words;
+    std::string_view lanplusFlags;  ///< When it kept the command from that; over HTTPS:
+    std::string_view httpsFlags;
+    std::string_view readingFlags;  ///< When it kept a value from being read.
+};
+
+// clang-format off
+constexpr Meaning kMeanings[] = {
+    {Cause::kUnreachable, {}, ExitCode::kNoConnection, "no connection", "-H and -p", "-H and -p", ""},
+    {Cause::kTimedOut, {}, ExitCode::kNoConnection, "no answer in time", "-H, -p and --timeout", "-H, -p and --timeout", "--timeout"},
+    {Cause::kRefused, {}, ExitCode::kRefused, "refused", "-U, -f, -L, -C and -k", "-U, -f and --auth", ""},
+    {Cause::kNotTrusted, {}, ExitCode::kRefused, "not trusted", "-f and -k", "--ca-file and --pin", ""},
+    {Cause::kBusy, {}, ExitCode::kNoConnection, "busy", "--timeout", "--timeout", "--timeout"},
+    {Cause::kNoSuchModule, {}, ExitCode::kNoConnection, "no such module", "-H and -p", "-H and -p", ""},
+    {Cause::kMalformedAnswer, {}, ExitCode::kNoConnection, "malformed answer", "", "-H and -p", ""},
+    {Cause::kCompletionCode, kInsufficientPrivilege, ExitCode::kRefused, "refused", "-U and -L", "-U", "-U"},
+    {Cause::kCompletionCode, {}, ExitCode::kSomeQueriesFailed, "refused by the module", "", "", ""},
+    {Cause::kCancelled, {}, ExitCode::kInterrupted, "cancelled", "", "", ""},
+    {Cause::kLocal, {}, ExitCode::kHostExhausted, "a fault on this side", "", "", ""},
+};
+// clang-format on
+
+const Meaning& MeaningOf(const Failure& failure)
+{
+    const auto* const known =
+        std::find_if(std::begin(kMeanings), std::end(kMeanings), [&failure](const Meaning& row) {
+            return row.cause == failure.cause &&
+                   (!row.completionCode || row.completionCode == failure.completionCode);
+        });
+    return known == std::end(kMeanings) ? kMeanings[std::size(kMeanings) - 1] : *known;
+}
+
+/// What came back, what to do about it, and with which flags.
+std::string Explained(const Failure& failure, std::string_view flags)
+{
+    std::string text = failure.message;
+    text += failure.advice.empty() ? "" : "; " + failure.advice;
+    text += flags.empty() ? "" : " (see " + std::string(flags) + ")";
+    return text;
+}
+
+std::string NotRead(const Failure& failure)
+{
+    return " not read: " + Explained(failure, MeaningOf(failure).readingFlags);
+}
+
+std::string NoConversation(const Failure& failure, bool overHttps)
+{
+    const Meaning& meaning = MeaningOf(failure);
+    return std::string(meaning.words) + ": " +
+           Explained(failure, overHttps ? meaning.httpsFlags : meaning.lanplusFlags);
+}
+
+/// "powerState" as people write it: "power state".
+std::string InWords(std::string_view member)
+{
+    std::string words;
+    for (const char letter : member) {
+        const auto byte = static_cast<unsigned char>(letter);
+        if (std::isupper(byte) != 0) {
+            words += ' ';
+        }
+        words += static_cast<char>(std::tolower(byte));
+    }
+    return words;
+}
+
+std::string NameOf(const Missing& missing)
+{
+    return missing.object + " " + InWords(missing.field);
+}
+
+/// What is missing for one and the same reason.
+struct Group
+{
+    const Failure* failure;
+    std::vector<const Missing*> members;
+};
+
+std::vector<Group> GroupsOf(const std::vector<Missing>& all)
+{
+    std::vector<Group> groups;
+    for (const Missing& missing : all) {
+        auto group = std::find_if(groups.begin(), groups.end(), [&](const Group& known) {
+            return *known.failure == missing.failure;
+        });
+        if (group == groups.end()) {
+            group = groups.insert(groups.end(), {&missing.failure, {}});
+        }
+        group->members.push_back(&missing);
+    }
+    return groups;
+}
+
+/// So many are named; more are counted.
+constexpr std::size_t kMostNamed = 3;
+
+std::string Subject(const Group& group)
+{
+    const std::size_t count = group.members.size();
+    if (count > kMostNamed) {
+        return std::to_string(count) + " values";
+    }
+    std::string names;
+    for (std::size_t index = 0; index < count; ++index) {
+        const bool last = index + 1 == count;
+        names += index == 0 ? "" : last ? " and " : ", ";
+        names += NameOf(*group.members[index]);
+    }
+    return names;
+}
+
+std::vector<std::string> NotReadMessages(const Report& report)
+{
+    std::vector<std::string> lines;
+    const auto& error = report.enclosure.error;
+    bool errorTold = !error;
+    for (const Group& group : GroupsOf(report.notRead)) {
+        errorTold = errorTold || *group.failure == *error;
+        lines.push_back(Subject(group) + NotRead(*group.failure));
+    }
+    if (!errorTold) {
+        lines.push_back("the reading ended early: " +
+                        Explained(*error, MeaningOf(*error).readingFlags));
+    }
+    return lines;
+}
+
+std::string Count(std::uint64_t count, std::string_view one, std::string_view many)
+{
+    return std::to_string(count) + " " + std::string(count == 1 ? one : many);
+}
+
+}  // namespace
+
+std::string_view WordsFor(const Failure& failure)
+{
+    return MeaningOf(failure).words;
+}
+
+ExitCode ExitCodeOf(const Report& report)
+{
+    if (report.IsComplete()) {
+        return ExitCode::kEverythingRead;
+    }
+    if (report.HasConversation() || !report.enclosure.error) {
+        return ExitCode::kSomeQueriesFailed;
+    }
+    return MeaningOf(*report.enclosure.error).code;
+}
+
+std::vector<std::string> Messages(const Report& report)
+{
+    const auto& error = report.enclosure.error;
+    if (error && !report.HasConversation()) {
+        return {NoConversation(*error, report.enclosure.source.overHttps)};
+    }
+    if (error && report.selected != 0) {
+        return {"PSU" + std::to_string(report.selected) +
+                " not selected: " + Explained(*error, MeaningOf(*error).readingFlags)};
+    }
+    return NotReadMessages(report);
+}
+
+std::string CostLine(const Enclosures::Enclosure& enclosure)
+{
+    const Enclosures::Cost& cost = enclosure.cost;
+    std::string line = Count(cost.requests, "request", "requests") + ", ";
+    line += enclosure.source.overHttps
+                ? Count(cost.tlsHandshakes, "TLS handshake", "TLS handshakes")
+                : Count(cost.datagramsSent, "datagram", "datagrams") + " sent, " +
+                      std::to_string(cost.datagramsReceived) + " received";
+    return line + ", " + Count(cost.copies, "copy", "copies") + ", " +
+           Count(cost.logIns, "log-in", "log-ins") + ", " + std::to_string(cost.elapsed.count()) +
+           " ms";
+}
+
+}  // namespace Tulvo::Cli

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// What a report means to whoever ran the command: the exit code, and a line for each trouble.
+#ifndef APPS_VKTINVENTORY_OUTCOME_H
+#define APPS_VKTINVENTORY_OUTCOME_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/vktinventory/exit_code.h"
+#include "apps/vktinventory/report.h"
+#include "common/failure/failure.h"
+
+namespace Tulvo::Cli {
+
+ExitCode ExitCodeOf(const Report& report);
+
+/// Lines for standard error: why there was no conversation, else what could not be read. Equal
+/// failures share a line. Empty when all is well.
+std::vector<std::string> Messages(const Report& report);
+
+/// "69 requests, 140 datagrams sent, ... 812 ms".
+std::string CostLine(const Enclosures::Enclosure& enclosure);
+
+/// "no answer in time": why in two or three words.
+std::string_view WordsFor(const Failure& failure);
+
+}  // namespace Tulvo::Cli
+
+#endif
