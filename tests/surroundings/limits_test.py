@@ -12,7 +12,6 @@ from surroundings import (
     NO_CONNECTION,
     NOT_WRITTEN,
     READ,
-    REFUSED,
     SIMULATE,
     Simulation,
     commands,
