@@ -26,7 +26,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 foreach(library IN ITEMS
-    vkt_log vkt_config vkt_platform vkt_ipmi_client vkt_https vkt_info vktinventory)
+    vkt_log vkt_config vkt_platform vkt_ipmi_client vkt_https vkt_info vktinventory vktenclosure)
   get_target_property(folder ${library} BINARY_DIR)
   list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${folder}")
 endforeach()

@@ -90,7 +90,8 @@ private:
         const Json found = values.flatten();
         const Json whole = whole_.at(part).flatten();
         for (const auto& [pointer, right] : whole.items()) {
-            const std::string place = "/" + part + pointer;
+            std::string place = "/";
+            place.append(part).append(pointer);
             if (!found.contains(pointer)) {
                 Complain(place + " is left out");
             } else if (const Json& value = found.at(pointer); value != right) {

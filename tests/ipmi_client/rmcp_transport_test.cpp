@@ -817,18 +817,22 @@ TEST(Settings, ThatCannotBeSendNothing)
     struct Case
     {
         std::string said;
+        Cause cause;  // what no module would take is refused
         std::function<void(RmcpSettings&)> set;
     };
     const std::vector<Case> cases{
-        {"address is empty", [](RmcpSettings& s) { s.host.clear(); }},
-        {"user name has more than 16", [](RmcpSettings& s) { s.user.assign(17, 'u'); }},
-        {"password has more than 20", [](RmcpSettings& s) { s.password.assign(21, 'p'); }},
-        {"K_g key has more than 20", [](RmcpSettings& s) { s.kg.assign(21, 'k'); }},
-        {"0 is no port", [](RmcpSettings& s) { s.port = 0; }},
-        {"cipher suite 0", [](RmcpSettings& s) { s.cipherSuite = 0; }},
-        {"cipher suite 8", [](RmcpSettings& s) { s.cipherSuite = 8; }},
-        {"privilege level 0", [](RmcpSettings& s) { s.privilege = 0; }},
-        {"privilege level 5", [](RmcpSettings& s) { s.privilege = 5; }},
+        {"address is empty", Cause::kLocal, [](RmcpSettings& s) { s.host.clear(); }},
+        {"user name has more than 16", Cause::kRefused,
+         [](RmcpSettings& s) { s.user.assign(17, 'u'); }},
+        {"password has more than 20", Cause::kRefused,
+         [](RmcpSettings& s) { s.password.assign(21, 'p'); }},
+        {"K_g key has more than 20", Cause::kRefused,
+         [](RmcpSettings& s) { s.kg.assign(21, 'k'); }},
+        {"0 is no port", Cause::kLocal, [](RmcpSettings& s) { s.port = 0; }},
+        {"cipher suite 0", Cause::kRefused, [](RmcpSettings& s) { s.cipherSuite = 0; }},
+        {"cipher suite 8", Cause::kRefused, [](RmcpSettings& s) { s.cipherSuite = 8; }},
+        {"privilege level 0", Cause::kRefused, [](RmcpSettings& s) { s.privilege = 0; }},
+        {"privilege level 5", Cause::kRefused, [](RmcpSettings& s) { s.privilege = 5; }},
     };
     for (const Case& c : cases) {
         RmcpSettings settings = SettingsFor(Module(), 623);
@@ -836,7 +840,7 @@ TEST(Settings, ThatCannotBeSendNothing)
         const auto transport = MakeRmcpTransport(settings);
         const IpmiOpening opening = transport->Open(Ample());
         ASSERT_TRUE(opening.failure) << c.said;
-        EXPECT_EQ(opening.failure->cause, Cause::kLocal);
+        EXPECT_EQ(opening.failure->cause, c.cause) << c.said;
         EXPECT_THAT(opening.failure->message, HasSubstr(c.said));
         EXPECT_THAT(opening.failure->message, Not(HasSubstr(std::string(21, 'p'))));
         EXPECT_EQ(transport->Cost().datagramsSent, 0U);

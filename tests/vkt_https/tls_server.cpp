@@ -12,6 +12,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <algorithm>
 
 #include <array>
 #include <charconv>
@@ -162,7 +163,9 @@ void Peer::NoteOffer()
 {
     std::vector<std::string> names;
     const STACK_OF(SSL_CIPHER)* const suites = SSL_get_client_ciphers(tls_.get());
-    for (int i = 0; i < sk_SSL_CIPHER_num(suites); ++i) {
+    const int count = sk_SSL_CIPHER_num(suites);
+    names.reserve(static_cast<std::size_t>(std::max(count, 0)));
+    for (int i = 0; i < count; ++i) {
         names.emplace_back(SSL_CIPHER_get_name(sk_SSL_CIPHER_value(suites, i)));
     }
     const std::lock_guard lock(server_.mutex_);

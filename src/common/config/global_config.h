@@ -25,6 +25,7 @@ VKT_EXPORT int GetGlobalConfigValue(const std::string& key, int defaultValue);
 /// The text set for `key`, or `defaultText`.
 VKT_EXPORT std::string GetGlobalConfigText(const std::string& key, const std::string& defaultText);
 
+/// Whether the sources set a key.
 enum class ConfigState
 {
     kUnset,     ///< No source names the key.
@@ -36,8 +37,8 @@ enum class ConfigState
 template <class Value>
 struct ConfigSetting
 {
-    ConfigState state = ConfigState::kUnset;
-    Value value{};       ///< Of kSet only.
+    ConfigState state = ConfigState::kUnset;  ///< Decides which of the others counts.
+    Value value{};                            ///< Of kSet only.
     std::string reason;  ///< Of kUnusable only: on one line, which source is wrong, and how.
 };
 

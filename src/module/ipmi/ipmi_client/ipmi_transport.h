@@ -41,6 +41,7 @@ enum class Resend : std::uint8_t
 /// What became of one request.
 struct IpmiExchange
 {
+    /// How it ended.
     enum class End : std::uint8_t
     {
         kAnswered,  ///< An answer came, whatever its completion code.
@@ -50,7 +51,7 @@ struct IpmiExchange
         kFailed,    ///< Nothing more can be asked of this module: `failure` says why.
     };
 
-    End end = End::kSilent;
+    End end = End::kSilent;              ///< How it ended.
     std::uint8_t completionCode = 0xFF;  ///< With kAnswered.
     std::vector<std::uint8_t> data;      ///< With kAnswered: the answer without completion code.
     std::optional<Failure> failure;      ///< With every other end.
@@ -70,12 +71,13 @@ struct IpmiCost
 /// What was agreed on with the module.
 struct IpmiSessionInfo
 {
-    std::uint16_t port = 0;
+    std::uint16_t port = 0;                   ///< That was asked.
     std::optional<std::uint8_t> cipherSuite;  ///< RMCP+ only.
     /// RMCP+ only: what the session may be raised to (2 user, 3 operator, 4 administrator).
     std::optional<std::uint8_t> privilege;
 };
 
+/// One way to one module, with at most one session at a time.
 class IpmiTransport
 {
 public:
@@ -94,7 +96,10 @@ public:
     /// Gives the session back to the module. Without one it does nothing.
     virtual void Close(const CallLimit& limit) = 0;
 
+    /// Of the open session, or of the last one that was tried.
     virtual IpmiSessionInfo Info() const = 0;
+
+    /// Of all sessions so far.
     virtual IpmiCost Cost() const = 0;
 };
 

@@ -26,15 +26,16 @@ enum class HttpsTrust : std::uint8_t
 /// Values that cannot be make Open() fail.
 struct HttpsSettings
 {
-    std::string host;  ///< Name, IPv4 or IPv6 address, brackets allowed.
-    std::uint16_t port = 443;
-    std::string user;
-    std::string password;
-    HttpsTrust trust = HttpsTrust::kAuthorities;
-    std::string trusted;  ///< The file's path, or the pin: "sha256//" and Base64.
-    bool basicAuthentication = false;
+    std::string host;                             ///< Name, IPv4 or IPv6 address, brackets allowed.
+    std::uint16_t port = 443;                     ///< TCP.
+    std::string user;                             ///< Without a colon for Basic authentication.
+    std::string password;                         ///< Without control characters.
+    HttpsTrust trust = HttpsTrust::kAuthorities;  ///< Who vouches for the server.
+    std::string trusted;               ///< The file's path, or the pin: "sha256//" and Base64.
+    bool basicAuthentication = false;  ///< Else a Redfish session.
 };
 
+/// A transport with these settings; nothing is sent before Open().
 VKT_EXPORT std::unique_ptr<IpmiTransport> MakeHttpsTransport(const HttpsSettings& settings);
 
 }  // namespace Tulvo
