@@ -12,8 +12,8 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <algorithm>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <chrono>
