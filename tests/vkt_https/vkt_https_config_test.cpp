@@ -59,7 +59,7 @@ TEST_F(UnusableTrust, FileThatIsNotToml)
 
 TEST_F(UnusableTrust, FileOver16KiB)
 {
-    WriteFile("HTTPS_CA_FILE = '/authority.pem'\n#" + std::string(16 * 1024, 'x') + "\n");
+    WriteFile("HTTPS_CA_FILE = '/authority.pem'\n#" + std::string(16'384, 'x') + "\n");
     ExpectRefusals();
 }
 

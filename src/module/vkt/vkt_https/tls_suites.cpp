@@ -24,7 +24,8 @@ bool DropUnsafeSuites(SSL_CTX* context)
     for (int i = 0; i < sk_SSL_CIPHER_num(suites); ++i) {
         const SSL_CIPHER* const suite = sk_SSL_CIPHER_value(suites, i);
         if (IsSafe(suite)) {
-            names += (names.empty() ? "" : ":") + std::string(SSL_CIPHER_get_name(suite));
+            names += names.empty() ? "" : ":";
+            names += SSL_CIPHER_get_name(suite);
         }
     }
     return SSL_CTX_set_cipher_list(context, names.c_str()) == 1;
