@@ -12,8 +12,8 @@ namespace TulvoConnection {
 /// Of ConnectionInfo::connectionType. No other value names a transport.
 enum ConnectionType : std::int32_t
 {
-    kConnectOverRmcpPlus = 7,
-    kConnectOverHttps = 9,
+    kConnectOverRmcpPlus = 7,  ///< An IPMI 2.0 session over UDP.
+    kConnectOverHttps = 9,     ///< Each IPMI request in an HTTPS call.
 };
 
 /// Of ConnectionInfo::tlsVerification: who vouches for the module over HTTPS.

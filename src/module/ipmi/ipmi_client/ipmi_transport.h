@@ -32,7 +32,7 @@ struct IpmiOpening
 /// Whether a request may reach the module more than once.
 enum class Resend : std::uint8_t
 {
-    kFreely,
+    kFreely,  ///< As often as a lost answer makes it worth, over a new session as well.
     /// As one request: copies that the module knows as such (the same request number of the same
     /// session) are good, a new connection or session is not, once the request may have arrived.
     kAsOneRequest,
