@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "apps/vkt_simulator/command_line.h"
-#include "apps/vktinventory/command_line.h"
+#include "apps/vktinventory/input/command_line.h"
 
 namespace Tulvo::Reference {
 namespace {

@@ -13,8 +13,8 @@
 
 #include <unistd.h>
 
-#include "apps/vktinventory/diagnostics.h"
-#include "apps/vktinventory/password_prompt.h"
+#include "apps/vktinventory/input/password_prompt.h"
+#include "apps/vktinventory/output/diagnostics.h"
 
 namespace Tulvo::Cli {
 namespace {

@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "apps/host_checks.h"
-#include "apps/vktinventory/diagnostics.h"
 #include "apps/vktinventory/interrupt.h"
+#include "apps/vktinventory/output/diagnostics.h"
 #include "apps/vktinventory/run.h"
 
 namespace {

@@ -8,15 +8,15 @@
 #include <system_error>
 #include <utility>
 
-#include "apps/vktinventory/arguments.h"
-#include "apps/vktinventory/diagnostics.h"
+#include "apps/vktinventory/input/arguments.h"
+#include "apps/vktinventory/input/password.h"
+#include "apps/vktinventory/input/password_prompt.h"
+#include "apps/vktinventory/input/target.h"
 #include "apps/vktinventory/interrupt.h"
 #include "apps/vktinventory/outcome.h"
-#include "apps/vktinventory/password.h"
-#include "apps/vktinventory/password_prompt.h"
-#include "apps/vktinventory/render_json.h"
-#include "apps/vktinventory/render_table.h"
-#include "apps/vktinventory/target.h"
+#include "apps/vktinventory/output/diagnostics.h"
+#include "apps/vktinventory/output/render_json.h"
+#include "apps/vktinventory/output/render_table.h"
 
 namespace Tulvo::Cli {
 namespace {

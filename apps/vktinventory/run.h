@@ -6,8 +6,8 @@
 
 #include <string>
 
-#include "apps/vktinventory/command_line.h"
 #include "apps/vktinventory/exit_code.h"
+#include "apps/vktinventory/input/command_line.h"
 
 namespace Tulvo::Cli {
 

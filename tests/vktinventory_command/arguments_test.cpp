@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Where a secret goes that stands on the command line.
-#include "apps/vktinventory/arguments.h"
+#include "apps/vktinventory/input/arguments.h"
 
 #include <gmock/gmock.h>
 

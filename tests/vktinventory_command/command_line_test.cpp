@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the words of a command line mean, and which of them are refused.
-#include "apps/vktinventory/command_line.h"
+#include "apps/vktinventory/input/command_line.h"
 
 #include <gmock/gmock.h>
 

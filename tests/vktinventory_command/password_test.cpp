@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Passwords from files and from the environment. The terminal's is in terminal_test.py.
-#include "apps/vktinventory/password.h"
+#include "apps/vktinventory/input/password.h"
 
 #include <gmock/gmock.h>
 

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "apps/vktinventory/render_table.h"
+#include "apps/vktinventory/output/render_table.h"
 #include "tests/vktinventory_command/fake_enclosure.h"
 #include "tests/vktinventory_command/run_command.h"
 

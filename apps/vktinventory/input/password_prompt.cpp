@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vktinventory/password_prompt.h"
+#include "apps/vktinventory/input/password_prompt.h"
 
 #include <fcntl.h>
 #include <termios.h>
@@ -8,9 +8,9 @@
 #include <mutex>
 #include <string_view>
 
-#include "apps/vktinventory/first_line.h"
-#include "apps/vktinventory/password.h"
-#include "apps/vktinventory/writing.h"
+#include "apps/vktinventory/input/first_line.h"
+#include "apps/vktinventory/input/password.h"
+#include "apps/vktinventory/output/writing.h"
 #include "common/platform/file_descriptor.h"
 
 namespace Tulvo::Cli {

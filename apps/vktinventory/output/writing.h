@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef APPS_VKTINVENTORY_WRITING_H
-#define APPS_VKTINVENTORY_WRITING_H
+#ifndef APPS_VKTINVENTORY_OUTPUT_WRITING_H
+#define APPS_VKTINVENTORY_OUTPUT_WRITING_H
 
 #include <string_view>
 

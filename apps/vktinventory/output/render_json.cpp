@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vktinventory/render_json.h"
+#include "apps/vktinventory/output/render_json.h"
 
 #include <array>
 #include <chrono>

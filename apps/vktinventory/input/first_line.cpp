@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vktinventory/first_line.h"
+#include "apps/vktinventory/input/first_line.h"
 
 #include <unistd.h>
 

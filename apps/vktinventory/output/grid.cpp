@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vktinventory/grid.h"
+#include "apps/vktinventory/output/grid.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -3,8 +3,8 @@
 /// The process's arguments, without the secrets. Whoever may list processes may read the argument
 /// list, so password and key are taken out of it before anything else happens, and no parser gets a
 /// copy.
-#ifndef APPS_VKTINVENTORY_ARGUMENTS_H
-#define APPS_VKTINVENTORY_ARGUMENTS_H
+#ifndef APPS_VKTINVENTORY_INPUT_ARGUMENTS_H
+#define APPS_VKTINVENTORY_INPUT_ARGUMENTS_H
 
 #include <string>
 #include <vector>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vktinventory/arguments.h"
+#include "apps/vktinventory/input/arguments.h"
 
 #include <algorithm>
 #include <cstring>

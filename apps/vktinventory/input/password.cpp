@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vktinventory/password.h"
+#include "apps/vktinventory/input/password.h"
 
 #include <fcntl.h>
 
@@ -8,7 +8,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "apps/vktinventory/first_line.h"
+#include "apps/vktinventory/input/first_line.h"
 #include "common/platform/file_descriptor.h"
 
 namespace Tulvo::Cli {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vktinventory/target.h"
+#include "apps/vktinventory/input/target.h"
 
 #include <string_view>
 #include <utility>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
 /// Where the password comes from when it is neither on the command line nor typed.
-#ifndef APPS_VKTINVENTORY_PASSWORD_H
-#define APPS_VKTINVENTORY_PASSWORD_H
+#ifndef APPS_VKTINVENTORY_INPUT_PASSWORD_H
+#define APPS_VKTINVENTORY_INPUT_PASSWORD_H
 
 #include <stdexcept>
 #include <string>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vktinventory/diagnostics.h"
+#include "apps/vktinventory/output/diagnostics.h"
 
 #include <unistd.h>
 

@@ -2,8 +2,8 @@
 /// @file
 /// All that goes to standard error. Quiet by default: of what the libraries log, only warnings
 /// about the configuration are then shown.
-#ifndef APPS_VKTINVENTORY_DIAGNOSTICS_H
-#define APPS_VKTINVENTORY_DIAGNOSTICS_H
+#ifndef APPS_VKTINVENTORY_OUTPUT_DIAGNOSTICS_H
+#define APPS_VKTINVENTORY_OUTPUT_DIAGNOSTICS_H
 
 #include <string>
 #include <string_view>

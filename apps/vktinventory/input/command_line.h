@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
 /// The command line: from words to what is wanted, and the help texts.
-#ifndef APPS_VKTINVENTORY_COMMAND_LINE_H
-#define APPS_VKTINVENTORY_COMMAND_LINE_H
+#ifndef APPS_VKTINVENTORY_INPUT_COMMAND_LINE_H
+#define APPS_VKTINVENTORY_INPUT_COMMAND_LINE_H
 
 #include <chrono>
 #include <cstdint>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vktinventory/command_line.h"
+#include "apps/vktinventory/input/command_line.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vktinventory/writing.h"
+#include "apps/vktinventory/output/writing.h"
 
 #include <poll.h>
 #include <unistd.h>

@@ -2,8 +2,8 @@
 /// @file
 /// The question for the password on the process's terminal. What is typed is not shown, and the
 /// terminal shows what is typed again whenever the question ends or the process is stopped in it.
-#ifndef APPS_VKTINVENTORY_PASSWORD_PROMPT_H
-#define APPS_VKTINVENTORY_PASSWORD_PROMPT_H
+#ifndef APPS_VKTINVENTORY_INPUT_PASSWORD_PROMPT_H
+#define APPS_VKTINVENTORY_INPUT_PASSWORD_PROMPT_H
 
 #include <string>
 

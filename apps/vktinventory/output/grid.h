@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
 /// Aligned columns of text, some of them coloured.
-#ifndef APPS_VKTINVENTORY_GRID_H
-#define APPS_VKTINVENTORY_GRID_H
+#ifndef APPS_VKTINVENTORY_OUTPUT_GRID_H
+#define APPS_VKTINVENTORY_OUTPUT_GRID_H
 
 #include <cstdint>
 #include <string>

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
 /// From the command line's words to whom to ask.
-#ifndef APPS_VKTINVENTORY_TARGET_H
-#define APPS_VKTINVENTORY_TARGET_H
+#ifndef APPS_VKTINVENTORY_INPUT_TARGET_H
+#define APPS_VKTINVENTORY_INPUT_TARGET_H
 
 #include <optional>
 #include <string>
 
-#include "apps/vktinventory/command_line.h"
+#include "apps/vktinventory/input/command_line.h"
 #include "module/vkt/vkt_enclosure/target.h"
 
 namespace Tulvo::Cli {

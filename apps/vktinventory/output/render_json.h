@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
 /// The report for programs; docs/json.md describes it.
-#ifndef APPS_VKTINVENTORY_RENDER_JSON_H
-#define APPS_VKTINVENTORY_RENDER_JSON_H
+#ifndef APPS_VKTINVENTORY_OUTPUT_RENDER_JSON_H
+#define APPS_VKTINVENTORY_OUTPUT_RENDER_JSON_H
 
 #include <string>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
 /// The report for people: aligned, at most 80 columns wide, what needs attention first.
-#ifndef APPS_VKTINVENTORY_RENDER_TABLE_H
-#define APPS_VKTINVENTORY_RENDER_TABLE_H
+#ifndef APPS_VKTINVENTORY_OUTPUT_RENDER_TABLE_H
+#define APPS_VKTINVENTORY_OUTPUT_RENDER_TABLE_H
 
 #include <string>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vktinventory/render_table.h"
+#include "apps/vktinventory/output/render_table.h"
 
 #include <algorithm>
 #include <charconv>
@@ -9,8 +9,8 @@
 #include <utility>
 #include <variant>
 
-#include "apps/vktinventory/grid.h"
 #include "apps/vktinventory/outcome.h"
+#include "apps/vktinventory/output/grid.h"
 #include "common/text/printable.h"
 #include "module/vkt/vkt_enclosure/catalogue.h"
 
