@@ -34,6 +34,9 @@ def forms(secret):
     return [form.lower() for form in (secret, raw.hex(), *encoded)]
 
 
+# For modules that are never ready: they are waited for until the deadline.
+SOON = ("--timeout", "3")
+
 FORMS = forms(PASSWORD) + forms(TOKEN)
 
 
@@ -185,10 +188,10 @@ class WhatFails(Silence):
             with Enclosure(scenario, credentials=CREDENTIALS) as enclosure:
                 self.check_runs(
                     [SOME_FAILED, NO_CONNECTION, REFUSED],
-                    [("-f", *transport(name, enclosure.endpoints)) for name in TRANSPORTS[1:]],
+                    [("-f", *transport(name, enclosure.endpoints), *SOON) for name in TRANSPORTS[1:]],
                 )
         with Enclosure("busy", credentials=CREDENTIALS) as enclosure:
-            self.check_run([NO_CONNECTION, REFUSED], "-E", *transport("rmcp", enclosure.endpoints))
+            self.check_run([NO_CONNECTION, REFUSED], "-E", *transport("rmcp", enclosure.endpoints), *SOON)
 
     def test_an_unknown_name(self):
         for words in (["-I", "https", "--insecure"], ["-I", "lanplus"]):
@@ -260,7 +263,7 @@ class WhatIsEchoed(Silence, TlsModule):
                 self.server.status, self.server.echoed = status, []
                 port = self.server.server_address[1]
                 codes = [SOME_FAILED, NO_CONNECTION, REFUSED]
-                self.check_run(codes, "-f", *over_https(port, "--pin", self.pin, *words))
+                self.check_run(codes, "-f", *over_https(port, "--pin", self.pin, *words, *SOON))
                 self.assertNotEqual(self.server.echoed, [])
 
     def test_of_basic_authentication(self):
