@@ -42,7 +42,7 @@ TEST(CodeRules, OfARegisterOfASupply)
 TEST(CodeRules, OfTheFirstRequest)
 {
     std::map<int, Reaction> expected = kOfAny;
-    expected[0xC1] = Reaction::kStranger;
+    expected[0xC1] = Reaction::kOtherModule;
     ExpectReactions(RequestClass::kFirst, expected);
 }
 

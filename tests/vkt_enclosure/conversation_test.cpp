@@ -32,6 +32,7 @@ IPMICOMMAND Numbered(std::uint8_t number)
 const Failure kRefusedPassword{Cause::kRefused, "wrong password", "", {}};
 const Failure kNoneFree{Cause::kBusy, "no session is free", "", {}};
 const Failure kNobody{Cause::kTimedOut, "no answer", "", {}};
+const Failure kNobodyListens{Cause::kUnreachable, "nothing listens", "", {}};
 
 class ConversationTest : public testing::Test
 {
@@ -155,6 +156,43 @@ TEST_F(ConversationTest, TriesAgainWhenANewSessionFindsNobody)
     EXPECT_EQ(Kind::kAnswer, outcomes[1].kind);
 }
 
+TEST_F(ConversationTest, WaitsForAModuleThatStartsAnewInTheMiddle)
+{
+    module.LoseSession(Numbered(2));
+    module.Open({}, 1);
+    module.Open({.failure = kNobodyListens}, 6);
+    const auto begin = pace.now;
+    EXPECT_EQ(nullptr, AskFor(3));
+    EXPECT_GT(pace.now, begin + 5s);
+    EXPECT_THAT(Order(), ElementsAre(1, 2, 3, 2));
+    EXPECT_EQ(Kind::kAnswer, outcomes[2].kind);
+}
+
+TEST_F(ConversationTest, WaitsForAModuleThatStaysAwayNoLongerThanItsTime)
+{
+    limits.deadline = 5s;
+    module.LoseSession(Numbered(2));
+    module.Open({}, 1);
+    module.Open({.failure = kNobodyListens}, 4);
+    const auto begin = pace.now;
+    const SharedFailure ended = AskFor(3);
+    ASSERT_NE(nullptr, ended);
+    EXPECT_EQ(kNobodyListens, *ended);
+    EXPECT_LE(pace.now, begin + 4500ms);
+    EXPECT_EQ(Kind::kAnswer, outcomes[1].kind);
+    EXPECT_EQ(ended, outcomes[3].failure);
+}
+
+TEST_F(ConversationTest, DoesNotWaitWhereNobodyHasEverListened)
+{
+    module.Open({.failure = kNobodyListens});
+    const auto begin = pace.now;
+    const SharedFailure ended = AskFor(1);
+    ASSERT_NE(nullptr, ended);
+    EXPECT_EQ(kNobodyListens, *ended);
+    EXPECT_EQ(begin, pace.now);
+}
+
 TEST_F(ConversationTest, TriesAPasswordOnce)
 {
     module.Open({.failure = kRefusedPassword});
@@ -223,7 +261,7 @@ TEST_F(ConversationTest, SaysThatTheModuleWasBusyWhenItsTimeEndsMeanwhile)
     EXPECT_EQ(Cause::kBusy, outcomes[1].failure->cause);
 }
 
-TEST_F(ConversationTest, NamesAStranger)
+TEST_F(ConversationTest, NamesAnotherMakersModule)
 {
     module.RefuseAlways(Numbered(1), 0xC1);
     // Manufacturer 0x00A1B2 and product 0x0203, low bytes first.
@@ -238,7 +276,7 @@ TEST_F(ConversationTest, NamesAStranger)
     EXPECT_EQ(begin + 1s, pace.now);
 }
 
-TEST_F(ConversationTest, KnowsAStrangerThatDoesNotSayWhoItIs)
+TEST_F(ConversationTest, KnowsAnotherMakersModuleThatDoesNotSayWhoseItIs)
 {
     module.RefuseAlways(Numbered(1), 0xC1);
     module.Refuse(kGetDeviceId, 0xC1);

@@ -132,8 +132,8 @@ TEST_F(ReadOverRmcp, OfAnotherMakersModuleSaysWhoseItIs)
 {
     Simulator::IpmiSimOptions options;
     options.users = {{"admin", "enclosure", 4, 10}};
-    const Simulator::IpmiSimServer stranger(options);
-    const Enclosure record = ReadEnclosure(TargetAt(stranger.Port()), {}, kAmple);
+    const Simulator::IpmiSimServer other(options);
+    const Enclosure record = ReadEnclosure(TargetAt(other.Port()), {}, kAmple);
     ASSERT_TRUE(record.error);
     EXPECT_EQ(record.error->cause, Cause::kNoSuchModule) << record.error->message;
     EXPECT_THAT(record.error->message, HasSubstr("manufacturer id"));

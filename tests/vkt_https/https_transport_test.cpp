@@ -89,7 +89,7 @@ protected:
         server.reset();
     }
 
-    void ServeAs(const Identity& identity)
+    void ServeAs(const Identity& identity, std::uint16_t port = 0)
     {
         Serve(
             [this](Peer& peer) {
@@ -102,7 +102,7 @@ protected:
                     open = arrived && Answer(peer, *arrived);
                 }
             },
-            identity);
+            identity, {.port = port});
     }
 
     bool Answer(Peer& peer, const Request& arrived)
@@ -560,6 +560,25 @@ TEST_F(HttpsTransportTest, OpensAConnectionAnewThatClosedBeforeTheHandshake)
         EXPECT_EQ(count == 4, failure.has_value());
         EXPECT_EQ(before + 4, connected);
         EXPECT_EQ(4U, transport->Cost().tlsHandshakes);
+    }
+}
+
+TEST_F(HttpsTransportTest, FindsAModuleAgainThatStartsAnew)
+{
+    for (const bool basic : {false, true}) {
+        SCOPED_TRACE(basic);
+        auto settings = Settings();
+        settings.basicAuthentication = basic;
+        Make(settings);
+        Open();
+        ExpectAnswered(Ask());
+        server.reset();
+        ExpectEnded(Ask(), End::kLost, Cause::kUnreachable, "Connection refused");
+        const IpmiOpening opening = transport->Open(Within(kAmple));
+        ExpectTold(opening.failure, Cause::kUnreachable, "Connection refused");
+        ServeAs(Module(), settings.port);
+        Open();
+        ExpectAnswered(Ask());
     }
 }
 

@@ -122,6 +122,7 @@ private:
     bool MayBeSentAgain(const Failure& failure, Resend resend) const;
     bool ConnectionBrokeOff(const Failure& failure) const;
     std::optional<Failure> LogIn(const CallLimit& limit);
+    std::optional<Failure> FindAgain(const CallLimit& limit);
     std::optional<Failure> Post(const IPMICOMMAND& request, const std::string& body, Resend resend,
                                 IpmiReply& answer, const CallLimit& limit);
     CallLimit Patience(const CallLimit& limit) const;
@@ -138,6 +139,7 @@ private:
     RedfishSession session_{client_, info_};
     bool isOpen_ = false;
     bool hasAnswered_ = false;  ///< In this session.
+    bool isKnown_ = false;      ///< The module has answered in some session.
     std::optional<Clock::duration> slowest_;
     IpmiCost cost_;
     pid_t process_ = getpid();
@@ -148,7 +150,9 @@ IpmiOpening HttpsTransport::Open(const CallLimit& limit)
     Close(limit);
     hasAnswered_ = false;
     auto failure = client_.Prepare();
-    if (!failure && !IsBasic()) {
+    if (!failure && IsBasic() && isKnown_) {
+        failure = FindAgain(limit);
+    } else if (!failure && !IsBasic()) {
         // With no word of the server on when, the caller knows better: it comes back at random.
         failure = Persist([this](const CallLimit& once) { return LogIn(once); }, Resend::kFreely,
                           false, limit);
@@ -280,6 +284,20 @@ std::optional<Failure> HttpsTransport::LogIn(const CallLimit& limit)
     return failure;
 }
 
+/// Without a log-in nothing else tells whether a module that was lost is there again. What it
+/// answers does not matter.
+std::optional<Failure> HttpsTransport::FindAgain(const CallLimit& limit)
+{
+    const IPMICOMMAND getDeviceId{0x01, {}, 0x06};
+    std::string body;
+    IpmiReply answer;
+    auto failure = EncodeIpmiRequest(getDeviceId, body);
+    if (!failure) {
+        failure = Post(getDeviceId, body, Resend::kFreely, answer, Patience(limit));
+    }
+    return failure && CauseOf(*failure) == Cause::kUnreachable ? failure : std::nullopt;
+}
+
 std::optional<Failure> HttpsTransport::Post(const IPMICOMMAND& request, const std::string& body,
                                             Resend resend, IpmiReply& answer,
                                             const CallLimit& limit)
@@ -302,7 +320,7 @@ std::optional<Failure> HttpsTransport::Post(const IPMICOMMAND& request, const st
     if (reply.status != kOk) {
         return FailureOf(reply);
     }
-    hasAnswered_ = true;
+    hasAnswered_ = isKnown_ = true;
     failure = DecodeIpmiReply(request, reply.contentType, reply.body, answer);
     if (failure) {
         client_.LeaveConnection();
@@ -338,7 +356,11 @@ End HttpsTransport::EndAfter(const Failure& failure) const
         case Cause::kTimedOut:
             return End::kSilent;
         case Cause::kUnreachable:
-            return ConnectionBrokeOff(failure) ? End::kSilent : End::kFailed;
+            if (ConnectionBrokeOff(failure)) {
+                return End::kSilent;
+            }
+            // Nobody listens where a module did, which may be starting anew.
+            return IsBasic() && !isKnown_ ? End::kFailed : End::kLost;
         case Cause::kMalformedAnswer:
             return IsBrokenOff(failure.result) ? End::kSilent : End::kUseless;
         default:

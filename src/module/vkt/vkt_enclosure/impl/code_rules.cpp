@@ -18,7 +18,7 @@ constexpr std::array<CodeRule, 30> kRules{{
     {0x83, kRegister, Reaction::kFinal, "the supply did not acknowledge"},
     {0x84, kRegister, Reaction::kFinal, "truncated read"},
     {0xC0, kAny, Reaction::kLater, "busy"},
-    {0xC1, kFirst, Reaction::kStranger, "invalid command"},
+    {0xC1, kFirst, Reaction::kOtherModule, "invalid command"},
     {0xC1, kAny, Reaction::kFinal, "invalid command"},
     {0xC2, kAny, Reaction::kFinal, "command invalid for the LUN"},
     {0xC3, kAny, Reaction::kOnceMore, "timeout while processing"},

@@ -25,7 +25,7 @@ enum class Reaction : std::uint8_t
     kAbsent,          ///< There is no such value.
     kEndRead,         ///< The module has no time for anybody.
     kRaisePrivilege,  ///< Raise the session's privilege, then ask again.
-    kStranger,        ///< Ask again after a while, once; then it is no such module.
+    kOtherModule,     ///< Ask again after a while, once; then it is no such module.
 };
 
 struct CodeRule

@@ -23,7 +23,7 @@ constexpr Pace::Span kLongestPauseForSession = 2s;
 constexpr Pace::Span kFirstPauseForLater = 50ms;
 constexpr Pace::Span kLongestForLater = 1s;
 constexpr Pace::Span kPauseForOnceMore = 50ms;
-constexpr Pace::Span kPauseForStranger = 1s;
+constexpr Pace::Span kPauseForInvalidCommand = 1s;
 
 const IPMICOMMAND kGetDeviceId{0x01, {}, 0x06};
 
@@ -134,11 +134,13 @@ void Conversation::Open()
     }
 }
 
-/// Waits when there was no free session; any other failure, and the end of the time, ends it all.
+/// Waits when there was no free session, or when nobody listens any more where a module did: it may
+/// be starting anew. Any other failure, and the end of the time, ends it all.
 bool Conversation::WaitForSession(Span& pause, const IpmiOpening& opening)
 {
+    const bool mayComeBack = reopened_ > 0 && opening.failure->cause == Cause::kUnreachable;
     const Time back = pace_.Now() + pause / 2 + pace_.PartOf(pause);
-    if (!opening.noneFree || back >= asking_.until) {
+    if ((!opening.noneFree && !mayComeBack) || back >= asking_.until) {
         End(*opening.failure);
         return false;
     }
@@ -273,12 +275,12 @@ void Conversation::Refused(Pending pending, std::uint8_t code)
             return GiveUp(pending, ended_);
         case Reaction::kRaisePrivilege:
             return RaisePrivilege(std::move(pending), failure);
-        case Reaction::kStranger:
+        case Reaction::kOtherModule:
             if (pending.repeats > 0) {
-                End(Stranger());
+                End(OtherModule());
                 return GiveUp(pending, ended_);
             }
-            return OnceMore(std::move(pending), kPauseForStranger, failure);
+            return OnceMore(std::move(pending), kPauseForInvalidCommand, failure);
     }
 }
 
@@ -330,8 +332,8 @@ void Conversation::RaisePrivilege(Pending pending, Failure failure)
     }
 }
 
-/// Who answers instead of a module.
-Failure Conversation::Stranger()
+/// What answers is no such module; names its maker and product as far as it tells them.
+Failure Conversation::OtherModule()
 {
     constexpr std::size_t kManufacturerAt = 6;
     constexpr std::size_t kProductAt = 9;

@@ -90,7 +90,7 @@ private:
     void OnceMore(Pending pending, Span pause, const Failure& failure);
     void RaisePrivilege(Pending pending, Failure failure);
     void End(Failure failure) { ended_ = Share(std::move(failure)); }
-    Failure Stranger();
+    Failure OtherModule();
     void GiveUp(const Pending& pending, SharedFailure failure);
 
     IpmiTransport& transport_;
