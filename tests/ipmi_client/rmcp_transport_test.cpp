@@ -639,6 +639,115 @@ TEST(Suite, DoesNotGiveWayWhenNothingSaysThatItIsNotToBeHad)
     }
 }
 
+constexpr std::uint8_t kNoSuite = 0x11;
+
+/// A refusal that names no session, as some modules send it and as anybody can forge it.
+Datagram AnonymousRefusal(Datagram reply)
+{
+    reply[kStatus] = kNoSuite;
+    std::fill_n(&reply[kConsoleSessionId], 4, std::uint8_t{0});
+    return reply;
+}
+
+bool IsRefusal(const Datagram& d)
+{
+    return Carries(d, kOpenSessionResponse) && d[kStatus] != 0;
+}
+
+/// A module with both suites, to a client that leaves the choice open.
+struct PeerWithBothSuites : Peer
+{
+    explicit PeerWithBothSuites(FaultInjectingRelay::Filter toClient,
+                                const RmcpTiming& timing = kPatient)
+        : Peer(Options(), timing, FaultInjectingRelay::PassOn, std::move(toClient))
+    {
+        settings.cipherSuite.reset();
+    }
+
+    static FakeRmcpModuleOptions Options()
+    {
+        FakeRmcpModuleOptions options = Module();
+        options.cipherSuite = 17;
+        options.otherSuite = 3;
+        return options;
+    }
+
+    /// Opens a session, asks something and closes it.
+    void Talk()
+    {
+        ASSERT_TRUE(Opens(*this));
+        EXPECT_EQ(Ask().end, End::kAnswered);
+        Close();
+        EXPECT_TRUE(NothingIsLeft(module));
+    }
+};
+
+TEST(Suite, GivesWayWithoutAWaitToARefusalThatNamesNoSession)
+{
+    FakeRmcpModuleOptions options = Module();
+    options.cipherSuite = 3;
+    Peer peer(options, kPatient, FaultInjectingRelay::PassOn,
+              [](const Datagram& d) -> std::vector<Datagram> {
+                  return {IsRefusal(d) ? AnonymousRefusal(d) : d};
+              });
+    peer.settings.cipherSuite.reset();
+    ASSERT_TRUE(Opens(peer));  // at its limit it would not
+    EXPECT_EQ(peer.Transport().Info().cipherSuite, 3);
+    EXPECT_EQ(peer.Transport().Cost().datagramsSent, 2U + 2U);
+    EXPECT_EQ(peer.Ask().end, End::kAnswered);
+}
+
+TEST(Suite, DoesNotGiveWayToAForgedRefusal)
+{
+    PeerWithBothSuites peer([](const Datagram& d) -> std::vector<Datagram> {
+        if (!Carries(d, kOpenSessionResponse)) {
+            return {d};
+        }
+        return {AnonymousRefusal(d), d};
+    });
+    peer.Talk();
+    EXPECT_EQ(peer.Transport().Info().cipherSuite, 17);
+    peer.Talk();
+    EXPECT_EQ(peer.Transport().Info().cipherSuite, 17);
+}
+
+TEST(Suite, DoesNotGiveWayToAForgedRefusalThatComesLongBeforeTheModulesAnswer)
+{
+    // The module's answer to the first request stays in the network until that to the second comes.
+    std::optional<Datagram> first;
+    PeerWithBothSuites peer([&](const Datagram& d) -> std::vector<Datagram> {
+        if (!Carries(d, kOpenSessionResponse)) {
+            return {d};
+        }
+        if (!first) {
+            first = d;
+            return {AnonymousRefusal(d)};
+        }
+        return {AnonymousRefusal(d), *first, d};
+    });
+    peer.Talk();
+    EXPECT_EQ(peer.Transport().Info().cipherSuite, 17);
+}
+
+TEST(Suite, WhoseAnswerComesWhenTheOtherIsAgreedOnLeavesNoSession)
+{
+    std::optional<Datagram> first;
+    bool sent = false;
+    PeerWithBothSuites peer([&](const Datagram& d) -> std::vector<Datagram> {
+        if (!Carries(d, kOpenSessionResponse) || sent) {
+            return {d};
+        }
+        if (!first) {
+            first = d;
+            return {AnonymousRefusal(d)};
+        }
+        sent = true;
+        return {d, *first};
+    });
+    peer.Talk();
+    EXPECT_EQ(peer.Transport().Info().cipherSuite, 3);
+}
+
 // --- The privilege
 
 struct PrivilegeCase

@@ -82,6 +82,21 @@ bool Agrees(const FiidObject& reply, const Algorithms& algorithms)
                algorithms.confidentiality;
 }
 
+/// A request for a session with one suite.
+struct SuiteRequest
+{
+    std::uint8_t tag;
+    std::uint8_t suite;
+    Algorithms algorithms;
+};
+
+bool FindAlgorithms(std::uint8_t suite, Algorithms& algorithms)
+{
+    return ipmi_cipher_suite_id_to_algorithms(suite, &algorithms.authentication,
+                                              &algorithms.integrity,
+                                              &algorithms.confidentiality) == 0;
+}
+
 /// Of the replies to one message, the one that counts: what names the session stands above what is
 /// doubtful, and a later good one above an earlier one.
 struct BestReply
@@ -105,7 +120,7 @@ struct BestReply
 class Login
 {
 public:
-    Login(const Credentials& credentials, const LoginSettings& settings)
+    Login(const Credentials& credentials, LoginSettings& settings)
         : credentials_(credentials), settings_(settings), keys_(credentials, settings.privilege)
     {
     }
@@ -129,6 +144,10 @@ private:
     std::optional<Failure> Prepare();
     std::optional<Failure> Connect();
     std::optional<Failure> Negotiate(const Waits& waits);
+    std::optional<Failure> AskForSession(const Waits& waits);
+    void TakeOtherSuite();
+    bool TakesRefusedSuite(const Packet& packet);
+    bool OtherSuiteMayDo(std::uint8_t type, const FiidObject& reply) const;
     std::optional<Failure> ExchangeRandomNumbers();
     std::optional<Failure> Prove();
 
@@ -142,12 +161,13 @@ private:
     SessionState& State() { return connection_->state; }
 
     const Credentials& credentials_;
-    const LoginSettings& settings_;
-    Algorithms algorithms_;
+    LoginSettings& settings_;
+    Algorithms algorithms_;  ///< Of the suite in the settings.
     KeyExchange keys_;
     std::unique_ptr<Connection> connection_;
     Stage stage_ = Stage::kNothing;
     std::uint8_t tag_ = 0;
+    std::optional<SuiteRequest> refused_;  ///< For the first suite, while the other is asked for.
     std::chrono::milliseconds slowest_{};  ///< Of the replies so far, copies included.
     bool randomNumbersCopied_ = false;
 };
@@ -190,11 +210,9 @@ std::optional<Failure> Login::Prepare()
     if (!Randomize(tag_)) {
         return NoRandomNumber();
     }
-    const bool known = ipmi_cipher_suite_id_to_algorithms(
-                           settings_.cipherSuite, &algorithms_.authentication,
-                           &algorithms_.integrity, &algorithms_.confidentiality) == 0;
-    return known ? std::nullopt
-                 : std::optional(LocalFault("preparing the cipher suite's algorithms"));
+    return FindAlgorithms(settings_.cipherSuite, algorithms_)
+               ? std::nullopt
+               : std::optional(LocalFault("preparing the cipher suite's algorithms"));
 }
 
 // A name may stand for addresses of which the module listens on one; the wait is shared among them.
@@ -209,7 +227,6 @@ std::optional<Failure> Login::Connect()
     }
     connection_ = std::make_unique<Connection>();
     connection_->link.Attach(waits.stop, settings_.cost);
-    State().algorithms = algorithms_;
     const Waits share = waits.WithLimit(waits.limit / static_cast<int>(endpoints.size()));
     for (const Endpoint& endpoint : endpoints) {
         failure = connection_->link.Open(endpoint);
@@ -225,10 +242,61 @@ std::optional<Failure> Login::Connect()
 
 std::optional<Failure> Login::Negotiate(const Waits& waits)
 {
-    constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_REQUEST;
     if (!RandomizeNumber(State().consoleId)) {
         return NoRandomNumber();
     }
+    std::optional<Failure> failure = AskForSession(waits);
+    const bool refused = failure && RefusesSuite(failure->point.status);
+    const bool over = IsStopped() || Clock::now() >= settings_.waits.until;
+    if (refused && settings_.otherSuite && !over) {
+        TakeOtherSuite();
+        failure = AskForSession(waits);
+        refused_.reset();
+    }
+    State().algorithms = algorithms_;
+    return failure;
+}
+
+// Some modules name no session when they refuse, so that the refusal could be anybody's. What the
+// module really says to the first request comes before its answer to this one, which names the
+// session: until then a good answer to the first is taken, too.
+void Login::TakeOtherSuite()
+{
+    refused_ = {tag_, settings_.cipherSuite, algorithms_};
+    settings_.cipherSuite = *settings_.otherSuite;
+    settings_.otherSuite.reset();
+    FindAlgorithms(settings_.cipherSuite, algorithms_);
+    if (stage_ == Stage::kHalfOpen) {
+        Abort(connection_->link, State().moduleId);
+        stage_ = Stage::kNothing;
+    }
+}
+
+/// Goes back to the suite whose refusal was a forgery when the packet is the module's own answer.
+bool Login::TakesRefusedSuite(const Packet& packet)
+{
+    constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_REQUEST;
+    const FiidObject reply(LayoutOf(ReplyType(kType)));
+    if (!refused_ ||
+        JudgeReply(packet, kType, refused_->tag, State().consoleId, reply) != Verdict::kAnswer ||
+        StatusOf(reply) != RMCPPLUS_STATUS_NO_ERRORS || !Agrees(reply, refused_->algorithms)) {
+        return false;
+    }
+    settings_.otherSuite = std::exchange(settings_.cipherSuite, refused_->suite);
+    algorithms_ = refused_->algorithms;
+    return true;
+}
+
+/// Whether to ask for the other suite at once, instead of waiting for a better reply than this.
+bool Login::OtherSuiteMayDo(std::uint8_t type, const FiidObject& reply) const
+{
+    return type == IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_REQUEST && settings_.otherSuite &&
+           RefusesSuite(StatusOf(reply));
+}
+
+std::optional<Failure> Login::AskForSession(const Waits& waits)
+{
+    constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_REQUEST;
     const FiidObject request(LayoutOf(kType));
     const FiidObject reply(LayoutOf(ReplyType(kType)));
     fill_rmcpplus_open_session(NextTag(), settings_.privilege, State().consoleId,
@@ -309,13 +377,16 @@ std::optional<Failure> Login::Ask(std::uint8_t type, const FiidObject& request,
     message.pack = [&] { return PackLogin(type, request); };
     message.judge = [&](const Packet& received) {
         const FiidObject candidate(LayoutOf(ReplyType(type)));
-        const Verdict verdict = JudgeReply(received, type, tag_, State().consoleId, candidate);
+        Verdict verdict = JudgeReply(received, type, tag_, State().consoleId, candidate);
+        if (verdict == Verdict::kOther && TakesRefusedSuite(received)) {
+            verdict = Verdict::kAnswer;
+        }
         if (verdict == Verdict::kOther) {
             return AbortDuplicate(connection_->link, State(), received) ? Verdict::kEarlier
                                                                         : Verdict::kOther;
         }
         best.Offer(received, verdict, StatusOf(candidate));
-        return verdict;
+        return OtherSuiteMayDo(type, candidate) ? Verdict::kAnswer : verdict;
     };
     std::optional<Failure> failure = Exchange(connection_->link, waits, message);
     if (settings_.cost != nullptr) {
@@ -395,7 +466,7 @@ std::optional<Failure> RaisePrivilege(Session& session, const LoginSettings& set
 
 }  // namespace
 
-std::optional<Failure> OpenConnection(const Credentials& credentials, const LoginSettings& settings,
+std::optional<Failure> OpenConnection(const Credentials& credentials, LoginSettings& settings,
                                       std::unique_ptr<Connection>& connection)
 {
     Login login(credentials, settings);
@@ -406,7 +477,7 @@ std::optional<Failure> OpenConnection(const Credentials& credentials, const Logi
     return {};
 }
 
-std::optional<Failure> LogIn(const Credentials& credentials, const LoginSettings& settings,
+std::optional<Failure> LogIn(const Credentials& credentials, LoginSettings settings,
                              std::unique_ptr<Session>& session)
 {
     std::unique_ptr<Connection> connection;

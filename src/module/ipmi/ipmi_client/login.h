@@ -24,14 +24,15 @@ namespace Tulvo::Rmcp {
 
 /// Logs in once, and leaves the session at the little privilege that it begins with. After a
 /// failure no session is left on the module, unless it never answered.
+/// @param settings the suite that was agreed on is the only one afterwards, where it is the other.
 /// @param connection the open session; untouched on failure.
-std::optional<Failure> OpenConnection(const Credentials& credentials, const LoginSettings& settings,
+std::optional<Failure> OpenConnection(const Credentials& credentials, LoginSettings& settings,
                                       std::unique_ptr<Connection>& connection);
 
 /// Logs in once, with the privilege that the settings name. After a failure no session is left on
 /// the module, unless it never answered.
 /// @param session the open session; untouched on failure.
-std::optional<Failure> LogIn(const Credentials& credentials, const LoginSettings& settings,
+std::optional<Failure> LogIn(const Credentials& credentials, LoginSettings settings,
                              std::unique_ptr<Session>& session);
 
 }  // namespace Tulvo::Rmcp

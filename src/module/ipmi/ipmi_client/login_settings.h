@@ -41,6 +41,8 @@ struct LoginSettings
     std::uint16_t port = 0;
     std::uint8_t privilege = 0;
     std::uint8_t cipherSuite = 0;
+    /// Asked for where the module does not have the first; none: the log-in fails there.
+    std::optional<std::uint8_t> otherSuite{};
     Waits waits;
     /// For the answer to each step after the first, where that is less than `waits` allow.
     std::chrono::milliseconds laterStepLimit = std::chrono::milliseconds::max();

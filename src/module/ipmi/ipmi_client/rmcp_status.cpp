@@ -131,6 +131,19 @@ std::optional<Failure> FailureOfStatus(std::uint8_t status, const LoginSettings&
     return FailureFor(ReasonOf(status), status, settings);
 }
 
+bool RefusesSuite(std::uint8_t status)
+{
+    constexpr std::array<std::uint8_t, 6> kNoSuchSuite{
+        RMCPPLUS_STATUS_INVALID_AUTHENTICATION_ALGORITHM,
+        RMCPPLUS_STATUS_INVALID_INTEGRITY_ALGORITHM,
+        RMCPPLUS_STATUS_UNAUTHORIZED_ROLE_OR_PRIVILEGE_LEVEL_REQUESTED,
+        RMCPPLUS_STATUS_INVALID_CONFIDENTIALITY_ALGORITHM,
+        RMCPPLUS_STATUS_NO_CIPHER_SUITE_MATCH_WITH_PROPOSED_SECURITY_ALGORITHMS,
+        RMCPPLUS_STATUS_ILLEGAL_OR_UNRECOGNIZED_PARAMETER,
+    };
+    return std::find(kNoSuchSuite.begin(), kNoSuchSuite.end(), status) != kNoSuchSuite.end();
+}
+
 bool IsBusy(std::uint8_t completionCode)
 {
     constexpr std::array<std::uint8_t, 5> kBusy{

@@ -15,6 +15,9 @@ namespace Tulvo::Rmcp {
 /// The failure that an RMCP+ status code stands for; none for 0.
 std::optional<Failure> FailureOfStatus(std::uint8_t status, const LoginSettings& settings);
 
+/// Whether the answer to the first message of a log-in says that the cipher suite is not to be had.
+bool RefusesSuite(std::uint8_t status);
+
 /// Whether a completion code says that the module cannot answer now.
 bool IsBusy(std::uint8_t completionCode);
 

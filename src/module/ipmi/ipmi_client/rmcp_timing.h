@@ -24,7 +24,7 @@ struct RmcpTiming
     Span longest{5000};
     Span loginStep{3000};
     /// Modules leave their session's id out when they refuse. To wait for a better reply as long as
-    /// for a copy would delay every log-in at a module that has no suite 17.
+    /// for a copy would delay whoever is refused for good.
     Span doubt{500};
 
     /// From a request to its first copy.

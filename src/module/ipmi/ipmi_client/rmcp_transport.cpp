@@ -39,16 +39,6 @@ constexpr std::size_t kMostData = 200;
 constexpr std::uint8_t kBestSuite = 17;
 constexpr std::uint8_t kOtherSuite = 3;
 
-/// What an answer to the first message of a log-in says when the suite is not to be had.
-constexpr std::array<std::uint8_t, 6> kNoSuchSuite{
-    RMCPPLUS_STATUS_INVALID_AUTHENTICATION_ALGORITHM,
-    RMCPPLUS_STATUS_INVALID_INTEGRITY_ALGORITHM,
-    RMCPPLUS_STATUS_UNAUTHORIZED_ROLE_OR_PRIVILEGE_LEVEL_REQUESTED,
-    RMCPPLUS_STATUS_INVALID_CONFIDENTIALITY_ALGORITHM,
-    RMCPPLUS_STATUS_NO_CIPHER_SUITE_MATCH_WITH_PROPOSED_SECURITY_ALGORITHMS,
-    RMCPPLUS_STATUS_ILLEGAL_OR_UNRECOGNIZED_PARAMETER,
-};
-
 /// What RAKP message 2, before any proof has left, says of an account with less privilege.
 constexpr std::array<std::uint8_t, 2> kTooMuchPrivilege{
     RMCPPLUS_STATUS_INVALID_ROLE, RMCPPLUS_STATUS_UNAUTHORIZED_ROLE_OR_PRIVILEGE_LEVEL_REQUESTED};
@@ -87,6 +77,9 @@ public:
     {
         login_.port = settings.port;
         login_.cipherSuite = static_cast<std::uint8_t>(credentials_.cipherSuite);
+        if (!suiteIsFixed_) {
+            login_.otherSuite = kOtherSuite;
+        }
         login_.privilege = settings.privilege.value_or(IPMI_PRIVILEGE_LEVEL_ADMIN);
         login_.laterStepLimit = timing.LaterStepLimit();
         login_.cost = &cost_;
@@ -232,11 +225,6 @@ std::optional<Failure> Transport::LogInOnce(const Waits& waits)
 bool Transport::MayHelp(const Failure& failure)
 {
     const LoginPoint& point = failure.point;
-    if (point.step == LoginStep::kOpenSession && !suiteIsFixed_ &&
-        login_.cipherSuite == kBestSuite && Holds(kNoSuchSuite, point.status)) {
-        login_.cipherSuite = kOtherSuite;
-        return true;
-    }
     if (point.step == LoginStep::kRandomNumbers && Holds(kTooMuchPrivilege, point.status)) {
         return Lower();
     }
@@ -423,7 +411,7 @@ Tulvo::Failure Transport::Told(const Failure& failure, const std::string& tried)
         told.what = "the module knows the password, but computes other keys";
         told.advice = "it may have a K_g key; give it, or check the one that was given";
     } else if (!suiteIsFixed_ && point.step == LoginStep::kOpenSession &&
-               Holds(kNoSuchSuite, point.status)) {
+               RefusesSuite(point.status)) {
         told.what = "the module offers neither cipher suite 17 nor 3";
         told.advice = "allow one of them on the module";
     }
