@@ -71,6 +71,17 @@ std::string Written(const LogRecord& record)
     return std::move(stream).str();
 }
 
+void RequireOneRecord(std::string_view written)
+{
+    RequirePrintable(written);
+    Require(written.find(" src/f.cpp:12: ") < 10, "a record begins with level and place");
+    for (std::size_t end = written.find('\n'); end + 1 < written.size();
+         end = written.find('\n', end + 1)) {
+        Require(written.substr(end + 1, 4) == "    ", "no further line begins like a record");
+    }
+    Require(written.ends_with('\n'), "a record ends with its line");
+}
+
 }  // namespace
 
 void RunLogText(Input input)
@@ -84,14 +95,8 @@ void RunLogText(Input input)
     Require(printable.size() >= text.View().size() && printable.size() <= 4 * text.View().size(),
             "a byte is kept or becomes four characters");
 
-    const std::string written = Written({level, "src/f.cpp", 12, std::string(text.View())});
-    RequirePrintable(written);
-    Require(written.find(" src/f.cpp:12: ") < 10, "a record begins with level and place");
-    for (std::size_t end = written.find('\n'); end + 1 < written.size();
-         end = written.find('\n', end + 1)) {
-        Require(written.compare(end + 1, 4, "    ") == 0, "no further line begins like a record");
-    }
-    Require(written.ends_with('\n'), "a record ends with its line");
+    RequireOneRecord(Written({level, "src/f.cpp", 12, std::string(text.View())}));
+    RequireOneRecord(Written({level, "src/f.cpp", 12, "text", std::string(text.View())}));
 }
 
 // The input is a byte for the level, and the text.

@@ -4,11 +4,18 @@
 #include <locale>
 #include <ostream>
 #include <sstream>
+#include <utility>
 
 #include "common/log/log.h"
 #include "tests/fakes/journal.h"
 
 namespace Tulvo {
+
+namespace {
+
+thread_local const LogContext* innermost = nullptr;
+
+}  // namespace
 
 struct Log::Record
 {
@@ -16,13 +23,14 @@ struct Log::Record
     const char* file;
     int line;
     std::ostringstream text;
+    std::string target;
 };
 
 Log::Log(int level, const char* file, int line)
 {
     const Fakes::FakeLog* const fake = Fakes::FakeLog::Get();
     if (fake != nullptr && level <= fake->threshold) {
-        record_ = new Record{level, file, line, {}};
+        record_ = new Record{level, file, line, {}, innermost != nullptr ? innermost->target_ : ""};
         record_->text.imbue(std::locale::classic());
     }
 }
@@ -31,7 +39,7 @@ Log::~Log()
 {
     if (record_ != nullptr) {
         Fakes::FakeLog::Get()->Add(
-            {{record_->level, record_->text.str()}, record_->file, record_->line});
+            {{record_->level, record_->text.str()}, record_->file, record_->line, record_->target});
         delete record_;
     }
 }
@@ -40,6 +48,16 @@ std::ostream& Log::Stream()
 {
     static std::ostream failed(nullptr);
     return record_ != nullptr ? record_->text : failed;
+}
+
+LogContext::LogContext(std::string target) : target_(std::move(target)), outer_(innermost)
+{
+    innermost = this;
+}
+
+LogContext::~LogContext()
+{
+    innermost = outer_;
 }
 
 namespace Fakes {

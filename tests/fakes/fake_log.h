@@ -36,6 +36,7 @@ public:
         LogLine line;
         std::string file;
         int lineNumber;
+        std::string target;
     };
 
     /// Records above this level are dropped, and their streams are in a failed state.

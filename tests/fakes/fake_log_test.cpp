@@ -19,6 +19,19 @@ TEST(FakeLog, KeepsLevelFileLineAndTextByteForByte)
     EXPECT_EQ(log.Records()[0].line, (LogLine{2, std::string("code \0005", 7)}));
     EXPECT_EQ(log.Records()[0].file, "dir/a.cpp");
     EXPECT_EQ(log.Records()[0].lineNumber, 17);
+    EXPECT_EQ(log.Records()[0].target, "");
+}
+
+TEST(FakeLog, KeepsWhomARecordIsAbout)
+{
+    FakeLog log;
+    {
+        const LogContext context("enc017");
+        Log(2, "a.cpp", 1);
+    }
+    Log(2, "a.cpp", 2);
+    EXPECT_EQ(log.Records().at(0).target, "enc017");
+    EXPECT_EQ(log.Records().at(1).target, "");
 }
 
 TEST(FakeLog, DropsWhatIsAboveTheThresholdAndFailsItsStream)

@@ -64,6 +64,12 @@ TEST_F(LogCostTest, RecordAboveTheThresholdAllocatesNothing)
     EXPECT_EQ(AllocationsOfARecord(4), 0);
 }
 
+TEST_F(LogCostTest, ContextCostsNothingAboveTheThreshold)
+{
+    const LogContext context("a name that is too long to be kept within the object");
+    EXPECT_EQ(AllocationsOfARecord(4), 0);
+}
+
 TEST_F(LogCostTest, FirstRecordOfAThreadAllocatesNothingAboveTheThreshold)
 {
     int count = -1;

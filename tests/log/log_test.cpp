@@ -73,6 +73,57 @@ TEST_F(LogTest, TextArrivesByteForByte)
     EXPECT_THAT(Texts(), ElementsAre(everyByte + std::string(1, '\0')));
 }
 
+TEST_F(LogTest, RecordNamesTheTargetOfTheInnermostContext)
+{
+    const auto targetOfRecord = [this] {
+        Log(1, "f", 1).Stream() << "text";
+        return records.back().target;
+    };
+    EXPECT_EQ(targetOfRecord(), "");
+    {
+        const LogContext outer("enc017");
+        EXPECT_EQ(targetOfRecord(), "enc017");
+        {
+            const LogContext inner("enc018");
+            EXPECT_EQ(targetOfRecord(), "enc018");
+        }
+        EXPECT_EQ(targetOfRecord(), "enc017");
+    }
+    EXPECT_EQ(targetOfRecord(), "");
+    EXPECT_THAT(Texts(), testing::Each("text"));
+}
+
+TEST_F(LogTest, RecordKeepsTheTargetThatItWasBegunFor)
+{
+    std::unique_ptr<Log> record;
+    {
+        const LogContext context("enc017");
+        record = std::make_unique<Log>(1, "f", 1);
+    }
+    record.reset();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].target, "enc017");
+}
+
+TEST_F(LogTest, ThreadsHaveContextsOfTheirOwn)
+{
+    constexpr int kThreads = 8;
+    constexpr int kRecords = 500;
+    const LogContext context("of the thread that started the others");
+    RunInThreads(kThreads, [](int thread) {
+        Log(1, "f", thread).Stream() << "";
+        for (int i = 0; i < kRecords; ++i) {
+            const std::string target = std::to_string(thread) + '/' + std::to_string(i);
+            const LogContext own(target);
+            Log(1, "f", thread).Stream() << target;
+        }
+    });
+    EXPECT_EQ(records.size(), std::size_t{kThreads} * (1 + kRecords));
+    for (const LogRecord& record : records) {
+        EXPECT_EQ(record.target, record.text);
+    }
+}
+
 TEST_F(LogTest, RecordWithoutTextIsARecord)
 {
     {

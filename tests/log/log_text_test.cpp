@@ -58,6 +58,25 @@ TEST_F(LogTextTest, LineNamesTimeLevelFileAndLine)
     }
 }
 
+TEST_F(LogTextTest, LineNamesTheTargetBeforeTheText)
+{
+    const LogContext context("enc017");
+    EXPECT_EQ(AfterTime(StderrOf(2, "first\nsecond")),
+              "warning src/f.cpp:12: enc017: first\n    second\n");
+}
+
+TEST_F(LogTextTest, TargetCannotForgeARecord)
+{
+    const LogContext context("enc\n017\x1b");
+    EXPECT_EQ(AfterTime(StderrOf(1, "text")), "error src/f.cpp:12: enc\\x0a017\\x1b: text\n");
+}
+
+TEST_F(LogTextTest, EmptyTargetChangesNothing)
+{
+    const LogContext context("");
+    EXPECT_EQ(AfterTime(StderrOf(1, "text")), "error src/f.cpp:12: text\n");
+}
+
 TEST_F(LogTextTest, LevelsBesideTheScaleTakeItsEnds)
 {
     SetLogLevel(100);

@@ -9,10 +9,13 @@
 #include <memory>
 #include <optional>
 #include <utility>
+#include <variant>
 
+#include "common/log/log.h"
 #include "module/ipmi/ipmi_client/rmcp_transport.h"
 #include "module/vkt/vkt_https/https_transport.h"
 #include "tests/fakes/fake_config.h"
+#include "tests/fakes/fake_log.h"
 
 namespace Tulvo {
 namespace {
@@ -26,7 +29,11 @@ class Nobody final : public IpmiTransport
 {
 public:
     explicit Nobody(std::uint16_t port) : port_(port) {}
-    IpmiOpening Open(const CallLimit& /*limit*/) override { return {.failure = kNobody}; }
+    IpmiOpening Open(const CallLimit& /*limit*/) override
+    {
+        Log(2, "transport.cpp", 1).Stream() << "nobody is there";
+        return {.failure = kNobody};
+    }
     IpmiExchange Ask(const IPMICOMMAND& request, Resend /*resend*/,
                      const CallLimit& /*limit*/) override
     {
@@ -83,7 +90,17 @@ protected:
         EXPECT_FALSE(madeRmcp || madeHttps);
     }
 
+    /// Whom the records of a read are about, which there must be some of.
+    std::string TargetInLog()
+    {
+        log.Clear();
+        Read();
+        EXPECT_FALSE(log.Records().empty());
+        return log.Records().empty() ? "" : log.Records().front().target;
+    }
+
     Fakes::FakeConfig config;
+    Fakes::FakeLog log;
     Target target{.host = "enc017", .user = "monitor", .password = "secret"};
 };
 
@@ -189,6 +206,44 @@ TEST_F(ReadEnclosureTest, PrefersAConfiguredPinToAConfiguredFile)
     config.texts.clear();
     Read();
     EXPECT_EQ(HttpsTrust::kAuthorities, madeHttps->trust);
+}
+
+TEST_F(ReadEnclosureTest, RecordsNameTheTargetTheyAreAbout)
+{
+    struct Case
+    {
+        std::string host;
+        std::uint16_t port;
+        std::variant<RmcpPlus, Https> transport;
+        std::string expected;
+    };
+    const std::vector<Case> cases{
+        {"enc017", 0, RmcpPlus{}, "enc017"},     {"enc017", 623, RmcpPlus{}, "enc017"},
+        {"enc017", 443, Https{}, "enc017"},      {"enc017", 623, Https{}, "enc017:623"},
+        {"10.0.0.5", 6230, {}, "10.0.0.5:6230"}, {"::1", 6230, {}, "[::1]:6230"},
+        {"[::1]", 6230, {}, "[::1]:6230"},       {"::1", 0, {}, "::1"},
+    };
+    for (const Case& row : cases) {
+        target.host = row.host;
+        target.port = row.port;
+        target.transport = row.transport;
+        EXPECT_EQ(row.expected, TargetInLog());
+    }
+}
+
+TEST_F(ReadEnclosureTest, RecordsOfTheCallerNameNobodyAfterARead)
+{
+    Read();
+    SelectSupply(target, 1, {});
+    log.Clear();
+    Log(2, "caller.cpp", 1).Stream() << "text";
+    EXPECT_EQ("", log.Records().at(0).target);
+}
+
+TEST_F(ReadEnclosureTest, RecordsOfASelectionNameTheTarget)
+{
+    SelectSupply(target, 1, {});
+    EXPECT_EQ("enc017", log.Records().at(0).target);
 }
 
 TEST_F(ReadEnclosureTest, SaysWhyASupplyCouldNotBeSelected)

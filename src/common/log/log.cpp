@@ -27,6 +27,8 @@ constexpr int kNotYetAsked = -1;
 
 std::atomic<int> threshold{kNotYetAsked};
 
+thread_local const LogContext* innermost = nullptr;
+
 std::optional<int> ParseLevel(std::string_view text)
 {
     int level = 0;
@@ -79,6 +81,9 @@ Log::Log(int level, const char* file, int line)
     try {
         auto record = std::make_unique<Record>();
         record->head = {level, file == nullptr ? "" : file, line, {}};
+        if (innermost != nullptr) {
+            record->head.target = innermost->target_;
+        }
         // A host's locale must not group the digits of a number.
         record->stream.imbue(std::locale::classic());
         record_ = record.release();
@@ -104,6 +109,16 @@ Log::~Log()
 std::ostream& Log::Stream()
 {
     return record_ == nullptr ? FailedStream() : record_->stream;
+}
+
+LogContext::LogContext(std::string target) : target_(std::move(target)), outer_(innermost)
+{
+    innermost = this;
+}
+
+LogContext::~LogContext()
+{
+    innermost = outer_;
 }
 
 void SetLogLevel(int level)

@@ -25,6 +25,29 @@ struct LogRecord
     const char* file;  ///< Source file of the statement; never null.
     int line;          ///< Line of the statement.
     std::string text;  ///< What was inserted, byte for byte; may hold any byte, also NUL.
+    /// Whom it is about, as the LogContext of the thread said when the record was begun; else
+    /// empty.
+    std::string target = {};
+};
+
+/// As long as it lives, the records of its thread say that they are about one target, so that those
+/// of many that are asked side by side can be told apart. The innermost of several stands. It is a
+/// local variable: it ends on the thread that made it, before those that were made earlier there. A
+/// thread that is started within has none.
+class VKT_EXPORT LogContext
+{
+public:
+    /// @param target any text, such as a host's name; an empty one names nobody.
+    explicit LogContext(std::string target);
+    ~LogContext();
+    LogContext(const LogContext&) = delete;
+    LogContext& operator=(const LogContext&) = delete;
+
+private:
+    friend class Log;
+
+    std::string target_;
+    const LogContext* outer_;
 };
 
 /// A record under construction.
@@ -63,9 +86,10 @@ VKT_EXPORT int GetLogLevel();
 /// writes itself.
 VKT_EXPORT void SetLogSink(std::function<void(const LogRecord&)> sink);
 
-// Where records go as text: a line "time level file:line: text" each, further lines of the text
-// indented. Control characters other than line feed and tab, and bytes that are no UTF-8, are
-// written as \xNN. One of these is in force at a time.
+// Where records go as text: a line "time level file:line: text" each, or "time level file:line:
+// target: text" where a target is named, further lines of the text indented. Control characters
+// other than line feed and tab, and bytes that are no UTF-8, are written as \xNN. One of these is
+// in force at a time.
 
 /// Text goes to the standard error output. This is the default.
 VKT_EXPORT void LogToStderr();

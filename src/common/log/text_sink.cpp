@@ -48,10 +48,16 @@ std::string Indented(const std::string& text)
     return indented;
 }
 
+/// Whom the record is about stands on its first line, whatever the name holds.
 std::string LineOf(const LogRecord& record)
 {
-    return std::string(LevelOf(record).name) + ' ' + record.file + ':' +
-           std::to_string(record.line) + ": " + Indented(Text::PrintableText(record.text));
+    std::string line = LevelOf(record).name;
+    line.append(" ").append(record.file).append(":").append(std::to_string(record.line));
+    line.append(": ");
+    if (!record.target.empty()) {
+        line.append(Text::PrintableAscii(record.target)).append(": ");
+    }
+    return line.append(Indented(Text::PrintableText(record.text)));
 }
 
 TextSink WithTime(TextSink sink)

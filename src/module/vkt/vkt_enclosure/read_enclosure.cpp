@@ -8,6 +8,8 @@
 #include <variant>
 
 #include "common/config/global_config.h"
+#include "common/log/log.h"
+#include "common/text/host.h"
 #include "module/ipmi/ipmi_client/rmcp_transport.h"
 #include "module/vkt/vkt_enclosure/impl/pace.h"
 #include "module/vkt/vkt_enclosure/impl/plan.h"
@@ -184,10 +186,22 @@ void SetTarget(Source& source, const Target& target)
     source.overHttps = std::holds_alternative<Https>(target.transport);
 }
 
+/// The host as it was named, with its port where that is not the transport's own: it tells modules
+/// apart that share an address.
+std::string NameInLog(const Target& target)
+{
+    const bool overHttps = std::holds_alternative<Https>(target.transport);
+    if (target.port == 0 || target.port == (overHttps ? kHttpsPort : kRmcpPort)) {
+        return target.host;
+    }
+    return Text::WithBrackets(target.host).append(":").append(std::to_string(target.port));
+}
+
 }  // namespace
 
 Enclosure ReadEnclosure(const Target& target, const Scope& scope, const Limits& limits)
 {
+    const LogContext context(NameInLog(target));
     RealPace pace;
     Enclosure record = ReadOver(*TransportTo(target), pace, scope, limits);
     SetTarget(record.source, target);
@@ -196,6 +210,7 @@ Enclosure ReadEnclosure(const Target& target, const Scope& scope, const Limits& 
 
 Selection SelectSupply(const Target& target, std::uint8_t number, const Limits& limits)
 {
+    const LogContext context(NameInLog(target));
     RealPace pace;
     Selection selection = SelectOver(*TransportTo(target), pace, number, limits);
     SetTarget(selection.source, target);
