@@ -25,6 +25,10 @@ constexpr std::string_view kBadKey =
     "-k takes at most 20 bytes, as text or as 0x and pairs of hexadecimal digits; see "
     "vktinventory --help";
 
+constexpr std::string_view kTrustsAnybody =
+    "--insecure: whoever answers is trusted, and gets user name and password; --pin trusts one "
+    "module's key only";
+
 ExitCode Fail(ExitCode code, std::string_view message)
 {
     Complain(message);
@@ -100,6 +104,9 @@ ExitCode RunWith(const Options& options, Arguments arguments)
     const auto kg = KeyFrom(arguments.kg);
     if (!kg) {
         return Fail(ExitCode::kWrongUsage, kBadKey);
+    }
+    if (options.insecure) {
+        Complain(kTrustsAnybody);
     }
     try {
         const Report report = Ask(

@@ -9,10 +9,10 @@
 #include <charconv>
 
 #include "common/platform/file_descriptor.h"
+#include "common/text/pin.h"
 #include "fuzz/input_reader.h"
 #include "fuzz/require.h"
 #include "fuzz/targets/targets.h"
-#include "module/vkt/vkt_https/tls_trust.h"
 
 namespace Tulvo::Fuzz {
 
@@ -93,7 +93,7 @@ bool IsDigest(std::string_view text)
 
 void RequirePin(std::string_view pin)
 {
-    if (!Https::IsPin(pin)) {
+    if (!Text::ArePins(pin)) {
         return;
     }
     for (std::size_t start = 0; start <= pin.size();) {

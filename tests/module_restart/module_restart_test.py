@@ -97,8 +97,9 @@ class Verdict:
         self.complaints = complaints_of(document, whole)
         if ran.returncode not in (0, 1, 3):
             self.complaints.append(f"exit code {ran.returncode}")
-        if document["complete"] != (ran.returncode == 0) or document["complete"] != (ran.stderr == ""):
-            self.complaints.append(f"exit code {ran.returncode}, but: {ran.stderr}")
+        said = [line for line in ran.stderr.splitlines() if "--insecure: " not in line]
+        if document["complete"] != (ran.returncode == 0) or document["complete"] != (said == []):
+            self.complaints.append(f"exit code {ran.returncode}, but: {said}")
 
 
 class Restart(unittest.TestCase):

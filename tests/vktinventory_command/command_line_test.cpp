@@ -118,7 +118,9 @@ TEST(CommandLine, TakesHttpsFlags)
     EXPECT_EQ(options.caFile, "/dev/null");
     EXPECT_EQ(options.authentication, Enclosures::HttpAuthentication::kBasic);
     EXPECT_EQ(Parsed("-I https -H h").authentication, Enclosures::HttpAuthentication::kSession);
-    EXPECT_EQ(Parsed("-I https -H h --pin sha256//AA=").pin, "sha256//AA=");
+    EXPECT_EQ(
+        Parsed("-I https -H h --pin sha256//47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFU=").pin,
+        "sha256//47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFU=");
     EXPECT_TRUE(Parsed("-I https -H h --insecure").insecure);
 }
 
@@ -193,9 +195,14 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"HttpsFlagOverLanplus", "-H h --insecure",
                     "--insecure: goes only with -I https"},
         RefusedCase{"LanplusFlagOverHttps", "-H h -I https -C 3", "does not go with -I https"},
-        RefusedCase{"PinAndAuthorities", "-H h -I https --pin sha256//x --ca-file /dev/null",
+        RefusedCase{"PinAndAuthorities",
+                    "-H h -I https --pin sha256//47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFU= "
+                    "--ca-file /dev/null",
                     "--pin"},
-        RefusedCase{"InsecureAndPin", "-H h -I https --pin sha256//x --insecure", "--insecure"},
+        RefusedCase{
+            "InsecureAndPin",
+            "-H h -I https --pin sha256//47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFU= --insecure",
+            "--insecure"},
         RefusedCase{"NoAuthorities", "-H h -I https --ca-file /no/such/file", "--ca-file"},
         RefusedCase{"NodeWithoutNumber", "-H h node", "N"},
         RefusedCase{"NodeZero", "-H h node 0", "1 to 12"},

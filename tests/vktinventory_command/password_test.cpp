@@ -132,15 +132,18 @@ TEST_P(NoPassword, IsWrongUsageWithAReason)
     EXPECT_FALSE(FakeEnclosure::Current().asked);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Of, NoPassword,
-    testing::Values(NoPasswordCase{"MissingFile", {"-f", "/no/such/file"}, "No such file"},
-                    NoPasswordCase{"Directory", {"-f", "/"}, "Is a directory"},
-                    NoPasswordCase{"EmptyFile", {"-f", "/dev/null"}, "first line is missing"},
-                    NoPasswordCase{"EndlessFile", {"-f", "/dev/zero"}, "far too long"},
-                    NoPasswordCase{"EmptyArgument", {"-P", ""}, "must not be empty"},
-                    NoPasswordCase{"UnsetVariable", {"-E"}, "IPMI_PASSWORD"}),
-    [](const auto& tested) { return std::string(tested.param.name); });
+INSTANTIATE_TEST_SUITE_P(Of, NoPassword,
+                         testing::Values(
+                             NoPasswordCase{
+                                 "MissingFile",
+                                 {"-f", "/no/such/file"},
+                                 "the password file /no/such/file cannot be opened: No such file"},
+                             NoPasswordCase{"Directory", {"-f", "/"}, "Is a directory"},
+                             NoPasswordCase{"EmptyFile", {"-f", "/dev/null"}, "/dev/null is empty"},
+                             NoPasswordCase{"EndlessFile", {"-f", "/dev/zero"}, "far too long"},
+                             NoPasswordCase{"EmptyArgument", {"-P", ""}, "must not be empty"},
+                             NoPasswordCase{"UnsetVariable", {"-E"}, "IPMI_PASSWORD"}),
+                         [](const auto& tested) { return std::string(tested.param.name); });
 
 }  // namespace
 }  // namespace Tulvo::Test

@@ -67,8 +67,10 @@ TEST_F(Run, LeavesOpenWhatNoFlagNames)
 
 TEST_F(Run, TrustsOverHttpsWhomItIsToldTo)
 {
-    RunConnected({"-I", "https", "--pin", "sha256//AA=", "--auth", "basic"});
-    EXPECT_EQ(std::get<TrustPinnedKey>(AskedOverHttps().trust.value()).pin, "sha256//AA=");
+    RunConnected({"-I", "https", "--pin",
+                  "sha256//47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFU=", "--auth", "basic"});
+    EXPECT_EQ(std::get<TrustPinnedKey>(AskedOverHttps().trust.value()).pin,
+              "sha256//47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFU=");
     EXPECT_EQ(AskedOverHttps().authentication, HttpAuthentication::kBasic);
     RunConnected({"-I", "https", "--ca-file", "/dev/null"});
     EXPECT_EQ(std::get<TrustAuthorityFile>(AskedOverHttps().trust.value()).path, "/dev/null");

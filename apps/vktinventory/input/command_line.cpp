@@ -3,7 +3,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <sstream>
+
+#include "apps/vktinventory/input/misuse.h"
+#include "apps/vktinventory/input/suggestion.h"
+#include "common/text/pin.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -49,7 +54,11 @@ std::string Choose(const Choice<T> (&choices)[N], std::string& word)
             return {};
         }
     }
-    return "\"" + word + "\" is none of " + Names(choices, ", ");
+    std::vector<std::string_view> known;
+    for (const Choice<T>& choice : choices) {
+        known.push_back(choice.name);
+    }
+    return "\"" + word + "\" is none of " + Names(choices, ", ") + Suggestion(word, known);
 }
 
 /// Turns a name, in either case, into the number that CLI11 reads into an enumeration. Describes
@@ -69,6 +78,48 @@ CLI::Validator NotEmpty()
 {
     return CLI::Validator(
         [](const std::string& word) { return std::string(word.empty() ? kMustNotBeEmpty : ""); },
+        "");
+}
+
+/// Decimal: a leading zero makes no other number of it.
+CLI::Validator NumberFrom(std::uint64_t least, std::uint64_t largest)
+{
+    return CLI::Validator(
+        [least, largest](std::string& word) {
+            std::uint64_t number = 0;
+            const char* const last = word.data() + word.size();
+            const auto [end, error] = std::from_chars(word.data(), last, number);
+            if (error != std::errc() || end != last || number < least || number > largest) {
+                return "\"" + word + "\" is no number from " + std::to_string(least) + " to " +
+                       std::to_string(largest);
+            }
+            word = std::to_string(number);
+            return std::string();
+        },
+        "");
+}
+
+CLI::Validator Pin()
+{
+    return CLI::Validator(
+        [](const std::string& word) {
+            return Text::ArePins(word) ? ""
+                                       : "\"" + word +
+                                             "\" is no pin: sha256// and 44 characters of Base64, "
+                                             "the SHA-256 of the module's public key";
+        },
+        "");
+}
+
+CLI::Validator HostName()
+{
+    return CLI::Validator(
+        [](const std::string& word) {
+            return std::string(
+                word.find("://") == word.npos
+                    ? ""
+                    : "is a name or an address, not a URL; -I https asks over HTTPS");
+        },
         "");
 }
 
@@ -173,10 +224,11 @@ void AddConnectionFlags(CLI::App& app, Options& options, Flags& flags)
         ->group(kConnection);
     app.add_option("-H,--host", options.host, "Address or name of the module; required")
         ->check(NotEmpty())
+        ->check(HostName())
         ->option_text("HOST")
         ->group(kConnection);
     app.add_option("-p,--port", options.port, "Port; default 623, with https 443")
-        ->check(CLI::Range(1, 65535).description(""))
+        ->transform(NumberFrom(1, 65535))
         ->option_text("PORT")
         ->group(kConnection);
     app.add_option("-U,--user", options.user, "User to log in as")
@@ -200,7 +252,7 @@ void AddConnectionFlags(CLI::App& app, Options& options, Flags& flags)
         ->excludes(file);
     file->excludes(password);
     app.add_option("--timeout", flags.timeoutSeconds, "Seconds for all of it; default 30")
-        ->check(CLI::Range(1, kLongestTimeout).description(""))
+        ->transform(NumberFrom(1, kLongestTimeout))
         ->option_text("S")
         ->group(kConnection);
 }
@@ -233,6 +285,7 @@ void AddHttpsFlags(CLI::App& app, Options& options)
                        ->group(kHttpsOnly);
     auto* pin = app.add_option("--pin", options.pin, "Trust only this key: sha256//BASE64")
                     ->check(NotEmpty())
+                    ->check(Pin())
                     ->option_text("PIN")
                     ->group(kHttpsOnly)
                     ->excludes(caFile);
@@ -265,7 +318,7 @@ void AddCommand(CLI::App& app, Options& options, const Command& command)
     if (!command.argument.empty()) {
         sub->add_option("N", options.number, std::string(command.argument))
             ->required()
-            ->check(CLI::Range(std::uint64_t{1}, command.largest).description(""));
+            ->transform(NumberFrom(1, command.largest));
     }
     sub->final_callback([&options, &command] { options.command = &command; });
 }
@@ -298,7 +351,7 @@ PasswordSource SourceOf(const CLI::App& app, const Flags& flags)
 void Complete(const CLI::App& app, const Flags& flags, Options& options)
 {
     if (options.host.empty()) {
-        throw CLI::ValidationError("-H HOST", "is missing");
+        throw CLI::ValidationError("-H HOST is missing: the address or name of the module");
     }
     RefuseFlagsOfTheOther(app, options);
     options.passwordSource = SourceOf(app, flags);
@@ -335,13 +388,6 @@ EarlyExit Misuse(const std::string& reason)
     return {ExitCode::kWrongUsage, reason + "; see vktinventory --help"};
 }
 
-/// CLI11's own text repeats every such word, and with them a password behind a misspelt flag.
-std::string FirstUnexpected(const CLI::App& app)
-{
-    const std::vector<std::string> words = app.remaining(true);
-    return "unexpected: " + (words.empty() ? "" : words.front().substr(0, words.front().find('=')));
-}
-
 EarlyExit EarlyExitOf(const CLI::App& app, const CLI::ParseError& error)
 {
     std::ostringstream out;
@@ -349,7 +395,7 @@ EarlyExit EarlyExitOf(const CLI::App& app, const CLI::ParseError& error)
     if (app.exit(error, out, complaint) == 0) {
         return {ExitCode::kEverythingRead, out.str()};
     }
-    return Misuse(error.what());
+    return Misuse(Explain(app, error));
 }
 
 /// For "--pin=" CLI11 takes the next word, whatever it is.
@@ -370,12 +416,13 @@ std::variant<Options, EarlyExit> ParseCommandLine(const std::vector<std::string>
     Flags flags;
     CLI::App app(kAbout, kName);
     Describe(app, options, flags);
+    if (const std::string misuse = MisuseIn(app, words); !misuse.empty()) {
+        return Misuse(misuse);
+    }
     std::vector<std::string> reversed(words.rbegin(), words.rend());
     try {
         app.parse(reversed);
         Complete(app, flags, options);
-    } catch (const CLI::ExtrasError&) {
-        return Misuse(FirstUnexpected(app));
     } catch (const CLI::ParseError& error) {
         return EarlyExitOf(app, error);
     }

@@ -32,18 +32,18 @@ constexpr Mark kByteOrderMarks[] = {
     {"\xEF\xBB\xBF", "UTF-8"}, {"\xFF\xFE", "UTF-16"}, {"\xFE\xFF", "UTF-16"}};
 
 /// They would be sent as a part of the password: a log-in less before the module locks the account.
-void RefuseOtherEncodings(std::string_view line)
+void RefuseOtherEncodings(std::string_view line, const std::string& named)
 {
     for (const Mark& mark : kByteOrderMarks) {
         if (line.substr(0, mark.bytes.size()) == mark.bytes) {
-            throw NoPassword("the password file begins with the byte order mark of " +
+            throw NoPassword(named + " begins with the byte order mark of " +
                              std::string(mark.name) + "; save it as plain text without one");
         }
     }
     if (line.find('\0') != std::string_view::npos) {
-        throw NoPassword(
-            "the password file's first line holds a NUL byte, as text in UTF-16 does; "
-            "save it as plain text");
+        throw NoPassword(named +
+                         " holds a NUL byte in its first line, as text in UTF-16 does; "
+                         "save it as plain text");
     }
 }
 
@@ -51,18 +51,21 @@ void RefuseOtherEncodings(std::string_view line)
 
 std::string PasswordFromFile(const std::string& path)
 {
+    const std::string named = "the password file " + path;
     const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
     if (!file.Valid()) {
-        throw NoPassword("cannot open the password file: " + LastError());
+        throw NoPassword(named + " cannot be opened: " + LastError());
     }
     FirstLine line = ReadFirstLine(file.Get());
     if (line.failed) {
-        throw NoPassword("cannot read the password file: " + LastError());
+        throw NoPassword(named + " cannot be read: " + LastError());
     }
     if (!line.ended) {
-        throw NoPassword("the password file's first line is missing or far too long");
+        throw NoPassword(named + (line.text.empty()
+                                      ? " is empty; its first line has to be the password"
+                                      : " has a first line that is far too long for a password"));
     }
-    RefuseOtherEncodings(line.text);
+    RefuseOtherEncodings(line.text, named);
     // An editor on another system ends lines with both; ipmitool passes over the first, too.
     if (!line.text.empty() && line.text.back() == '\r') {
         line.text.pop_back();

@@ -7,6 +7,7 @@
 #include "common/config/global_config.h"
 #include "common/connection/connection_values.h"
 #include "common/log/log.h"
+#include "common/text/pin.h"
 #include "module/vkt/vkt_https/https_transport.h"
 
 namespace Tulvo::Https {
@@ -14,19 +15,6 @@ namespace {
 
 constexpr long kPeerHasAuthority = 1;
 constexpr long kNameMatches = 2;
-
-bool IsOnePin(std::string_view pin)
-{
-    constexpr std::string_view kScheme = "sha256//";
-    constexpr std::size_t kDigits = 43;  // of 32 bytes in Base64, before one "="
-    constexpr std::string_view kBase64 =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    if (!pin.starts_with(kScheme)) {
-        return false;
-    }
-    const std::string_view digest = pin.substr(kScheme.size());
-    return digest.find_first_not_of(kBase64) == kDigits && digest.substr(kDigits) == "=";
-}
 
 // What cannot be used may have been meant to be stricter than what would stand in for it.
 std::optional<Failure> Find(const char* key, ConfigSetting<std::string>& setting)
@@ -41,7 +29,7 @@ std::optional<Failure> Find(const char* key, ConfigSetting<std::string>& setting
 
 std::optional<Failure> CheckPin(const std::string& pin, const char* advice)
 {
-    if (IsPin(pin)) {
+    if (Text::ArePins(pin)) {
         return std::nullopt;
     }
     return Failure{VKT_HTTPS_TLS_ERROR,
@@ -92,13 +80,6 @@ void TrustAnyCertificate(CurlOptions& options)
 }
 
 }  // namespace
-
-bool IsPin(std::string_view pin)
-{
-    const auto end = pin.find(';');
-    const bool fits = IsOnePin(pin.substr(0, end));
-    return end == std::string_view::npos ? fits : fits && IsPin(pin.substr(end + 1));
-}
 
 std::optional<Failure> FindConfiguredTrust(std::int32_t tlsVerification, std::string_view origin,
                                            ServerTrust& trust)

@@ -36,9 +36,6 @@ std::optional<Failure> FindConfiguredTrust(std::int32_t tlsVerification, std::st
 /// @param pins filled with the keys one of which the server must have; untouched where any will do.
 std::optional<Failure> SetTrust(CurlOptions& options, const ServerTrust& trust, std::string& pins);
 
-/// Whether `pin` is one or more `sha256//BASE64`, separated by semicolons.
-bool IsPin(std::string_view pin);
-
 }  // namespace Tulvo::Https
 
 #endif
