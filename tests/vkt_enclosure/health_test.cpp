@@ -80,6 +80,8 @@ void NodeIs(Enclosure& enclosure, PowerState state)
     enclosure.nodes[3].state = NodeState{.powerState = state};
 }
 
+const auto kNone = Reading<std::uint16_t>::Absent();
+
 void SupplyFansAre(Enclosure& enclosure, const SupplyFans& fans)
 {
     enclosure.powerSupplies[1].fans = fans;
@@ -128,9 +130,23 @@ const std::vector<Case> kCases{
     {"PowerFault", [](Enclosure& e) { NodeIs(e, PowerState::kFault); }, Health::kCritical,
      "Node 4 has a power fault", "powerState"},
     {"NoPermission", [](Enclosure& e) { NodeIs(e, PowerState::kNoPermission); }, Health::kWarning,
-     "Node 4 has no permission to power on", "powerState"},
+     "Node 4 is in the power state No Permission", "powerState"},
     {"UnknownPower", [](Enclosure& e) { NodeIs(e, PowerState::kUnknown); }, Health::kWarning,
      "Node 4 is in an unknown power state", "powerState"},
+    {"AboveTheProtectiveCap",
+     [](Enclosure& e) {
+         e.consumption = Consumption{{}, std::uint16_t{3601}, {}};
+         e.caps = PowerCaps{{}, {}, std::uint16_t{3600}, kNone, kNone};
+     },
+     Health::kWarning, "Chassis consumes 3601 on average, above its protective cap of 3600",
+     "average"},
+    {"AboveTheThermalCap",
+     [](Enclosure& e) {
+         e.consumption = Consumption{{}, std::uint16_t{3601}, {}};
+         e.caps = PowerCaps{{}, {}, kNone, kNone, std::uint16_t{3600}};
+     },
+     Health::kWarning, "Chassis consumes 3601 on average, above its thermal cap of 3600",
+     "average"},
     {"AboveTheUserCap",
      [](Enclosure& e) {
          e.consumption = Consumption{{}, std::uint16_t{3601}, {}};
@@ -139,6 +155,24 @@ const std::vector<Case> kCases{
     {"FansNotRead",
      [](Enclosure& e) { e.powerSupplies[1].fans = Reading<SupplyFans>::NotRead(Refused()); },
      Health::kUnknown, "PSU2 could not be read: refused", "fans"},
+    {"ConsumptionNotRead",
+     [](Enclosure& e) { e.consumption = Reading<Consumption>::NotRead(Refused()); },
+     Health::kUnknown, "Chassis could not be read: refused", "consumption"},
+    {"PresenceNotRead",
+     [](Enclosure& e) { e.powerSupplies[1].present = Reading<bool>::NotRead(Refused()); },
+     Health::kUnknown, "PSU2 could not be read: refused", "present"},
+    {"VersionNotRead",
+     [](Enclosure& e) { e.powerSupplies[1].version = Reading<std::string>::NotRead(Refused()); },
+     Health::kUnknown, "PSU2 could not be read: refused", "version"},
+    {"NodeStateNotRead",
+     [](Enclosure& e) { e.nodes[3].state = Reading<NodeState>::NotRead(Refused()); },
+     Health::kUnknown, "Node 4 could not be read: refused", "powerState"},
+    {"NodePowerNotRead",
+     [](Enclosure& e) { e.nodes[3].power = Reading<Consumption>::NotRead(Refused()); },
+     Health::kUnknown, "Node 4 could not be read: refused", "power"},
+    {"SerialNumberNotRead",
+     [](Enclosure& e) { e.identity.serialNumber = Reading<std::string>::NotRead(Refused()); },
+     Health::kUnknown, "Module could not be read: refused", "serialNumber"},
     {"CapsNotRead", [](Enclosure& e) { e.caps = Reading<PowerCaps>::NotRead(Refused()); },
      Health::kUnknown, "Chassis could not be read: refused", "caps"},
 };
@@ -203,6 +237,23 @@ TEST(Health, IsNotAboveACapThatIsNotSet)
     EXPECT_EQ(Health::kOk, Judge(enclosure).status);
 }
 
+TEST(Health, IsNotAboveACapThatItReaches)
+{
+    Enclosure enclosure = Healthy();
+    enclosure.consumption = Consumption{{}, std::uint16_t{3600}, {}};
+    EXPECT_EQ(Health::kOk, Judge(enclosure).status);
+}
+
+TEST(Health, DoesNotMissAVersionThatWasNotAskedFor)
+{
+    Enclosure enclosure = Healthy();
+    enclosure.asked = kHealth;
+    for (PowerSupply& supply : enclosure.powerSupplies) {
+        supply.version = supply.manufacturer = supply.position = {};
+    }
+    EXPECT_EQ(Health::kOk, Judge(enclosure).status);
+}
+
 TEST(Health, PutsTheWorstFirstAndThenKeepsTheOrder)
 {
     Enclosure enclosure = Healthy();
@@ -252,6 +303,42 @@ TEST(Health, CountsNodesAgainstTheExpectation)
     EXPECT_THAT(Judge(enclosure, {.nodes = 3}).findings, IsEmpty());
     EXPECT_THAT(Texts(Judge(enclosure, {.nodes = 4})),
                 ElementsAre("Chassis has 3 nodes where 4 are expected"));
+}
+
+TEST(Health, WarnsOfMoreNodesThanExpected)
+{
+    const Judgement judgement = Judge(Healthy(), {.nodes = 3});
+    EXPECT_THAT(Texts(judgement), ElementsAre("Chassis has 4 nodes where 3 are expected"));
+    EXPECT_EQ(Health::kWarning, judgement.status);
+}
+
+TEST(Health, DoesNotCallANodeMissingThatWasNotRead)
+{
+    Enclosure enclosure = Healthy();
+    enclosure.nodes[3].state = Reading<NodeState>::NotRead(Refused());
+    EXPECT_EQ(Health::kUnknown, Judge(enclosure, {.nodes = 4}).status);
+    EXPECT_EQ(Health::kCritical, Judge(enclosure, {.nodes = 5}).status);
+}
+
+/// What hangs on the module's status is unknown with it; nothing is missing for that.
+TEST(Health, IsUnknownWithoutTheModulesStatus)
+{
+    Enclosure enclosure;
+    enclosure.asked = kHealth;
+    enclosure.error = *Refused();
+    const auto number = Reading<std::uint8_t>::NotRead(Refused());
+    enclosure.module = {Reading<Generation>::NotRead(Refused()), number, number, number};
+    EXPECT_EQ(Health::kUnknown, Judge(enclosure, {.powerSupplies = 2, .nodes = 4}).status);
+}
+
+/// What was not asked for cannot be held against an expectation.
+TEST(Health, ExpectsNothingOfWhatWasNotAskedFor)
+{
+    Enclosure enclosure = Healthy();
+    enclosure.asked = kPower;
+    enclosure.powerSupplies.clear();
+    enclosure.nodes.clear();
+    EXPECT_EQ(Health::kOk, Judge(enclosure, {.powerSupplies = 2, .nodes = 4}).status);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <stop_token>
 
 #include "module/vkt/vkt_enclosure/catalogue.h"
+#include "module/vkt/vkt_enclosure/health.h"
 #include "tests/vkt_enclosure/paper_enclosure.h"
 
 namespace Tulvo::Enclosures {
@@ -95,7 +96,8 @@ protected:
                 lost = All(GetParam(), sections, text);
             }
             EXPECT_THAT(Differences(GetParam().Expected(sections, lost), record), IsEmpty());
-            EXPECT_EQ(text.empty() || text == "absent", NotRead(record).empty());
+            EXPECT_EQ(text.empty(), NotRead(record).empty());
+            EXPECT_EQ(text.empty() ? Health::kOk : Health::kUnknown, Judge(record).status);
         }
     }
 };

@@ -336,6 +336,11 @@ void TlsServer::Accept()
     }
 }
 
+void TlsServer::AwaitHandshakes(int count) const
+{
+    EXPECT_TRUE(WaitFor([this, count] { return handshakes_ >= count; })) << handshakes_;
+}
+
 void TlsServer::AwaitEnds(int count) const
 {
     EXPECT_TRUE(WaitFor([this, count] { return ends_ >= count; })) << ends_ << " of " << count;

@@ -105,6 +105,8 @@ public:
     std::uint16_t Port() const { return port_; }
     int Connections() const { return connections_; }
     int Handshakes() const { return handshakes_; }
+    /// Waits until there were so many.
+    void AwaitHandshakes(int count) const;
     /// Handshakes that took up the session of an earlier one, without a certificate.
     int Resumptions() const { return resumptions_; }
     std::size_t BytesSent() const { return bytesSent_; }

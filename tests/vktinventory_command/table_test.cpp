@@ -135,7 +135,7 @@ TEST_F(Table, BeginsWithWhatNeedsAttentionTheWorstFirst)
   PSU1              warning   throttles
   PSU1              warning   has fans in an unknown state
   PSU2              warning   is not present
-  Node 4            warning   has no permission to power on
+  Node 4            warning   is in the power state No Permission
 
 Identity)"));
 }

@@ -97,7 +97,7 @@ constexpr std::array<Rule<Node>, 3> kNodeRules{{
     {PowerIs<PowerState::kFault>, Health::kCritical, "powerState", "has a power fault"},
     {PowerIs<PowerState::kUnknown>, Health::kWarning, "powerState", "is in an unknown power state"},
     {PowerIs<PowerState::kNoPermission>, Health::kWarning, "powerState",
-     "has no permission to power on"},
+     "is in the power state No Permission"},
 }};
 
 struct Cap
