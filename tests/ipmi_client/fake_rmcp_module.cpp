@@ -286,6 +286,10 @@ void FakeRmcpModule::TakeSealed(const Bytes& packet)
     request.resize(request.size() - request.back() - 1);
     requestNumbers_.push_back(static_cast<std::uint8_t>(request[4] >> 2));
     const Bytes response = Respond(id, request);
+    if (forgets_.exchange(false)) {
+        sessions_.clear();
+        return;
+    }
     if (!response.empty()) {
         Seal(found->second, response);
     }

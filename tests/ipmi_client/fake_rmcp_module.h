@@ -6,6 +6,7 @@
 #ifndef TESTS_IPMI_CLIENT_FAKE_RMCP_MODULE_H
 #define TESTS_IPMI_CLIENT_FAKE_RMCP_MODULE_H
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -58,6 +59,8 @@ public:
     std::size_t RightProofs();
     /// The numbers of all requests that have arrived, in their order, copies included.
     std::vector<std::uint8_t> RequestNumbers();
+    /// All of them, once the request that is being answered has been; its answer is not sent.
+    void ForgetSessions() { forgets_ = true; }
 
 private:
     struct Session
@@ -98,6 +101,7 @@ private:
     std::size_t proofs_ = 0;
     std::size_t rightProofs_ = 0;
     std::vector<std::uint8_t> requestNumbers_;
+    std::atomic<bool> forgets_ = false;
     std::thread thread_;
 };
 

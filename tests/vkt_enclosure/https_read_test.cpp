@@ -5,8 +5,10 @@
 
 #include <chrono>
 #include <csignal>
+#include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <thread>
@@ -14,8 +16,12 @@
 
 #include "module/vkt/vkt_enclosure/impl/pace.h"
 #include "module/vkt/vkt_enclosure/impl/plan.h"
+#include "module/vkt/vkt_enclosure/read_enclosure.h"
 #include "module/vkt/vkt_https/https_transport.h"
+#include "tests/fakes/fake_config.h"
 #include "tests/fakes/fake_log.h"
+#include "tests/support/run_in_threads.h"
+#include "tests/support/temporary_directory.h"
 #include "tests/vkt_simulator/simulator_process.h"
 
 namespace Tulvo::Enclosures {
@@ -46,6 +52,15 @@ protected:
         return ReadOver(*MakeHttpsTransport(settings), pace, {}, limits);
     }
 
+    Target TargetWith(const std::string& pin) const
+    {
+        return {.host = settings.host,
+                .port = settings.port,
+                .user = settings.user,
+                .password = settings.password,
+                .transport = Https{.trust = TrustPinnedKey{pin}}};
+    }
+
     /// What the simulator counted.
     json End()
     {
@@ -54,6 +69,7 @@ protected:
     }
 
     Fakes::FakeLog log;
+    Fakes::FakeConfig config;
     std::unique_ptr<Simulator::SimulatorProcess> simulator;
     HttpsSettings settings;
 };
@@ -112,6 +128,63 @@ TEST_F(HttpsReadTest, SaysWhyNothingCouldBeRead)
         ASSERT_FALSE(missing.empty());
         EXPECT_EQ(cause, missing.front().failure.cause) << missing.front().failure.message;
     }
+}
+
+/// Each knows its own module by its key, while the others are being read.
+TEST_F(HttpsReadTest, KeepsThePinsOfTwoModulesApart)
+{
+    Play("healthy-vkt2-fe-2");
+    const std::string pin = settings.trusted;
+    const Target first = TargetWith(pin);
+    const auto kept = std::move(simulator);
+    Play("healthy-first");
+    const std::string otherPin = settings.trusted;
+    ASSERT_NE(pin, otherPin);
+    Target swapped = first;
+    swapped.transport = Https{.trust = TrustPinnedKey{otherPin}};
+    struct Expected
+    {
+        Target target;
+        std::optional<Generation> generation;  ///< Nothing: the module is not trusted.
+    };
+    const std::vector<Expected> reads{{first, Generation::kVkt2},
+                                      {TargetWith(otherPin), Generation::kFirst},
+                                      {swapped, std::nullopt},
+                                      {TargetWith(pin), std::nullopt}};
+    RunInThreads(16, [&](int number) {
+        const auto& [target, generation] = reads[static_cast<std::size_t>(number) % reads.size()];
+        const Enclosure record = ReadEnclosure(target, {}, {});
+        if (generation) {
+            EXPECT_FALSE(record.error) << record.error->message;
+            EXPECT_TRUE(NotRead(record).empty());
+            ASSERT_TRUE(record.module.generation.HasValue());
+            EXPECT_EQ(*generation, *record.module.generation.Get());
+        } else {
+            ASSERT_TRUE(record.error);
+            EXPECT_EQ(Cause::kNotTrusted, record.error->cause) << record.error->message;
+            EXPECT_EQ(0U, record.cost.logIns);
+        }
+    });
+    EXPECT_EQ(0, End().at("openSessions"));
+}
+
+TEST_F(HttpsReadTest, WaitsForASessionThatIsFreeLater)
+{
+    json scenario = json::parse(std::ifstream(SCENARIO_FOLDER "/healthy-first.json"));
+    scenario["sessions"] = 1;
+    const TemporaryDirectory folder;
+    const std::string path = (folder / "scenario.json").string();
+    std::ofstream(path) << scenario;
+    Play(path);
+    const auto other = MakeHttpsTransport(settings);
+    ASSERT_FALSE(other->Open({CallLimit::Clock::now() + std::chrono::minutes(1)}).failure);
+    const std::jthread closer([&other] {
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        other->Close({CallLimit::Clock::now() + std::chrono::minutes(1)});
+    });
+    const Enclosure record = Read({.deadline = std::chrono::minutes(5)});
+    EXPECT_FALSE(record.error) << record.error->message;
+    EXPECT_TRUE(NotRead(record).empty());
 }
 
 TEST_F(HttpsReadTest, LeavesNoSessionWhenItIsCancelled)

@@ -414,7 +414,8 @@ TEST_P(PlanTest, TellsEmptyBays)
         all.insert(n);
     }
     for (const std::set<int>& empty :
-         {std::set<int>{1}, std::set<int>{GetParam().supplies}, std::set<int>{1, 2}, all}) {
+         {std::set<int>{1}, std::set<int>{GetParam().supplies / 2 + 1},
+          std::set<int>{GetParam().supplies}, std::set<int>{1, 2}, all}) {
         SCOPED_TRACE(testing::PrintToString(empty));
         PaperEnclosure paper = GetParam();
         paper.emptyBays = empty;

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "apps/vkt_simulator/ipmi_sim_server.h"
+#include "module/ipmi/ipmi_client/rmcp_transport.h"
 #include "module/vkt/vkt_enclosure/read_enclosure.h"
 #include "module/vkt/vkt_https/https_transport.h"
 #include "tests/fakes/fake_config.h"
@@ -151,6 +152,29 @@ TEST_F(ReadOverRmcp, WaitsForAFreeSessionWithinItsDeadline)
     ASSERT_TRUE(record.error);
     EXPECT_EQ(record.error->cause, Cause::kBusy) << record.error->message;
     EXPECT_EQ(record.cost.logIns, 0U);
+}
+
+TEST_F(ReadOverRmcp, IsCompleteWhenASessionIsFreeLater)
+{
+    nlohmann::json scenario = Healthy();
+    scenario["sessions"] = 1;
+    const std::uint16_t port = Play(scenario);
+    RmcpSettings settings;
+    settings.host = "127.0.0.1";
+    settings.port = port;
+    settings.user = "admin";
+    settings.password = "enclosure";
+    settings.cipherSuite = 3;
+    const auto other = MakeRmcpTransport(settings);
+    ASSERT_FALSE(other->Open({CallLimit::Clock::now() + 1min}).failure);
+    const std::jthread closer([&other] {
+        std::this_thread::sleep_for(2s);
+        other->Close({CallLimit::Clock::now() + 1min});
+    });
+    const Enclosure record = ReadEnclosure(Over(port, {.cipherSuite = 3}), {}, kAmple);
+    EXPECT_FALSE(record.error) << record.error->message;
+    EXPECT_THAT(NotRead(record), IsEmpty());
+    EXPECT_EQ(record.cost.logIns, 1U);
 }
 
 TEST_F(ReadOverRmcp, LeavesNoSessionWheneverItIsStopped)
