@@ -6,6 +6,8 @@
 namespace Tulvo::Simulator {
 namespace {
 
+constexpr int kMostEnclosures = 10000;
+
 std::string Footer()
 {
     std::string text = "Exit codes:\n";
@@ -27,21 +29,35 @@ std::string Complaint(const CLI::App*, const CLI::Error& error)
 void Describe(CLI::App& app, CommandLine& line)
 {
     app.description(
-        "Plays one enclosure's management module on loopback, over RMCP+ (IPMI 2.0)\n"
-        "and HTTPS. When it is ready to answer it prints one line with its endpoints\n"
+        "Plays management modules of enclosures on loopback, over RMCP+ (IPMI 2.0) and\n"
+        "HTTPS. When all are ready to answer it prints a line for each with its endpoints\n"
         "as JSON; it ends on SIGTERM or SIGINT and leaves nothing behind.");
     app.set_help_flag("-h,--help", "Print this help and end");
     app.set_version_flag("-V,--version", "vkt-simulator " VKT_VERSION, "Print the version and end");
-    app.add_option("-s,--scenario", line.scenario,
-                   "A scenario's file, or the name of one of --list")
-        ->type_name("SCENARIO");
+    app.add_option("-s,--scenario", line.scenarios,
+                   "A scenario's file, or the name of one of --list; may be repeated")
+        ->type_name("SCENARIO")
+        ->take_all()
+        ->allow_extra_args(false);
+    app.add_option("-n,--count", line.count,
+                   "How many enclosures to play, the scenarios in turn; each has its number at the "
+                   "end of serial number and name")
+        ->type_name("N")
+        ->check(CLI::Range(1, kMostEnclosures).description(""));
+    app.add_option("--write-fleet", line.fleetFile,
+                   "Write a fleet file that reaches all of them, with their passwords")
+        ->type_name("FILE");
     app.add_flag("--list", line.list, "List the scenarios that come with the simulator");
-    app.add_option("-p,--port", line.port, "UDP port for RMCP+; 0 picks a free one")
+    app.add_option("-p,--port", line.port,
+                   "UDP port for RMCP+, of the first enclosure; 0 picks free ones")
         ->type_name("PORT")
         ->capture_default_str();
-    app.add_option("--https-port", line.httpsPort, "TCP port for HTTPS; 0 picks a free one")
+    app.add_option("--https-port", line.httpsPort,
+                   "TCP port for HTTPS, of the first enclosure; 0 picks free ones")
         ->type_name("PORT")
         ->capture_default_str();
+    app.add_flag("--no-rmcp", line.noRmcp, "Play nothing over RMCP+");
+    app.add_flag("--no-https", line.noHttps, "Play nothing over HTTPS");
     app.add_option("--listen", line.address, "Numeric address to listen on")
         ->type_name("ADDRESS")
         ->capture_default_str();

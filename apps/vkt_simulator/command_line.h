@@ -4,11 +4,14 @@
 #ifndef APPS_VKT_SIMULATOR_COMMAND_LINE_H
 #define APPS_VKT_SIMULATOR_COMMAND_LINE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -44,14 +47,20 @@ struct Example
 
 inline constexpr Example kExamples[] = {
     {"A healthy enclosure of the second generation:", "vkt-simulator --scenario healthy-vkt2-fc-9"},
+    {"Eight enclosures, every second one faulty, and a fleet file to reach them by:",
+     "vkt-simulator -s healthy-first -s faulty-vkt2 -n 8 --write-fleet fleet.toml"},
 };
 
 struct CommandLine
 {
-    std::string scenario;
+    std::vector<std::string> scenarios;
+    std::optional<std::size_t> count;  ///< of enclosures; otherwise one for each scenario
+    std::string fleetFile;
     std::string address = "127.0.0.1";
-    std::uint16_t port = 0;
+    std::uint16_t port = 0;  ///< of the first enclosure, as the next one
     std::uint16_t httpsPort = 0;
+    bool noRmcp = false;
+    bool noHttps = false;
     bool allowRemote = false;
     bool statistics = false;
     bool list = false;

@@ -7,43 +7,60 @@
 
 namespace Tulvo::Simulator {
 
-ConnectionThreads::ConnectionThreads(OpenConnections& connections, std::size_t count)
-    : connections_(connections)
+namespace {
+
+void Join(std::list<std::thread>& threads)
 {
-    threads_.reserve(count);
-    try {
-        while (threads_.size() < count) {
-            threads_.emplace_back([this](const std::stop_token& stop) { Work(stop); });
-        }
-    } catch (const std::system_error& fault) {
-        throw std::system_error(fault.code(), "no thread can be started");
+    for (std::thread& thread : threads) {
+        thread.join();
     }
+    threads.clear();
 }
 
-void ConnectionThreads::Enqueue(std::function<void()> serve)
-{
-    {
-        const std::lock_guard lock(mutex_);
-        waiting_.push_back(std::move(serve));
-    }
-    arrived_.notify_one();
-}
+}  // namespace
 
-void ConnectionThreads::Work(const std::stop_token& stop)
+ConnectionThreads::~ConnectionThreads()
 {
     std::unique_lock lock(mutex_);
-    while (arrived_.wait(lock, stop, [this] { return !waiting_.empty(); })) {
-        const std::function<void()> serve = std::move(waiting_.front());
-        waiting_.pop_front();
-        lock.unlock();
-        try {
-            connections_.Serve(serve);
-        } catch (const std::exception&) {
-            // Memory has run out for this connection; others may still be served.
-            connections_.EndThis();
-        }
-        lock.lock();
+    changed_.wait(lock, [this] { return running_.empty(); });
+    Join(ended_);
+}
+
+void ConnectionThreads::WaitForRoom()
+{
+    Threads ended;
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return running_.size() < most_; });
+        ended.swap(ended_);
     }
+    Join(ended);
+}
+
+void ConnectionThreads::Start(std::size_t port, FileDescriptor socket)
+{
+    WaitForRoom();
+    const std::lock_guard lock(mutex_);
+    const auto self = running_.emplace(running_.end());
+    try {
+        *self =
+            std::thread([this, self, port](const FileDescriptor& own) { Work(self, port, own); },
+                        std::move(socket));
+    } catch (const std::system_error&) {
+        running_.erase(self);
+    }
+}
+
+void ConnectionThreads::Work(Threads::iterator self, std::size_t port, const FileDescriptor& socket)
+{
+    try {
+        serve_(port, socket);
+    } catch (const std::exception&) {
+        // Memory has run out for this connection; others may still be served.
+    }
+    const std::lock_guard lock(mutex_);
+    ended_.splice(ended_.end(), running_, self);
+    changed_.notify_all();
 }
 
 }  // namespace Tulvo::Simulator

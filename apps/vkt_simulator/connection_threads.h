@@ -1,44 +1,50 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The threads that serve a server's connections, one at a time each. The HTTP library's own
-/// are started where an exception cannot be caught, so that the process ends when the host has no
-/// thread left.
+/// The threads that serve a server's connections, one each, from the connection's start to its end.
+/// A server without clients has none of them.
 #ifndef APPS_VKT_SIMULATOR_CONNECTION_THREADS_H
 #define APPS_VKT_SIMULATOR_CONNECTION_THREADS_H
 
 #include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <functional>
+#include <list>
 #include <mutex>
-#include <stop_token>
 #include <thread>
-#include <vector>
 
-#include "apps/vkt_simulator/open_connections.h"
+#include "common/platform/file_descriptor.h"
 
 namespace Tulvo::Simulator {
 
 class ConnectionThreads
 {
 public:
-    /// Starts all of them; throws std::system_error when the host has not so many left.
-    /// @param connections keeps account of what is served; outlives the threads.
-    ConnectionThreads(OpenConnections& connections, std::size_t count);
+    /// Serves one connection of a port, given by its number. What it throws ends the connection.
+    using Serve = std::function<void(std::size_t port, const FileDescriptor& socket)>;
 
-    /// Has one of the threads call `serve`, in the order of the calls, when one is free.
-    void Enqueue(std::function<void()> serve);
-    /// Waits until all that was enqueued has been served, and ends the threads.
-    void Finish() { threads_.clear(); }
+    /// @param most so many connections are served at a time
+    ConnectionThreads(Serve serve, std::size_t most) : serve_(std::move(serve)), most_(most) {}
+    /// Waits until all have been served.
+    ~ConnectionThreads();
+    ConnectionThreads(const ConnectionThreads&) = delete;
+    ConnectionThreads& operator=(const ConnectionThreads&) = delete;
+
+    /// Waits for room, and has a new thread serve the connection. When the host has no thread left,
+    /// the connection is closed.
+    void Start(std::size_t port, FileDescriptor socket);
 
 private:
-    void Work(const std::stop_token& stop);
+    using Threads = std::list<std::thread>;
 
-    OpenConnections& connections_;
-    std::mutex mutex_;
-    std::condition_variable_any arrived_;
-    std::deque<std::function<void()>> waiting_;
-    std::vector<std::jthread> threads_;  // Last: they use all of the above.
+    void WaitForRoom();
+    void Work(Threads::iterator self, std::size_t port, const FileDescriptor& socket);
+
+    const Serve serve_;
+    const std::size_t most_;
+    std::mutex mutex_;  ///< for all that follows
+    std::condition_variable changed_;
+    Threads running_;
+    Threads ended_;  ///< to be joined
 };
 
 }  // namespace Tulvo::Simulator

@@ -3,12 +3,16 @@
 
 #include <httplib.h>
 #include <openssl/ssl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
+#include <deque>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
-#include <thread>
 
 #include "apps/vkt_simulator/connection_threads.h"
 #include "apps/vkt_simulator/https_service.h"
@@ -17,12 +21,16 @@
 #include "apps/vkt_simulator/redfish_error.h"
 #include "apps/vkt_simulator/request_limit.h"
 #include "apps/vkt_simulator/server_certificate.h"
+#include "apps/vkt_simulator/tcp_listeners.h"
+#include "apps/vkt_simulator/tls_stream.h"
 
 namespace Tulvo::Simulator {
 
 namespace {
 
-constexpr std::size_t kMostConnections = 16;    // served at a time; each takes a thread
+// Served at a time, each by a thread.
+constexpr std::size_t kMostConnectionsOfAnEnclosure = 16;
+constexpr std::size_t kMostConnections = 1024;
 constexpr std::size_t kMostRequests = 1000000;  // on one connection
 constexpr std::size_t kLongestTarget = 256;
 constexpr std::size_t kLongestBody = 4096;
@@ -30,24 +38,11 @@ constexpr std::size_t kLongestBody = 4096;
 // broken connection.
 constexpr std::size_t kMostDrained = std::size_t{1} << 20U;
 // Longer than a client pauses between two tries, so that it finds its connection again.
-constexpr int kKeepAliveSeconds = 30;
+constexpr std::chrono::seconds kKeepAlive{30};
 constexpr const char* kJson = "application/json";
 // In a reply it tells the client, and EndIfAsked(), that the connection ends.
 constexpr const char* kConnection = "Connection";
 constexpr const char* kClose = "close";
-
-// What the library takes for the threads that it starts and ends itself.
-class TaskQueue : public httplib::TaskQueue
-{
-public:
-    explicit TaskQueue(ConnectionThreads& threads) : threads_(threads) {}
-
-    void enqueue(std::function<void()> serve) override { threads_.Enqueue(std::move(serve)); }
-    void shutdown() override { threads_.Finish(); }
-
-private:
-    ConnectionThreads& threads_;
-};
 
 bool HasBody(const httplib::Request& request)
 {
@@ -113,8 +108,15 @@ void Translate(const HttpsReply& reply, httplib::Response& response)
     }
 }
 
-// Of the connection that this thread serves.
-thread_local RequestLimit thisLimit;
+// What this thread serves.
+struct Connection
+{
+    int socket;
+    HttpsService& service;
+    RequestLimit limit;
+    bool ending = false;
+};
+thread_local Connection* thisConnection = nullptr;
 
 // OpenSSL calls this before it reads from a socket, and after. Beyond the limit the socket seems to
 // be broken for reading, so that the library gives up the request; it can still write why.
@@ -122,9 +124,9 @@ long LimitReads(BIO* socket, int operation, const char* /*data*/, std::size_t /*
                 int /*argument*/, long /*argument*/, int result, std::size_t* count)
 {
     if (operation == (BIO_CB_READ | BIO_CB_RETURN) && result > 0) {
-        thisLimit.Count(*count);
+        thisConnection->limit.Count(*count);
     }
-    if (operation == BIO_CB_READ && !thisLimit.Allows(RequestLimit::Clock::now())) {
+    if (operation == BIO_CB_READ && !thisConnection->limit.Allows(RequestLimit::Clock::now())) {
         BIO_clear_retry_flags(socket);
         return -1;
     }
@@ -138,7 +140,7 @@ void CompleteRefusal(const httplib::Request& /*request*/, httplib::Response& res
     if (!response.body.empty()) {
         return;
     }
-    if (thisLimit.IsUsedUp()) {
+    if (thisConnection->limit.IsUsedUp()) {
         Translate(RedfishError(431, "the header is too long"), response);
     } else {
         Translate(RedfishError(response.status, "this is not a request that is served here"),
@@ -147,86 +149,100 @@ void CompleteRefusal(const httplib::Request& /*request*/, httplib::Response& res
     response.set_header(kConnection, kClose);
 }
 
-// Not SO_REUSEPORT, the library's own choice: two simulators would share one port.
-void AllowQuickRestart(int socket)
+// The library's handling of requests, with connections that are not its own.
+class HttpServer : public httplib::Server
 {
-    const int on = 1;
-    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-}
+public:
+    using httplib::Server::process_request;
+};
+
+// A key with its certificate, and what serves with them.
+class TlsIdentity
+{
+public:
+    TlsIdentity(const std::string& address, Validity validity)
+        : certificate_(address, validity),
+          file_(MakeMemoryFile("certificate", certificate_.Pem())),
+          context_(SSL_CTX_new(TLS_server_method()), SSL_CTX_free)
+    {
+        if (context_ == nullptr ||
+            SSL_CTX_set_min_proto_version(context_.get(), TLS1_2_VERSION) != 1 ||
+            SSL_CTX_use_certificate(context_.get(), certificate_.Certificate()) != 1 ||
+            SSL_CTX_use_PrivateKey(context_.get(), certificate_.Key()) != 1) {
+            throw std::runtime_error("OpenSSL does not serve with the certificate");
+        }
+    }
+
+    SSL_CTX* Context() const { return context_.get(); }
+    const ServerCertificate& Certificate() const { return certificate_; }
+    const FileDescriptor& File() const { return file_; }
+
+private:
+    ServerCertificate certificate_;
+    FileDescriptor file_;
+    std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> context_;
+};
+
+struct Place
+{
+    Place(std::uint16_t number, const TlsIdentity& shown, const Scenario& scenario)
+        : port(number), identity(shown), service(scenario)
+    {
+    }
+
+    const std::uint16_t port;
+    const TlsIdentity& identity;
+    HttpsService service;
+};
 
 }  // namespace
 
 class HttpsServer::Impl
 {
 public:
-    Impl(const std::string& address, std::uint16_t port, const Scenario& scenario)
-        : certificate_(address,
-                       scenario.https.expiredCertificate ? Validity::kExpired : Validity::kCurrent),
-          file_(MakeMemoryFile("certificate", certificate_.Pem())),
-          service_(scenario),
-          server_([this](SSL_CTX& context) { return SetUpTls(context); })
+    Impl(const std::string& address, std::uint16_t firstPort,
+         const std::vector<const Scenario*>& scenarios)
+        : threads_([this](std::size_t place,
+                          const FileDescriptor& socket) { Serve(places_[place], socket.Get()); },
+                   std::min(kMostConnections, scenarios.size() * kMostConnectionsOfAnEnclosure))
     {
         Configure();
         RegisterHandlers();
-        Bind(address, port);
-        thread_ = std::thread([this] {
-            server_.listen_after_bind();
-            ended_ = true;
-        });
-        // Before that, the library would not notice that it is asked to stop.
-        while (!server_.is_running() && !ended_) {
-            std::this_thread::yield();
+        for (const Scenario* const scenario : scenarios) {
+            AddPlace(address, firstPort, *scenario);
         }
+        listeners_.Start([this](std::size_t place, FileDescriptor socket) {
+            threads_.Start(place, std::move(socket));
+        });
     }
 
+    // No connection is accepted any more once the listeners have stopped, and none is read or
+    // written: the threads come to their end. Those that wait for room need that, too.
     ~Impl()
     {
-        server_.stop();
         connections_.EndAll();
-        thread_.join();
+        listeners_.Stop();
     }
 
     Impl(const Impl&) = delete;
     Impl& operator=(const Impl&) = delete;
 
-    std::uint16_t Port() const { return port_; }
-    const ServerCertificate& Certificate() const { return certificate_; }
-    const FileDescriptor& File() const { return file_; }
-    HttpsStatistics Statistics() { return {handshakes_, requests_, service_.OpenSessions()}; }
+    const Place& At(std::size_t enclosure) const { return places_.at(enclosure); }
+    HttpsStatistics Statistics()
+    {
+        HttpsStatistics statistics = {handshakes_, requests_, 0};
+        for (Place& place : places_) {
+            statistics.openSessions += place.service.OpenSessions();
+        }
+        return statistics;
+    }
 
 private:
-    bool SetUpTls(SSL_CTX& context)
-    {
-        SSL_CTX_set_app_data(&context, this);
-        SSL_CTX_set_info_callback(&context, Watch);
-        return SSL_CTX_set_min_proto_version(&context, TLS1_2_VERSION) == 1 &&
-               SSL_CTX_use_certificate(&context, certificate_.Certificate()) == 1 &&
-               SSL_CTX_use_PrivateKey(&context, certificate_.Key()) == 1;
-    }
-
-    // A connection is served on one thread, and here is where OpenSSL first tells its socket.
-    static void Watch(const SSL* tls, int where, int /*value*/)
-    {
-        Impl& server = *static_cast<Impl*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(tls)));
-        if ((where & SSL_CB_HANDSHAKE_START) != 0) {
-            server.connections_.Enter(SSL_get_fd(tls));
-            thisLimit.BeginHeader();
-            BIO_set_callback_ex(SSL_get_rbio(tls), LimitReads);
-        }
-        if ((where & SSL_CB_HANDSHAKE_DONE) != 0) {
-            ++server.handshakes_;
-            thisLimit.BeginHeader();
-        }
-    }
-
     void Configure()
     {
-        server_.new_task_queue = [this] { return new TaskQueue(threads_); };
-        server_.set_socket_options(AllowQuickRestart);
-        server_.set_tcp_nodelay(true);
-        server_.set_keep_alive_max_count(kMostRequests);
-        server_.set_keep_alive_timeout(kKeepAliveSeconds);
-        server_.set_payload_max_length(kMostDrained);
+        http_.set_keep_alive_max_count(kMostRequests);
+        http_.set_keep_alive_timeout(kKeepAlive.count());
+        http_.set_payload_max_length(kMostDrained);
     }
 
     void RegisterHandlers()
@@ -240,19 +256,76 @@ private:
         const auto withoutBody = [this](const Request& request, Response& response) {
             Handle(request, response, {"", BodyState::kWhole, !HasBody(request)});
         };
-        server_.Post(".*", withBody).Put(".*", withBody).Patch(".*", withBody);
-        server_.Delete(".*", withBody).Get(".*", withoutBody).Options(".*", withoutBody);
-        server_.set_pre_routing_handler(CheckHeader);
-        server_.set_error_handler(httplib::Server::Handler(CompleteRefusal));
-        server_.set_logger(
-            [this](const Request& /*request*/, const Response& response) { EndIfAsked(response); });
+        http_.Post(".*", withBody).Put(".*", withBody).Patch(".*", withBody);
+        http_.Delete(".*", withBody).Get(".*", withoutBody).Options(".*", withoutBody);
+        http_.set_pre_routing_handler(CheckHeader);
+        http_.set_error_handler(httplib::Server::Handler(CompleteRefusal));
+        http_.set_logger(
+            [](const Request& /*request*/, const Response& response) { EndIfAsked(response); });
+    }
+
+    void AddPlace(const std::string& address, std::uint16_t firstPort, const Scenario& scenario)
+    {
+        const auto validity =
+            scenario.https.expiredCertificate ? Validity::kExpired : Validity::kCurrent;
+        const std::size_t number = places_.size();
+        const std::size_t port = firstPort == 0 ? 0 : firstPort + number;
+        places_.emplace_back(Bind(address, port), IdentityOf(address, validity), scenario);
+    }
+
+    // One for all enclosures: what is trusted is the simulator.
+    const TlsIdentity& IdentityOf(const std::string& address, Validity validity)
+    {
+        std::optional<TlsIdentity>& identity = identities_.at(static_cast<std::size_t>(validity));
+        return identity ? *identity : identity.emplace(address, validity);
+    }
+
+    std::uint16_t Bind(const std::string& address, std::size_t port)
+    {
+        try {
+            return listeners_.Add(SocketAddress(address, static_cast<std::uint16_t>(port)));
+        } catch (const std::system_error& fault) {
+            if (fault.code() == std::errc::too_many_files_open) {
+                throw;
+            }
+            throw std::runtime_error("cannot listen on TCP port " + std::to_string(port) + " of " +
+                                     address + "; choose another with --https-port");
+        }
+    }
+
+    void Serve(Place& place, int socket)
+    {
+        connections_.Enter(socket);
+        {
+            Connection connection{socket, place.service, {}};
+            thisConnection = &connection;
+            TlsStream stream(place.identity.Context(), socket);
+            BIO_set_callback_ex(stream.Input(), LimitReads);
+            if (stream.Accept()) {
+                ++handshakes_;
+                ServeRequests(stream, connection);
+            }
+        }
+        connections_.Leave(socket);
+    }
+
+    void ServeRequests(TlsStream& stream, Connection& connection)
+    {
+        for (std::size_t left = kMostRequests; left > 0 && !connection.ending; --left) {
+            connection.limit.BeginHeader();
+            bool closed = false;
+            if (!stream.WaitForInput(kKeepAlive) ||
+                !http_.process_request(stream, left == 1, closed, nullptr) || closed) {
+                return;
+            }
+        }
     }
 
     // The library matches its patterns with a recursion for every character.
     static httplib::Server::HandlerResponse CheckHeader(const httplib::Request& request,
                                                         httplib::Response& response)
     {
-        thisLimit.BeginBody();
+        thisConnection->limit.BeginBody();
         if (request.target.size() <= kLongestTarget) {
             return httplib::Server::HandlerResponse::Unhandled;
         }
@@ -266,10 +339,10 @@ private:
         HttpsRequest translated = Translate(request);
         translated.body = body.text;
         translated.bodyState = body.state;
-        const HttpsReply reply = service_.Answer(translated);
+        const HttpsReply reply = thisConnection->service.Answer(translated);
         connections_.Pause(reply.latency);
         if (reply.closed) {
-            connections_.EndThis();
+            shutdown(thisConnection->socket, SHUT_RDWR);
         }
         Translate(reply, response);
         if (!body.readToItsEnd) {
@@ -278,60 +351,44 @@ private:
     }
 
     // The library calls this after a reply was written.
-    void EndIfAsked(const httplib::Response& response)
+    static void EndIfAsked(const httplib::Response& response)
     {
-        thisLimit.BeginHeader();
-        if (response.get_header_value(kConnection) == kClose) {
-            connections_.EndThis();
-        }
+        thisConnection->ending = response.get_header_value(kConnection) == kClose;
     }
 
-    void Bind(const std::string& address, std::uint16_t port)
-    {
-        const int bound = port == 0                             ? server_.bind_to_any_port(address)
-                          : server_.bind_to_port(address, port) ? port
-                                                                : -1;
-        if (bound <= 0) {
-            throw std::runtime_error("cannot listen on TCP port " + std::to_string(port) + " of " +
-                                     address + "; choose another with --https-port");
-        }
-        port_ = static_cast<std::uint16_t>(bound);
-    }
-
-    ServerCertificate certificate_;
-    FileDescriptor file_;
-    HttpsService service_;
+    std::array<std::optional<TlsIdentity>, 2> identities_;  // by validity
+    std::deque<Place> places_;
+    HttpServer http_;
     OpenConnections connections_;
-    ConnectionThreads threads_{connections_, kMostConnections};
     std::atomic<std::uint64_t> handshakes_ = 0;
     std::atomic<std::uint64_t> requests_ = 0;
-    httplib::SSLServer server_;
-    std::uint16_t port_ = 0;
-    std::atomic<bool> ended_ = false;
-    std::thread thread_;
+    ConnectionThreads threads_;
+    TcpListeners listeners_;
 };
 
-HttpsServer::HttpsServer(const std::string& address, std::uint16_t port, const Scenario& scenario)
-try : impl_(std::make_unique<Impl>(address, port, scenario)) {
+HttpsServer::HttpsServer(const std::string& address, std::uint16_t firstPort,
+                         const std::vector<const Scenario*>& scenarios)
+try : impl_(std::make_unique<Impl>(address, firstPort, scenarios)) {
 } catch (const std::system_error& fault) {
     throw std::runtime_error(std::string("the HTTPS server cannot start: ") + fault.what());
 }
 
 HttpsServer::~HttpsServer() = default;
 
-std::uint16_t HttpsServer::Port() const
+std::uint16_t HttpsServer::Port(std::size_t enclosure) const
 {
-    return impl_->Port();
+    return impl_->At(enclosure).port;
 }
 
-std::string HttpsServer::CertificateFile() const
+std::string HttpsServer::CertificateFile(std::size_t enclosure) const
 {
-    return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(impl_->File().Get());
+    return "/proc/" + std::to_string(getpid()) + "/fd/" +
+           std::to_string(impl_->At(enclosure).identity.File().Get());
 }
 
-std::string HttpsServer::Pin() const
+std::string HttpsServer::Pin(std::size_t enclosure) const
 {
-    return impl_->Certificate().Pin();
+    return impl_->At(enclosure).identity.Certificate().Pin();
 }
 
 HttpsStatistics HttpsServer::Statistics() const

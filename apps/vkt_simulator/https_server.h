@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The enclosure's Redfish service on a TCP port, over TLS.
+/// The Redfish services of enclosures over TLS, each on a TCP port of its own.
 #ifndef APPS_VKT_SIMULATOR_HTTPS_SERVER_H
 #define APPS_VKT_SIMULATOR_HTTPS_SERVER_H
 
@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "apps/vkt_simulator/scenario.h"
 
@@ -25,18 +26,21 @@ class HttpsServer
 {
 public:
     /// @param address numeric
-    /// @param port 0: a free one
-    /// @throws std::runtime_error when the port cannot be had or the certificate not be made.
-    HttpsServer(const std::string& address, std::uint16_t port, const Scenario& scenario);
+    /// @param firstPort of the first enclosure, the next ports being the others'; 0: free ones
+    /// @param scenarios one for each enclosure; they are counted from 0 in this order
+    /// @throws std::runtime_error when a port cannot be had or the certificate not be made.
+    HttpsServer(const std::string& address, std::uint16_t firstPort,
+                const std::vector<const Scenario*>& scenarios);
     ~HttpsServer();
     HttpsServer(const HttpsServer&) = delete;
     HttpsServer& operator=(const HttpsServer&) = delete;
 
-    std::uint16_t Port() const;
+    std::uint16_t Port(std::size_t enclosure) const;
     /// A file with the certificate, for this user alone. It is in memory and gone with the object.
-    std::string CertificateFile() const;
+    std::string CertificateFile(std::size_t enclosure) const;
     /// The public key as curl's `--pinnedpubkey` takes it.
-    std::string Pin() const;
+    std::string Pin(std::size_t enclosure) const;
+    /// Of all enclosures together.
     HttpsStatistics Statistics() const;
 
 private:

@@ -24,6 +24,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto kStartLimit = std::chrono::seconds(20);
 constexpr int kProbeMilliseconds = 50;
+constexpr std::size_t kStartedAtATime = 16;
 
 // `ipmi_sim` insists on a folder for what it would remember. It has nothing to remember here, so
 // the folder goes as soon as the server has looked at it.
@@ -68,38 +69,32 @@ class IpmiSimServer::Impl
 {
 public:
     explicit Impl(const IpmiSimOptions& options)
-        : reservation_(SocketAddress(options.address, options.port))
+        : guid_(RandomId()), reservation_(SocketAddress(options.address, options.port))
     {
-        const std::string guid = RandomId();
         const FileDescriptor input = MakeMemoryFile("input", options.moduleInput);
         IpmiSimOptions complete = WithPort(options, reservation_.Address().Port());
         if (!options.moduleInput.empty()) {
             complete.moduleOptions = PathOf(input);
         }
         const FileDescriptor configuration =
-            MakeMemoryFile("configuration", IpmiSimConfiguration(complete, guid));
+            MakeMemoryFile("configuration", IpmiSimConfiguration(complete, guid_));
         const FileDescriptor commands = MakeMemoryFile("commands", IpmiSimCommands());
         process_.emplace(std::vector<std::string>{FindProgram("ipmi_sim", "openipmi"), "-n", "-c",
                                                   PathOf(configuration), "-f", PathOf(commands),
                                                   "-s", state_.Path()},
                          std::vector<int>{input.Get(), configuration.Get(), commands.Get()});
-        WaitUntilReady(guid, options.cancelDescriptor);
-        state_.Remove();
     }
 
-    const PortReservation& Reservation() const { return reservation_; }
-    ChildProcess& Process() { return *process_; }
-
-private:
-    void WaitUntilReady(const std::string& guid, int cancel)
+    void WaitUntilReady(int cancel)
     {
         const SocketAddress address = reservation_.Address().Reachable();
         const auto deadline = Clock::now() + kStartLimit;
-        while (!AnswersWithGuid(address, guid, kProbeMilliseconds)) {
-            // A port without a server is refused at once, so the loop needs a rest.
+        // A port without a server is refused at once, so the loop needs a rest.
+        constexpr int kRestMilliseconds = 2;
+        for (int rest = 0;; rest = kRestMilliseconds) {
             std::array<pollfd, 2> events = {
                 {{process_->ExitDescriptor(), POLLIN, 0}, {cancel, POLLIN, 0}}};
-            poll(events.data(), events.size(), 2);
+            poll(events.data(), events.size(), rest);
             if (events[0].revents != 0) {
                 throw std::runtime_error("ipmi_sim ended while starting and said: " +
                                          process_->Output());
@@ -107,24 +102,61 @@ private:
             if (events[1].revents != 0) {
                 throw std::runtime_error("the start of ipmi_sim was given up on request");
             }
+            if (AnswersWithGuid(address, guid_, kProbeMilliseconds)) {
+                break;
+            }
             if (Clock::now() > deadline) {
                 throw std::runtime_error("ipmi_sim does not answer on UDP port " +
                                          std::to_string(address.Port()) +
                                          " and said: " + process_->Output());
             }
         }
+        state_.Remove();
     }
 
+    const PortReservation& Reservation() const { return reservation_; }
+    ChildProcess& Process() { return *process_; }
+
+private:
+    std::string guid_;
     PortReservation reservation_;
     // The process goes before its folder, which it could otherwise still be filling.
     StateFolder state_;
     std::optional<ChildProcess> process_;
 };
 
-IpmiSimServer::IpmiSimServer(const IpmiSimOptions& options) : impl_(std::make_unique<Impl>(options))
+IpmiSimServer::IpmiSimServer(const IpmiSimOptions& options) : IpmiSimServer(options, Start())
+{
+    impl_->WaitUntilReady(options.cancelDescriptor);
+}
+
+IpmiSimServer::IpmiSimServer(const IpmiSimOptions& options, Start /*only*/)
+    : impl_(std::make_unique<Impl>(options))
 {
 }
 
+// Most of a start is waiting.
+std::vector<IpmiSimServer> IpmiSimServer::StartAll(const std::vector<IpmiSimOptions>& options)
+{
+    std::vector<IpmiSimServer> servers;
+    std::size_t ready = 0;
+    const auto waitForOne = [&] {
+        servers[ready].impl_->WaitUntilReady(options[ready].cancelDescriptor);
+        ++ready;
+    };
+    for (const IpmiSimOptions& one : options) {
+        servers.push_back(IpmiSimServer(one, Start()));
+        if (servers.size() >= ready + kStartedAtATime) {
+            waitForOne();
+        }
+    }
+    while (ready < servers.size()) {
+        waitForOne();
+    }
+    return servers;
+}
+
+IpmiSimServer::IpmiSimServer(IpmiSimServer&&) noexcept = default;
 IpmiSimServer::~IpmiSimServer() = default;
 
 std::uint16_t IpmiSimServer::Port() const

@@ -52,6 +52,9 @@ public:
     /// Returns when the server answers IPMI requests.
     /// @throws std::runtime_error with what was tried, what `ipmi_sim` said and what to do.
     explicit IpmiSimServer(const IpmiSimOptions& options);
+    /// The same for many, one for each of `options` and in their order.
+    static std::vector<IpmiSimServer> StartAll(const std::vector<IpmiSimOptions>& options);
+    IpmiSimServer(IpmiSimServer&& other) noexcept;
     ~IpmiSimServer();
     IpmiSimServer(const IpmiSimServer&) = delete;
     IpmiSimServer& operator=(const IpmiSimServer&) = delete;
@@ -67,6 +70,11 @@ public:
 
 private:
     class Impl;
+    struct Start
+    {
+    };
+    IpmiSimServer(const IpmiSimOptions& options, Start only);
+
     std::unique_ptr<Impl> impl_;
 };
 

@@ -3,42 +3,21 @@
 
 #include <sys/socket.h>
 
-#include <utility>
-
 namespace Tulvo::Simulator {
-
-namespace {
-
-constexpr int kNone = -1;
-
-thread_local int thisSocket = kNone;
-
-}  // namespace
-
-void OpenConnections::Serve(const std::function<void()>& serve)
-{
-    serve();
-    const std::lock_guard lock(mutex_);
-    // The number may be another connection's by now, which is in the account too.
-    const auto entry = sockets_.find(std::exchange(thisSocket, kNone));
-    if (entry != sockets_.end()) {
-        sockets_.erase(entry);
-    }
-}
 
 void OpenConnections::Enter(int socket)
 {
     const std::lock_guard lock(mutex_);
-    thisSocket = socket;
     sockets_.insert(socket);
     if (ended_) {
         shutdown(socket, SHUT_RDWR);
     }
 }
 
-void OpenConnections::EndThis()
+void OpenConnections::Leave(int socket)
 {
-    shutdown(thisSocket, SHUT_RDWR);
+    const std::lock_guard lock(mutex_);
+    sockets_.erase(socket);
 }
 
 void OpenConnections::EndAll()

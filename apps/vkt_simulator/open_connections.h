@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// The connections that a server's threads are busy with. The HTTP library waits at its end until
-/// every client has gone or has been idle for long; this lets it end at once.
+/// The connections that a server's threads are busy with, so that it can end without waiting until
+/// every client has gone or has been idle for long.
 #ifndef APPS_VKT_SIMULATOR_OPEN_CONNECTIONS_H
 #define APPS_VKT_SIMULATOR_OPEN_CONNECTIONS_H
 
 #include <chrono>
 #include <condition_variable>
-#include <functional>
 #include <mutex>
 #include <set>
 
@@ -16,12 +15,10 @@ namespace Tulvo::Simulator {
 class OpenConnections
 {
 public:
-    /// Runs `serve`, which serves one connection from its start to its end on this thread.
-    void Serve(const std::function<void()>& serve);
-    /// Tells which socket this thread's connection has. After EndAll() it is ended at once.
+    /// Takes a socket into the account. After EndAll() nothing can be read or written any more.
     void Enter(int socket);
-    /// Ends this thread's connection: nothing more is read or written.
-    void EndThis();
+    /// To be called before the socket is closed.
+    void Leave(int socket);
     /// Ends all of them, now and in future, and every Pause().
     void EndAll();
     /// Lets time pass on this thread.
@@ -30,7 +27,7 @@ public:
 private:
     std::mutex mutex_;
     std::condition_variable ending_;
-    std::multiset<int> sockets_;
+    std::set<int> sockets_;
     bool ended_ = false;
 };
 

@@ -1,24 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
-// The program vkt-simulator: plays one enclosure until it is asked to end.
+// The program vkt-simulator: plays enclosures until it is asked to end.
 #include <poll.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
-#include <cstdint>
 #include <iostream>
 #include <new>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <variant>
+#include <vector>
 
 #include "apps/host_checks.h"
 #include "apps/vkt_simulator/command_line.h"
-#include "apps/vkt_simulator/https_server.h"
-#include "apps/vkt_simulator/ipmi_sim_server.h"
-#include "apps/vkt_simulator/scenario.h"
+#include "apps/vkt_simulator/fleet_file.h"
+#include "apps/vkt_simulator/played_scenario.h"
 #include "apps/vkt_simulator/shipped_files.h"
+#include "apps/vkt_simulator/simulation.h"
 #include "apps/vkt_simulator/stop_signals.h"
 #include "apps/vkt_simulator/udp_endpoint.h"
 
@@ -74,47 +73,46 @@ void CheckAddress(const CommandLine& line)
     }
 }
 
-IpmiSimOptions ServerOptions(const CommandLine& line, const Credentials& credentials)
+void CheckTransports(const CommandLine& line)
 {
-    IpmiSimOptions options;
-    options.users = {{credentials.user, credentials.password, credentials.privilege}};
-    options.address = line.address;
-    options.port = line.port;
-    options.modulePath = ModuleFile();
-    return options;
+    if (line.noRmcp && line.noHttps) {
+        throw std::runtime_error("--no-rmcp and --no-https leave no transport");
+    }
+    if (line.noHttps && line.statistics) {
+        throw std::runtime_error("--statistics is about HTTPS, which --no-https leaves out");
+    }
 }
 
-void PrintEndpoints(const CommandLine& line, const Credentials& credentials,
-                    const IpmiSimServer& rmcp, const HttpsServer& https, const StopSignals& signals)
+ScenarioPlan PlanOf(const CommandLine& line)
 {
-    const auto endpoint = [&](std::uint16_t port) {
-        return nlohmann::ordered_json{{"address", line.address},
-                                      {"port", port},
-                                      {"user", credentials.user},
-                                      {"password", credentials.password}};
-    };
-    nlohmann::ordered_json endpoints;
-    endpoints["rmcp"] = endpoint(rmcp.Port());
-    endpoints["https"] = endpoint(https.Port());
-    endpoints["https"]["certificateFile"] = https.CertificateFile();
-    endpoints["https"]["pin"] = https.Pin();
-    Print(endpoints.dump() + '\n', signals);
+    if (line.scenarios.empty()) {
+        throw std::runtime_error("--scenario is missing; --help tells more");
+    }
+    ScenarioPlan plan;
+    for (const std::string& scenario : line.scenarios) {
+        plan.files.push_back(ScenarioFile(scenario));
+    }
+    plan.count = line.count.value_or(plan.files.size());
+    plan.numbered = line.count || plan.files.size() > 1;
+    return plan;
 }
 
-void PrintStatistics(const HttpsServer& https, const StopSignals& signals)
+void Announce(const CommandLine& line, const Simulation& simulation, const StopSignals& signals)
 {
-    const HttpsStatistics statistics = https.Statistics();
-    nlohmann::ordered_json line;
-    line["https"] = {{"handshakes", statistics.handshakes},
-                     {"requests", statistics.requests},
-                     {"openSessions", statistics.openSessions}};
-    Print(line.dump() + '\n', signals);
+    if (!line.fleetFile.empty()) {
+        WriteFleetFile(line.fleetFile, simulation.Fleet());
+    }
+    for (std::size_t i = 0; i < simulation.Count(); ++i) {
+        Print(simulation.Endpoints(i), signals);
+    }
 }
 
-int WaitForTheEnd(const StopSignals& signals, const IpmiSimServer& server)
+int WaitForTheEnd(const StopSignals& signals, const Simulation& simulation)
 {
-    std::array<pollfd, 2> events = {
-        {{signals.Descriptor(), POLLIN, 0}, {server.ExitDescriptor(), POLLIN, 0}}};
+    std::vector<pollfd> events = {{signals.Descriptor(), POLLIN, 0}};
+    for (const int descriptor : simulation.ExitDescriptors()) {
+        events.push_back({descriptor, POLLIN, 0});
+    }
     poll(events.data(), events.size(), -1);
     if (events[0].revents != 0) {
         return kEndedOnRequest;
@@ -123,19 +121,14 @@ int WaitForTheEnd(const StopSignals& signals, const IpmiSimServer& server)
     return kCannotRun;
 }
 
-int Play(const CommandLine& line, const StopSignals& signals, const std::string& text,
-         const Scenario& scenario)
+int Play(const CommandLine& line, const StopSignals& signals, std::vector<PlayedScenario> played)
 {
     try {
-        IpmiSimOptions options = ServerOptions(line, scenario.credentials);
-        options.moduleInput = text;
-        options.cancelDescriptor = signals.Descriptor();
-        const IpmiSimServer rmcp(options);
-        const HttpsServer https(line.address, line.httpsPort, scenario);
-        PrintEndpoints(line, scenario.credentials, rmcp, https, signals);
-        const int exitCode = WaitForTheEnd(signals, rmcp);
+        const Simulation simulation(line, std::move(played), signals.Descriptor());
+        Announce(line, simulation, signals);
+        const int exitCode = WaitForTheEnd(signals, simulation);
         if (line.statistics) {
-            PrintStatistics(https, signals);
+            Print(simulation.Statistics(), signals);
         }
         return exitCode;
     } catch (const std::exception& error) {
@@ -151,20 +144,16 @@ int Run(const CommandLine& line, const StopSignals& signals)
     if (line.list) {
         return List(signals);
     }
-    std::string text;
-    Scenario scenario;
+    std::vector<PlayedScenario> played;
     try {
-        if (line.scenario.empty()) {
-            throw std::runtime_error("--scenario is missing; --help tells more");
-        }
+        CheckTransports(line);
+        const ScenarioPlan plan = PlanOf(line);
         CheckAddress(line);
-        const std::string file = ScenarioFile(line.scenario);
-        text = ReadScenarioFile(file);
-        scenario = ParseScenario(text, file);
+        played = ReadScenarios(plan);
     } catch (const std::exception& error) {
         return Complain(error, kWrongUsage);
     }
-    return Play(line, signals, text, scenario);
+    return Play(line, signals, std::move(played));
 }
 
 int ParseAndRun(int argc, char** argv)

@@ -2,7 +2,9 @@
 """Too few file descriptors, threads, memory or bytes in a file: each run reads everything, or ends
 with a code that has this meaning and one line that says why."""
 import itertools
+import json
 import os
+import socket
 import tempfile
 import unittest
 
@@ -13,6 +15,7 @@ from surroundings import (
     NOT_WRITTEN,
     READ,
     SIMULATE,
+    TIMEOUT,
     Simulation,
     commands,
     few_threads,
@@ -150,8 +153,16 @@ class Simulator(unittest.TestCase):
                 started.append(self.check(few_threads(count), "no thread", "cannot start: Resource"))
             if started[-1]:
                 break
-        self.assertTrue(started[-1])
-        self.assertGreater(len(started), 10)
+        self.assertEqual((started[0], started[-1]), (False, True))
+        self.closes_a_connection(few_threads(count))
+
+    def closes_a_connection(self, prepare):
+        """That it has no thread left for, and is not disturbed by it."""
+        with Simulation(SIMULATE, prepare) as simulation:
+            port = json.loads(simulation.line)["https"]["port"]
+            with socket.create_connection(("127.0.0.1", port), timeout=TIMEOUT) as connection:
+                self.assertEqual(connection.recv(1), b"")
+            self.assertEqual(simulation.end(), (0, ""))
 
     @unittest.skipIf(SANITIZED, NO_LIMIT_OF_MEMORY)
     def test_no_memory(self):

@@ -123,7 +123,7 @@ TEST_F(VktSimulator, EndsOnRequestThoughItsOutputIsNotRead)
     EXPECT_EQ(Shell("mkfifo " + pipe + "; exec 3<>" + pipe +
                     "; head -c 65536 /dev/zero >&3; "
                     "exec 2>&1; " SIMULATOR_PROGRAM " --scenario healthy-first >&3 & simulator=$!; "
-                    "until [ $(ls /proc/$simulator/task | wc -l) -gt 16 ]; do sleep 0.01; done; "
+                    "until [ $(ls /proc/$simulator/task | wc -l) -gt 1 ]; do sleep 0.01; done; "
                     "sleep 0.2; kill -TERM $simulator; "
                     "( sleep 20; kill -KILL $simulator ) >/dev/null 2>&1 3>&- & rescue=$!; "
                     "wait $simulator; code=$?; kill $rescue; rm " +
