@@ -45,7 +45,7 @@ const Bytes kAnswer{0x00, 0x42};
 /// No copy and no end within a test.
 constexpr RmcpTiming kPatient{10min, 10min, 10min, 10min, 10min};
 /// A copy after milliseconds.
-constexpr RmcpTiming kQuick{20ms, 20ms, 20ms, 20ms, 20ms};
+constexpr RmcpTiming kQuick{20ms, 20ms, 20ms, 40ms, 20ms};
 
 CallLimit Ample()
 {
@@ -218,6 +218,21 @@ TEST(Intervals, FollowTheSlowestAnswer)
     EXPECT_EQ(kReal.loginStep, 3s);
 }
 
+TEST(Intervals, OfALaterStepOfTheLogInEndWithOneCopyAtAQuickModuleAndWithTwoAtASlowOne)
+{
+    struct Case
+    {
+        std::chrono::milliseconds slowest;
+        std::chrono::milliseconds limit;
+    };
+    constexpr RmcpTiming kReal;
+    for (const Case& c :
+         {Case{0ms, 6s}, Case{1500ms, 6s}, Case{2s, 8s}, Case{3s, 12s}, Case{1h, 12s}}) {
+        EXPECT_EQ(Rmcp::LaterStepLimit(kReal.LaterStepLimit(), c.slowest), c.limit)
+            << c.slowest.count();
+    }
+}
+
 TEST(Copies, AreThreeAtIntervalsThatDouble)
 {
     Peer peer(Module([] { return Bytes{}; }), kQuick);
@@ -251,6 +266,32 @@ TEST(Copies, ComeLaterAtASlowModule)
     const auto begin = Clock::now();
     EXPECT_EQ(peer.Ask().end, End::kSilent);
     EXPECT_GE(Clock::now() - begin, (1 + 2 + 4 + 8) * 4 * kSlow);
+}
+
+TEST(Copies, DoNotFollowAnswersWithoutAValue)
+{
+    constexpr std::uint8_t kSetPrivilege = 0x3B;
+    constexpr RmcpTiming kOnceAnswered{10min, 1ms, 1ms, 10min, 10min};
+    for (const bool raise : {false, true}) {
+        bool refuses = true;
+        FakeRmcpModuleOptions options;
+        options.answer = [&](std::uint8_t, std::uint8_t command, const Bytes& data) {
+            if (command == kSetPrivilege) {
+                return Bytes{0x00, data.at(0)};
+            }
+            return std::exchange(refuses, false) ? Bytes{0xD4} : Bytes{};
+        };
+        Peer peer(options, kOnceAnswered);
+        ASSERT_TRUE(Opens(peer));
+        ASSERT_EQ(peer.Ask().completionCode, 0xD4);
+        if (raise) {
+            ASSERT_FALSE(peer.Transport().RaisePrivilege(Ample()));
+        }
+        const IpmiExchange exchange =
+            peer.Transport().Ask(kRequest, Resend::kFreely, {Clock::now() + 50ms, {}});
+        EXPECT_EQ(exchange.end, End::kSilent);
+        EXPECT_EQ(peer.Transport().Cost().copies, 0U);
+    }
 }
 
 TEST(Copies, HaveTheRequestsNumberSoThatALateAnswerCounts)
@@ -403,7 +444,12 @@ TEST(LogInSteps, ThatStaySilentMakeItBeginAnewOnce)
     for (const PayloadType step : {kRakp2, kRakp4}) {
         SCOPED_TRACE(int{step});
         std::atomic<unsigned> logIns = 0;
-        Peer peer(Module(), kQuick, Counting(kOpenSessionRequest, logIns), Dropping(step, 1'000));
+        Peer peer(Module(), kQuick, Counting(kOpenSessionRequest, logIns),
+                  [=](const Datagram& d) -> std::vector<Datagram> {
+                      // Nor does the session itself answer.
+                      const bool lost = Carries(d, step) || Carries(d, kSealedIpmi);
+                      return std::vector<Datagram>(lost ? 0 : 1, d);
+                  });
         const IpmiOpening opening = peer.Open();
         ASSERT_TRUE(opening.failure);
         EXPECT_EQ(opening.failure->cause, Cause::kTimedOut);
@@ -411,6 +457,45 @@ TEST(LogInSteps, ThatStaySilentMakeItBeginAnewOnce)
         EXPECT_FALSE(opening.noneFree);
         EXPECT_EQ(logIns, 2U);
     }
+}
+
+// Some modules are silent to copies of a proof that they have answered.
+TEST(LogInSteps, OfWhichTheLastReplyGetsLostAreProvedByAnAnswerOfTheSession)
+{
+    std::atomic<unsigned> logIns = 0;
+    Peer peer(Module(), {.loginStep = 20ms}, Counting(kOpenSessionRequest, logIns),
+              Dropping(kRakp4, 1'000));
+    ASSERT_TRUE(Opens(peer));
+    EXPECT_EQ(logIns, 1U);
+    EXPECT_EQ(peer.Ask().end, End::kAnswered);
+    peer.Close();
+    EXPECT_TRUE(NothingIsLeft(peer.module));
+}
+
+TEST(LogInSteps, OfWhichTheLastReplyGetsLostAreNotProvedByAnotherKey)
+{
+    FakeRmcpModuleOptions options = Module();
+    options.kg = "module key";
+    Peer peer(options, kQuick, FaultInjectingRelay::PassOn, Dropping(kRakp4, 1'000));
+    peer.settings.kg = "another";
+    const IpmiOpening opening = peer.Open();
+    ASSERT_TRUE(opening.failure);
+    EXPECT_EQ(opening.failure->cause, Cause::kTimedOut);
+}
+
+TEST(LogInSteps, OfASlowModuleAreWaitedForLonger)
+{
+    constexpr auto kStep = 200ms;
+    constexpr auto kSlow = 6 * kStep / 5;
+    // One message after the other: the copy of the first makes the second wait.
+    Peer peer(Module(), {.loginStep = kStep}, FaultInjectingRelay::PassOn,
+              [=](const Datagram& d) -> std::vector<Datagram> {
+                  if (!Carries(d, kSealedIpmi)) {
+                      std::this_thread::sleep_for(kSlow);
+                  }
+                  return {d};
+              });
+    EXPECT_TRUE(Opens(peer));
 }
 
 TEST(LogInSteps, ThatTheModuleForgotMakeItBeginAnewOnce)
@@ -448,6 +533,9 @@ TEST(LogInSteps, WhoseCopyIsAnsweredWithAStatusMakeItBeginAnewOnce)
         std::atomic<unsigned> logIns = 0;
         Peer peer(Module(), kQuick, Counting(kOpenSessionRequest, logIns),
                   [=](Datagram d) mutable -> std::vector<Datagram> {
+                      if (Carries(d, kSealedIpmi) && seen < 2) {
+                          return {};
+                      }
                       if (!Carries(d, step) || ++seen > 2) {
                           return {d};
                       }

@@ -153,6 +153,8 @@ private:
 
     std::optional<Failure> Ask(std::uint8_t type, const FiidObject& request,
                                const FiidObject& reply, const Waits& given);
+    void ProbeSession();
+    bool IsOfProbe(const Packet& packet);
     std::uint8_t NextTag();
     Waits LaterWaits() const;
     void GiveUp();
@@ -170,6 +172,8 @@ private:
     std::optional<SuiteRequest> refused_;  ///< For the first suite, while the other is asked for.
     std::chrono::milliseconds slowest_{};  ///< Of the replies so far, copies included.
     bool randomNumbersCopied_ = false;
+    bool probed_ = false;  ///< Something was asked in the session before the last reply.
+    bool proved_ = false;  ///< It was answered.
 };
 
 Login::~Login()
@@ -356,7 +360,11 @@ std::optional<Failure> Login::Prove()
     if (settings_.cost != nullptr) {
         ++settings_.cost->logIns;
     }
-    if (std::optional<Failure> failure = Ask(kType, request, reply, LaterWaits())) {
+    std::optional<Failure> failure = Ask(kType, request, reply, LaterWaits());
+    if (proved_) {
+        return {};
+    }
+    if (failure) {
         return StatusOf(reply) == RMCPPLUS_STATUS_INVALID_INTEGRITY_CHECK_VALUE
                    ? std::optional(ProofRejected(failure->point))
                    : failure;
@@ -374,12 +382,20 @@ std::optional<Failure> Login::Ask(std::uint8_t type, const FiidObject& request,
     waits.FollowPace(slowest_);
     BestReply best;
     Message message;
-    message.pack = [&] { return PackLogin(type, request); };
+    message.pack = [&] {
+        if (message.sent > 0 && StepOf(type) == LoginStep::kProof) {
+            ProbeSession();
+        }
+        return PackLogin(type, request);
+    };
     message.judge = [&](const Packet& received) {
         const FiidObject candidate(LayoutOf(ReplyType(type)));
         Verdict verdict = JudgeReply(received, type, tag_, State().consoleId, candidate);
         if (verdict == Verdict::kOther && TakesRefusedSuite(received)) {
             verdict = Verdict::kAnswer;
+        }
+        if (verdict == Verdict::kOther && IsOfProbe(received)) {
+            return Verdict::kAnswer;
         }
         if (verdict == Verdict::kOther) {
             return AbortDuplicate(connection_->link, State(), received) ? Verdict::kEarlier
@@ -417,9 +433,40 @@ std::optional<Failure> Login::Ask(std::uint8_t type, const FiidObject& request,
     return failure;
 }
 
+constexpr std::uint8_t kProbeNumber = 0;
+
+IPMICOMMAND Probe()
+{
+    return {IPMI_CMD_GET_DEVICE_ID, {}, IPMI_NET_FN_APP_RQ};
+}
+
+/// Asks something in the session, which the module may have opened.
+void Login::ProbeSession()
+{
+    if (!settings_.provedBySession) {
+        return;
+    }
+    probed_ = true;
+    connection_->link.Send(PackRequest(State(), Probe(), kProbeNumber));
+    if (settings_.cost != nullptr) {
+        ++settings_.cost->copies;
+    }
+}
+
+/// Whether the packet is a signed answer to ProbeSession(): it proves the keys as well as the last
+/// reply of a log-in does.
+bool Login::IsOfProbe(const Packet& packet)
+{
+    IpmiAnswer answer;
+    proved_ =
+        probed_ && UnpackAnswer(State(), packet, Probe(), kProbeNumber, answer) == Verdict::kAnswer;
+    return proved_;
+}
+
 Waits Login::LaterWaits() const
 {
-    return settings_.waits.WithLimit(std::min(settings_.waits.limit, settings_.laterStepLimit));
+    const auto limit = LaterStepLimit(settings_.laterStepLimit, slowest_);
+    return settings_.waits.WithLimit(std::min(settings_.waits.limit, limit));
 }
 
 std::uint8_t Login::NextTag()

@@ -44,8 +44,12 @@ struct LoginSettings
     /// Asked for where the module does not have the first; none: the log-in fails there.
     std::optional<std::uint8_t> otherSuite{};
     Waits waits;
-    /// For the answer to each step after the first, where that is less than `waits` allow.
+    /// For the answer to each step after the first, where that is less than `waits` allow; half as
+    /// long at a module that was quick before.
     std::chrono::milliseconds laterStepLimit = std::chrono::milliseconds::max();
+    /// Where the last reply gets lost, a signed answer of the session will do: some modules take no
+    /// copy of the proof.
+    bool provedBySession = false;
     IpmiCost* cost = nullptr;  ///< What the log-in costs is added here; null for nowhere.
 };
 

@@ -28,14 +28,15 @@ struct RmcpTiming
     Span doubt{500};
 
     /// From a request to its first copy.
-    /// @param slowest answer of the session; 0 before any.
+    /// @param slowest answer with a value of the session; 0 before any.
     constexpr Span CopyInterval(Span slowest) const
     {
         return slowest == Span::zero() ? beforeAnyAnswer
                                        : std::clamp(kTimesSlowest * slowest, shortest, longest);
     }
-    /// How long the later steps of a log-in are waited for: two copies, and as long as the first
-    /// interval after the last. A log-in that a module has lost is then begun anew in good time.
+    /// How long the later steps of a log-in are waited for at a slow module: two copies, and as
+    /// long as the first interval after the last; at a quick one half as long, which is one copy. A
+    /// log-in that a module has lost is then begun anew in good time.
     constexpr Span LaterStepLimit() const { return 4 * loginStep; }
 };
 

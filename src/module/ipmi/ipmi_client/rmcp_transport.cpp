@@ -82,6 +82,7 @@ public:
         }
         login_.privilege = settings.privilege.value_or(IPMI_PRIVILEGE_LEVEL_ADMIN);
         login_.laterStepLimit = timing.LaterStepLimit();
+        login_.provedBySession = true;
         login_.cost = &cost_;
     }
     Transport(const Transport&) = delete;
@@ -116,7 +117,7 @@ private:
     bool begunAnew_ = false;
     IpmiCost cost_;
     std::unique_ptr<Connection> connection_;
-    Span slowest_{};  ///< Of this session's answers; 0 before any.
+    Span slowest_{};  ///< Of this session's answers with a value; 0 before any.
     std::uint8_t number_ = 0;
     /// Numbers of requests that were sent more than once: an answer to a copy may still come.
     std::bitset<kRequestNumbers> used_;
@@ -261,6 +262,14 @@ std::optional<std::uint8_t> Transport::FreeNumber()
     return {};
 }
 
+/// Whether an answer shows how long the module needs for a value. A refusal shows nothing, and what
+/// concerns the session is often answered by a part of the module that is faster than the rest.
+bool TellsPace(const IPMICOMMAND& request, const IpmiAnswer& answer)
+{
+    return answer.completionCode == IPMI_COMP_CODE_COMMAND_SUCCESS &&
+           request.cmd != IPMI_CMD_SET_SESSION_PRIVILEGE_LEVEL;
+}
+
 std::optional<Failure> Transport::Exchange(const IPMICOMMAND& request, std::uint8_t number,
                                            const Waits& waits, IpmiAnswer& answer)
 {
@@ -286,7 +295,7 @@ std::optional<Failure> Transport::Exchange(const IPMICOMMAND& request, std::uint
     used_.set(number, message.Copies() > 0 || failure);
     gone_ =
         failure && (failure->cause == Cause::kUnreachable || message.Copies() == waits.mostCopies);
-    if (!failure) {
+    if (!failure && TellsPace(request, answer)) {
         // From the last copy: in a network that loses one the time since the first says nothing.
         const auto took = std::chrono::ceil<Span>(Clock::now() - message.lastSent);
         slowest_ = std::max(slowest_, took);

@@ -17,6 +17,15 @@ using Clock = std::chrono::steady_clock;
 /// An answer that takes so many times the slowest one is taken for lost.
 inline constexpr int kTimesSlowest = 4;
 
+/// How long a step of a log-in after the first is waited for, of `longest`: half of it at a module
+/// that was quick so far. When that one is silent it has forgotten the log-in, or takes no copy of
+/// a message that it has answered.
+constexpr std::chrono::milliseconds LaterStepLimit(std::chrono::milliseconds longest,
+                                                   std::chrono::milliseconds slowest)
+{
+    return std::clamp(kTimesSlowest * slowest, longest / 2, longest);
+}
+
 struct Waits
 {
     std::chrono::milliseconds limit{};         ///< For one answer, copies included.
