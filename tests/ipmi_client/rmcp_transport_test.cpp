@@ -237,6 +237,7 @@ TEST(Copies, AreThreeAtIntervalsThatDouble)
 {
     Peer peer(Module([] { return Bytes{}; }), kQuick);
     ASSERT_TRUE(Opens(peer));
+    const auto ofTheLogin = peer.Transport().Cost().copies;  // on a busy host there are some
     const auto begin = Clock::now();
     const IpmiExchange exchange = peer.Ask();
     EXPECT_EQ(exchange.end, End::kSilent);
@@ -244,7 +245,7 @@ TEST(Copies, AreThreeAtIntervalsThatDouble)
     EXPECT_THAT(exchange.failure->message, HasSubstr("no answer"));
     EXPECT_GE(Clock::now() - begin, (1 + 2 + 4 + 8) * 20ms);
     EXPECT_EQ(peer.module.RequestNumbers(), std::vector<std::uint8_t>(4, 1));
-    EXPECT_EQ(peer.Transport().Cost().copies, 3U);
+    EXPECT_EQ(peer.Transport().Cost().copies - ofTheLogin, 3U);
     EXPECT_EQ(peer.Transport().Cost().requests, 1U);
 }
 
