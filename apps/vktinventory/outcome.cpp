@@ -31,7 +31,7 @@ struct Meaning
 constexpr Meaning kMeanings[] = {
     {Cause::kUnreachable, {}, ExitCode::kNoConnection, "no connection", "-H and -p", "-H and -p", ""},
     {Cause::kTimedOut, {}, ExitCode::kNoConnection, "no answer in time", "-H, -p and --timeout", "-H, -p and --timeout", "--timeout"},
-    {Cause::kRefused, {}, ExitCode::kRefused, "refused", "-U, -f, -L, -C and -k", "-U, -f and --auth", ""},
+    {Cause::kRefused, {}, ExitCode::kRefused, "refused", "-U, -f, -L, -C and -k", "-U, -f, --auth and -I", ""},
     {Cause::kNotTrusted, {}, ExitCode::kRefused, "not trusted", "-f and -k", "--ca-file and --pin", ""},
     {Cause::kBusy, {}, ExitCode::kNoConnection, "busy", "--timeout", "--timeout", "--timeout"},
     {Cause::kNoSuchModule, {}, ExitCode::kNoConnection, "no such module", "-H and -p", "-H and -p", ""},

@@ -76,7 +76,7 @@ SHIPPED = [
     # What is wrong with the HTTPS service alone hides nothing from RMCP+.
     Case("https-closed", refusals={"https": Refusal(3, "closed the connection without an answer")}),
     Case("https-error", refusals={"https": Refusal(3, "500")}),
-    Case("https-expired-certificate", refusals={"https": Refusal(4, "certificate has expired")}),
+    Case("https-expired-certificate", refusals={"https": Refusal(4, "the server's certificate expired on")}),
     Case(
         "https-garbage",
         refusals={"https": Refusal(3, "it is not JSON")},

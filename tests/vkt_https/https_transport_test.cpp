@@ -343,7 +343,7 @@ TEST_F(HttpsTransportTest, TrustsWhomTheSettingsTrust)
     settings.trust = HttpsTrust::kAuthorities;
     Make(settings);
     const IpmiOpening opening = transport->Open(Within(kAmple));
-    ExpectTold(opening.failure, Cause::kNotTrusted, "certificate is not trusted");
+    ExpectTold(opening.failure, Cause::kNotTrusted, "authority that is not trusted here");
     EXPECT_THAT(opening.failure->advice, HasSubstr(Module().Pin()));
 }
 

@@ -69,7 +69,7 @@ INSTANTIATE_TEST_SUITE_P(
                     ExitCode::kRefused,
                     "refused: the password is wrong; give the right one (see -U, -f, -L, -C and "
                     "-k)",
-                    "refused: the password is wrong; give the right one (see -U, -f and --auth)"},
+                    "refused: the password is wrong; give the right one (see -U, -f, --auth and -I)"},
         RefusalCase{"NotTrusted",
                     {Cause::kNotTrusted, "the key is another", "", {}},
                     ExitCode::kRefused,

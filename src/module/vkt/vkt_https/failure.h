@@ -27,6 +27,7 @@ struct Failure
     int systemError = 0;          ///< The errno of a connection that was not made; 0 for none.
     long status = 0;              ///< The server's answer, where that is the failure.
     std::string retryAfter{};     ///< With a status: as the server sent it; empty for none.
+    std::string challenges{};     ///< With a 401: see HttpReply.
     bool mayHaveArrived = false;  ///< The whole request was handed to the network.
 };
 

@@ -56,6 +56,7 @@ struct HttpReply
     std::string contentType;
     std::string location;
     std::string retryAfter;
+    std::string challenges;  ///< Of a 401: the ways to log in, each with its parameters.
     SecretText sessionToken;
     std::string body;
 };

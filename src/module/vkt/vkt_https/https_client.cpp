@@ -301,7 +301,9 @@ Failure HttpsClient::Blame(CURLcode result, bool replyBegan) const
     Failure failure = FailureOf(cause, replyBegan);
     if (cause == result) {
         failure.detail = Detail(result);
-        failure.systemError = result == CURLE_COULDNT_CONNECT ? SystemError() : 0;
+        const bool systemSaysWhy =
+            result == CURLE_COULDNT_CONNECT || result == CURLE_SSL_CONNECT_ERROR;
+        failure.systemError = systemSaysWhy ? SystemError() : 0;
     } else if (cause == CURLE_PEER_FAILED_VERIFICATION) {
         failure.detail = proof_.Distrust();
     }

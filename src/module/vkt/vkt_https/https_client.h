@@ -64,6 +64,9 @@ public:
     /// What the server showed of its key in the last exchange; empty if nothing.
     const std::string& ServerKey() const { return proof_.Pin(); }
 
+    /// What else was seen of the server in it.
+    const ServerProof& Proof() const { return proof_; }
+
     /// Connections on which a TLS handshake was begun.
     std::uint64_t Handshakes() const { return proof_.Handshakes(); }
 

@@ -265,6 +265,10 @@ std::optional<Failure> HttpsTransport::Persist(const Attempt& attempt, Resend re
 
 bool HttpsTransport::MayBeSentAgain(const Failure& failure, Resend resend) const
 {
+    const HandshakeNotes& seen = client_.Proof().Notes();
+    if (seen.asksForCertificate && seen.alert) {
+        return false;  // It would only be refused again.
+    }
     return ConnectionBrokeOff(failure) && (resend == Resend::kFreely || !failure.mayHaveArrived);
 }
 
@@ -377,7 +381,7 @@ Tulvo::Failure HttpsTransport::Tell(const Failure& failure, const CallLimit& lim
     const SecretText basic{Text::ToBase64(plain.text)};
     const SecretText escaped = PasswordInLogin(info_.password);
     return Https::Tell(
-        failure, client_.Origin(), client_.ServerKey(),
+        failure, client_.Origin(), info_.address, client_.Proof(),
         {info_.password, basic.text, escaped.text, session_.Token(), session_.FormerToken()});
 }
 

@@ -66,6 +66,11 @@ void ReplyCollector::TakeField(std::string_view line)
             field.target(reply_) = Trimmed(line.substr(colon + 1));
         }
     }
+    // A server may offer each in a field of its own.
+    if (SameName(line.substr(0, colon), "WWW-Authenticate")) {
+        reply_.challenges += (reply_.challenges.empty() ? "" : ", ");
+        reply_.challenges += Trimmed(line.substr(colon + 1));
+    }
 }
 
 bool ReplyCollector::TakeBody(std::string_view piece)

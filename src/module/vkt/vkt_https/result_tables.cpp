@@ -160,6 +160,7 @@ Failure FailureOf(const HttpReply& reply)
             0,
             reply.status,
             reply.retryAfter,
+            reply.challenges,
             true};
 }
 

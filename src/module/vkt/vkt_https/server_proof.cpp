@@ -48,6 +48,12 @@ const X509* CertificateOf(CURL* handle)
     return SSL_get0_peer_certificate(static_cast<const SSL*>(session->internals));
 }
 
+std::shared_ptr<const X509> Shared(X509* certificate)
+{
+    X509_up_ref(certificate);
+    return {certificate, X509_free};
+}
+
 bool IsAmong(std::string_view pins, std::string_view pin)
 {
     const auto end = pins.find(';');
@@ -62,6 +68,11 @@ bool RunsOnOpenSsl()
 }
 
 }  // namespace
+
+ServerProof* ServerProof::ProofOf(const SSL* tls)
+{
+    return static_cast<ServerProof*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(tls), ProofSlot()));
+}
 
 bool ServerProof::Guard(CURL* handle, const std::string& pins)
 {
@@ -83,6 +94,7 @@ void ServerProof::Forget()
 {
     pin_.clear();
     distrust_.clear();
+    notes_ = {};
     keyIsRefused_ = false;
 }
 
@@ -95,6 +107,8 @@ try {
     }
     if (SSL_CTX_set_ex_data(tls, ProofSlot(), self) == 1) {
         SSL_CTX_set_verify(tls, SSL_CTX_get_verify_mode(tls), &NoteCertificate);
+        SSL_CTX_set_client_cert_cb(tls, &NoteDemand);
+        SSL_CTX_set_info_callback(tls, &NoteAlert);
     }
     return CURLE_OK;
 } catch (...) {
@@ -106,10 +120,19 @@ int ServerProof::NoteCertificate(int verdict, X509_STORE_CTX* chain)
 {
     const auto* tls =
         static_cast<SSL*>(X509_STORE_CTX_get_ex_data(chain, SSL_get_ex_data_X509_STORE_CTX_idx()));
-    auto* proof = static_cast<ServerProof*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(tls), ProofSlot()));
+    ServerProof* const proof = ProofOf(tls);
     try {
-        proof->pin_ = PinOf(X509_STORE_CTX_get0_cert(chain));
+        X509* const own = X509_STORE_CTX_get0_cert(chain);
+        proof->pin_ = PinOf(own);
+        if (!proof->notes_.certificate) {
+            proof->notes_.certificate = Shared(own);
+        }
         if (verdict == 0) {
+            X509* const wrong = X509_STORE_CTX_get_current_cert(chain);
+            proof->notes_.verdict = X509_STORE_CTX_get_error(chain);
+            proof->notes_.distrusted = wrong == nullptr || X509_cmp(wrong, own) == 0
+                                           ? proof->notes_.certificate
+                                           : Shared(wrong);
             proof->distrust_ = X509_verify_cert_error_string(X509_STORE_CTX_get_error(chain));
         }
     } catch (...) {
@@ -118,11 +141,27 @@ int ServerProof::NoteCertificate(int verdict, X509_STORE_CTX* chain)
     return verdict;
 }
 
+// Called when the server asks for a certificate of its client. There is none to give.
+int ServerProof::NoteDemand(SSL* tls, X509** /*certificate*/, EVP_PKEY** /*key*/)
+{
+    ProofOf(tls)->notes_.asksForCertificate = true;
+    return 0;
+}
+
+void ServerProof::NoteAlert(const SSL* tls, int where, int alert)
+{
+    constexpr int kDescription = 0xFF;
+    if ((where & SSL_CB_ALERT) != 0 && (alert & kDescription) != SSL_AD_CLOSE_NOTIFY) {
+        ProofOf(tls)->notes_.alert = true;
+    }
+}
+
 // libcurl calls this for every request, between the connection and its first byte.
 int ServerProof::CompareKey(void* self, char*, char*, int, int)
 {
     auto* const proof = static_cast<ServerProof*>(self);
-    proof->Forget();
+    proof->pin_.clear();
+    proof->distrust_.clear();
     proof->keyIsRefused_ = true;
     try {
         if (const X509* const certificate = CertificateOf(proof->handle_)) {

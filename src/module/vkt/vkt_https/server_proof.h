@@ -8,11 +8,23 @@
 #include <openssl/types.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "module/vkt/vkt_https/curl_options.h"
 
 namespace Tulvo::Https {
+
+/// What a handshake showed beside the server's key, for whoever explains why it failed.
+struct HandshakeNotes
+{
+    std::shared_ptr<const X509> certificate{};  ///< The server's own; null if it showed none.
+    /// The one of its chain that OpenSSL does not trust; null if there is none.
+    std::shared_ptr<const X509> distrusted{};
+    int verdict = 0;                  ///< Why, as X509_V_ERR_...
+    bool asksForCertificate = false;  ///< Of its client.
+    bool alert = false;  ///< One side told the other that it does not accept what came.
+};
 
 class ServerProof
 {
@@ -37,14 +49,19 @@ public:
     const std::string& Pin() const { return pin_; }
     /// Why OpenSSL does not trust the certificate; empty if it does.
     const std::string& Distrust() const { return distrust_; }
+    /// Of the handshake since Forget(), if there was one.
+    const HandshakeNotes& Notes() const { return notes_; }
     /// Handshakes that were begun.
     std::uint64_t Handshakes() const { return handshakes_; }
     /// The request did not leave, since the server's key is none of the pinned ones.
     bool KeyIsRefused() const { return keyIsRefused_; }
 
 private:
+    static ServerProof* ProofOf(const SSL* tls);
     static CURLcode PrepareContext(CURL* handle, void* context, void* self);
     static int NoteCertificate(int verdict, X509_STORE_CTX* chain);
+    static int NoteDemand(SSL* tls, X509** certificate, EVP_PKEY** key);
+    static void NoteAlert(const SSL* tls, int where, int alert);
     static int CompareKey(void* self, char* serverAddress, char* ownAddress, int serverPort,
                           int ownPort);
 
@@ -52,6 +69,7 @@ private:
     std::string pins_;
     std::string pin_;
     std::string distrust_;
+    HandshakeNotes notes_;
     bool keyIsRefused_ = false;
     std::uint64_t handshakes_ = 0;
 };

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "module/vkt/vkt_https/transport_failure.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <system_error>
 
+#include "module/vkt/vkt_https/http_message.h"
 #include "module/vkt/vkt_https/result_tables.h"
+#include "module/vkt/vkt_https/tls_failure.h"
 
 namespace Tulvo::Https {
 namespace {
@@ -21,6 +25,8 @@ struct ResultRow
 constexpr const char* kTrustOrPin =
     "make sure that this is the module; then name its authority's file, or pin its key";
 
+constexpr const char* kCheckTls = "look at the module's own log";
+
 constexpr std::array kResults = {
     ResultRow{CURLE_COULDNT_RESOLVE_HOST, Cause::kUnreachable, nullptr},
     ResultRow{CURLE_COULDNT_CONNECT, Cause::kUnreachable, nullptr},
@@ -29,6 +35,7 @@ constexpr std::array kResults = {
     ResultRow{CURLE_SSL_INVALIDCERTSTATUS, Cause::kNotTrusted, kTrustOrPin},
     ResultRow{CURLE_SSL_PINNEDPUBKEYNOTMATCH, Cause::kNotTrusted,
               "if the module got a new key, pin that; else someone is in between"},
+    ResultRow{CURLE_SSL_CONNECT_ERROR, Cause::kNotTrusted, kCheckTls},
     ResultRow{CURLE_SSL_CACERT_BADFILE, Cause::kLocal, "name a readable file of PEM certificates"},
 };
 
@@ -75,6 +82,10 @@ constexpr std::array kStatuses = {
 
 constexpr StatusRow kAnyOtherStatus = {0, 0, Cause::kMalformedAnswer, nullptr, nullptr};
 
+constexpr const char* kOnlyDigest =
+    "the server answered 401: it offers Digest authentication only, which is not spoken here";
+constexpr const char* kInsteadOfDigest = "allow sessions or Basic on the module, or use RMCP+";
+
 constexpr std::array kOutOfResources = {EMFILE, ENFILE, ENOBUFS, ENOMEM};
 
 const StatusRow& RowOf(long status)
@@ -98,6 +109,45 @@ bool ClosedWithoutAnswer(const Failure& failure)
     return failure.code == VKT_HTTPS_CONNECT_FAILED && IsBrokenOff(failure.result);
 }
 
+/// Where the next comma outside of quotes is, else the end.
+std::size_t EndOfElement(std::string_view list)
+{
+    bool quoted = false;
+    for (std::size_t at = 0; at < list.size(); ++at) {
+        if (quoted && list[at] == '\\') {
+            ++at;
+        } else if (list[at] == '"') {
+            quoted = !quoted;
+        } else if (list[at] == ',' && !quoted) {
+            return at;
+        }
+    }
+    return list.size();
+}
+
+/// A scheme stands at the beginning of an element; the elements behind it may be its parameters.
+bool Offers(std::string_view challenges, std::string_view scheme)
+{
+    while (!challenges.empty()) {
+        const std::size_t end = EndOfElement(challenges);
+        std::string_view element = challenges.substr(0, end);
+        element.remove_prefix(std::min(element.find_first_not_of(" \t"), element.size()));
+        const std::string_view name = element.substr(0, element.find_first_of(" \t"));
+        if (name.size() == scheme.size() &&
+            strncasecmp(name.data(), scheme.data(), scheme.size()) == 0) {
+            return true;
+        }
+        challenges.remove_prefix(std::min(end + 1, challenges.size()));
+    }
+    return false;
+}
+
+bool OffersOnlyDigest(const Failure& failure)
+{
+    return failure.status == kUnauthorized && Offers(failure.challenges, "Digest") &&
+           !Offers(failure.challenges, "Basic");
+}
+
 std::string What(const Failure& failure)
 {
     if (ClosedWithoutAnswer(failure)) {
@@ -116,6 +166,7 @@ std::string Detail(const Failure& failure)
     }
     const bool saysNothing = failure.result == CURLE_OPERATION_TIMEDOUT ||
                              failure.result == CURLE_COULDNT_RESOLVE_HOST ||
+                             failure.result == CURLE_SSL_PINNEDPUBKEYNOTMATCH ||
                              IsBrokenOff(failure.result);
     return saysNothing ? "" : failure.detail;
 }
@@ -150,16 +201,24 @@ Cause CauseOf(const Failure& failure)
     return failure.result == CURLE_OK ? found->withoutResult : found->withResult;
 }
 
-Tulvo::Failure Tell(const Failure& failure, const std::string& origin, const std::string& serverKey,
-                    const std::vector<std::string_view>& secrets)
+Tulvo::Failure Tell(const Failure& failure, const std::string& origin, const std::string& host,
+                    const ServerProof& proof, const std::vector<std::string_view>& secrets)
 {
+    const std::string start = origin.empty() ? "" : origin + ": ";
+    if (auto explained = ExplainTls(failure, proof, host)) {
+        explained->message = start + explained->message;
+        return *explained;
+    }
+    if (OffersOnlyDigest(failure)) {
+        return {Cause::kRefused, start + kOnlyDigest, kInsteadOfDigest, {}};
+    }
     const Cause cause = CauseOf(failure);
     const std::string told = Describe({.what = What(failure), .detail = Detail(failure)}, secrets);
     std::string advice = Advice(failure);
-    if (cause == Cause::kNotTrusted && !serverKey.empty()) {
-        advice += "; the server's key is " + serverKey;
+    if (cause == Cause::kNotTrusted && !proof.Pin().empty()) {
+        advice += "; the server's key is " + proof.Pin();
     }
-    return {cause, origin.empty() ? told : origin + ": " + told, advice, {}};
+    return {cause, start + told, advice, {}};
 }
 
 }  // namespace Tulvo::Https

@@ -11,17 +11,19 @@
 
 #include "common/failure/failure.h"
 #include "module/vkt/vkt_https/failure.h"
+#include "module/vkt/vkt_https/server_proof.h"
 
 namespace Tulvo::Https {
 
 Cause CauseOf(const Failure& failure);
 
 /// In words that are the same for each request that fails in the same way.
-/// @param origin    whom was asked; may be empty.
-/// @param serverKey what the server showed of its key; told when it is not trusted.
-/// @param secrets   see Describe().
-Tulvo::Failure Tell(const Failure& failure, const std::string& origin, const std::string& serverKey,
-                    const std::vector<std::string_view>& secrets);
+/// @param origin  who was asked; may be empty.
+/// @param host    as the caller named it.
+/// @param proof   what the server showed of itself.
+/// @param secrets see Describe().
+Tulvo::Failure Tell(const Failure& failure, const std::string& origin, const std::string& host,
+                    const ServerProof& proof, const std::vector<std::string_view>& secrets);
 
 }  // namespace Tulvo::Https
 
