@@ -31,7 +31,8 @@ void Describe(CLI::App& app, CommandLine& line)
     app.description(
         "Plays management modules of enclosures on loopback, over RMCP+ (IPMI 2.0) and\n"
         "HTTPS. When all are ready to answer it prints a line for each with its endpoints\n"
-        "as JSON; it ends on SIGTERM or SIGINT and leaves nothing behind.");
+        "as JSON. On SIGUSR1 it reads its scenarios again and says when it plays them; it\n"
+        "ends on SIGTERM or SIGINT and leaves nothing behind.");
     app.set_help_flag("-h,--help", "Print this help and end");
     app.set_version_flag("-V,--version", "vkt-simulator " VKT_VERSION, "Print the version and end");
     app.add_option("-s,--scenario", line.scenarios,

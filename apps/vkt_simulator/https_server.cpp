@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vkt_simulator/https_server.h"
 
+#include <fcntl.h>
 #include <httplib.h>
 #include <openssl/ssl.h>
 #include <sys/socket.h>
@@ -9,7 +10,10 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <deque>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
@@ -115,6 +119,7 @@ struct Connection
     HttpsService& service;
     RequestLimit limit;
     bool ending = false;
+    std::shared_ptr<const FileDescriptor> answering = nullptr;  // as in AnswersUnderWay
 };
 thread_local Connection* thisConnection = nullptr;
 
@@ -183,6 +188,38 @@ private:
     std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> context_;
 };
 
+// Tells when all answers of a state have been sent. Each holds the one end of a pipe as long as it
+// is under way.
+class AnswersUnderWay
+{
+public:
+    AnswersUnderWay() { Renew(); }
+
+    std::shared_ptr<const FileDescriptor> Hold()
+    {
+        const std::lock_guard lock(mutex_);
+        return held_;
+    }
+    /// The end that hangs up when all that is held now has been let go.
+    FileDescriptor Renew()
+    {
+        std::array<int, 2> pipe = {};
+        if (pipe2(pipe.data(), O_CLOEXEC) != 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
+        }
+        FileDescriptor end(pipe[0]);
+        auto held = std::make_shared<const FileDescriptor>(pipe[1]);
+        const std::lock_guard lock(mutex_);
+        held_.swap(held);
+        return std::exchange(end_, std::move(end));
+    }
+
+private:
+    std::mutex mutex_;
+    std::shared_ptr<const FileDescriptor> held_;
+    FileDescriptor end_;
+};
+
 struct Place
 {
     Place(std::uint16_t number, const TlsIdentity& shown, const Scenario& scenario)
@@ -228,6 +265,13 @@ public:
     Impl& operator=(const Impl&) = delete;
 
     const Place& At(std::size_t enclosure) const { return places_.at(enclosure); }
+    FileDescriptor Change(const std::vector<const Scenario*>& scenarios)
+    {
+        for (std::size_t i = 0; i < places_.size(); ++i) {
+            places_[i].service.Change(*scenarios.at(i));
+        }
+        return underWay_.Renew();
+    }
     HttpsStatistics Statistics()
     {
         HttpsStatistics statistics = {handshakes_, requests_, 0};
@@ -318,6 +362,7 @@ private:
                 !http_.process_request(stream, left == 1, closed, nullptr) || closed) {
                 return;
             }
+            connection.answering.reset();
         }
     }
 
@@ -335,6 +380,7 @@ private:
 
     void Handle(const httplib::Request& request, httplib::Response& response, const Body& body)
     {
+        thisConnection->answering = underWay_.Hold();
         ++requests_;
         HttpsRequest translated = Translate(request);
         translated.body = body.text;
@@ -358,6 +404,7 @@ private:
 
     std::array<std::optional<TlsIdentity>, 2> identities_;  // by validity
     std::deque<Place> places_;
+    AnswersUnderWay underWay_;
     HttpServer http_;
     OpenConnections connections_;
     std::atomic<std::uint64_t> handshakes_ = 0;
@@ -389,6 +436,11 @@ std::string HttpsServer::CertificateFile(std::size_t enclosure) const
 std::string HttpsServer::Pin(std::size_t enclosure) const
 {
     return impl_->At(enclosure).identity.Certificate().Pin();
+}
+
+FileDescriptor HttpsServer::Change(const std::vector<const Scenario*>& scenarios)
+{
+    return impl_->Change(scenarios);
 }
 
 HttpsStatistics HttpsServer::Statistics() const

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "apps/vkt_simulator/scenario.h"
+#include "common/platform/file_descriptor.h"
 
 namespace Tulvo::Simulator {
 
@@ -40,6 +41,9 @@ public:
     std::string CertificateFile(std::size_t enclosure) const;
     /// The public key as curl's `--pinnedpubkey` takes it.
     std::string Pin(std::size_t enclosure) const;
+    /// Plays other scenarios, with the same ports, certificates and sessions, to the same accounts.
+    /// @return readable (in the sense of poll) when every answer of the old ones has been sent
+    FileDescriptor Change(const std::vector<const Scenario*>& scenarios);
     /// Of all enclosures together.
     HttpsStatistics Statistics() const;
 

@@ -140,6 +140,15 @@ HttpsService::HttpsService(const Scenario& scenario)
 {
 }
 
+void HttpsService::Change(const Scenario& scenario)
+{
+    const std::lock_guard lock(mutex_);
+    busy_ = scenario.sessions == 0;
+    sessions_.Limit(scenario.sessions, scenario.https.sessionLifetime);
+    faults_ = scenario.https.faults;
+    enclosure_ = FaultyEnclosure(scenario.enclosure, scenario.faults, scenario.crashAtRequest);
+}
+
 std::size_t HttpsService::OpenSessions()
 {
     const std::lock_guard lock(mutex_);

@@ -29,6 +29,8 @@ class HttpsService
 public:
     explicit HttpsService(const Scenario& scenario);
 
+    /// Plays another scenario of the same account. What is open stays open.
+    void Change(const Scenario& scenario);
     /// The reply to every request there can be; refusals are replies too.
     HttpsReply Answer(const HttpsRequest& request);
     std::size_t OpenSessions();
@@ -44,8 +46,8 @@ private:
 
     const Credentials credentials_;
     const std::string basic_;  ///< what Authorization must be
-    const bool busy_;
-    std::mutex mutex_;  ///< for all that follows
+    std::mutex mutex_;         ///< for all that follows
+    bool busy_;
     SessionTable sessions_;
     std::vector<HttpsFault> faults_;
     FaultyEnclosure enclosure_;

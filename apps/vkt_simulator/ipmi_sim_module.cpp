@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The enclosure as a module of ipmi_sim. Its options are the path of the scenario file.
+// The enclosure as a module of ipmi_sim. Its options are the path of the scenario file and the
+// descriptor of a channel over which it is given other files.
 #include <OpenIPMI/serv.h>
 extern "C" {  // this header does not say so itself
 #include <OpenIPMI/mcserv.h>
@@ -13,12 +14,14 @@ extern "C" {  // this header does not say so itself
 #include <exception>
 #include <limits>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "apps/vkt_simulator/datagram_filter.h"
+#include "apps/vkt_simulator/module_channel.h"
 #include "apps/vkt_simulator/scenario.h"
 #include "common/platform/export.h"
 
@@ -54,6 +57,14 @@ static_assert(kMaxSessions == MAX_SESSIONS);
 // The module has one enclosure and ipmi_sim one thread, so what a request needs stands here.
 struct Module
 {
+    explicit Module(Scenario scenario)
+        : enclosure(std::move(scenario.enclosure), std::move(scenario.faults),
+                    scenario.crashAtRequest),
+          sessions(scenario.sessions),
+          privilege(scenario.credentials.privilege)
+    {
+    }
+
     FaultyEnclosure enclosure;
     std::uint32_t sessions;
     int privilege;
@@ -61,6 +72,13 @@ struct Module
 };
 
 std::unique_ptr<Module> module;
+lanserv_data_t* server = nullptr;
+int changes = -1;  // the channel over which they come
+
+std::unique_ptr<Module> ReadModule(const std::string& file)
+{
+    return std::make_unique<Module>(ParseScenario(ReadScenarioFile(file), file));
+}
 
 void Handle(lmc_data_t* /*controller*/, msg_t* message, unsigned char* answer,
             unsigned int* answerLength, void* /*unused*/)
@@ -102,12 +120,24 @@ int RefuseHigherLevels(channel_t* channel, msg_t* message)
     return 1;
 }
 
-// A module with few sessions is one in which others hold most of them, for ever.
-void OccupySessions(lanserv_data_t& lan, std::uint32_t count)
+// A module with few sessions is one in which others hold most of them, for ever. Where fewer are
+// free than they should hold, they take what there is.
+void OccupySessions()
 {
-    for (std::uint32_t i = 1; i <= count; ++i) {
-        lan.sessions[i].active = 1;
-        lan.sessions[i].time_left = std::numeric_limits<unsigned int>::max();
+    static std::array<bool, kMaxSessions + 1> occupied = {};
+    std::uint32_t wanted = kMaxSessions - module->sessions;
+    for (std::uint32_t i = 1; i <= kMaxSessions; ++i) {
+        session_t& session = server->sessions[i];
+        const bool isFree = occupied[i] || session.active == 0;
+        if (wanted > 0 && isFree) {
+            --wanted;
+            occupied[i] = true;
+            session.active = 1;
+            session.time_left = std::numeric_limits<unsigned int>::max();
+        } else if (occupied[i]) {
+            occupied[i] = false;
+            session.active = 0;
+        }
     }
 }
 
@@ -160,6 +190,7 @@ struct LogInStep
     static void ServeLate(lanserv_data_t* lan, msg_t* message)
     {
         std::this_thread::sleep_for(module->enclosure.NextLogInLatency());
+        OccupySessions();  // One may have been closed.
         serve(lan, message);
     }
     static void Install()
@@ -178,6 +209,30 @@ void SlowDownLogIns()
     LogInStep<0x10>::Install();  // open session
     LogInStep<0x12>::Install();  // RAKP 1
     LogInStep<0x14>::Install();  // RAKP 3
+}
+
+// ipmi_sim does one thing at a time, so what it answers from here on is the new module's.
+void ChangeModule(int /*changes*/, void* /*unused*/)
+{
+    const std::optional<FileDescriptor> file = ReceiveFile(changes);
+    if (!file) {
+        std::_Exit(0);  // The simulator has ended.
+    }
+    try {
+        module = ReadModule("/proc/self/fd/" + std::to_string(file->Get()));
+        OccupySessions();
+        SendText(changes, std::string(kInputTaken));
+    } catch (const std::exception& error) {
+        SendText(changes, error.what());
+    }
+}
+
+void AwaitChanges(sys_data_t& system)
+{
+    ipmi_io_t* ignored = nullptr;
+    if (system.add_io_hnd(&system, changes, ChangeModule, nullptr, &ignored) != 0) {
+        throw std::runtime_error("ipmi_sim does not wait for a new scenario");
+    }
 }
 
 void RegisterHandlers()
@@ -203,11 +258,10 @@ VKT_EXPORT int ipmi_sim_module_init(sys_data_t* /*system*/, const char* options)
 {
     using namespace Tulvo::Simulator;
     try {
-        Scenario scenario = ParseScenario(ReadScenarioFile(options), options);
-        module = std::make_unique<Module>(Module{
-            {std::move(scenario.enclosure), std::move(scenario.faults), scenario.crashAtRequest},
-            scenario.sessions,
-            scenario.credentials.privilege});
+        std::istringstream words(options);
+        std::string file;
+        words >> file >> changes;
+        module = ReadModule(file);
         RegisterHandlers();
         OfferOnlyFullSuites();
         SlowDownLogIns();
@@ -223,6 +277,7 @@ VKT_EXPORT int ipmi_sim_module_post_init(sys_data_t* system)
     using namespace Tulvo::Simulator;
     try {
         FilterDatagrams();
+        AwaitChanges(*system);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         std::_Exit(1);  // what this function returns is ignored
@@ -230,7 +285,8 @@ VKT_EXPORT int ipmi_sim_module_post_init(sys_data_t* system)
     channel_t* lan = system->mc_get_channelset(system->ipmb_addrs[kControllerAddress])[kLanChannel];
     lan->oem.oem_handle_rsp = SwallowDropped;
     lan->oem.oem_handle_msg = RefuseHigherLevels;
-    OccupySessions(*static_cast<lanserv_data_t*>(lan->chan_info), kMaxSessions - module->sessions);
+    server = static_cast<lanserv_data_t*>(lan->chan_info);
+    OccupySessions();
     return 0;
 }
 }

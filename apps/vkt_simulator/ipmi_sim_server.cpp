@@ -13,6 +13,7 @@
 #include "apps/vkt_simulator/child_process.h"
 #include "apps/vkt_simulator/ipmi_sim_config.h"
 #include "apps/vkt_simulator/memory_file.h"
+#include "apps/vkt_simulator/module_channel.h"
 #include "apps/vkt_simulator/random_id.h"
 #include "apps/vkt_simulator/udp_endpoint.h"
 
@@ -72,17 +73,20 @@ public:
         : guid_(RandomId()), reservation_(SocketAddress(options.address, options.port))
     {
         const FileDescriptor input = MakeMemoryFile("input", options.moduleInput);
+        auto [own, modules] = MakeModuleChannel();
         IpmiSimOptions complete = WithPort(options, reservation_.Address().Port());
         if (!options.moduleInput.empty()) {
-            complete.moduleOptions = PathOf(input);
+            complete.moduleOptions = PathOf(input) + ' ' + std::to_string(modules.Get());
+            channel_ = std::move(own);
         }
         const FileDescriptor configuration =
             MakeMemoryFile("configuration", IpmiSimConfiguration(complete, guid_));
         const FileDescriptor commands = MakeMemoryFile("commands", IpmiSimCommands());
-        process_.emplace(std::vector<std::string>{FindProgram("ipmi_sim", "openipmi"), "-n", "-c",
-                                                  PathOf(configuration), "-f", PathOf(commands),
-                                                  "-s", state_.Path()},
-                         std::vector<int>{input.Get(), configuration.Get(), commands.Get()});
+        process_.emplace(
+            std::vector<std::string>{FindProgram("ipmi_sim", "openipmi"), "-n", "-c",
+                                     PathOf(configuration), "-f", PathOf(commands), "-s",
+                                     state_.Path()},
+            std::vector<int>{input.Get(), modules.Get(), configuration.Get(), commands.Get()});
     }
 
     void WaitUntilReady(int cancel)
@@ -116,10 +120,12 @@ public:
 
     const PortReservation& Reservation() const { return reservation_; }
     ChildProcess& Process() { return *process_; }
+    int Channel() const { return channel_.Get(); }
 
 private:
     std::string guid_;
     PortReservation reservation_;
+    FileDescriptor channel_;
     // The process goes before its folder, which it could otherwise still be filling.
     StateFolder state_;
     std::optional<ChildProcess> process_;
@@ -182,6 +188,25 @@ bool IpmiSimServer::Running()
 int IpmiSimServer::ExitDescriptor() const
 {
     return impl_->Process().ExitDescriptor();
+}
+
+void IpmiSimServer::ChangeInput(const std::string& text)
+{
+    SendFile(impl_->Channel(), MakeMemoryFile("input", text));
+}
+
+int IpmiSimServer::ModuleDescriptor() const
+{
+    return impl_->Channel();
+}
+
+void IpmiSimServer::ConfirmInput()
+{
+    const std::string answer = ReceiveText(impl_->Channel());
+    if (answer != kInputTaken) {
+        throw std::runtime_error("ipmi_sim cannot play the new scenario" +
+                                 (answer.empty() ? std::string(": it has ended") : ": " + answer));
+    }
 }
 
 }  // namespace Tulvo::Simulator

@@ -35,7 +35,8 @@ struct IpmiSimOptions
     std::string modulePath;             ///< absolute path of a module to load; empty: none
     std::string moduleOptions;          ///< the text given to the module
     /// When not empty, the module's options are the path of a file with this content, which exists
-    /// for the server's process alone (in memory, never on a disk).
+    /// for the server's process alone (in memory, never on a disk), a blank, and the descriptor of
+    /// the module's end of a channel (module_channel.h).
     std::string moduleInput;
     /// When this descriptor becomes readable while the server starts, the start is given up.
     int cancelDescriptor = -1;
@@ -67,6 +68,14 @@ public:
     bool Running();
     /// Readable (in the sense of poll) as soon as the server has ended by itself.
     int ExitDescriptor() const;
+
+    /// Gives the module other input. ModuleDescriptor() is readable when it has answered, and then
+    /// ConfirmInput() must be called.
+    /// @throws std::system_error when the server has ended.
+    void ChangeInput(const std::string& text);
+    int ModuleDescriptor() const;
+    /// @throws std::runtime_error with what the module found wrong.
+    void ConfirmInput();
 
 private:
     class Impl;

@@ -24,6 +24,8 @@ struct Credentials
     std::string user;
     std::string password;
     int privilege = 4;  ///< IPMI's number: 2 user, 3 operator, 4 administrator
+
+    friend bool operator==(const Credentials&, const Credentials&) = default;
 };
 
 struct Scenario

@@ -28,6 +28,12 @@ public:
     {
     }
 
+    /// Other limits from now on; what is open stays open.
+    void Limit(std::size_t capacity, std::optional<std::uint32_t> lifetime)
+    {
+        capacity_ = capacity;
+        lifetime_ = lifetime;
+    }
     /// A new session; nothing when there is no room.
     std::optional<RedfishSession> Open();
     /// Whether `token` is a session's; counts one use. A session that is used up already is closed

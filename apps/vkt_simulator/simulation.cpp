@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vkt_simulator/simulation.h"
 
+#include <poll.h>
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <array>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
@@ -79,6 +81,15 @@ std::vector<const Scenario*> ScenariosOf(const std::vector<PlayedScenario>& play
     return scenarios;
 }
 
+void WaitFor(int descriptor, int cancelDescriptor)
+{
+    std::array<pollfd, 2> events = {{{descriptor, POLLIN, 0}, {cancelDescriptor, POLLIN, 0}}};
+    poll(events.data(), events.size(), -1);
+    if (events[1].revents != 0) {
+        throw std::runtime_error("the change of the scenarios was given up on request");
+    }
+}
+
 }  // namespace
 
 Simulation::Simulation(const CommandLine& line, std::vector<PlayedScenario> played,
@@ -93,6 +104,32 @@ Simulation::Simulation(const CommandLine& line, std::vector<PlayedScenario> play
     }
     if (!line.noHttps) {
         https_.emplace(line.address, line.httpsPort, ScenariosOf(played_));
+    }
+}
+
+void Simulation::CheckAccounts(const std::vector<PlayedScenario>& played) const
+{
+    for (std::size_t i = 0; i < Count(); ++i) {
+        if (played.at(i).scenario.credentials != played_[i].scenario.credentials) {
+            throw std::runtime_error(played[i].file +
+                                     ": /credentials: cannot change while the simulator runs");
+        }
+    }
+}
+
+// Those that are told first go on while the others are.
+void Simulation::Change(const std::vector<PlayedScenario>& played, int cancelDescriptor)
+{
+    for (std::size_t i = 0; i < rmcp_.size(); ++i) {
+        rmcp_[i].ChangeInput(played.at(i).text);
+    }
+    const FileDescriptor answered = https_ ? https_->Change(ScenariosOf(played)) : FileDescriptor();
+    for (IpmiSimServer& server : rmcp_) {
+        WaitFor(server.ModuleDescriptor(), cancelDescriptor);
+        server.ConfirmInput();
+    }
+    if (answered.Valid()) {
+        WaitFor(answered.Get(), cancelDescriptor);
     }
 }
 

@@ -24,6 +24,15 @@ public:
     /// @throws std::runtime_error with what was tried, what came back and what to do.
     Simulation(const CommandLine& line, std::vector<PlayedScenario> played, int cancelDescriptor);
 
+    /// Plays other scenarios, one for each enclosure, with the same ports, certificates and
+    /// sessions. Returns when every answer is theirs.
+    /// @param played of the same accounts, as CheckAccounts() tells
+    /// @param cancelDescriptor when it becomes readable meanwhile, the change is given up
+    /// @throws std::runtime_error when a server has ended, or the change was given up.
+    void Change(const std::vector<PlayedScenario>& played, int cancelDescriptor);
+    /// @throws std::runtime_error naming the file with another account than the enclosure has.
+    void CheckAccounts(const std::vector<PlayedScenario>& played) const;
+
     std::size_t Count() const { return played_.size(); }
     /// Where an enclosure answers, as a line of JSON.
     std::string Endpoints(std::size_t enclosure) const;

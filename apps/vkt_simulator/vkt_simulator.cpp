@@ -7,23 +7,30 @@
 #include <csignal>
 #include <iostream>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "apps/host_checks.h"
+#include "apps/vkt_simulator/awaited_signals.h"
 #include "apps/vkt_simulator/command_line.h"
 #include "apps/vkt_simulator/fleet_file.h"
 #include "apps/vkt_simulator/played_scenario.h"
 #include "apps/vkt_simulator/shipped_files.h"
 #include "apps/vkt_simulator/simulation.h"
-#include "apps/vkt_simulator/stop_signals.h"
 #include "apps/vkt_simulator/udp_endpoint.h"
 
 namespace {
 
 using namespace Tulvo::Simulator;
+
+struct Signals
+{
+    AwaitedSignals stop{SIGTERM, SIGINT, SIGHUP};
+    AwaitedSignals reload{SIGUSR1};
+};
 
 ExitCode Complain(const std::exception& error, ExitCode exitCode)
 {
@@ -41,10 +48,9 @@ void CheckOutput()
 
 /// Whoever started the simulator reads from it what to do next. A pipe that is full, or a terminal
 /// that is stopped, must not keep the simulator from ending.
-void Print(const std::string& text, const StopSignals& signals)
+void Print(const std::string& text, const AwaitedSignals& stop)
 {
-    std::array<pollfd, 2> events = {
-        {{STDOUT_FILENO, POLLOUT, 0}, {signals.Descriptor(), POLLIN, 0}}};
+    std::array<pollfd, 2> events = {{{STDOUT_FILENO, POLLOUT, 0}, {stop.Descriptor(), POLLIN, 0}}};
     poll(events.data(), events.size(), -1);
     if (events[0].revents == 0) {
         throw std::runtime_error("the standard output is not read");
@@ -53,11 +59,11 @@ void Print(const std::string& text, const StopSignals& signals)
     CheckOutput();
 }
 
-int List(const StopSignals& signals)
+int List(const AwaitedSignals& stop)
 try {
     for (const std::string& name : ScenarioNames()) {
         const std::string text = ReadScenarioFile(ScenarioFile(name));
-        Print(name + "\n    " + ParseScenario(text, name).description + '\n', signals);
+        Print(name + "\n    " + ParseScenario(text, name).description + '\n', stop);
     }
     return kEndedOnRequest;
 } catch (const std::exception& error) {
@@ -97,63 +103,95 @@ ScenarioPlan PlanOf(const CommandLine& line)
     return plan;
 }
 
-void Announce(const CommandLine& line, const Simulation& simulation, const StopSignals& signals)
+void Announce(const CommandLine& line, const Simulation& simulation, const AwaitedSignals& stop)
 {
     if (!line.fleetFile.empty()) {
         WriteFleetFile(line.fleetFile, simulation.Fleet());
     }
     for (std::size_t i = 0; i < simulation.Count(); ++i) {
-        Print(simulation.Endpoints(i), signals);
+        Print(simulation.Endpoints(i), stop);
     }
 }
 
-int WaitForTheEnd(const StopSignals& signals, const Simulation& simulation)
+// What the files say now, if the enclosures can play it.
+std::optional<std::vector<PlayedScenario>> ReadChanged(const ScenarioPlan& plan,
+                                                       const Simulation& simulation)
 {
-    std::vector<pollfd> events = {{signals.Descriptor(), POLLIN, 0}};
+    try {
+        std::vector<PlayedScenario> changed = ReadScenarios(plan);
+        simulation.CheckAccounts(changed);
+        return changed;
+    } catch (const std::exception& error) {
+        std::cerr << "vkt-simulator: " << error.what()
+                  << "; the scenarios are played as they were\n";
+        return std::nullopt;
+    }
+}
+
+void Reload(const ScenarioPlan& plan, Simulation& simulation, const AwaitedSignals& stop)
+{
+    if (const auto changed = ReadChanged(plan, simulation)) {
+        simulation.Change(*changed, stop.Descriptor());
+        Print("{\"reloaded\": " + std::to_string(changed->size()) + "}\n", stop);
+    }
+}
+
+int PlayUntilTheEnd(const ScenarioPlan& plan, Simulation& simulation, const Signals& signals)
+{
+    std::vector<pollfd> events = {{signals.stop.Descriptor(), POLLIN, 0},
+                                  {signals.reload.Descriptor(), POLLIN, 0}};
     for (const int descriptor : simulation.ExitDescriptors()) {
         events.push_back({descriptor, POLLIN, 0});
     }
-    poll(events.data(), events.size(), -1);
-    if (events[0].revents != 0) {
-        return kEndedOnRequest;
+    while (poll(events.data(), events.size(), -1) > 0) {
+        if (events[0].revents != 0) {
+            return kEndedOnRequest;
+        }
+        if (events[1].revents == 0) {
+            break;
+        }
+        signals.reload.Forget();
+        Reload(plan, simulation, signals.stop);
     }
     std::cerr << "vkt-simulator: ipmi_sim has ended by itself\n";
     return kCannotRun;
 }
 
-int Play(const CommandLine& line, const StopSignals& signals, std::vector<PlayedScenario> played)
+int Play(const CommandLine& line, const ScenarioPlan& plan, std::vector<PlayedScenario> played,
+         const Signals& signals)
 {
     try {
-        const Simulation simulation(line, std::move(played), signals.Descriptor());
-        Announce(line, simulation, signals);
-        const int exitCode = WaitForTheEnd(signals, simulation);
+        Simulation simulation(line, std::move(played), signals.stop.Descriptor());
+        Announce(line, simulation, signals.stop);
+        const int exitCode = PlayUntilTheEnd(plan, simulation, signals);
         if (line.statistics) {
-            Print(simulation.Statistics(), signals);
+            Print(simulation.Statistics(), signals.stop);
         }
         return exitCode;
     } catch (const std::exception& error) {
-        if (signals.Received()) {
+        if (signals.stop.Received()) {
             return kEndedOnRequest;
         }
         return Complain(error, kCannotRun);
     }
 }
 
-int Run(const CommandLine& line, const StopSignals& signals)
+int Run(const CommandLine& line, const Signals& signals)
 {
     if (line.list) {
-        return List(signals);
+        return List(signals.stop);
     }
+    ScenarioPlan plan;
     std::vector<PlayedScenario> played;
     try {
         CheckTransports(line);
-        const ScenarioPlan plan = PlanOf(line);
+        plan = PlanOf(line);
         CheckAddress(line);
         played = ReadScenarios(plan);
     } catch (const std::exception& error) {
         return Complain(error, kWrongUsage);
     }
-    return Play(line, signals, std::move(played));
+    return Play(line, plan, std::move(played), signals);
 }
 
 int ParseAndRun(int argc, char** argv)
@@ -163,7 +201,7 @@ int ParseAndRun(int argc, char** argv)
         CheckOutput();  // Help has to arrive, too.
         return *end;
     }
-    return Run(std::get<CommandLine>(parsed), StopSignals());
+    return Run(std::get<CommandLine>(parsed), Signals());
 }
 
 }  // namespace
