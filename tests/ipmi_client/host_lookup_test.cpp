@@ -1,19 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the client does with a name service that does not answer: getaddrinfo() is this file's.
+// What the client does with a name service that does not answer.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netdb.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 
 #include "module/ipmi/ipmi_client/ipmi_client.h"
 #include "tests/fakes/fake_config.h"
 #include "tests/fakes/fake_log.h"
-#include "tests/ipmi_client/loopback.h"
+#include "tests/support/hanging_name_service.h"
 
 namespace Tulvo {
 namespace {
@@ -22,54 +19,6 @@ using ::testing::HasSubstr;
 
 constexpr int kMostLookUps = 16;
 constexpr int kHour = 600'000;  // the longest wait that the client takes: none of these may show
-
-/// Answers nobody before Release().
-class NameService
-{
-public:
-    void Serve()
-    {
-        std::unique_lock lock(mutex_);
-        ++asked_;
-        ++waiting_;
-        changed_.notify_all();
-        changed_.wait(lock, [this] { return released_ > 0; });
-        --released_;
-        --waiting_;
-        changed_.notify_all();
-    }
-
-    void Release(int count)
-    {
-        const std::lock_guard lock(mutex_);
-        released_ += count;
-        changed_.notify_all();
-    }
-
-    void ReleaseAll()
-    {
-        std::unique_lock lock(mutex_);
-        released_ = waiting_;
-        changed_.notify_all();
-        changed_.wait(lock, [this] { return waiting_ == 0; });
-        released_ = 0;
-    }
-
-    int Asked()
-    {
-        const std::lock_guard lock(mutex_);
-        return asked_;
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    int asked_ = 0;
-    int waiting_ = 0;
-    int released_ = 0;
-};
-
-NameService nameService;
 
 class HostLookUp : public ::testing::Test
 {
@@ -138,22 +87,3 @@ TEST_F(HostLookUp, AChildHasPlacesOfItsOwn)
 
 }  // namespace
 }  // namespace Tulvo
-
-extern "C" int getaddrinfo(const char*, const char*, const addrinfo* hints, addrinfo** list)
-{
-    if ((hints->ai_flags & AI_NUMERICHOST) != 0) {
-        return EAI_NONAME;
-    }
-    Tulvo::nameService.Serve();
-    static sockaddr_in nobodyListens = Tulvo::Loopback(9);
-    *list = new addrinfo{};
-    (*list)->ai_family = AF_INET;
-    (*list)->ai_addr = reinterpret_cast<sockaddr*>(&nobodyListens);
-    (*list)->ai_addrlen = sizeof nobodyListens;
-    return 0;
-}
-
-extern "C" void freeaddrinfo(addrinfo* list)
-{
-    delete list;
-}

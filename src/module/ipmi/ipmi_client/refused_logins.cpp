@@ -11,8 +11,8 @@
 #include <string>
 #include <tuple>
 
+#include "common/lookup/per_process.h"
 #include "module/ipmi/ipmi_client/local_host.h"
-#include "module/ipmi/ipmi_client/per_process.h"
 
 namespace Tulvo::Rmcp {
 namespace {

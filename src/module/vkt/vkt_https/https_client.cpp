@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "module/vkt/vkt_https/https_client.h"
 
+#include <netdb.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -10,6 +11,8 @@
 
 #include "common/connection/connection_values.h"
 #include "common/interruption/interruption.h"
+#include "common/lookup/host_lookup.h"
+#include "common/text/host.h"
 #include "module/vkt/vkt_https/connection_checks.h"
 #include "module/vkt/vkt_https/result_tables.h"
 
@@ -76,6 +79,29 @@ curl_socket_t OpenSocket(void* error, curlsocktype /*purpose*/, curl_sockaddr* a
     return opened;
 }
 
+/// "192.0.2.1", "[2001:db8::1]"; empty for what libcurl does not take as an address.
+std::string TextOf(const LookUp::Endpoint& endpoint)
+{
+    std::array<char, NI_MAXHOST> text{};
+    const int error =
+        getnameinfo(reinterpret_cast<const sockaddr*>(&endpoint.address), endpoint.length,
+                    text.data(), text.size(), nullptr, 0, NI_NUMERICHOST);
+    const std::string address = error == 0 ? text.data() : "";
+    const bool hasZone = address.find('%') != std::string::npos;
+    return hasZone || address.empty() ? "" : Text::WithBrackets(address);
+}
+
+/// As libcurl takes them, with a comma between.
+std::string AddressesOf(const LookUp::Found& found)
+{
+    std::string addresses;
+    for (const LookUp::Endpoint& endpoint : found.endpoints) {
+        const std::string address = TextOf(endpoint);
+        addresses += addresses.empty() || address.empty() ? address : "," + address;
+    }
+    return addresses;
+}
+
 void SetLimits(CurlOptions& options, const TulvoConnection::ConnectionInfo& info)
 {
     options
@@ -130,6 +156,34 @@ std::optional<Failure> HttpsClient::Finish(const CallLimit& limit, HttpReply& re
 {
     const CURLcode result = Continue(limit, false);
     return End(result, reply);
+}
+
+std::optional<Failure> HttpsClient::LookUpServer(const CallLimit& limit)
+{
+    if (auto failure = Prepare()) {
+        return failure;
+    }
+    const LookUp::Found found = LookUp::Host(
+        info_.address, info_.port, {limit.until, [&limit] { return limit.stop.stop_requested(); }});
+    if (!found.failure.empty()) {
+        Failure failure = FailureOf(CURLE_COULDNT_RESOLVE_HOST, false);
+        failure.detail = found.failure;
+        failure.systemError = found.systemError;
+        return failure;
+    }
+    const std::string addresses = AddressesOf(found);
+    if (!found.byName || addresses.empty()) {
+        return std::nullopt;
+    }
+    const std::string entry = info_.address + ":" + std::to_string(info_.port) + ":" + addresses;
+    std::unique_ptr<curl_slist, FreeList> list(curl_slist_append(nullptr, entry.c_str()));
+    CurlOptions options(handle_.get());
+    options.Set(CURLOPT_RESOLVE, list.get());
+    addresses_.swap(list);
+    if (addresses_ == nullptr || options.Refusal() != CURLE_OK) {
+        return FailureOf(CURLE_FAILED_INIT, false);
+    }
+    return std::nullopt;
 }
 
 void HttpsClient::Abandon()

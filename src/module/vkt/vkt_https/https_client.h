@@ -55,6 +55,10 @@ public:
     /// Says why no exchange is possible, whatever the server does.
     std::optional<Failure> Prepare();
 
+    /// Looks the server's name up for all connections to come, on one of a bounded number of
+    /// threads; without it libcurl starts one a connection.
+    std::optional<Failure> LookUpServer(const CallLimit& limit);
+
     /// Whether a request that can be finished later was sent, and its reply not waited for.
     bool IsUnfinished() const { return isUnfinished_; }
 
@@ -89,6 +93,11 @@ private:
     struct Close
     {
         void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+    };
+
+    struct FreeList
+    {
+        void operator()(curl_slist* list) const { curl_slist_free_all(list); }
     };
 
     std::optional<Failure> SetUp(CURL* handle);
@@ -131,7 +140,8 @@ private:
     bool isUnfinished_ = false;
     std::unique_ptr<Transfer> transfer_;
     TransferLoop loop_;
-    // Last: libcurl writes into the members above until the handle is gone.
+    std::unique_ptr<curl_slist, FreeList> addresses_;
+    // Last: libcurl uses the members above until the handle is gone.
     std::unique_ptr<CURL, Close> handle_;
 };
 

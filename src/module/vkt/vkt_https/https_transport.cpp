@@ -149,7 +149,7 @@ IpmiOpening HttpsTransport::Open(const CallLimit& limit)
 {
     Close(limit);
     hasAnswered_ = false;
-    auto failure = client_.Prepare();
+    auto failure = client_.LookUpServer(limit);
     if (!failure && IsBasic() && isKnown_) {
         failure = FindAgain(limit);
     } else if (!failure && !IsBasic()) {

@@ -165,7 +165,6 @@ std::string Detail(const Failure& failure)
         return failure.systemError == 0 ? "" : std::generic_category().message(failure.systemError);
     }
     const bool saysNothing = failure.result == CURLE_OPERATION_TIMEDOUT ||
-                             failure.result == CURLE_COULDNT_RESOLVE_HOST ||
                              failure.result == CURLE_SSL_PINNEDPUBKEYNOTMATCH ||
                              IsBrokenOff(failure.result);
     return saysNothing ? "" : failure.detail;

@@ -1,15 +1,15 @@
-// SPDX-License-Identifier: GPL-3.0-or-later
+// SPDX-License-Identifier: Apache-2.0
 /// @file
-/// State that all clients of one process share.
-#ifndef MODULE_IPMI_IPMI_CLIENT_PER_PROCESS_H
-#define MODULE_IPMI_IPMI_CLIENT_PER_PROCESS_H
+/// State that all objects of one process share.
+#ifndef COMMON_LOOKUP_PER_PROCESS_H
+#define COMMON_LOOKUP_PER_PROCESS_H
 
 #include <sys/types.h>
 #include <unistd.h>
 
 #include <atomic>
 
-namespace Tulvo::Rmcp {
+namespace Tulvo {
 
 /// For static storage. A child made by fork() gets a state of its own: a lock in its parent's may
 /// be held, and a count be of threads, that the child does not have. Never destroyed, as a thread
@@ -42,6 +42,6 @@ private:
     std::atomic<Held*> newest_{nullptr};
 };
 
-}  // namespace Tulvo::Rmcp
+}  // namespace Tulvo
 
 #endif
