@@ -21,6 +21,7 @@ const std::vector<Target>& OtherTargets()
         {"ScenarioFile", 20'000, RunScenarioFile, ScenarioFileSeeds},
         {"LogText", 512, RunLogText, LogTextSeeds},
         {"EnclosureRequest", 1024, RunEnclosureRequest, EnclosureRequestSeeds},
+        {"Conversation", 1024, RunConversation, ConversationSeeds},
     };
     return targets;
 }

@@ -36,6 +36,10 @@ std::vector<Bytes> LogTextSeeds();
 void RunEnclosureRequest(Input input);
 std::vector<Bytes> EnclosureRequestSeeds();
 
+/// All that module and network do in the course of a read or a selection.
+void RunConversation(Input input);
+std::vector<Bytes> ConversationSeeds();
+
 }  // namespace Tulvo::Fuzz
 
 #endif

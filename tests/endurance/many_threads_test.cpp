@@ -6,6 +6,7 @@
 
 #include "common/log/log.h"
 #include "tests/endurance/crowd.h"
+#include "tests/endurance/readers.h"
 #include "tests/support/temporary_directory.h"
 
 namespace Tulvo::Tests {
@@ -25,6 +26,14 @@ TEST(ManyThreads, GetTheirOwnAnswersOverBothTransports)
                 testing::Each(""));
     EXPECT_THAT(crowd.End(), testing::Each(""));
     LogToStderr();
+}
+
+TEST(ManyThreads, ReadTheirOwnEnclosuresWithSettingsOfTheirOwn)
+{
+    constexpr int kReads = 8;
+    Readers readers;
+    EXPECT_THAT(readers.Read(kReads), testing::Each(""));
+    EXPECT_THAT(readers.End(), testing::Each(""));
 }
 
 }  // namespace

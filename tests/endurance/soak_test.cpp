@@ -16,6 +16,7 @@
 
 #include "tests/endurance/crowd.h"
 #include "tests/endurance/process_size.h"
+#include "tests/endurance/readers.h"
 
 namespace Tulvo::Tests {
 namespace {
@@ -46,11 +47,12 @@ std::ostream& operator<<(std::ostream& stream, const Holding& holding)
     return stream;
 }
 
-Holding Measure(const Crowd& crowd)
+/// @param played has the enclosures' processes.
+Holding Measure(const auto& played)
 {
     malloc_trim(0);
     Holding holding;
-    for (const pid_t process : crowd.Processes()) {
+    for (const pid_t process : played.Processes()) {
         holding.enclosures.push_back(SizeOf(process));
     }
     return holding;
@@ -67,13 +69,13 @@ bool IsAtRest(const Holding& now, const Holding& before)
 
 /// Servers notice a moment later that their clients have gone, and the system that threads have
 /// ended.
-Holding MeasureAtRest(const Crowd& crowd, const Holding& before)
+Holding MeasureAtRest(const auto& played, const Holding& before)
 {
     constexpr int kGenerousTries = 6000;
-    Holding now = Measure(crowd);
+    Holding now = Measure(played);
     for (int tries = 0; tries < kGenerousTries && !IsAtRest(now, before); ++tries) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        now = Measure(crowd);
+        now = Measure(played);
     }
     return now;
 }
@@ -114,6 +116,23 @@ TEST(Soak, EndsAsLargeAsAfterTheFirstThousandQuestions)
               << late << '\n';
     ExpectNotLarger(late, early);
     EXPECT_THAT(crowd.End(), testing::Each(""));
+}
+
+TEST(Soak, ThousandReadsLeaveItAsLargeAsTheFirstHundred)
+{
+    constexpr int kFirstReads = 2;  // by each of 64 readers
+    constexpr int kMoreReads = 16;
+    Readers readers;
+    const Holding atStart = Measure(readers);
+    EXPECT_THAT(readers.Read(kFirstReads), testing::Each(""));
+    const Holding early = MeasureAtRest(readers, atStart);
+    EXPECT_THAT(readers.Read(kMoreReads), testing::Each(""));
+    const Holding late = MeasureAtRest(readers, early);
+    std::cout << "After " << kFirstReads * Readers::kReaders << " reads:\n"
+              << early << "\nAfter " << (kFirstReads + kMoreReads) * Readers::kReaders << ":\n"
+              << late << '\n';
+    ExpectNotLarger(late, early);
+    EXPECT_THAT(readers.End(), testing::Each(""));
 }
 
 }  // namespace
