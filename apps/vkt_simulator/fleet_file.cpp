@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <system_error>
 
@@ -61,12 +62,15 @@ public:
     std::string NameOf(const std::string& file)
     {
         const std::string stem = std::filesystem::path(file).stem().string();
-        const int number = ++uses_[stem];
-        return number == 1 ? stem : stem + '-' + std::to_string(number);
+        std::string name = stem;
+        for (int number = 2; !used_.insert(name).second; ++number) {
+            name = stem + '-' + std::to_string(number);
+        }
+        return name;
     }
 
 private:
-    std::map<std::string, int> uses_;
+    std::set<std::string> used_;
 };
 
 // An empty bay has neither width nor height.
