@@ -11,7 +11,13 @@ from programs import PROGRAMS, commands_of, options_of, output_of
 
 SOURCE = pathlib.Path(os.environ["VKT_SOURCE"])
 BUILT = pathlib.Path(os.environ["VKT_REFERENCE"])
-PAGES = ("vktinventory.1", "vkt-simulator.1", "vktinventory.3", "vktinventory.toml.5")
+PAGES = (
+    "vktinventory.1",
+    "vkt-simulator.1",
+    "vktinventory.3",
+    "vktinventory.toml.5",
+    "vkt-scenario.5",
+)
 INVENTORY = SOURCE / "src/module/vkt/vkt_inventory"
 HEADER = INVENTORY / "vkt_inventory.h"
 RECORDS = INVENTORY / "vkt_inventory_records.h"
@@ -116,6 +122,15 @@ class Commands(unittest.TestCase):
         pages = section("vktinventory.1", "ENVIRONMENT") + section("vktinventory.3", "ENVIRONMENT")
         documented = set(re.findall(r"^\.It Ev (\w+[A-Z])\b", pages, re.MULTILINE))
         self.assertEqual(documented, names_in(VARIABLE, "src", "apps/vktinventory"))
+
+
+class Scenarios(unittest.TestCase):
+    def test_members_are_those_that_the_simulator_reads(self):
+        asked = re.compile(r'(?:members|firmware)\["(\w+)"\]|ReadCount\(members, "(\w+)"\)')
+        code = (SOURCE / "apps/vkt_simulator/scenario.cpp").read_text()
+        read = {name for match in asked.findall(code) for name in match if name}
+        lines = re.findall(r"^\.(?:It )?Va ([\w ,]+)", section("vkt-scenario.5", "DESCRIPTION"), re.MULTILINE)
+        self.assertEqual({word for line in lines for word in re.findall(r"\w+", line)}, read)
 
 
 class Settings(unittest.TestCase):
