@@ -105,7 +105,8 @@ std::string MdocCommands(const Program& program)
 {
     std::string items;
     for (const Command& command : program.commands) {
-        items += ".It Cm " + command.name + (command.largest == 0 ? "" : " Ar N") + "\n" +
+        items += ".It Cm " + command.name +
+                 (command.operands.empty() ? "" : " Ar " + command.operands) + "\n" +
                  Sentence(command.help) + Sentence(command.details);
     }
     return List(items);

@@ -92,7 +92,8 @@ std::vector<Command> VktinventoryCommands()
     std::vector<Command> commands;
     for (const Cli::Command& command : Cli::kCommands) {
         commands.push_back({std::string(command.name), std::string(command.help),
-                            std::string(command.details), command.largest});
+                            std::string(command.details), std::string(command.operands),
+                            command.largest});
     }
     return commands;
 }

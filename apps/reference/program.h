@@ -29,6 +29,7 @@ struct Command
     std::string name;
     std::string help;
     std::string details;
+    std::string operands;       ///< As they are written behind it; empty for none.
     std::uint64_t largest = 0;  ///< Its number is 1 to this; 0 when it takes none.
 };
 

@@ -16,6 +16,7 @@ enum class Action : std::uint8_t
     kRead,          ///< Read the enclosure.
     kReadNode,      ///< Read one node of it; the argument is its number.
     kSelectSupply,  ///< Select a power supply; the argument is its number.
+    kHosts,         ///< Print which hosts are meant; nobody is asked.
 };
 
 struct Command
@@ -27,8 +28,9 @@ struct Command
     Enclosures::Sections printed;  ///< What it prints of that beside findings.
     bool moduleInTable = false;    ///< Whether a table shows the module's own status.
     Action action = Action::kRead;
-    std::string_view argument = {};  ///< What its number is; empty when it takes none.
-    std::uint64_t largest = 0;       ///< Largest number that any enclosure knows.
+    std::string_view operands = {};  ///< What stands behind its name: "N", "[PATTERN]...".
+    std::string_view argument = {};  ///< What the operands are, for its own help.
+    std::uint64_t largest = 0;       ///< Of the number N that any enclosure knows; 0: no number.
 };
 
 inline constexpr Command kCommands[] = {
@@ -58,8 +60,8 @@ inline constexpr Command kCommands[] = {
     {"node", "State and power consumption of node N",
      "Prints power state, size, permission and power consumption of node N. An\n"
      "enclosure has 4 or 12 nodes; a number that it does not have is wrong usage.",
-     Enclosures::kNodes, Enclosures::kNodes, false, Action::kReadNode, "number of the node, from 1",
-     12},
+     Enclosures::kNodes, Enclosures::kNodes, false, Action::kReadNode, "N",
+     "number of the node, from 1", 12},
     {"status", "Platform and size of the enclosure",
      "Prints the module's platform, the number of power-supply slots and the number\n"
      "of nodes.",
@@ -67,8 +69,13 @@ inline constexpr Command kCommands[] = {
     {"select-psu", "Select power supply N on the module",
      "Asks the module to select power supply N. An enclosure has 2, 6 or 9 slots; a\n"
      "number that it does not have is wrong usage, and nothing is selected.",
-     Enclosures::kModuleOnly, Enclosures::kModuleOnly, false, Action::kSelectSupply,
+     Enclosures::kModuleOnly, Enclosures::kModuleOnly, false, Action::kSelectSupply, "N",
      "number of the power supply, from 1", 9},
+    {"hosts", "Which hosts are meant, a line each; asks nobody",
+     "Prints the hosts that the patterns name, or else -H, --group, --label and --all,\n"
+     "a line each, in the order given. Nobody is asked, and no password is needed.",
+     Enclosures::kModuleOnly, Enclosures::kModuleOnly, false, Action::kHosts, "[PATTERN]...",
+     "hosts, such as enc[001-040] or ^FILE"},
 };
 
 }  // namespace Tulvo::Cli

@@ -37,6 +37,8 @@ struct Conversations
     std::mutex mutex;
     std::condition_variable ended;
     int count = 0;
+    int printing = 0;  ///< Of them those with AtSignal::kPrintComplete.
+    int signal = 0;    ///< That ends the process; 0 as long as none has come.
     std::stop_source stop;
 };
 
@@ -95,13 +97,22 @@ void Stop()
 [[noreturn]] void EndAt(int signal)
 {
     ShowTyping();
-    EndOutput();
     Conversations& all = All();
+    bool printing = false;
+    {
+        const std::lock_guard lock(all.mutex);
+        all.signal = signal;
+        printing = all.printing > 0;
+    }
+    if (!printing) {
+        EndOutput();
+    }
     all.stop.request_stop();
     {
         std::unique_lock lock(all.mutex);
         all.ended.wait_for(lock, kLogOutLimit, [&all] { return all.count == 0; });
     }
+    EndOutput();
     _exit(kSignalBase + signal);
 }
 
@@ -124,10 +135,11 @@ void Stop()
 
 }  // namespace
 
-Conversation::Conversation()
+Conversation::Conversation(AtSignal atSignal) : atSignal_(atSignal)
 {
     const std::lock_guard lock(All().mutex);
     ++All().count;
+    All().printing += atSignal_ == AtSignal::kPrintComplete ? 1 : 0;
 }
 
 Conversation::~Conversation()
@@ -135,6 +147,7 @@ Conversation::~Conversation()
     {
         const std::lock_guard lock(All().mutex);
         --All().count;
+        All().printing -= atSignal_ == AtSignal::kPrintComplete ? 1 : 0;
     }
     All().ended.notify_all();
 }
@@ -142,6 +155,13 @@ Conversation::~Conversation()
 std::stop_token Conversation::StopToken() const
 {
     return All().stop.get_token();
+}
+
+std::optional<ExitCode> Interrupted()
+{
+    const std::lock_guard lock(All().mutex);
+    return All().signal == 0 ? std::nullopt
+                             : std::optional(static_cast<ExitCode>(kSignalBase + All().signal));
 }
 
 void WatchForInterrupts()

@@ -6,7 +6,11 @@
 #ifndef APPS_VKTINVENTORY_INTERRUPT_H
 #define APPS_VKTINVENTORY_INTERRUPT_H
 
+#include <cstdint>
+#include <optional>
 #include <stop_token>
+
+#include "apps/vktinventory/exit_code.h"
 
 namespace Tulvo::Cli {
 
@@ -15,17 +19,30 @@ namespace Tulvo::Cli {
 /// Throws std::runtime_error when the host has no thread left.
 void WatchForInterrupts();
 
+/// What becomes of the output when a signal ends the process.
+enum class AtSignal : std::uint8_t
+{
+    kSayNoMore,      ///< Nothing is printed any more.
+    kPrintComplete,  ///< Whoever reads prints what it has, as long as the Conversation lives.
+};
+
 /// While one lives, a signal has it stopped and waits for its end, as long as a log-out may take.
 class Conversation
 {
 public:
-    Conversation();
+    explicit Conversation(AtSignal atSignal = AtSignal::kSayNoMore);
     Conversation(const Conversation&) = delete;
     Conversation& operator=(const Conversation&) = delete;
     ~Conversation();
     /// Stop is requested when the process is asked to end.
     std::stop_token StopToken() const;
+
+private:
+    AtSignal atSignal_;
 };
+
+/// How the process ends because of a signal; nothing when none has come.
+std::optional<ExitCode> Interrupted();
 
 }  // namespace Tulvo::Cli
 

@@ -166,17 +166,19 @@ ExitCode ExitCodeOf(const Report& report)
     if (report.IsComplete()) {
         return ExitCode::kEverythingRead;
     }
-    if (report.HasConversation() || !report.enclosure.error) {
-        return ExitCode::kSomeQueriesFailed;
-    }
-    return MeaningOf(*report.enclosure.error).code;
+    const Failure* const why = report.WhyNothingWasRead();
+    return why == nullptr ? ExitCode::kSomeQueriesFailed : MeaningOf(*why).code;
 }
 
 std::vector<std::string> Messages(const Report& report)
 {
+    if (const Failure* const why = report.WhyNothingWasRead()) {
+        return {NoConversation(*why, report.enclosure.source.overHttps)};
+    }
     const auto& error = report.enclosure.error;
-    if (error && !report.HasConversation()) {
-        return {NoConversation(*error, report.enclosure.source.overHttps)};
+    const bool onThisSide = error && error->cause == Cause::kLocal && report.notRead.empty();
+    if (onThisSide && report.selected == 0) {
+        return {Explained(*error, "")};
     }
     if (error && report.selected != 0) {
         return {"PSU" + std::to_string(report.selected) +

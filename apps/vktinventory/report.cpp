@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vktinventory/report.h"
 
-#include <chrono>
 #include <utility>
 
 namespace Tulvo::Cli {
@@ -11,24 +10,18 @@ bool Report::HasConversation() const
     return enclosure.module.powerSupplyCount.HasValue();
 }
 
-Report ReportOf(const Command& command, Enclosures::Enclosure enclosure)
+const Failure* Report::WhyNothingWasRead() const
 {
-    Report report{.command = &command, .enclosure = std::move(enclosure)};
-    report.notRead = Enclosures::NotRead(report.enclosure);
-    report.judgement = Enclosures::Judge(report.enclosure);
-    return report;
+    return enclosure.error && !HasConversation() ? &*enclosure.error : nullptr;
 }
 
-Report ReportOf(const Command& command, std::uint8_t supply, const Enclosures::Selection& selection)
+Report ReportOf(const Command& command, Enclosures::Enclosure enclosure,
+                const Enclosures::Expectations& expectations)
 {
-    Enclosures::Enclosure enclosure;
-    enclosure.time = std::chrono::system_clock::now() - selection.cost.elapsed;
-    enclosure.source = selection.source;
-    enclosure.error = selection.failure;
-    enclosure.module.powerSupplyCount = selection.powerSupplyCount;
-    enclosure.cost = selection.cost;
-    Report report = ReportOf(command, std::move(enclosure));
-    report.selected = supply;
+    Report report{.command = &command, .enclosure = std::move(enclosure)};
+    report.host = report.enclosure.source.host;
+    report.notRead = Enclosures::NotRead(report.enclosure);
+    report.judgement = Enclosures::Judge(report.enclosure, expectations);
     return report;
 }
 

@@ -5,18 +5,24 @@
 #define APPS_VKTINVENTORY_REPORT_H
 
 #include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "apps/vktinventory/commands.h"
+#include "common/failure/failure.h"
 #include "module/vkt/vkt_enclosure/enclosure.h"
 #include "module/vkt/vkt_enclosure/health.h"
-#include "module/vkt/vkt_enclosure/read_enclosure.h"
 
 namespace Tulvo::Cli {
 
 struct Report
 {
     const Command* command = nullptr;
+    std::string host = {};                  ///< As it was named, with its port if it was.
+    std::optional<std::string> group = {};  ///< Of the fleet file.
+    std::map<std::string, std::string> labels = {};
     /// After a selection only the module's status and the source; the error is the selection's.
     Enclosures::Enclosure enclosure;
     std::uint8_t selected = 0;  ///< The supply that was to be selected; 0 when none was.
@@ -25,12 +31,13 @@ struct Report
 
     /// Whether the module told what it is, without which nothing else can be asked.
     bool HasConversation() const;
+    /// Why there was no conversation; null when there was one.
+    const Failure* WhyNothingWasRead() const;
     bool IsComplete() const { return !enclosure.error && notRead.empty(); }
 };
 
-Report ReportOf(const Command& command, Enclosures::Enclosure enclosure);
-Report ReportOf(const Command& command, std::uint8_t supply,
-                const Enclosures::Selection& selection);
+Report ReportOf(const Command& command, Enclosures::Enclosure enclosure,
+                const Enclosures::Expectations& expectations = {});
 
 }  // namespace Tulvo::Cli
 

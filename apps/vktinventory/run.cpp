@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vktinventory/run.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <optional>
 #include <string_view>
-#include <system_error>
 #include <utility>
+#include <variant>
 
+#include "apps/vktinventory/ask.h"
 #include "apps/vktinventory/input/arguments.h"
 #include "apps/vktinventory/input/password.h"
 #include "apps/vktinventory/input/password_prompt.h"
-#include "apps/vktinventory/input/target.h"
+#include "apps/vktinventory/input/targets.h"
 #include "apps/vktinventory/interrupt.h"
 #include "apps/vktinventory/outcome.h"
 #include "apps/vktinventory/output/diagnostics.h"
-#include "apps/vktinventory/output/render_json.h"
-#include "apps/vktinventory/output/render_table.h"
+#include "apps/vktinventory/output/renderer.h"
+#include "apps/vktinventory/run_many.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -35,13 +35,23 @@ ExitCode Fail(ExitCode code, std::string_view message)
     return code;
 }
 
+/// @param mistakes a line each.
+ExitCode FailForEach(std::string_view mistakes)
+{
+    while (!mistakes.empty()) {
+        Complain(mistakes.substr(0, mistakes.find('\n')));
+        mistakes.remove_prefix(std::min(mistakes.find('\n'), mistakes.size() - 1) + 1);
+    }
+    return ExitCode::kWrongUsage;
+}
+
 ExitCode Print(std::string_view text, ExitCode code)
 {
     if (WriteOut(text)) {
         return code;
     }
-    return Fail(ExitCode::kOutputFailed, "the results cannot be written to standard output: " +
-                                             std::generic_category().message(errno));
+    ComplainAboutOutput(errno);
+    return ExitCode::kOutputFailed;
 }
 
 std::string PasswordFor(const Options& options, std::string given)
@@ -58,68 +68,68 @@ std::string PasswordFor(const Options& options, std::string given)
     }
 }
 
-Report Ask(const Options& options, const Enclosures::Target& target)
+Enclosures::Enclosure AskOne(const Options& options, const Targets& targets)
 {
     const Conversation conversation;
-    const Enclosures::Limits limits{.deadline = options.timeout, .stop = conversation.StopToken()};
-    const Command& command = *options.command;
-    const auto number = static_cast<std::uint8_t>(options.number);
-    if (command.action == Action::kSelectSupply) {
-        return ReportOf(command, number, Enclosures::SelectSupply(target, number, limits));
-    }
-    return ReportOf(command, Enclosures::ReadEnclosure(target, {command.read, number}, limits));
+    return Ask(options, targets.Target(0),
+               {.deadline = targets.Timeout(0), .stop = conversation.StopToken()});
 }
 
-/// Only the module knows how many nodes and slots it has; a number above that is still wrong usage.
-std::optional<std::string> WrongNumber(const Options& options, const Enclosures::Module& module)
-{
-    const bool ofNode = options.command->action == Action::kReadNode;
-    const std::uint8_t* const count =
-        ofNode ? module.nodeCount.Get() : module.powerSupplyCount.Get();
-    if (count == nullptr || options.number <= *count) {
-        return std::nullopt;
-    }
-    return (ofNode ? "node " : "power supply ") + std::to_string(options.number) +
-           ": this enclosure has " + (ofNode ? "nodes" : "power supplies") + " 1 to " +
-           std::to_string(*count);
-}
-
-/// JSON has a place for the reason why nothing was read, a table has not.
-ExitCode PrintReport(const Report& report, Format format)
+ExitCode PrintReport(const Report& report, Renderer& renderer)
 {
     for (const std::string& message : Messages(report)) {
         Complain(message);
     }
-    const ExitCode code = ExitCodeOf(report);
-    if (format == Format::kJson) {
-        return Print(RenderJson(report), code);
+    return Print(renderer.Begin() + renderer.Add(0, report) + renderer.End(), ExitCodeOf(report));
+}
+
+/// One enclosure that was given by name.
+ExitCode RunOne(const Options& options, const Targets& targets)
+{
+    const Report report = ReportFor(options, targets.Member(0), AskOne(options, targets));
+    const auto wrong = WrongNumber(options, report.enclosure.module);
+    const ExitCode code = wrong ? Fail(ExitCode::kWrongUsage, *wrong)
+                                : PrintReport(report, *RendererFor(options, false, WantsColour()));
+    if (options.verbosity > 0) {
+        Complain(CostLine(report.enclosure));
     }
-    const bool someRead = code == ExitCode::kEverythingRead || code == ExitCode::kSomeQueriesFailed;
-    return someRead ? Print(RenderTable(report, WantsColour()), code) : code;
+    return code;
+}
+
+ExitCode PrintHosts(const std::vector<std::string>& hosts)
+{
+    std::string lines;
+    for (const std::string& host : hosts) {
+        lines += host + '\n';
+    }
+    return Print(lines, ExitCode::kEverythingRead);
 }
 
 ExitCode RunWith(const Options& options, Arguments arguments)
 {
     StartLogging(options.verbosity);
-    const auto kg = KeyFrom(arguments.kg);
+    const auto kg = Fleet::KgFrom(arguments.kg);
     if (!kg) {
         return Fail(ExitCode::kWrongUsage, kBadKey);
     }
-    if (options.insecure) {
-        Complain(kTrustsAnybody);
+    if (const auto why = WhyNoSuchOutput(options)) {
+        return Fail(ExitCode::kWrongUsage, *why);
     }
     try {
-        const Report report = Ask(
-            options, TargetOf(options, PasswordFor(options, std::move(arguments.password)), *kg));
-        const auto wrong = WrongNumber(options, report.enclosure.module);
-        const ExitCode code =
-            wrong ? Fail(ExitCode::kWrongUsage, *wrong) : PrintReport(report, options.format);
-        if (options.verbosity > 0) {
-            Complain(CostLine(report.enclosure));
+        if (options.command->action == Action::kHosts) {
+            return PrintHosts(HostsOf(options));
         }
-        return code;
+        const Targets targets(
+            options, {*kg, [&] { return PasswordFor(options, std::move(arguments.password)); }});
+        if (targets.TrustAnybody()) {
+            Complain(kTrustsAnybody);
+        }
+        const bool once = !targets.AreMany() && !options.repetition;
+        return once ? RunOne(options, targets) : RunMany(options, targets);
     } catch (const NoPassword& reason) {
         return Fail(ExitCode::kWrongUsage, reason.what());
+    } catch (const WrongUsage& reason) {
+        return FailForEach(reason.what());
     }
 }
 

@@ -79,7 +79,7 @@ class Completions(unittest.TestCase):
                     "vktinventory --interface=h": ["https"],
                     "vktinventory -C ": ["3", "17"],
                     "vktinventory -L ": ["USER", "OPERATOR", "ADMINISTRATOR"],
-                    "vktinventory --format ": ["table", "json"],
+                    "vktinventory --format ": ["table", "json", "jsonl", "csv"],
                     "vktinventory -I https --auth ": ["basic", "session"]})
 
     def test_no_value_is_made_up(self):

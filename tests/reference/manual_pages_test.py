@@ -16,6 +16,7 @@ PAGES = (
     "vkt-simulator.1",
     "vktinventory.3",
     "vktinventory.toml.5",
+    "fleet.toml.5",
     "vkt-scenario.5",
 )
 INVENTORY = SOURCE / "src/module/vkt/vkt_inventory"
@@ -24,7 +25,7 @@ RECORDS = INVENTORY / "vkt_inventory_records.h"
 # What is asked for as a setting: the argument of a call, or a text that looks like one and may be
 # handed on to a call.
 SETTING = re.compile(r'(?:Get|Find)GlobalConfig\w+\(\s*"(\w+)"|"([A-Z][A-Z0-9]*_[A-Z0-9_]+)"')
-VARIABLE = re.compile(r'(?:getenv|IsSet)\("(\w+)"\)|kVariable = "(\w+)"')
+VARIABLE = re.compile(r'(?:getenv|IsSet|Variable)\("(\w+)"\)|kVariable = "(\w+)"')
 
 
 def path_of(page, folder=BUILT / "share/man"):
@@ -115,13 +116,22 @@ class Commands(unittest.TestCase):
             self.assertEqual(names, options_of(program))
 
     def test_commands_are_those_of_help(self):
-        tags = re.findall(r"^\.It Cm (\S+)(?: Ar N)?$", section("vktinventory.1", "COMMANDS"), re.MULTILINE)
+        tags = re.findall(r"^\.It Cm (\S+)(?: Ar \S+)?$", section("vktinventory.1", "COMMANDS"), re.MULTILINE)
         self.assertEqual(tags, list(commands_of("vktinventory")))
 
     def test_environment_is_what_the_programs_ask_for(self):
         pages = section("vktinventory.1", "ENVIRONMENT") + section("vktinventory.3", "ENVIRONMENT")
         documented = set(re.findall(r"^\.It Ev (\w+[A-Z])\b", pages, re.MULTILINE))
         self.assertEqual(documented, names_in(VARIABLE, "src", "apps/vktinventory"))
+
+
+class FleetFile(unittest.TestCase):
+    def test_keys_are_those_that_are_read(self):
+        """The reader's table names each key and what reads it; a group's hosts and names stand apart."""
+        reader = (SOURCE / "src/fleet/fleet_reader.cpp").read_text()
+        keys = set(re.findall(r'^    \{"([a-z-]+)", &FleetReader::', reader, re.MULTILINE)) | {"name", "hosts"}
+        tags = re.findall(r"^\.It Ic (.*)$", section("fleet.toml.5", "KEYS"), re.MULTILINE)
+        self.assertEqual({key for tag in tags for key in tag.split(" , ")}, keys)
 
 
 class Scenarios(unittest.TestCase):

@@ -15,8 +15,9 @@ SCHEMA = pathlib.Path(os.environ["VKT_SCHEMA"])
 TIMEOUT = 120
 
 
-# A configuration that says nothing, whatever this machine's own says.
+# A configuration and a fleet file that say nothing, whatever this machine's own say.
 NO_CONFIGURATION = tempfile.NamedTemporaryFile(suffix=".toml")
+NO_FLEET = tempfile.NamedTemporaryFile(suffix=".toml")
 
 
 class Enclosure:
@@ -81,7 +82,7 @@ def arguments_once_hidden(pid):
 
 def environment_with(changes=None):
     environment = {key: os.environ[key] for key in os.environ if key not in ("NO_COLOR", "TERM")}
-    environment.update({"TERM": "xterm", "VKT_CONFIG": NO_CONFIGURATION.name, **(changes or {})})
+    environment.update({"TERM": "xterm", "VKT_CONFIG": NO_CONFIGURATION.name, "VKT_FLEET": NO_FLEET.name, **(changes or {})})
     return environment
 
 

@@ -2,6 +2,7 @@
 #include "tests/vktinventory_command/fake_enclosure.h"
 
 #include <algorithm>
+#include <mutex>
 #include <variant>
 
 namespace Tulvo::Test {
@@ -86,11 +87,25 @@ Enclosures::Enclosure Within(const Scope& scope, Enclosures::Enclosure record)
 void Name(Source& source, const Target& target)
 {
     source.host = target.host;
-    source.port = target.port;
     source.overHttps = std::holds_alternative<Https>(target.transport);
+    const std::uint16_t usual = source.overHttps ? 443 : 623;
+    source.port = target.port == 0 ? usual : target.port;
     if (source.overHttps) {
         source.cipherSuite.reset();
     }
+}
+
+void RefuseIn(Enclosures::Enclosure& record, const Failure& failure)
+{
+    const Unread unread(failure);
+    record.source.cipherSuite.reset();
+    record.error = failure;
+    record.module = {unread, unread, unread, unread};
+    record.identity = {unread, unread, unread, unread};
+    record.consumption = unread;
+    record.caps = unread;
+    record.powerSupplies.clear();
+    record.nodes.clear();
 }
 
 }  // namespace
@@ -126,15 +141,12 @@ FakeEnclosure FakeEnclosure::Healthy()
 
 void FakeEnclosure::Refuse(const Failure& failure)
 {
-    const Unread unread(failure);
-    record.source.cipherSuite.reset();
-    record.error = failure;
-    record.module = {unread, unread, unread, unread};
-    record.identity = {unread, unread, unread, unread};
-    record.consumption = unread;
-    record.caps = unread;
-    record.powerSupplies.clear();
-    record.nodes.clear();
+    RefuseIn(record, failure);
+}
+
+void FakeEnclosure::Refuse(const std::string& host, const Failure& failure)
+{
+    RefuseIn(others[host] = record, failure);
 }
 
 }  // namespace Tulvo::Test
@@ -143,14 +155,24 @@ namespace Tulvo::Enclosures {
 
 using Test::FakeEnclosure;
 
+namespace {
+
+std::mutex oneAtATime;
+
+}  // namespace
+
 Enclosure ReadEnclosure(const Target& target, const Scope& scope, const Limits& limits)
 {
     FakeEnclosure& fake = FakeEnclosure::Current();
+    fake.whileReading(target);
+    const std::lock_guard lock(oneAtATime);
     fake.asked = target;
     fake.scope = scope;
     fake.limits = limits;
     fake.onRead();
-    Enclosure record = Test::Within(scope, fake.record);
+    const auto other = fake.others.find(target.host);
+    Enclosure record =
+        Test::Within(scope, other == fake.others.end() ? fake.record : other->second);
     Test::Name(record.source, target);
     return record;
 }
@@ -158,6 +180,7 @@ Enclosure ReadEnclosure(const Target& target, const Scope& scope, const Limits& 
 Selection SelectSupply(const Target& target, std::uint8_t number, const Limits& limits)
 {
     FakeEnclosure& fake = FakeEnclosure::Current();
+    const std::lock_guard lock(oneAtATime);
     fake.asked = target;
     fake.limits = limits;
     Selection selection;

@@ -6,6 +6,7 @@
 #define TESTS_VKTINVENTORY_COMMAND_FAKE_ENCLOSURE_H
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -44,13 +45,17 @@ struct FakeEnclosure
 
     /// Nothing at all is read, for that reason.
     void Refuse(const Failure& failure);
+    /// Nothing at all is read of that host.
+    void Refuse(const std::string& host, const Failure& failure);
 
     /// What a read of everything gives; of others the command gets what it asks for.
     Enclosures::Enclosure record;
+    std::map<std::string, Enclosures::Enclosure> others = {};  ///< By host, where not `record`.
     std::optional<Failure> selectionFailure;
     std::function<void()> onRead = [] {};
+    std::function<void(const Enclosures::Target&)> whileReading = [](const Enclosures::Target&) {};
 
-    // What the command asked.
+    // What the command asked, of several the last.
     std::optional<Enclosures::Target> asked;
     Enclosures::Scope scope;
     Enclosures::Limits limits;

@@ -61,12 +61,14 @@ INSTANTIATE_TEST_SUITE_P(
                      {"-H", "h", "-N", "1", "-R", "2"},
                      "there is no flag -N; waiting and asking again follow the module; --timeout S "
                      "bounds all of it"},
-        MistypedCase{"HostWithoutValue",
-                     {"-H"},
-                     "-H, --host needs HOST behind it: Address or name of the module; required"},
-        MistypedCase{"HostBeforeAnotherFlag",
-                     {"-H", "-U", "admin"},
-                     "-H, --host needs HOST behind it: Address or name of the module; required"},
+        MistypedCase{
+            "HostWithoutValue",
+            {"-H"},
+            "-H, --host needs HOST behind it: Address or name of the module, or a pattern"},
+        MistypedCase{
+            "HostBeforeAnotherFlag",
+            {"-H", "-U", "admin"},
+            "-H, --host needs HOST behind it: Address or name of the module, or a pattern"},
         MistypedCase{"FileBeforeAnotherFlag",
                      {"-H", "h", "--password-file", "--verbose"},
                      "--password-file needs FILE behind it: File whose first line is the password"},

@@ -61,7 +61,7 @@ TEST_F(Run, LeavesOpenWhatNoFlagNames)
     EXPECT_FALSE(Fake().limits.stop.stop_requested());
     RunConnected({"-I", "https"});
     EXPECT_FALSE(AskedOverHttps().trust);
-    EXPECT_EQ(Asked().port, 443);
+    EXPECT_EQ(Asked().port, 0);
     EXPECT_EQ(AskedOverHttps().authentication, HttpAuthentication::kSession);
 }
 
@@ -76,6 +76,26 @@ TEST_F(Run, TrustsOverHttpsWhomItIsToldTo)
     EXPECT_EQ(std::get<TrustAuthorityFile>(AskedOverHttps().trust.value()).path, "/dev/null");
     RunConnected({"-I", "https", "--insecure"});
     EXPECT_TRUE(std::holds_alternative<TrustAnybody>(AskedOverHttps().trust.value()));
+}
+
+struct UselessFlag
+{
+    std::vector<std::string> words;
+    const char* reason;
+};
+
+TEST_F(Run, RefusesAFlagThatNoEnclosureHasUseFor)
+{
+    const UselessFlag cases[] = {
+        {{"--insecure"}, "vktinventory: --insecure: goes only with -I https"},
+        {{"-I", "https", "-C", "3"}, "vktinventory: --cipher-suite: does not go with -I https"},
+        {{"-I", "https", "-k", "key"}, "vktinventory: --kg: does not go with -I https"}};
+    for (const UselessFlag& tested : cases) {
+        const Ran ran = RunConnected(tested.words);
+        EXPECT_EQ(ran.code, ExitCode::kWrongUsage);
+        EXPECT_THAT(ran.error, testing::StartsWith(tested.reason));
+        EXPECT_FALSE(Fake().asked);
+    }
 }
 
 struct KeyCase

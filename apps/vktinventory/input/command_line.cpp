@@ -9,13 +9,13 @@
 #include "apps/vktinventory/input/misuse.h"
 #include "apps/vktinventory/input/suggestion.h"
 #include "common/text/pin.h"
+#include "fleet/fan_out.h"
 
 namespace Tulvo::Cli {
 namespace {
 
-constexpr std::uint16_t kIpmiPort = 623;
-constexpr std::uint16_t kHttpsPort = 443;
 constexpr int kLongestTimeout = 86400;
+constexpr std::uint64_t kMostRounds = 1'000'000'000;
 
 template <class T>
 struct Choice
@@ -24,10 +24,11 @@ struct Choice
     T value;
 };
 
-constexpr Choice<TulvoConnection::ConnectionType> kInterfaces[] = {
-    {"lanplus", TulvoConnection::kConnectOverRmcpPlus},
-    {"https", TulvoConnection::kConnectOverHttps}};
-constexpr Choice<Format> kFormats[] = {{"table", Format::kTable}, {"json", Format::kJson}};
+constexpr Choice<bool> kInterfaces[] = {{"lanplus", false}, {"https", true}};
+constexpr Choice<Format> kFormats[] = {{"table", Format::kTable},
+                                       {"json", Format::kJson},
+                                       {"jsonl", Format::kJsonLines},
+                                       {"csv", Format::kCsv}};
 constexpr Choice<Enclosures::HttpAuthentication> kAuthentications[] = {
     {"session", Enclosures::HttpAuthentication::kSession},
     {"basic", Enclosures::HttpAuthentication::kBasic}};
@@ -142,7 +143,8 @@ constexpr std::size_t kHelpColumn = 28;
 
 std::string Synopsis(const Command& command)
 {
-    return std::string(command.name) + (command.argument.empty() ? "" : " N");
+    std::string words(command.name);
+    return command.operands.empty() ? words : words + ' ' + std::string(command.operands);
 }
 
 std::string ExamplesHelp()
@@ -164,7 +166,9 @@ public:
     {
         const Command* command = CommandNamed(app->get_name());
         const std::string words = command == nullptr ? "[COMMAND]" : Synopsis(*command);
-        return "Usage: vktinventory -H HOST [FLAG]... " + words + "\n";
+        const bool asks = command == nullptr || command->action != Action::kHosts;
+        return "Usage: vktinventory " + std::string(asks ? "-H HOST " : "") + "[FLAG]... " + words +
+               "\n";
     }
 
     std::string make_subcommand(const CLI::App* sub) const override
@@ -206,32 +210,49 @@ private:
 
 struct Flags
 {
+    std::optional<int> https;
+    std::optional<int> cipherSuite;
+    std::optional<int> privilege;
+    std::optional<int> authentication;
+    std::string caFile;
+    std::string pin;
+    bool insecure = false;
     std::string hiddenPassword;
     std::string hiddenKg;
-    int timeoutSeconds = 0;
+    std::optional<int> timeoutSeconds;
+    int everySeconds = 0;
+    std::uint64_t rounds = 0;
+    std::vector<std::string> labels;
     bool fromEnvironment = false;
 };
 
+/// A flag that may be repeated; each takes the one word behind it.
+CLI::Option* AddRepeatable(CLI::App& app, const std::string& names,
+                           std::vector<std::string>& values, const std::string& help)
+{
+    return app.add_option(names, values, help)->allow_extra_args(false)->check(NotEmpty());
+}
+
 constexpr const char* kConnection = "Connection";
+constexpr const char* kSeveral = "Several enclosures";
 constexpr const char* kIpmiOnly = "With -I lanplus";
 constexpr const char* kHttpsOnly = "With -I https";
 
 void AddConnectionFlags(CLI::App& app, Options& options, Flags& flags)
 {
-    app.add_option("-I,--interface", options.interface, "lanplus (default) or https")
+    app.add_option("-I,--interface", flags.https, "lanplus (default) or https")
         ->transform(OneOf(kInterfaces))
         ->option_text("NAME")
         ->group(kConnection);
-    app.add_option("-H,--host", options.host, "Address or name of the module; required")
-        ->check(NotEmpty())
+    AddRepeatable(app, "-H,--host", options.hosts, "Address or name of the module, or a pattern")
         ->check(HostName())
         ->option_text("HOST")
         ->group(kConnection);
-    app.add_option("-p,--port", options.port, "Port; default 623, with https 443")
+    app.add_option("-p,--port", options.settings.port, "Port; default 623, with https 443")
         ->transform(NumberFrom(1, 65535))
         ->option_text("PORT")
         ->group(kConnection);
-    app.add_option("-U,--user", options.user, "User to log in as")
+    app.add_option("-U,--user", options.settings.user, "User to log in as")
         ->check(NotEmpty())
         ->option_text("USER")
         ->group(kConnection);
@@ -257,14 +278,48 @@ void AddConnectionFlags(CLI::App& app, Options& options, Flags& flags)
         ->group(kConnection);
 }
 
-void AddIpmiFlags(CLI::App& app, Options& options, Flags& flags)
+CLI::Validator IsKeyAndValue()
 {
-    app.add_option("-C,--cipher-suite", options.cipherSuite,
+    return CLI::Validator(
+        [](const std::string& word) {
+            const std::size_t end = word.find('=');
+            const bool both = end != word.npos && end != 0;
+            return both ? std::string() : "\"" + word + "\" is no KEY=VALUE";
+        },
+        "");
+}
+
+void AddFleetFlags(CLI::App& app, Options& options, Flags& flags)
+{
+    AddRepeatable(app, "-x,--exclude", options.without, "Hosts to leave out, as a pattern")
+        ->option_text("HOST")
+        ->group(kSeveral);
+    app.add_option("--fleet", options.fleetFile, "Fleet file; default see vktinventory(1)")
+        ->check(NotEmpty())
+        ->option_text("FILE")
+        ->group(kSeveral);
+    AddRepeatable(app, "--group", options.selection.groups, "Hosts of a group of the fleet file")
+        ->option_text("GROUP")
+        ->group(kSeveral);
+    AddRepeatable(app, "--label", flags.labels, "Hosts with this label in the fleet file")
+        ->check(IsKeyAndValue())
+        ->option_text("KEY=VALUE")
+        ->group(kSeveral);
+    app.add_flag("--all", options.selection.all, "All hosts of the fleet file")->group(kSeveral);
+    app.add_option("--fanout", options.fanOut, "How many to ask at a time; default 64")
+        ->transform(NumberFrom(1, Fleet::kMostAtOnce))
+        ->option_text("N")
+        ->group(kSeveral);
+}
+
+void AddIpmiFlags(CLI::App& app, Flags& flags)
+{
+    app.add_option("-C,--cipher-suite", flags.cipherSuite,
                    "Cipher suite, 3 or 17; default 17, else 3")
         ->transform(OneOf(kCipherSuites))
         ->option_text("SUITE")
         ->group(kIpmiOnly);
-    app.add_option("-L,--privilege", options.privilege,
+    app.add_option("-L,--privilege", flags.privilege,
                    "At most USER, OPERATOR, ADMINISTRATOR (default)")
         ->transform(OneOf(kPrivileges))
         ->option_text("LEVEL")
@@ -275,36 +330,51 @@ void AddIpmiFlags(CLI::App& app, Options& options, Flags& flags)
         ->group(kIpmiOnly);
 }
 
-void AddHttpsFlags(CLI::App& app, Options& options)
+void AddHttpsFlags(CLI::App& app, Flags& flags)
 {
-    auto* caFile = app.add_option("--ca-file", options.caFile,
-                                  "Authorities to trust, PEM; default the system's")
-                       ->check(NotEmpty())
-                       ->check(CLI::ExistingFile)
-                       ->option_text("FILE")
-                       ->group(kHttpsOnly);
-    auto* pin = app.add_option("--pin", options.pin, "Trust only this key: sha256//BASE64")
+    auto* caFile =
+        app.add_option("--ca-file", flags.caFile, "Authorities to trust, PEM; default the system's")
+            ->check(NotEmpty())
+            ->check(CLI::ExistingFile)
+            ->option_text("FILE")
+            ->group(kHttpsOnly);
+    auto* pin = app.add_option("--pin", flags.pin, "Trust only this key: sha256//BASE64")
                     ->check(NotEmpty())
                     ->check(Pin())
                     ->option_text("PIN")
                     ->group(kHttpsOnly)
                     ->excludes(caFile);
-    app.add_flag("--insecure", options.insecure, "Trust any certificate; not for real passwords")
+    app.add_flag("--insecure", flags.insecure, "Trust any certificate; not for real passwords")
         ->group(kHttpsOnly)
         ->excludes(caFile)
         ->excludes(pin);
-    app.add_option("--auth", options.authentication, "session (default) or basic")
+    app.add_option("--auth", flags.authentication, "session (default) or basic")
         ->transform(OneOf(kAuthentications))
         ->option_text("HOW")
         ->group(kHttpsOnly);
 }
 
-void AddOutputFlags(CLI::App& app, Options& options)
+void AddOutputFlags(CLI::App& app, Options& options, Flags& flags)
 {
-    app.add_option("--format", options.format, "table (default) or json")
+    app.add_option("--format", options.format, "table (default), json, jsonl or csv")
         ->transform(OneOf(kFormats))
         ->option_text("FORMAT")
         ->group("Output");
+    app.add_option("--fields", options.fields, "Columns of csv, such as host,power_average")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->check(NotEmpty())
+        ->option_text("KEYS")
+        ->group("Output");
+    auto* every = app.add_option("--every", flags.everySeconds, "Seconds after which to read again")
+                      ->transform(NumberFrom(1, kLongestTimeout))
+                      ->option_text("S")
+                      ->group("Output");
+    app.add_option("--count", flags.rounds, "How often to read; else until Ctrl-C")
+        ->transform(NumberFrom(1, kMostRounds))
+        ->option_text("N")
+        ->group("Output")
+        ->needs(every);
     app.add_flag("-v,--verbose", options.verbosity, "Log to standard error; -vv logs every byte")
         ->group("Output");
 }
@@ -315,7 +385,11 @@ void AddCommand(CLI::App& app, Options& options, const Command& command)
     sub->fallthrough();
     sub->group("Commands");
     sub->footer("\nFlags of the connection and exit codes: vktinventory --help");
-    if (!command.argument.empty()) {
+    if (command.largest == 0 && !command.operands.empty()) {
+        sub->add_option(std::string(command.operands), options.operands,
+                        std::string(command.argument))
+            ->check(NotEmpty());
+    } else if (command.largest != 0) {
         sub->add_option("N", options.number, std::string(command.argument))
             ->required()
             ->transform(NumberFrom(1, command.largest));
@@ -323,17 +397,65 @@ void AddCommand(CLI::App& app, Options& options, const Command& command)
     sub->final_callback([&options, &command] { options.command = &command; });
 }
 
-/// Flags of one interface make no sense with the other; silence would let a typing error decide how
-/// a certificate is checked.
-void RefuseFlagsOfTheOther(const CLI::App& app, const Options& options)
+/// The first flag of that group in the line, by its long name; empty when there is none.
+std::string FirstOf(const std::string& group, const CLI::App& app)
 {
-    const bool https = options.interface == TulvoConnection::kConnectOverHttps;
-    const std::string foreign = https ? kIpmiOnly : kHttpsOnly;
-    const std::string reason = https ? "does not go with -I https" : "goes only with -I https";
     for (const CLI::Option* option : app.get_options()) {
-        if (option->count() != 0 && option->get_group() == foreign) {
-            throw CLI::ValidationError(option->get_name(), reason);
+        if (option->count() != 0 && option->get_group() == group) {
+            return option->get_name();
         }
+    }
+    return {};
+}
+
+std::optional<Fleet::TrustSetting> TrustOf(const Flags& flags)
+{
+    if (flags.insecure) {
+        return Enclosures::TrustAnybody{};
+    }
+    if (!flags.pin.empty()) {
+        return Enclosures::TrustPinnedKey{flags.pin};
+    }
+    if (!flags.caFile.empty()) {
+        return Enclosures::TrustAuthorityFile{flags.caFile};
+    }
+    return std::nullopt;
+}
+
+template <class To>
+std::optional<To> As(const std::optional<int>& number)
+{
+    return number ? std::optional(static_cast<To>(*number)) : std::nullopt;
+}
+
+Fleet::Settings SettingsOf(const Flags& flags, Fleet::Settings settings)
+{
+    settings.https = As<bool>(flags.https);
+    settings.cipherSuite = As<std::uint8_t>(flags.cipherSuite);
+    settings.privilege = As<Enclosures::Privilege>(flags.privilege);
+    settings.trust = TrustOf(flags);
+    settings.authentication = As<Enclosures::HttpAuthentication>(flags.authentication);
+    settings.timeout = As<std::chrono::seconds>(flags.timeoutSeconds);
+    return settings;
+}
+
+void RequireHost(const Options& options)
+{
+    const Fleet::Selection& selection = options.selection;
+    const bool named = !options.hosts.empty() || !options.operands.empty() || selection.all ||
+                       !selection.groups.empty() || !selection.labels.empty();
+    if (!named) {
+        throw CLI::ValidationError("-H HOST is missing: the address or name of the module");
+    }
+}
+
+void RequireFittingFormat(const Options& options, const Flags& flags)
+{
+    if (options.format == Format::kJson && flags.everySeconds != 0) {
+        throw CLI::ValidationError("--every", "goes with table, jsonl and csv, not with json");
+    }
+    if (!options.fields.empty() && options.format != Format::kCsv) {
+        throw CLI::ValidationError("--fields", "goes only with --format csv");
     }
 }
 
@@ -350,21 +472,25 @@ PasswordSource SourceOf(const CLI::App& app, const Flags& flags)
 
 void Complete(const CLI::App& app, const Flags& flags, Options& options)
 {
-    if (options.host.empty()) {
-        throw CLI::ValidationError("-H HOST is missing: the address or name of the module");
-    }
-    RefuseFlagsOfTheOther(app, options);
-    options.passwordSource = SourceOf(app, flags);
-    if (flags.timeoutSeconds != 0) {
-        options.timeout = std::chrono::seconds(flags.timeoutSeconds);
-    }
-    if (options.port == 0) {
-        options.port =
-            options.interface == TulvoConnection::kConnectOverRmcpPlus ? kIpmiPort : kHttpsPort;
-    }
     if (options.command == nullptr) {
         options.command = kCommands;
     }
+    for (const std::string& label : flags.labels) {
+        const std::size_t end = label.find('=');
+        options.selection.labels.push_back({label.substr(0, end), label.substr(end + 1)});
+    }
+    RequireHost(options);
+    RequireFittingFormat(options, flags);
+    options.lanplusFlag = FirstOf(kIpmiOnly, app);
+    options.httpsFlag = FirstOf(kHttpsOnly, app);
+    options.settings = SettingsOf(flags, std::move(options.settings));
+    if (flags.everySeconds != 0) {
+        options.repetition.emplace().every = std::chrono::seconds(flags.everySeconds);
+    }
+    if (flags.rounds != 0) {
+        options.repetition->count = flags.rounds;
+    }
+    options.passwordSource = SourceOf(app, flags);
 }
 
 void Describe(CLI::App& app, Options& options, Flags& flags)
@@ -373,9 +499,10 @@ void Describe(CLI::App& app, Options& options, Flags& flags)
     app.set_version_flag("-V,--version", "vktinventory " VKT_VERSION, "Print the version and end");
     app.formatter(std::make_shared<HelpFormatter>());
     AddConnectionFlags(app, options, flags);
-    AddIpmiFlags(app, options, flags);
-    AddHttpsFlags(app, options);
-    AddOutputFlags(app, options);
+    AddFleetFlags(app, options, flags);
+    AddIpmiFlags(app, flags);
+    AddHttpsFlags(app, flags);
+    AddOutputFlags(app, options, flags);
     for (const Command& command : kCommands) {
         AddCommand(app, options, command);
     }

@@ -15,8 +15,8 @@
 
 #include "apps/vktinventory/commands.h"
 #include "apps/vktinventory/exit_code.h"
-#include "common/connection/connection_values.h"
-#include "module/vkt/vkt_enclosure/target.h"
+#include "fleet/fleet_file.h"
+#include "fleet/settings.h"
 
 namespace CLI {
 class App;
@@ -28,6 +28,15 @@ enum class Format
 {
     kTable,
     kJson,
+    kJsonLines,
+    kCsv,
+};
+
+/// How long to wait between reading all of them and reading them again.
+struct Repetition
+{
+    std::chrono::seconds every{};
+    std::optional<std::uint64_t> count;  ///< Of rounds; without it until somebody ends the command.
 };
 
 enum class PasswordSource
@@ -40,23 +49,25 @@ enum class PasswordSource
 
 struct Options
 {
-    TulvoConnection::ConnectionType interface = TulvoConnection::kConnectOverRmcpPlus;
-    std::string host;
-    std::uint16_t port = 0;
-    std::string user;
+    std::vector<std::string> hosts;    ///< Patterns, each of one host or many.
+    std::vector<std::string> without;  ///< Patterns of hosts that are left out.
+    std::string fleetFile;             ///< Empty: where one is looked for.
+    Fleet::Selection selection;        ///< From the fleet file.
+    unsigned fanOut = 64;              ///< So many are asked at the same time.
+    Fleet::Settings settings;          ///< What flags say, but for password and key.
     PasswordSource passwordSource = PasswordSource::kTerminal;
     std::string passwordFile;
-    std::optional<int> cipherSuite;
-    std::optional<int> privilege;  ///< As IPMI numbers them: 2 user, 3 operator, 4 administrator.
-    std::string caFile;
-    std::string pin;
-    bool insecure = false;
-    Enclosures::HttpAuthentication authentication = Enclosures::HttpAuthentication::kSession;
-    std::chrono::seconds timeout{30};  ///< For all of it.
+    /// A flag of the one interface and of the other, as typed; empty without one. They make sense
+    /// where some enclosure is asked over that interface.
+    std::string lanplusFlag;
+    std::string httpsFlag;
     int verbosity = 0;
     Format format = Format::kTable;
+    std::vector<std::string> fields;  ///< With kCsv: columns; empty for the command's own.
+    std::optional<Repetition> repetition;
     const Command* command = nullptr;
-    std::uint64_t number = 0;  ///< The command's argument; 0 when it takes none.
+    std::uint64_t number = 0;           ///< The command's number; 0 when it takes none.
+    std::vector<std::string> operands;  ///< What else stands behind the command.
 };
 
 /// What --help and the manual page say alike.

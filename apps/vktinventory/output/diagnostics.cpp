@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vktinventory/output/diagnostics.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <functional>
 #include <mutex>
 #include <new>
+#include <system_error>
 
 #include "common/log/log.h"
 #include "common/text/printable.h"
@@ -38,8 +40,32 @@ bool IsAboutConfiguration(const LogRecord& record)
     return std::string_view(record.file).find("common/config/") != std::string_view::npos;
 }
 
+bool progressShows = false;
+
+void EraseProgress()
+{
+    if (progressShows) {
+        WriteError("\r\033[K");
+        progressShows = false;
+    }
+}
+
+/// Takes the beginning of a line back of which the rest found no room, unless somebody else has
+/// written behind it.
+void TakeBackBegunLine(std::string_view written)
+{
+    const auto begun = static_cast<off_t>(written.size() - (written.rfind('\n') + 1));
+    const off_t end = lseek(STDOUT_FILENO, 0, SEEK_CUR);
+    struct stat file = {};
+    if (begun > 0 && end >= begun && fstat(STDOUT_FILENO, &file) == 0 && S_ISREG(file.st_mode) &&
+        file.st_size == end && ftruncate(STDOUT_FILENO, end - begun) == 0) {
+        lseek(STDOUT_FILENO, end - begun, SEEK_SET);
+    }
+}
+
 void Line(std::string_view text)
 {
+    EraseProgress();
     try {
         WriteError("vktinventory: " + Text::PrintableAscii(text) + "\n");
     } catch (const std::bad_alloc&) {
@@ -93,14 +119,40 @@ void EndOutput()
 bool WriteOut(std::string_view text)
 {
     const std::lock_guard lock(printing);
-    while (!text.empty()) {
-        const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
-        if (written < 0 && errno != EINTR) {
+    EraseProgress();
+    std::size_t written = 0;
+    while (written < text.size()) {
+        const ssize_t more = write(STDOUT_FILENO, text.data() + written, text.size() - written);
+        if (more < 0 && errno != EINTR) {
+            const int reason = errno;
+            TakeBackBegunLine(text.substr(0, written));
+            errno = reason;
             return false;
         }
-        text.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
+        written += more > 0 ? static_cast<std::size_t>(more) : 0;
     }
     return true;
+}
+
+void ComplainAboutOutput(int reason)
+{
+    Complain("the results cannot be written to standard output: " +
+             std::generic_category().message(reason));
+}
+
+bool WantsProgress()
+{
+    return isatty(STDERR_FILENO) != 0 && !TerminalIsDumb();
+}
+
+void ShowProgress(std::string_view line)
+{
+    const std::lock_guard lock(printing);
+    EraseProgress();
+    if (!line.empty()) {
+        WriteError(line);
+        progressShows = true;
+    }
 }
 
 bool WantsColour()

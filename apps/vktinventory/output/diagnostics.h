@@ -21,8 +21,21 @@ void StartLogging(int verbosity);
 void EndOutput();
 
 /// Writes all of it to standard output.
-/// @return false when that failed; errno says why.
+/// @return false when that failed; errno says why. A line that was begun is taken out of a file
+/// again.
 bool WriteOut(std::string_view text);
+
+/// Says that WriteOut() failed.
+/// @param reason the errno that it left.
+void ComplainAboutOutput(int reason);
+
+/// Whether a line of progress has somebody to look at it: standard error is a terminal that can
+/// erase a line.
+bool WantsProgress();
+
+/// Shows a line on standard error until the next one, or anything else, takes its place; an empty
+/// one erases it.
+void ShowProgress(std::string_view line);
 
 /// Whether standard output takes colours: a terminal, and the environment does not object.
 bool WantsColour();

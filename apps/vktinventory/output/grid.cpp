@@ -39,13 +39,14 @@ std::string Painted(std::string_view text, Mark mark, bool colour)
 
 std::vector<std::size_t> WidthsOf(const std::vector<GridRow>& rows)
 {
-    std::vector<std::size_t> widths(1);
+    std::size_t columns = 1;
     for (const GridRow& row : rows) {
-        if (row.size() == 1) {
-            continue;
-        }
-        widths.resize(std::max(widths.size(), row.size()));
-        for (std::size_t column = 0; column < row.size(); ++column) {
+        columns = std::max(columns, row.size());
+    }
+    std::vector<std::size_t> widths(columns);
+    for (const GridRow& row : rows) {
+        const std::size_t own = row.size() < columns ? row.size() - 1 : columns;
+        for (std::size_t column = 0; column < own; ++column) {
             widths[column] = std::max(widths[column], row[column].text.size());
         }
     }
@@ -89,6 +90,10 @@ std::string RenderRow(const GridRow& row, const std::vector<std::size_t>& widths
     for (std::size_t column = 0; column + 1 < row.size(); ++column) {
         line += Padded(row[column], widths[column], colour);
         start += widths[column] + kGap;
+    }
+    if (row.back().text.empty()) {
+        line.erase(line.find_last_not_of(' ') + 1);
+        return line + '\n';
     }
     return line + LastCell(row.back(), widths[row.size() - 1], start, colour);
 }

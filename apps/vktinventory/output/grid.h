@@ -28,7 +28,8 @@ struct GridCell
 using GridRow = std::vector<GridCell>;
 
 /// The rows, indented by two, with two blanks between columns. A text that would pass column 80 in
-/// the last column goes on below its beginning. A row of one cell stands across all columns.
+/// the last column goes on below its beginning. The last cell of a row
+/// with fewer cells than others stands across the columns that are left.
 /// @param colour whether marks become terminal colours.
 std::string RenderGrid(const std::vector<GridRow>& rows, bool colour);
 

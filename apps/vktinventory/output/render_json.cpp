@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vktinventory/output/render_json.h"
 
-#include <array>
-#include <chrono>
-#include <ctime>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string_view>
 #include <variant>
 
+#include "apps/vktinventory/output/time_text.h"
 #include "module/vkt/vkt_enclosure/catalogue.h"
 
 namespace Tulvo::Cli {
@@ -87,15 +85,6 @@ Json ListOf(const Report& report, ObjectKind kind)
     return list;
 }
 
-std::string TimeText(std::chrono::system_clock::time_point time)
-{
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-    std::tm fields = {};
-    gmtime_r(&seconds, &fields);
-    std::array<char, sizeof "2026-11-21T19:07:03Z" + 16> text{};
-    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &fields)};
-}
-
 Json NumberOrNull(const std::optional<std::uint8_t>& number)
 {
     return number ? Json(*number) : Json(nullptr);
@@ -142,15 +131,13 @@ Json JsonOf(const std::optional<Failure>& error)
     return {{"cause", Enclosures::KeyOf(error->cause)}, {"message", BytesAsUtf8(error->message)}};
 }
 
-}  // namespace
-
-std::string RenderJson(const Report& report)
+Json DocumentOf(const Report& report)
 {
     Json document = {{"schemaVersion", kSchemaVersion},
                      {"time", TimeText(report.enclosure.time)},
-                     {"host", BytesAsUtf8(report.enclosure.source.host)},
-                     {"group", nullptr},
-                     {"labels", Json::object()},
+                     {"host", BytesAsUtf8(report.host)},
+                     {"group", report.group ? Json(*report.group) : Json(nullptr)},
+                     {"labels", Json(report.labels)},
                      {"module", Json::object()},
                      {"complete", report.IsComplete()},
                      {"error", JsonOf(report.enclosure.error)},
@@ -167,9 +154,28 @@ std::string RenderJson(const Report& report)
         document["selection"] = {{"powerSupply", report.selected},
                                  {"accepted", !report.enclosure.error.has_value()}};
     }
+    return document;
+}
+
+constexpr int kOneLine = -1;
+
+/// In ASCII, and well-formed whatever a fleet file has in its names.
+std::string Text(const Json& document, int indent)
+{
+    return document.dump(indent, ' ', true, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+std::string RenderJson(const Report& report)
+{
     constexpr int indent = 2;
-    constexpr bool asciiOnly = true;
-    return document.dump(indent, ' ', asciiOnly) + "\n";
+    return Text(DocumentOf(report), indent);
+}
+
+std::string RenderJsonLine(const Report& report)
+{
+    return Text(DocumentOf(report), kOneLine);
 }
 
 }  // namespace Tulvo::Cli

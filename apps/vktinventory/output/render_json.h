@@ -10,8 +10,11 @@
 
 namespace Tulvo::Cli {
 
-/// One object and a line feed, in ASCII.
+/// One object in ASCII, over many lines, and a line feed.
 std::string RenderJson(const Report& report);
+
+/// The same on one line.
+std::string RenderJsonLine(const Report& report);
 
 }  // namespace Tulvo::Cli
 

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// From the command line's words and the fleet file to whom to ask, and how.
+#ifndef APPS_VKTINVENTORY_INPUT_TARGETS_H
+#define APPS_VKTINVENTORY_INPUT_TARGETS_H
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "apps/vktinventory/input/command_line.h"
+#include "fleet/fleet_file.h"
+#include "module/vkt/vkt_enclosure/target.h"
+
+namespace Tulvo::Cli {
+
+/// What was asked for cannot be done; what() says why and what to do, a line a mistake.
+class WrongUsage : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The hosts that the words name, in that order, each once; of `hosts` its operands, if any. No
+/// file that the fleet file names is read. Throws WrongUsage.
+Fleet::Hosts HostsOf(const Options& options);
+
+/// What flags say of a secret: it comes from outside the command line's words.
+struct Secrets
+{
+    std::string kg;                         ///< Empty for none.
+    std::function<std::string()> password;  ///< Called once if needed; may throw.
+};
+
+/// The enclosures to ask, each with all that is known of it. Never changes.
+class Targets
+{
+public:
+    /// Throws WrongUsage, with every mistake of the fleet file.
+    Targets(const Options& options, const Secrets& secrets);
+
+    /// Whether they were named in a way that may name several.
+    bool AreMany() const { return many_; }
+    std::size_t Count() const { return targets_.size(); }
+
+    const Enclosures::Target& Target(std::size_t index) const { return targets_[index]; }
+    /// Name, group, labels and expectations.
+    const Fleet::Member& Member(std::size_t index) const { return members_[index]; }
+    /// Whether whoever answers as one of them gets its password.
+    bool TrustAnybody() const;
+    /// For the whole read.
+    std::chrono::seconds Timeout(std::size_t index) const;
+
+private:
+    bool many_ = false;
+    std::vector<Fleet::Member> members_;
+    std::vector<Enclosures::Target> targets_;
+};
+
+}  // namespace Tulvo::Cli
+
+#endif

@@ -1,0 +1,303 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vktinventory/output/fleet_table.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <map>
+#include <span>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "apps/vktinventory/outcome.h"
+#include "apps/vktinventory/output/report_table.h"
+#include "common/text/printable.h"
+#include "fleet/host_folding.h"
+
+namespace Tulvo::Cli {
+namespace {
+
+using Enclosures::Block;
+using Enclosures::Finding;
+using Enclosures::Health;
+using Enclosures::ObjectKind;
+
+/// More hosts than fit here stand on several lines.
+constexpr std::size_t kHostWidth = 30;
+
+/// So many values that could not be read are named; more are counted.
+constexpr std::size_t kMostUnread = 3;
+
+/// Rows of several enclosures, in the order given.
+using RowsByIndex = std::map<std::size_t, std::vector<GridRow>>;
+
+GridCell HostCell(const Report& report)
+{
+    return {Text::PrintableAscii(report.host)};
+}
+
+/// Patterns that name all of the hosts, none wider than the column unless it is of one host.
+void AppendFolded(std::span<const std::string> hosts, std::vector<std::string>& lines)
+{
+    std::string folded = Fleet::FoldHosts(hosts);
+    if (folded.size() <= kHostWidth || hosts.size() == 1) {
+        lines.push_back(Text::PrintableAscii(folded));
+        return;
+    }
+    const std::size_t half = hosts.size() / 2;
+    AppendFolded(hosts.first(half), lines);
+    AppendFolded(hosts.subspan(half), lines);
+}
+
+/// What stands right of the host: severity, object and what is wrong with it.
+std::vector<GridRow> VerdictOn(const Report& report)
+{
+    const auto& [status, findings] = report.judgement;
+    const GridCell severity{std::string(KeyOf(status)),
+                            status == Health::kOk ? Mark::kNone : MarkOf(status)};
+    if (const Failure* const why = report.WhyNothingWasRead()) {
+        return {{severity, {std::string(WordsFor(*why))}}};
+    }
+    std::vector<GridRow> rows;
+    const bool countUnread = report.notRead.size() > kMostUnread;
+    for (const Finding& finding : findings) {
+        if (finding.severity != Health::kUnknown || !countUnread) {
+            rows.push_back({{std::string(KeyOf(finding.severity)), MarkOf(finding.severity)},
+                            {finding.object + ' ' + Text::PrintableAscii(finding.message)}});
+        }
+    }
+    if (countUnread) {
+        rows.push_back({{std::string(KeyOf(Health::kUnknown)), Mark::kBad},
+                        {std::to_string(report.notRead.size()) + " values not read"}});
+    }
+    return rows.empty() ? std::vector<GridRow>{{severity}} : rows;
+}
+
+/// `health`.
+class FoldedHealth : public Renderer
+{
+public:
+    explicit FoldedHealth(bool colour) : colour_(colour) {}
+
+    std::string Add(std::size_t index, const Report& report) override
+    {
+        Verdict verdict{report.judgement.status, {}, VerdictOn(report)};
+        for (const GridRow& row : verdict.rows) {
+            for (const GridCell& cell : row) {
+                verdict.text += cell.text + '\n';
+            }
+        }
+        hosts_[std::move(verdict)].emplace(index, report.host);
+        return {};
+    }
+
+    std::string End() override
+    {
+        std::vector<GridRow> rows;
+        for (const auto& [verdict, hosts] : hosts_) {
+            std::vector<std::string> names;
+            std::transform(hosts.begin(), hosts.end(), std::back_inserter(names),
+                           [](const auto& host) { return host.second; });
+            std::vector<std::string> lines;
+            AppendFolded(names, lines);
+            AppendRows(lines, verdict.rows, rows);
+        }
+        hosts_.clear();
+        return RenderGrid(rows, colour_);
+    }
+
+private:
+    struct Verdict
+    {
+        Health status = Health::kUnknown;
+        std::string text;
+        std::vector<GridRow> rows;
+
+        /// The worst first.
+        bool operator<(const Verdict& other) const
+        {
+            return status != other.status ? status > other.status : text < other.text;
+        }
+    };
+
+    static void AppendRows(const std::vector<std::string>& hosts,
+                           const std::vector<GridRow>& verdict, std::vector<GridRow>& rows)
+    {
+        for (std::size_t line = 0; line < std::max(hosts.size(), verdict.size()); ++line) {
+            GridRow row{{line < hosts.size() ? hosts[line] : ""}};
+            if (line < verdict.size()) {
+                row.insert(row.end(), verdict[line].begin(), verdict[line].end());
+            } else {
+                row.emplace_back();
+            }
+            rows.push_back(std::move(row));
+        }
+    }
+
+    std::map<Verdict, std::map<std::size_t, std::string>> hosts_;
+    bool colour_;
+};
+
+/// Headings of two words on two lines: many columns stand beside each other.
+std::vector<GridRow> OnTwoLines(const GridRow& heading)
+{
+    GridRow upper;
+    GridRow lower;
+    for (const GridCell& cell : heading) {
+        const std::size_t blank = cell.text.rfind(' ');
+        const bool one = blank == cell.text.npos;
+        upper.push_back({one ? "" : cell.text.substr(0, blank), cell.mark, cell.alignRight});
+        lower.push_back(
+            {one ? cell.text : cell.text.substr(blank + 1), cell.mark, cell.alignRight});
+    }
+    return {upper, lower};
+}
+
+std::vector<GridRow> Below(std::vector<GridRow> rows, const RowsByIndex& all)
+{
+    for (const auto& [index, ofOne] : all) {
+        rows.insert(rows.end(), ofOne.begin(), ofOne.end());
+    }
+    return rows;
+}
+
+void Append(GridRow& row, const GridRow& more)
+{
+    row.insert(row.end(), more.begin(), more.end());
+}
+
+/// `identity`, `power`, `status`: a row an enclosure.
+class EnclosureRows : public Renderer
+{
+public:
+    EnclosureRows(const Command& command, bool colour)
+        : blocks_(PrintedBlocks(command)), colour_(colour)
+    {
+    }
+
+    std::string Add(std::size_t index, const Report& report) override
+    {
+        GridRow row{HostCell(report)};
+        if (const Failure* const why = report.WhyNothingWasRead()) {
+            Append(row, NotReadRow(WordsFor(*why)));
+        } else {
+            const ReportTable table(report);
+            for (const Block& block : blocks_) {
+                Append(row, table.EnclosureRow(block));
+            }
+        }
+        rows_[index] = {std::move(row)};
+        return {};
+    }
+
+    std::string End() override
+    {
+        GridRow heading{{"Host"}};
+        for (const Block& block : blocks_) {
+            Append(heading, HeadingOf(block));
+        }
+        std::string text = RenderGrid(Below(OnTwoLines(heading), rows_), colour_);
+        rows_.clear();
+        return text;
+    }
+
+private:
+    const std::vector<Block> blocks_;
+    RowsByIndex rows_;
+    bool colour_;
+};
+
+/// `psu`, `nodes`, `node N`: in each block a row an object.
+class ObjectRows : public Renderer
+{
+public:
+    ObjectRows(const Command& command, bool colour)
+        : blocks_(PrintedBlocks(command)), rows_(blocks_.size()), colour_(colour)
+    {
+    }
+
+    std::string Add(std::size_t index, const Report& report) override
+    {
+        const ReportTable table(report);
+        for (std::size_t block = 0; block < blocks_.size(); ++block) {
+            for (const GridRow& values : RowsOf(report, table, blocks_[block])) {
+                GridRow row{HostCell(report)};
+                Append(row, values);
+                rows_[block][index].push_back(std::move(row));
+            }
+        }
+        return {};
+    }
+
+    std::string End() override
+    {
+        std::string text;
+        for (std::size_t block = 0; block < blocks_.size(); ++block) {
+            GridRow heading{{"Host"}};
+            Append(heading, HeadingOf(blocks_[block]));
+            text.append(text.empty() ? "" : "\n").append(blocks_[block].heading).append("\n");
+            text += RenderGrid(Below({heading}, rows_[block]), colour_);
+            rows_[block].clear();
+        }
+        return text;
+    }
+
+private:
+    static std::vector<GridRow> RowsOf(const Report& report, const ReportTable& table,
+                                       const Block& block)
+    {
+        const Failure* const why = report.WhyNothingWasRead();
+        return why == nullptr ? table.ObjectRows(block)
+                              : std::vector<GridRow>{NotReadRow(WordsFor(*why))};
+    }
+
+    const std::vector<Block> blocks_;
+    std::vector<RowsByIndex> rows_;
+    bool colour_;
+};
+
+/// `select-psu N`.
+class Selections : public Renderer
+{
+public:
+    explicit Selections(bool colour) : colour_(colour) {}
+
+    std::string Add(std::size_t index, const Report& report) override
+    {
+        GridRow row{HostCell(report)};
+        Append(row, ReportTable(report).SelectionRows().front());
+        rows_[index] = {std::move(row)};
+        return {};
+    }
+
+    std::string End() override
+    {
+        std::string text = RenderGrid(Below({}, rows_), colour_);
+        rows_.clear();
+        return text;
+    }
+
+private:
+    RowsByIndex rows_;
+    bool colour_;
+};
+
+}  // namespace
+
+std::unique_ptr<Renderer> FleetTable(const Command& command, bool colour)
+{
+    if (command.action == Action::kSelectSupply) {
+        return std::make_unique<Selections>(colour);
+    }
+    const std::vector<Block> blocks = PrintedBlocks(command);
+    if (blocks.empty()) {
+        return std::make_unique<FoldedHealth>(colour);
+    }
+    if (blocks.front().object == ObjectKind::kEnclosure) {
+        return std::make_unique<EnclosureRows>(command, colour);
+    }
+    return std::make_unique<ObjectRows>(command, colour);
+}
+
+}  // namespace Tulvo::Cli

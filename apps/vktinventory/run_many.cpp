@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vktinventory/run_many.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <stop_token>
+#include <string>
+#include <utility>
+
+#include "apps/vktinventory/ask.h"
+#include "apps/vktinventory/interrupt.h"
+#include "apps/vktinventory/outcome.h"
+#include "apps/vktinventory/output/diagnostics.h"
+#include "apps/vktinventory/output/folded_messages.h"
+#include "apps/vktinventory/output/progress.h"
+#include "apps/vktinventory/output/renderer.h"
+#include "apps/vktinventory/output/time_text.h"
+#include "fleet/fan_out.h"
+
+namespace Tulvo::Cli {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// @param codes of all enclosures.
+ExitCode CommonCode(const std::set<ExitCode>& codes)
+{
+    return codes.size() == 1 ? *codes.begin() : ExitCode::kSomeQueriesFailed;
+}
+
+class ManyRun
+{
+public:
+    ManyRun(const Options& options, const Targets& targets)
+        : options_(options),
+          targets_(targets),
+          renderer_(RendererFor(options, targets.AreMany(), WantsColour()))
+    {
+    }
+
+    ExitCode Run()
+    {
+        Print(renderer_->Begin());
+        ExitCode worst = ExitCode::kEverythingRead;
+        Clock::time_point beat = Clock::now();
+        for (std::uint64_t round = 1; !Stopped(); ++round) {
+            worst = std::max(worst, ReadRound(round));
+            const auto& repetition = options_.repetition;
+            if (!repetition || round == repetition->count) {
+                break;
+            }
+            WaitFor(NextBeat(beat, repetition->every));
+        }
+        return End(worst);
+    }
+
+private:
+    ExitCode ReadRound(std::uint64_t round)
+    {
+        if (options_.repetition && options_.format == Format::kTable) {
+            Print((round == 1 ? "" : "\n") + TimeText(std::chrono::system_clock::now()) + "\n");
+        }
+        std::set<ExitCode> codes;
+        FoldedMessages messages;
+        {
+            Progress progress(targets_.Count());
+            const auto deliver = [&](std::size_t index, Enclosures::Enclosure&& enclosure) {
+                Guarded([&] {
+                    const Report report = ReportFrom(index, std::move(enclosure));
+                    const ExitCode code = ExitCodeOf(report);
+                    codes.insert(code);
+                    progress.Count(code != ExitCode::kEverythingRead);
+                    messages.Add(report);
+                    Tell(report);
+                    Print(renderer_->Add(index, report));
+                });
+            };
+            FanOut(deliver);
+        }
+        if (fault_) {
+            std::rethrow_exception(fault_);
+        }
+        Print(renderer_->End());
+        for (const std::string& line : messages.Take()) {
+            Complain(line);
+        }
+        return CommonCode(codes);
+    }
+
+    void FanOut(const Fleet::Deliver& deliver)
+    {
+        const auto job = [this](std::size_t index) {
+            return Fleet::Job{targets_.Target(index), targets_.Timeout(index)};
+        };
+        const auto read = [this](const Enclosures::Target& target,
+                                 const Enclosures::Limits& limits) {
+            return Ask(options_, target, limits);
+        };
+        Fleet::FanOut(targets_.Count(), job, read, deliver,
+                      {.width = options_.fanOut, .stop = stop_.get_token()});
+    }
+
+    Report ReportFrom(std::size_t index, Enclosures::Enclosure&& enclosure) const
+    {
+        if (const auto wrong = WrongNumber(options_, enclosure.module); wrong && !enclosure.error) {
+            enclosure.error = Failure{Cause::kLocal, *wrong, "", {}};
+        }
+        return ReportFor(options_, targets_.Member(index), std::move(enclosure));
+    }
+
+    void Tell(const Report& report) const
+    {
+        if (options_.verbosity > 0) {
+            Complain(report.host + ": " + CostLine(report.enclosure));
+        }
+    }
+
+    /// Without somewhere to print to there is no use in asking on.
+    void Print(const std::string& text)
+    {
+        if (outputFailure_ == 0 && !WriteOut(text)) {
+            outputFailure_ = errno;
+            stop_.request_stop();
+        }
+    }
+
+    /// What is thrown in one of the threads that read is thrown where all of them have ended.
+    template <class Work>
+    void Guarded(Work work)
+    {
+        try {
+            work();
+        } catch (...) {
+            fault_ = std::current_exception();
+            stop_.request_stop();
+        }
+    }
+
+    bool Stopped() const { return stop_.stop_requested(); }
+
+    /// A beat that was missed is skipped.
+    static Clock::time_point NextBeat(Clock::time_point& beat, std::chrono::seconds every)
+    {
+        const auto missed = (Clock::now() - beat) / every;
+        beat += (missed + 1) * every;
+        return beat;
+    }
+
+    void WaitFor(Clock::time_point time)
+    {
+        std::mutex mutex;
+        std::condition_variable_any never;
+        std::unique_lock lock(mutex);
+        never.wait_until(lock, stop_.get_token(), time, [] { return false; });
+    }
+
+    ExitCode End(ExitCode worst) const
+    {
+        if (outputFailure_ != 0) {
+            ComplainAboutOutput(outputFailure_);
+            return ExitCode::kOutputFailed;
+        }
+        return Interrupted().value_or(worst);
+    }
+
+    const Options& options_;
+    const Targets& targets_;
+    const std::unique_ptr<Renderer> renderer_;
+    const Conversation conversation_{AtSignal::kPrintComplete};
+    std::stop_source stop_;
+    const std::stop_callback<std::function<void()>> passOn_{conversation_.StopToken(),
+                                                            [this] { stop_.request_stop(); }};
+    int outputFailure_ = 0;
+    std::exception_ptr fault_;
+};
+
+}  // namespace
+
+ExitCode RunMany(const Options& options, const Targets& targets)
+{
+    return ManyRun(options, targets).Run();
+}
+
+}  // namespace Tulvo::Cli

@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: Apache-2.0
+// The command with a fleet file: whom it asks then, and as whom.
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/vktinventory_command/fake_enclosure.h"
+#include "tests/vktinventory_command/run_command.h"
+
+namespace Tulvo::Test {
+namespace {
+
+using namespace Enclosures;
+using Cli::ExitCode;
+using nlohmann::json;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr const char* kFleet = R"(
+[defaults]
+user = "monitor"
+password-file = "all.password"
+
+[[group]]
+name = "rack1"
+hosts = ["enc[001-003]"]
+expect-psus = 3
+labels = { site = "north", rack = "1" }
+
+[[group]]
+name = "remote"
+hosts = ["far[1-2]:8443"]
+interface = "https"
+insecure = true
+password = "remote secret"
+labels = { site = "south" }
+
+[[host]]
+name = "enc002"
+user = "service"
+timeout = 7
+)";
+
+class Fleet : public testing::Test
+{
+protected:
+    Fleet()
+    {
+        FakeEnclosure::Current() = FakeEnclosure::Healthy();
+        Write("fleet.toml", kFleet);
+        Write("all.password", "from the file\n");
+    }
+    ~Fleet() override { std::filesystem::remove_all(folder_); }
+
+    std::string Path(const std::string& name) const { return folder_ + "/" + name; }
+    void Write(const std::string& name, const std::string& text) const
+    {
+        std::ofstream(Path(name)) << text;
+        chmod(Path(name).c_str(), S_IRUSR | S_IWUSR);
+    }
+
+    Ran RunOn(std::vector<std::string> words) const
+    {
+        words.insert(words.begin(), {"--fleet", Path("fleet.toml")});
+        return RunCommand(words);
+    }
+    std::vector<json> Documents(std::vector<std::string> words) const
+    {
+        words.insert(words.begin(), {"--format", "json"});
+        const json printed = json::parse(RunOn(words).out);
+        return printed.is_array() ? printed.get<std::vector<json>>() : std::vector{printed};
+    }
+    static const Target& Asked() { return FakeEnclosure::Current().asked.value(); }
+
+private:
+    static std::string MakeFolder()
+    {
+        std::string folder = testing::TempDir() + "fleetXXXXXX";
+        return mkdtemp(folder.data());
+    }
+    const std::string folder_ = MakeFolder();
+};
+
+TEST_F(Fleet, IsAskedAGroupAtATime)
+{
+    const auto documents = Documents({"--group", "rack1", "status"});
+    ASSERT_EQ(documents.size(), 3U);
+    EXPECT_EQ(documents[0]["host"], "enc001");
+    EXPECT_EQ(documents[0]["group"], "rack1");
+    EXPECT_EQ(documents[0]["labels"], (json{{"site", "north"}, {"rack", "1"}}));
+}
+
+struct SelectionCase
+{
+    std::vector<std::string> words;
+    std::string hosts;
+};
+
+TEST_F(Fleet, IsSelectedFromByGroupLabelAndName)
+{
+    const SelectionCase cases[] = {
+        {{"--all"}, "enc001\nenc002\nenc003\nfar1:8443\nfar2:8443\n"},
+        {{"--label", "site=south"}, "far1:8443\nfar2:8443\n"},
+        {{"--group", "remote", "--group", "rack1", "-x", "enc[001-002],far1:8443"},
+         "enc003\nfar2:8443\n"},
+        {{"-H", "gw,far1:8443", "--group", "remote"}, "gw\nfar1:8443\nfar2:8443\n"},
+    };
+    for (const SelectionCase& tested : cases) {
+        std::vector<std::string> words = tested.words;
+        words.emplace_back("hosts");
+        EXPECT_EQ(RunOn(words).out, tested.hosts);
+    }
+}
+
+TEST_F(Fleet, SaysHowEachHostIsAsked)
+{
+    RunOn({"-H", "enc001", "status"});
+    EXPECT_EQ(Asked().user, "monitor");
+    EXPECT_EQ(Asked().password, "from the file");
+    EXPECT_EQ(FakeEnclosure::Current().limits.deadline, std::chrono::seconds(30));
+    RunOn({"-H", "enc002", "status"});
+    EXPECT_EQ(Asked().user, "service");
+    EXPECT_EQ(FakeEnclosure::Current().limits.deadline, std::chrono::seconds(7));
+    RunOn({"-H", "far1:8443", "status"});
+    EXPECT_EQ(Asked().host, "far1");
+    EXPECT_EQ(Asked().port, 8443);
+    EXPECT_EQ(Asked().password, "remote secret");
+    EXPECT_TRUE(std::holds_alternative<Https>(Asked().transport));
+}
+
+TEST_F(Fleet, GivesWayToFlags)
+{
+    RunOn({"-H", "enc002", "-U", "root", "-P", "typed", "--timeout", "9", "-C", "3", "status"});
+    EXPECT_EQ(Asked().user, "root");
+    EXPECT_EQ(Asked().password, "typed");
+    EXPECT_EQ(FakeEnclosure::Current().limits.deadline, std::chrono::seconds(9));
+    EXPECT_EQ(std::get<RmcpPlus>(Asked().transport).cipherSuite, 3);
+}
+
+TEST_F(Fleet, TellsWhatAnEnclosureShouldHave)
+{
+    const json document = Documents({"-H", "enc001", "health"})[0];
+    EXPECT_EQ(document["health"]["status"], "critical");
+    EXPECT_THAT(RunOn({"--group", "rack1", "health"}).out, HasSubstr("enc[001-003]  critical  Chassis"));
+}
+
+TEST_F(Fleet, IsFoundByItsVariable)
+{
+    setenv("VKT_FLEET", Path("fleet.toml").c_str(), 1);
+    EXPECT_EQ(RunCommand({"--group", "remote", "hosts"}).out, "far1:8443\nfar2:8443\n");
+    unsetenv("VKT_FLEET");
+}
+
+TEST_F(Fleet, NamesGroupsInTablesAndCsv)
+{
+    EXPECT_EQ(RunOn({"--label", "rack=1", "--format", "csv", "--fields", "host,group", "--fanout",
+                     "1", "status"})
+                  .out,
+              "host,group\nenc001,rack1\nenc002,rack1\nenc003,rack1\n");
+    EXPECT_THAT(RunOn({"--group", "rack1"}).out, testing::StartsWith("=== enc001 (rack1) ===\n"));
+}
+
+TEST_F(Fleet, TakesFlagsOfAnInterfaceThatSomeHostHas)
+{
+    EXPECT_EQ(RunOn({"--all", "-C", "3", "--auth", "basic", "status"}).code,
+              ExitCode::kEverythingRead);
+    const Ran ran = RunOn({"--group", "rack1", "--auth", "basic", "status"});
+    EXPECT_EQ(ran.code, ExitCode::kWrongUsage);
+    EXPECT_THAT(ran.error, HasSubstr("--auth: goes only with -I https"));
+}
+
+TEST_F(Fleet, WithMistakesAsksNobodyAndNamesEach)
+{
+    Write("fleet.toml",
+          "[defaults]\nusr = \"x\"\n\n[[group]]\nname = \"a\"\nhosts = [\"e[2-1]\"]\n");
+    const Ran ran = RunOn({"-H", "enc1", "-P", "secret", "status"});
+    EXPECT_EQ(ran.code, ExitCode::kWrongUsage);
+    EXPECT_FALSE(FakeEnclosure::Current().asked);
+    EXPECT_EQ(ran.out, "");
+    EXPECT_THAT(ran.error, HasSubstr("vktinventory: " + Path("fleet.toml") + ":2: "));
+    EXPECT_THAT(ran.error, HasSubstr("\nvktinventory: " + Path("fleet.toml") + ":6: "));
+}
+
+TEST_F(Fleet, ThatIsNotThereIsAMistake)
+{
+    const Ran ran = RunCommand({"--fleet", Path("other.toml"), "--all", "hosts"});
+    EXPECT_EQ(ran.code, ExitCode::kWrongUsage);
+    EXPECT_THAT(ran.error, HasSubstr(Path("other.toml")));
+}
+
+TEST_F(Fleet, HasNoGroupOfAnotherName)
+{
+    const Ran ran = RunOn({"--group", "rack2", "health"});
+    EXPECT_EQ(ran.code, ExitCode::kWrongUsage);
+    EXPECT_THAT(ran.error, HasSubstr("rack2"));
+}
+
+TEST_F(Fleet, NeverShowsItsPasswords)
+{
+    FakeEnclosure::Current().Refuse({Cause::kRefused, "the password is wrong", "", {}});
+    for (const char* format : {"table", "json", "jsonl", "csv"}) {
+        const Ran ran = RunOn({"--all", "-v", "--format", format, "health"});
+        EXPECT_EQ(ran.code, ExitCode::kRefused);
+        for (const char* hidden : {"remote secret", "from the file"}) {
+            EXPECT_THAT(ran.out + ran.error, Not(HasSubstr(hidden)));
+        }
+    }
+}
+
+}  // namespace
+}  // namespace Tulvo::Test
