@@ -318,17 +318,5 @@ TEST(IpmiClientIpv6Test, ConnectsWithAndWithoutBrackets)
     }
 }
 
-TEST_F(IpmiClientTest, CountsTheRequestsThatHadNoAnswer)
-{
-    const auto client = Client();
-    ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
-    const std::uint64_t before = IpmiClient::unansweredRequests();
-    EXPECT_TRUE(Serves(*client));
-    EXPECT_EQ(IpmiClient::unansweredRequests(), before);
-    server.Kill();
-    EXPECT_LT(Send(*client).result, 0);
-    EXPECT_EQ(IpmiClient::unansweredRequests(), before + 1);
-}
-
 }  // namespace
 }  // namespace Tulvo

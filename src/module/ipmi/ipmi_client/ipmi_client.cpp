@@ -2,7 +2,6 @@
 #include "module/ipmi/ipmi_client/ipmi_client.h"
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -29,8 +28,6 @@ constexpr std::size_t kMostData = 200;
 
 constexpr std::uint8_t kLastRequestNetFn = 0x3E;
 constexpr std::uint8_t kNoCompletionCode = 0xFF;
-
-std::atomic<std::uint64_t> unanswered = 0;
 
 // A second try may cure what is worth trying again, so that is a warning; the rest is an error.
 int Level(CONNECTIONSTATE state)
@@ -154,7 +151,6 @@ std::int32_t IpmiClient::send(const IPMICOMMAND& request, std::vector<std::uint8
     IpmiAnswer answer;
     const std::optional<Rmcp::Failure> failure = session_->Ask(request, answer);
     session_->Report("request to ", failure);
-    unanswered += failure ? 1U : 0U;
     response = std::move(answer.data);
     completionCode = failure ? kNoCompletionCode : answer.completionCode;
     return failure ? -1 : 0;
@@ -163,11 +159,6 @@ std::int32_t IpmiClient::send(const IPMICOMMAND& request, std::vector<std::uint8
 void IpmiClient::setBlockLength(std::uint16_t length)
 {
     session_->mostData = length == 0 ? kMostData : std::min<std::size_t>(length, kMostData);
-}
-
-std::uint64_t IpmiClient::unansweredRequests()
-{
-    return unanswered;
 }
 
 void IpmiClient::interruptAll()

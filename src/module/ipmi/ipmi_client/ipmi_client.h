@@ -105,10 +105,6 @@ public:
     /// or send() failed; empty when it did not. Never holds the password.
     std::string lastError() const;
 
-    /// How many calls of send() have failed in this process so far. Who asks through a layer that
-    /// leaves out what did not come can tell by it whether anything is left out.
-    static std::uint64_t unansweredRequests();
-
     /// Tells every client of this process that the program ends, for good: a connect() or send()
     /// that waits, in whatever thread, closes its session on the module and fails at once, and so
     /// does every later one. A session whose thread is not inside a call is closed by that thread,
