@@ -92,6 +92,13 @@ breaks "two virtual functions swapped" libvktipmi "
 breaks "another result code" libvktinventory "s/'VKT_INVENTORY_NO_DATA' value='4'/'VKT_INVENTORY_NO_DATA' value='5'/"
 breaks "another SONAME" libvkthttps "s/soname='[^']*'/soname='other.so.1'/"
 
+for version in "$same" "$minor"; do # its SONAME names both numbers
+    in_version "$version"
+    alter libvktenclosure "$(swap Source overHttps cipherSuite)"
+    [ "$version" = "$same" ] || expect_passes "two members swapped in libvktenclosure"
+    [ "$version" = "$minor" ] || expect_refused "two members swapped in libvktenclosure" major
+done
+
 adds "a new result code" libvktinventory "
     /'VKT_INVENTORY_NO_DATA'/{p; s/NO_DATA' value='4'/ANOTHER' value='5'/}"
 adds "a new function" libvktlog "/<elf-symbol .*GetLogLevel/{p; s/GetLogLevel/GetLogDepth/}"

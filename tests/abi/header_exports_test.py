@@ -5,6 +5,7 @@ header_exports_test.py CLANG NM LIBRARY INCLUDE_FOLDER HEADER...
 
 The declarations come from the compiler, not from a second list: a function that is declared but
 kept inside fails a user's link, one that is exported but not declared may clash with a host's.
+Symbols of a version that ends in _PRIVATE are for this project's own programs, and no header's.
 """
 
 import json
@@ -18,6 +19,8 @@ FUNCTIONS = {
     "CXXDestructorDecl",
     "CXXConversionDecl",
 }
+# Their users instantiate them.
+TEMPLATES = {"ClassTemplateDecl", "ClassTemplateSpecializationDecl", "FunctionTemplateDecl"}
 
 
 def output(*command, text=None):
@@ -51,9 +54,9 @@ class Declarations:
         self.file_of(node.get("range", {}))
         if node.get("isImplicit"):
             return
-        if here in self.headers:
+        if here in self.headers and node["kind"] not in TEMPLATES:
             self.take(node, scope)
-        if node["kind"] not in FUNCTIONS:
+        if node["kind"] not in FUNCTIONS | TEMPLATES:
             for inner in node.get("inner", []):
                 self.visit(inner, f"{scope}{node.get('name', '')}::")
         else:
@@ -107,9 +110,11 @@ def main():
         declared.visit(namespace)
     promised = demangled(declared.mangled) | declared.texts
 
-    symbols = output(nm, "-D", "--defined-only", "--without-symbol-versions", library)
+    symbols = output(nm, "-D", "--defined-only", "--with-symbol-versions", library)
     exported = demangled(
-        line.split()[2] for line in symbols.splitlines() if line.split()[1] != "A"
+        line.split()[2].partition("@")[0]
+        for line in symbols.splitlines()
+        if line.split()[1] != "A" and not line.endswith("_PRIVATE")
     )  # A: the name of the symbols' version
     for symbol in sorted(promised - exported):
         print(f"declared, but not exported: {symbol}", file=sys.stderr)

@@ -245,9 +245,13 @@ TEST_F(ConversationTest, LeavesATenthOfTheTimeForTheLogOut)
 
 TEST_F(ConversationTest, TakesNoTimeForNoTimeAndADayForMore)
 {
-    limits.deadline = 0ms;
-    EXPECT_EQ(Cause::kTimedOut, AskFor(1)->cause);
-    EXPECT_EQ(0, module.opened);
+    for (const auto none : {0ms, -1ms, std::chrono::milliseconds::min()}) {
+        limits.deadline = none;
+        const SharedFailure ended = AskFor(1);
+        ASSERT_NE(nullptr, ended) << none.count();
+        EXPECT_EQ(Cause::kTimedOut, ended->cause);
+        EXPECT_EQ(0, module.opened);
+    }
     limits.deadline = std::chrono::milliseconds::max();
     EXPECT_EQ(nullptr, AskFor(1));
 }

@@ -234,7 +234,7 @@ TEST_F(ReadEnclosureTest, RecordsNameTheTargetTheyAreAbout)
 TEST_F(ReadEnclosureTest, RecordsOfTheCallerNameNobodyAfterARead)
 {
     Read();
-    SelectSupply(target, 1, {});
+    EXPECT_TRUE(SelectSupply(target, 1, {}).failure);
     log.Clear();
     Log(2, "caller.cpp", 1).Stream() << "text";
     EXPECT_EQ("", log.Records().at(0).target);
@@ -242,7 +242,7 @@ TEST_F(ReadEnclosureTest, RecordsOfTheCallerNameNobodyAfterARead)
 
 TEST_F(ReadEnclosureTest, RecordsOfASelectionNameTheTarget)
 {
-    SelectSupply(target, 1, {});
+    EXPECT_TRUE(SelectSupply(target, 1, {}).failure);
     EXPECT_EQ("enc017", log.Records().at(0).target);
 }
 

@@ -30,9 +30,9 @@ enum class Cause : std::uint8_t
 /// known to the layer that has them.
 struct Failure
 {
-    Cause cause = Cause::kLocal;
-    std::string message;  ///< What was tried and what came back, on one line, printable.
-    std::string advice;   ///< What to do about it; may be empty.
+    Cause cause = Cause::kLocal;  ///< For programs; a later version may know more of them.
+    std::string message;          ///< What was tried and what came back, on one line, printable.
+    std::string advice;           ///< What to do about it; may be empty.
     std::optional<std::uint8_t> completionCode;  ///< With kCompletionCode and kBusy, if any.
 
     friend bool operator==(const Failure&, const Failure&) = default;

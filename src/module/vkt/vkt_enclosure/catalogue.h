@@ -134,12 +134,6 @@ VKT_EXPORT std::vector<Object> ObjectsOf(const Enclosure& enclosure);
 /// "PSU3", "Node 4"; of the enclosure "Module" or "Chassis", by what tells the field.
 VKT_EXPORT std::string NameOf(const Object& object, const Field& field);
 
-/// "timedOut".
-VKT_EXPORT std::string_view KeyOf(Cause cause);
-
-/// "critical".
-VKT_EXPORT std::string_view KeyOf(Health health);
-
 }  // namespace Tulvo::Enclosures
 
 #endif

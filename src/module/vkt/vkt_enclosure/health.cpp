@@ -9,12 +9,6 @@
 namespace Tulvo::Enclosures {
 namespace {
 
-template <class T>
-bool Is(const Reading<T>& reading, T value)
-{
-    return reading.HasValue() && *reading.Get() == value;
-}
-
 bool HasFans(const SupplyFans& fans)
 {
     return fans.state != FanState::kNotPresent;
@@ -23,14 +17,14 @@ bool HasFans(const SupplyFans& fans)
 bool LacksFans(const Enclosure&, const PowerSupply& supply)
 {
     const SupplyFans* const fans = supply.fans.Get();
-    return Is(supply.present, true) &&
+    return supply.present.Is(true) &&
            (supply.fans.IsAbsent() || (fans != nullptr && !HasFans(*fans)));
 }
 
 template <FanState state>
 bool FansAre(const Enclosure&, const PowerSupply& supply)
 {
-    return supply.fans.HasValue() && supply.fans.Get()->state == state;
+    return supply.fans.Map(&SupplyFans::state).Is(state);
 }
 
 bool LacksSpeed(const PowerSupply& supply, Fan SupplyFans::*fan)
@@ -47,18 +41,18 @@ bool LacksSpeedA(const Enclosure&, const PowerSupply& supply)
 /// A first generation has one fan a supply.
 bool LacksSpeedB(const Enclosure& enclosure, const PowerSupply& supply)
 {
-    return Is(enclosure.module.generation, Generation::kVkt2) && LacksSpeed(supply, &SupplyFans::b);
+    return enclosure.module.generation.Is(Generation::kVkt2) && LacksSpeed(supply, &SupplyFans::b);
 }
 
 template <Reading<bool> PowerSupply::*flag, bool value>
 bool FlagIs(const Enclosure&, const PowerSupply& supply)
 {
-    return Is(supply.*flag, value);
+    return (supply.*flag).Is(value);
 }
 
 bool LacksVersion(const Enclosure&, const PowerSupply& supply)
 {
-    return Is(supply.present, true) && supply.version.IsAbsent();
+    return supply.present.Is(true) && supply.version.IsAbsent();
 }
 
 /// What is wrong with a supply or a node. The field is the catalogue's.
@@ -90,7 +84,7 @@ constexpr Rule<PowerSupply> kEmptyBay{FlagIs<&PowerSupply::present, false>, Heal
 template <PowerState state>
 bool PowerIs(const Enclosure&, const Node& node)
 {
-    return node.state.HasValue() && node.state.Get()->powerState == state;
+    return node.state.Map(&NodeState::powerState).Is(state);
 }
 
 constexpr std::array<Rule<Node>, 3> kNodeRules{{
@@ -230,7 +224,7 @@ private:
         }
         Expect(*expectations_.powerSupplies,
                std::count_if(supplies.begin(), supplies.end(),
-                             [](const PowerSupply& supply) { return Is(supply.present, true); }),
+                             [](const PowerSupply& supply) { return supply.present.Is(true); }),
                std::count_if(supplies.begin(), supplies.end(),
                              [](const PowerSupply& supply) { return !supply.present.HasValue(); }),
                "present", "power supplies");

@@ -58,6 +58,12 @@ Cause CauseOf(Reaction reaction)
     return comesBack ? Cause::kBusy : Cause::kCompletionCode;
 }
 
+/// Any number may stand for a caller's time; a point in time must come of it.
+Pace::Span Possible(Pace::Span time)
+{
+    return std::clamp(time, Pace::Span::zero(), kLongest);
+}
+
 std::uint32_t LittleEndian(const std::vector<std::uint8_t>& bytes, std::size_t at,
                            std::size_t count)
 {
@@ -78,8 +84,9 @@ SharedFailure Share(Failure failure)
 Conversation::Conversation(IpmiTransport& transport, Pace& pace, const Limits& limits)
     : transport_(transport),
       pace_(pace),
-      deadline_(pace.Now() + std::min(limits.deadline, kLongest)),
-      asking_{deadline_ - std::min(kMostForLogOut, limits.deadline / kLogOutShare), limits.stop}
+      deadline_(pace.Now() + Possible(limits.deadline)),
+      asking_{deadline_ - std::min(kMostForLogOut, Possible(limits.deadline) / kLogOutShare),
+              limits.stop}
 {
 }
 

@@ -68,12 +68,6 @@ constexpr Step kSteps[] = {
     {kIdentity, kOnce, kPlain, [](const Asked&) { return Requests::Name(); }, TakeName},
 };
 
-bool IsAbsent(const PowerSupply& supply)
-{
-    const bool* const present = supply.present.Get();
-    return present != nullptr && !*present;
-}
-
 /// What hangs on a supply that is not there is absent.
 void EmptyBay(PowerSupply& supply)
 {
@@ -228,7 +222,7 @@ private:
     void AddUnlessAbsent(const Step& step, PowerSupply& supply)
     {
         const Subject subject{record_, &supply, nullptr};
-        if (IsAbsent(supply)) {
+        if (supply.present.Is(false)) {
             step.take(subject, {{Outcome::Kind::kAbsent, {}, {}}, vktType_});
         } else {
             AddRequest(step, subject, supply.number);
@@ -259,7 +253,7 @@ private:
             if (IsWanted(kSupplyStatus)) {
                 supply.present = present.WasAsked() ? present : Reading<bool>::Absent();
             }
-            if (present.HasValue() && !*present.Get()) {
+            if (present.Is(false)) {
                 EmptyBay(supply);
             }
         }
