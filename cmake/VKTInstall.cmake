@@ -47,7 +47,7 @@ function(vkt_add_installed_target)
     vktinventory_command vktinventory_static vktenclosure vkt-simulator vkt_reference_files)
 endfunction()
 
-# What makes find_package(VKTInventory) and `pkg-config vktinventory` find the library.
+# What makes find_package(VKTInventory) and pkg-config find the libraries.
 function(vkt_install_package_files)
   set(folder "${PROJECT_BINARY_DIR}/package_files")
   write_basic_package_version_file("${folder}/VKTInventoryConfigVersion.cmake"
@@ -58,13 +58,15 @@ function(vkt_install_package_files)
     "${folder}/VKTInventoryConfig.cmake" @ONLY)
   file(RELATIVE_PATH VKT_PREFIX_FROM_PKGCONFIG "/${VKT_PKGCONFIG_FOLDER}" "/")
   string(REGEX REPLACE "/$" "" VKT_PREFIX_FROM_PKGCONFIG "${VKT_PREFIX_FROM_PKGCONFIG}")
-  configure_file("${PROJECT_SOURCE_DIR}/cmake/vktinventory.pc.in" "${folder}/vktinventory.pc" @ONLY)
+  foreach(library IN ITEMS vktinventory vktenclosure)
+    configure_file("${PROJECT_SOURCE_DIR}/cmake/${library}.pc.in" "${folder}/${library}.pc" @ONLY)
+  endforeach()
 
   install(EXPORT VKTInventory NAMESPACE VKTInventory:: DESTINATION "${VKT_PACKAGE_FOLDER}"
     COMPONENT Development)
   install(FILES "${folder}/VKTInventoryConfig.cmake"
       "${folder}/VKTInventoryConfigVersion.cmake"
     DESTINATION "${VKT_PACKAGE_FOLDER}" COMPONENT Development)
-  install(FILES "${folder}/vktinventory.pc"
+  install(FILES "${folder}/vktinventory.pc" "${folder}/vktenclosure.pc"
     DESTINATION "${VKT_PKGCONFIG_FOLDER}" COMPONENT Development)
 endfunction()

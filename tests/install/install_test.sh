@@ -182,21 +182,47 @@ PkgConfigFindsTheLibraryForCpp() {
 # uses_every_header PROGRAM: made of tests/install/crowded_host.
 uses_every_header() {
     uses_only "$prefix/$LIBDIR" "$1"
-    expect_same "type 1 told, no connection" "$(bare "$1")"
+    expect_same "type 1 told, no connection, health unknown" "$(bare "$1")"
 }
 
 PkgConfigServesEveryHeaderToAHostWithFoldersLikeOurs() {
     program=$TREE/every_header
     # shellcheck disable=SC2086,SC2046 # lists of words
     "$CXX" -std=c++20 $warnings -iquote "$(with_pkg_config --variable=includedir vktinventory)" \
-        -I tests/install/crowded_host $(with_pkg_config --cflags vktinventory) \
+        -I tests/install/crowded_host $(with_pkg_config --cflags vktinventory vktenclosure) \
         -c tests/install/crowded_host/enclosure/every_header.cpp -o "$program.o"
     for static in "" --static; do
         # shellcheck disable=SC2086,SC2046 # lists of words
-        "$CXX" "$program.o" -o "$program" $(with_pkg_config $static --libs vktinventory) \
+        "$CXX" "$program.o" -o "$program" $(with_pkg_config $static --libs vktinventory vktenclosure) \
             -Wl,-rpath,"$prefix/$LIBDIR"
         uses_every_header "$program"
     done
+}
+
+# What the installed manual page shows is built as the page says, and run.
+PkgConfigBuildsTheExampleOfTheManualPage() {
+    example=$TREE/libvktenclosure
+    gzip -dc "$prefix/share/man/man3/libvktenclosure.3.gz" |
+        sed -n '/^#include/,/^\.Ed/{/^\.Ed/d;s/\\e/\\/g;p}' >"$example.cpp"
+    start_simulator "$prefix/bin/vkt-simulator" healthy-vkt2-fe-2
+    for static in "" --static; do
+        # shellcheck disable=SC2086,SC2046 # lists of words
+        "$CXX" -std=c++20 $warnings $(with_pkg_config --cflags vktenclosure) "$example.cpp" \
+            -o "$example" $(with_pkg_config $static --libs vktenclosure) -Wl,-rpath,"$prefix/$LIBDIR"
+        uses_only "$prefix/$LIBDIR" "$example"
+        output=$(bare "$example" "$simulator_host" "$simulator_port" "$simulator_user")
+        expect_same "$(printf 'PSU1: 7240\nPSU2: 7280\nok')" "$output"
+    done
+    stop_simulator
+}
+
+# Who compiles the headers in an older language is told so first.
+OlderLanguageIsNamedByLibvktenclosure() {
+    # shellcheck disable=SC2046 # a list of words
+    output=$(printf '#include "module/vkt/vkt_enclosure/read_enclosure.h"\n' |
+        "$CXX" -std=c++17 $(with_pkg_config --cflags vktenclosure) -x c++ -fsyntax-only - 2>&1) &&
+        fail "compiled as C++17"
+    expect_contains "$(printf '%s\n' "$output" | grep -m 1 'error:')" "needs C++20"
 }
 
 CMakeServesEveryHeaderToAHostWithFoldersLikeOurs() {

@@ -92,7 +92,7 @@ files_have_right_modes() {
 
 documentation_is_there() {
     for page in man1/vktinventory.1 man1/vkt-simulator.1 man3/vktinventory.3 \
-        man5/vktinventory.toml.5 man5/vkt-scenario.5; do
+        man3/libvktenclosure.3 man5/vktinventory.toml.5 man5/vkt-scenario.5; do
         gzip -t "/usr/share/man/$page.gz" || fail "no manual page $page"
     done
     for name in $names; do

@@ -15,6 +15,7 @@ PAGES = (
     "vktinventory.1",
     "vkt-simulator.1",
     "vktinventory.3",
+    "libvktenclosure.3",
     "vktinventory.toml.5",
     "fleet.toml.5",
     "vkt-scenario.5",
@@ -165,6 +166,24 @@ class Library(unittest.TestCase):
         self.assertEqual(
             re.findall(r"^\.It Dv (\w+)$", section("vktinventory.3", "RETURN VALUES"), re.MULTILINE),
             re.findall(r"^    (VKT_INVENTORY_\w+) = \d", RECORDS.read_text(), re.MULTILINE))
+
+
+class EnclosureLibrary(unittest.TestCase):
+    PAGE = "libvktenclosure.3"
+
+    def test_synopsis_is_the_headers(self):
+        folder = SOURCE / "src/module/vkt/vkt_enclosure"
+        exported = [
+            without_blanks(re.sub(r"///[^\n]*", "", call))
+            for header in ("enclosure.h", "health.h", "read_enclosure.h")
+            for call in re.findall(r"VKT_EXPORT ([^;]*;)", (folder / header).read_text())]
+        shown_calls = re.findall(r"(?ms)^[\w:<>]+ \w+\(.*?\);", section(self.PAGE, "SYNOPSIS"))
+        self.assertEqual(sorted(map(without_blanks, shown_calls)), sorted(exported))
+
+    def test_causes_are_those_of_the_header(self):
+        header = (SOURCE / "src/common/failure/failure.h").read_text()
+        self.assertEqual(re.findall(r"^\.It Dv (\w+)$", section(self.PAGE, "ERRORS"), re.MULTILINE),
+                         re.findall(r"^    (k\w+), +///<", header, re.MULTILINE))
 
 
 if __name__ == "__main__":

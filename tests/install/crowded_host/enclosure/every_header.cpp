@@ -13,6 +13,8 @@
 #include "common/log/log.h"
 #include "common/platform/sleep.h"
 #include "module/ipmi/ipmi_client/ipmi_client.h"
+#include "module/vkt/vkt_enclosure/health.h"
+#include "module/vkt/vkt_enclosure/read_enclosure.h"
 #include "module/vkt/vkt_https/vkt_https.h"
 #include "module/vkt/vkt_info/vkt_info.h"
 #include "module/vkt/vkt_inventory/vkt_inventory.h"
@@ -36,6 +38,7 @@ int main()
     const bool typeIsTold =
         Tulvo::VKTInfo(&https).GetVktType(moduleType) == Tulvo::VKT_INFO_SUCCESS;
     std::cout << "type " << moduleType << (typeIsTold ? " told, " : " not told, ")
-              << (ipmi.connect() == Tulvo::CONNECTION_CONNECTED ? "connected" : "no connection")
-              << "\n";
+              << (ipmi.connect() == Tulvo::CONNECTION_CONNECTED ? "connected" : "no connection");
+    const auto enclosure = Tulvo::Enclosures::ReadEnclosure({.host = ""}, {}, {});
+    std::cout << ", health " << KeyOf(Judge(enclosure).status) << "\n";
 }
