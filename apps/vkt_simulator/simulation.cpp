@@ -32,9 +32,9 @@ void AllowDescriptors(std::size_t enclosures)
         return;
     }
     if (limit.rlim_max < least) {
-        throw std::runtime_error("Too many open files: " + std::to_string(enclosures) +
-                                 " enclosures need " + std::to_string(least) +
-                                 " descriptors, and " + std::to_string(limit.rlim_max) +
+        throw std::runtime_error("Too many open files: all enclosures together need " +
+                                 std::to_string(least) + " descriptors, and " +
+                                 std::to_string(limit.rlim_max) +
                                  " are the limit; raise it with ulimit -n");
     }
     limit.rlim_cur = std::max(limit.rlim_cur, std::min(least + kOfConnections, limit.rlim_max));

@@ -21,7 +21,7 @@ namespace {
 constexpr auto kStopNumber = std::numeric_limits<std::uint64_t>::max();
 constexpr const char* kCannotListen = "cannot listen on a TCP port";
 
-void Check(int result, const char* what)
+void CheckCall(int result, const char* what)
 {
     if (result != 0) {
         throw std::system_error(errno, std::generic_category(), what);
@@ -44,10 +44,10 @@ std::uint16_t TcpListeners::Add(SocketAddress address)
         Owned(socket(address.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0),
               kCannotListen);
     const int on = 1;
-    Check(setsockopt(listener.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on), kCannotListen);
-    Check(bind(listener.Get(), address.Get(), address.length), kCannotListen);
-    Check(listen(listener.Get(), SOMAXCONN), kCannotListen);
-    Check(getsockname(listener.Get(), address.Get(), &address.length), kCannotListen);
+    CheckCall(setsockopt(listener.Get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on), kCannotListen);
+    CheckCall(bind(listener.Get(), address.Get(), address.length), kCannotListen);
+    CheckCall(listen(listener.Get(), SOMAXCONN), kCannotListen);
+    CheckCall(getsockname(listener.Get(), address.Get(), &address.length), kCannotListen);
     Watch(listener.Get(), listeners_.size());
     listeners_.push_back(std::move(listener));
     return address.Port();
@@ -58,8 +58,8 @@ void TcpListeners::Watch(int descriptor, std::uint64_t number)
     epoll_event event = {};
     event.events = EPOLLIN;
     event.data.u64 = number;
-    Check(epoll_ctl(events_.Get(), EPOLL_CTL_ADD, descriptor, &event),
-          "cannot wait for connections");
+    CheckCall(epoll_ctl(events_.Get(), EPOLL_CTL_ADD, descriptor, &event),
+              "cannot wait for connections");
 }
 
 void TcpListeners::Start(Accepted accepted)
