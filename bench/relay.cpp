@@ -8,8 +8,10 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iostream>
+#include <limits>
 #include <random>
 #include <thread>
+#include <vector>
 
 #include "tests/ipmi_client/fault_injecting_relay.h"
 

@@ -280,9 +280,11 @@ void Login::TakeOtherSuite()
 bool Login::TakesRefusedSuite(const Packet& packet)
 {
     constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_REQUEST;
+    if (!refused_) {
+        return false;
+    }
     const FiidObject reply(LayoutOf(ReplyType(kType)));
-    if (!refused_ ||
-        JudgeReply(packet, kType, refused_->tag, State().consoleId, reply) != Verdict::kAnswer ||
+    if (JudgeReply(packet, kType, refused_->tag, State().consoleId, reply) != Verdict::kAnswer ||
         StatusOf(reply) != RMCPPLUS_STATUS_NO_ERRORS || !Agrees(reply, refused_->algorithms)) {
         return false;
     }
