@@ -786,6 +786,34 @@ TEST(Suite, GivesWayWithoutAWaitToARefusalThatNamesNoSession)
     EXPECT_EQ(peer.Ask().end, End::kAnswered);
 }
 
+// A slow module has a copy of the first request to refuse before it comes to the second.
+TEST(Suite, IsNotAskedForAgainWhileCopiesOfTheFirstRequestAreRefused)
+{
+    constexpr auto kStep = 1000ms;
+    FakeRmcpModuleOptions options = Module();
+    options.cipherSuite = 3;
+    int asked = 0;
+    int answered = 0;
+    Peer peer(
+        options, {.loginStep = kStep},
+        [&](const Datagram& d) -> std::vector<Datagram> {
+            const bool first = Carries(d, kOpenSessionRequest) && ++asked == 1;
+            return std::vector<Datagram>(first ? 2 : 1, d);
+        },
+        [&](const Datagram& d) -> std::vector<Datagram> {
+            if (!Carries(d, kOpenSessionResponse)) {
+                return {d};
+            }
+            if (++answered > 1) {
+                std::this_thread::sleep_for(answered == 2 ? 3 * kStep / 4 : kStep / 2);
+            }
+            return {IsRefusal(d) ? AnonymousRefusal(d) : d};
+        });
+    peer.settings.cipherSuite.reset();
+    ASSERT_TRUE(Opens(peer));
+    EXPECT_EQ(peer.Transport().Cost().copies, 0U);
+}
+
 TEST(Suite, DoesNotGiveWayToAForgedRefusal)
 {
     PeerWithBothSuites peer([](const Datagram& d) -> std::vector<Datagram> {

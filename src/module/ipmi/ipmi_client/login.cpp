@@ -146,7 +146,7 @@ private:
     std::optional<Failure> Negotiate(const Waits& waits);
     std::optional<Failure> AskForSession(const Waits& waits);
     void TakeOtherSuite();
-    bool TakesRefusedSuite(const Packet& packet);
+    Verdict JudgeForRefused(const Packet& packet);
     bool OtherSuiteMayDo(std::uint8_t type, const FiidObject& reply) const;
     std::optional<Failure> ExchangeRandomNumbers();
     std::optional<Failure> Prove();
@@ -276,21 +276,25 @@ void Login::TakeOtherSuite()
     }
 }
 
-/// Goes back to the suite whose refusal was a forgery when the packet is the module's own answer.
-bool Login::TakesRefusedSuite(const Packet& packet)
+/// What a packet is to the request for the first suite, whose refusal may have been a forgery: goes
+/// back to that suite when it is the module's own good answer.
+Verdict Login::JudgeForRefused(const Packet& packet)
 {
     constexpr std::uint8_t kType = IPMI_PAYLOAD_TYPE_RMCPPLUS_OPEN_SESSION_REQUEST;
     if (!refused_) {
-        return false;
+        return Verdict::kOther;
     }
     const FiidObject reply(LayoutOf(ReplyType(kType)));
-    if (JudgeReply(packet, kType, refused_->tag, State().consoleId, reply) != Verdict::kAnswer ||
-        StatusOf(reply) != RMCPPLUS_STATUS_NO_ERRORS || !Agrees(reply, refused_->algorithms)) {
-        return false;
+    const Verdict verdict = JudgeReply(packet, kType, refused_->tag, State().consoleId, reply);
+    if (verdict != Verdict::kOther && StatusOf(reply) != RMCPPLUS_STATUS_NO_ERRORS) {
+        return Verdict::kEarlier;
+    }
+    if (verdict == Verdict::kOther || !Agrees(reply, refused_->algorithms)) {
+        return Verdict::kOther;
     }
     settings_.otherSuite = std::exchange(settings_.cipherSuite, refused_->suite);
     algorithms_ = refused_->algorithms;
-    return true;
+    return Verdict::kAnswer;
 }
 
 /// Whether to ask for the other suite at once, instead of waiting for a better reply than this.
@@ -393,8 +397,11 @@ std::optional<Failure> Login::Ask(std::uint8_t type, const FiidObject& request,
     message.judge = [&](const Packet& received) {
         const FiidObject candidate(LayoutOf(ReplyType(type)));
         Verdict verdict = JudgeReply(received, type, tag_, State().consoleId, candidate);
-        if (verdict == Verdict::kOther && TakesRefusedSuite(received)) {
-            verdict = Verdict::kAnswer;
+        if (verdict == Verdict::kOther) {
+            verdict = JudgeForRefused(received);
+        }
+        if (verdict == Verdict::kEarlier) {
+            return verdict;
         }
         if (verdict == Verdict::kOther && IsOfProbe(received)) {
             return Verdict::kAnswer;
