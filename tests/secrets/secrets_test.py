@@ -20,6 +20,7 @@ USER = "admin"
 PASSWORD = "Hush-4c0ffee-7d9e"
 CREDENTIALS = {"user": USER, "password": PASSWORD, "privilege": "administrator"}
 TOKEN = "Whisper-51ab-99e0"
+KG = "Murmur-88c1-7be3"
 COMMANDS = ["show", "--format json show", "health", "identity", "power", "psu", "nodes", "node 1", "status", "select-psu 1"]
 
 # Exit codes, as --help names them.
@@ -37,7 +38,7 @@ def forms(secret):
 # For modules that are never ready: they are waited for until the deadline.
 SOON = ("--timeout", "3")
 
-FORMS = forms(PASSWORD) + forms(TOKEN)
+FORMS = forms(PASSWORD) + forms(TOKEN) + forms(KG)
 
 
 def found_in(text):
@@ -183,6 +184,12 @@ class WhatFails(Silence):
             runs += [("-f", *over_https(enclosure.endpoints["https"]["port"]))]
             self.check_runs([REFUSED], runs)
 
+    def test_a_module_without_the_key_that_was_given(self):
+        with Enclosure("healthy-first", credentials=CREDENTIALS) as enclosure:
+            words = transport("rmcp", enclosure.endpoints)
+            runs = [(way, flag, KG, *words) for way in WAYS for flag in ("-k", "--kg")]
+            self.check_runs([REFUSED], runs)
+
     def test_a_module_that_answers_badly(self):
         for scenario in ("https-garbage", "https-error", "https-unauthorized", "https-unavailable"):
             with Enclosure(scenario, credentials=CREDENTIALS) as enclosure:
@@ -221,6 +228,10 @@ class WhatFails(Silence):
             ["-P", PASSWORD, "-f", password_file, "-H", "127.0.0.1"],
             ["-P", PASSWORD, "-H", "127.0.0.1", "no-such-command"],
             ["-P", PASSWORD * 2, "-H", "127.0.0.1", "-U", USER],
+            ["-P", PASSWORD, "-k", KG * 2, "-H", "127.0.0.1", "-U", USER],
+            ["-P", PASSWORD, "-k" + KG, "-I", "https", "-H", "127.0.0.1", "-U", USER],
+            ["-k", KG],
+            ["-k", KG, "-k", KG, "-H", "127.0.0.1"],
             ["-P", PASSWORD + "\n", "-I", "https", "-H", "127.0.0.1", "-U", USER],
         ):
             ran = run([COMMAND, "-vv", *words])
@@ -318,7 +329,7 @@ class WhileItWaits(Silence):
             with self.subTest(way), socket.socket(type=socket.SOCK_DGRAM) as module:
                 module.settimeout(TIMEOUT)
                 module.bind(("127.0.0.1", 0))
-                words = ["-H", "127.0.0.1", "-p", str(module.getsockname()[1])]
+                words = ["-H", "127.0.0.1", "-p", str(module.getsockname()[1]), "-k", KG]
                 self.assertNotEqual(self.check_waiting(way, words, lambda: module.recv(1024)), b"")
 
     def test_over_https(self):
