@@ -7,8 +7,10 @@
 #include <chrono>
 #include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
+#include "common/log/log.h"
 #include "tests/fakes/scripted_module.h"
 
 namespace Tulvo::Enclosures {
@@ -82,6 +84,21 @@ TEST_F(ConversationTest, AsksEachRequestOnceInOrder)
     EXPECT_THAT(outcomes[2].data, ElementsAre(2));
     EXPECT_EQ(1, module.opened);
     EXPECT_EQ(1, module.closed);
+}
+
+TEST_F(ConversationTest, TracesEveryRequestAndAnswer)
+{
+    module.Open({.failure = kNoneFree, .noneFree = true});
+    module.Refuse(Numbered(1), 0xC9);
+    module.StaySilent(Numbered(2));
+    std::vector<std::string> traced;
+    SetLogLevel(4);
+    SetLogSink([&traced](const LogRecord& record) { traced.push_back(record.text); });
+    AskFor(3);
+    SetLogSink({});
+    SetLogLevel(2);
+    EXPECT_THAT(traced, ElementsAre("no session is free", "a session is open", "32 a5 01: c9",
+                                    "32 a5 02: no answer", "32 a5 03: 00 03", "32 a5 02: 00 02"));
 }
 
 TEST_F(ConversationTest, AsksOthersWhileTheModuleIsBusyWithOne)

@@ -375,7 +375,8 @@ void AddOutputFlags(CLI::App& app, Options& options, Flags& flags)
         ->option_text("N")
         ->group("Output")
         ->needs(every);
-    app.add_flag("-v,--verbose", options.verbosity, "Log to standard error; -vv logs every byte")
+    app.add_flag("-v,--verbose", options.verbosity,
+                 "Log to standard error; -vv logs every exchange")
         ->group("Output");
 }
 

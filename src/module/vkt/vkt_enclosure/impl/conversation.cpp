@@ -2,9 +2,12 @@
 #include "module/vkt/vkt_enclosure/impl/conversation.h"
 
 #include <algorithm>
+#include <array>
+#include <ostream>
 #include <tuple>
 #include <utility>
 
+#include "common/log/log.h"
 #include "common/text/hexadecimal.h"
 
 namespace Tulvo::Enclosures {
@@ -26,6 +29,31 @@ constexpr Pace::Span kPauseForOnceMore = 50ms;
 constexpr Pace::Span kPauseForInvalidCommand = 1s;
 
 const IPMICOMMAND kGetDeviceId{0x01, {}, 0x06};
+
+constexpr int kTrace = 4;
+
+/// "32 a7 02: 00 80010203": network function, command and data, then completion code and answer, or
+/// why there is none.
+struct Exchanged
+{
+    const IPMICOMMAND& request;
+    const IpmiExchange& exchange;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Exchanged& exchanged)
+{
+    if (!stream) {
+        return stream;  // above the threshold
+    }
+    const auto& [request, exchange] = exchanged;
+    stream << Text::ToHexPairs(std::array{request.netFn, request.cmd}).insert(2, " ");
+    stream << (request.data.empty() ? "" : " ") << Text::ToHexPairs(request.data) << ": ";
+    if (exchange.failure) {
+        return stream << exchange.failure->message;
+    }
+    return stream << Text::ToHexPairs(std::array{exchange.completionCode})
+                  << (exchange.data.empty() ? "" : " ") << Text::ToHexPairs(exchange.data);
+}
 
 Failure TimeIsOver()
 {
@@ -135,6 +163,8 @@ void Conversation::Open()
     Span pause = kFirstPauseForSession;
     while (!IsOver()) {
         const IpmiOpening opening = transport_.Open(asking_);
+        Log(kTrace, __FILE__, __LINE__).Stream()
+            << (opening.failure ? opening.failure->message : "a session is open");
         if (!opening.failure || !WaitForSession(pause, opening)) {
             return;
         }
@@ -191,10 +221,17 @@ Conversation::Pending Conversation::TakeNext()
     return taken;
 }
 
+IpmiExchange Conversation::Exchange(const IPMICOMMAND& request, Resend resend)
+{
+    IpmiExchange exchange = transport_.Ask(request, resend, asking_);
+    Log(kTrace, __FILE__, __LINE__).Stream() << Exchanged{request, exchange};
+    return exchange;
+}
+
 void Conversation::Ask(Pending pending)
 {
     const Request& request = pending.request;
-    IpmiExchange exchange = transport_.Ask(request.command, request.resend, asking_);
+    IpmiExchange exchange = Exchange(request.command, request.resend);
     if (exchange.end == IpmiExchange::End::kAnswered) {
         silentBefore_.reset();
         if (exchange.completionCode == 0) {
@@ -256,7 +293,7 @@ void Conversation::Silent(Pending pending, const Failure& failure)
 /// Where no other request is left that could tell a lost session from a lost answer.
 void Conversation::Probe()
 {
-    const IpmiExchange exchange = transport_.Ask(kGetDeviceId, Resend::kFreely, asking_);
+    const IpmiExchange exchange = Exchange(kGetDeviceId, Resend::kFreely);
     if (exchange.end == IpmiExchange::End::kAnswered) {
         silentBefore_.reset();
     } else if (!IsOver()) {
@@ -345,7 +382,7 @@ Failure Conversation::OtherModule()
     constexpr std::size_t kManufacturerAt = 6;
     constexpr std::size_t kProductAt = 9;
     constexpr std::size_t kLength = 11;
-    const IpmiExchange exchange = transport_.Ask(kGetDeviceId, Resend::kFreely, asking_);
+    const IpmiExchange exchange = Exchange(kGetDeviceId, Resend::kFreely);
     std::string who = "something else than such a module answers";
     if (exchange.end == IpmiExchange::End::kAnswered && exchange.completionCode == 0 &&
         exchange.data.size() >= kLength) {

@@ -81,6 +81,7 @@ private:
     bool WaitForSession(Span& pause, const IpmiOpening& opening);
     bool IsOver();
     Pending TakeNext();
+    IpmiExchange Exchange(const IPMICOMMAND& request, Resend resend);
     void Ask(Pending pending);
     void Silent(Pending pending, const Failure& failure);
     void Lost(Pending pending, const Failure& failure);
