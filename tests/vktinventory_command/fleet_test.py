@@ -1,0 +1,195 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The command against a fleet of simulated enclosures."""
+import json
+import os
+import pathlib
+import re
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+import unittest
+
+import jsonschema
+from enclosures import (
+    COMMAND,
+    SCENARIOS,
+    SCHEMA,
+    SIMULATOR,
+    TIMEOUT,
+    arguments_once_hidden,
+    environment_with,
+    run,
+)
+
+VALIDATOR = jsonschema.Draft202012Validator(json.loads(SCHEMA.read_text()))
+
+
+class Simulators:
+    """Enclosures played by one simulator, with the fleet file that reaches them."""
+
+    def __init__(self, count, *scenarios, flags=()):
+        self.folder = tempfile.TemporaryDirectory()
+        self.file = pathlib.Path(self.folder.name, "fleet.toml")
+        words = [word for name in scenarios for word in ("--scenario", SCENARIOS / f"{name}.json")]
+        self.process = subprocess.Popen(
+            [SIMULATOR, *words, "--count", str(count), "--write-fleet", self.file, *flags],
+            stdout=subprocess.PIPE,
+            text=True,
+        )
+        self.endpoints = [json.loads(self.process.stdout.readline()) for _ in range(count)]
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.end()
+        self.folder.cleanup()
+
+    def end(self):
+        if self.process.returncode is None:
+            self.process.terminate()
+            self.process.wait(TIMEOUT)
+            with self.process.stdout as output:
+                self.said = output.read()
+        return self.said
+
+    def words(self, *words):
+        return [COMMAND, "--fleet", str(self.file), *words]
+
+    def run(self, *words):
+        return run(self.words(*words))
+
+    def start(self, *words, **streams):
+        return subprocess.Popen(
+            self.words(*words),
+            stdin=subprocess.DEVNULL,
+            env=environment_with(),
+            start_new_session=True,
+            **streams,
+        )
+
+
+class MixedFleet(unittest.TestCase):
+    """Several scenarios, which are the groups, and some that could not be reached."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.fleet = Simulators(6, "healthy-first", "faulty-vkt2", "healthy-vkt2-fd-6")
+        cls.addClassCleanup(cls.fleet.__exit__)
+
+    def documents(self, *words):
+        ran = self.fleet.run("--format", "jsonl", *words)
+        return ran, [json.loads(line) for line in ran.stdout.splitlines()]
+
+    def test_every_format_has_them_all(self):
+        for command in ("health", "identity", "power", "status", "psu", "nodes"):
+            ran, documents = self.documents("--all", command)
+            self.assertEqual((ran.returncode, ran.stderr, len(documents)), (0, "", 6))
+            hosts = {document["host"] for document in documents}
+            for document in documents:
+                VALIDATOR.validate(document)
+            array = json.loads(self.fleet.run("--all", "--format", "json", command).stdout)
+            self.assertEqual([d["host"] for d in array], self.fleet.run("--all", "hosts").stdout.split())
+            lines = self.fleet.run("--all", "--format", "csv", command).stdout.splitlines()
+            self.assertTrue(lines[0].startswith("host,group,time,error"))
+            self.assertEqual({line.split(",")[0] for line in lines[1:]}, hosts)
+
+    def test_health_begins_with_the_worst(self):
+        lines = self.fleet.run("--all", "health").stdout.splitlines()
+        self.assertIn("critical", lines[0])
+        self.assertRegex(lines[-1], r" ok\Z|\A  127\.0\.0\.1:[\[\],\d-]+\Z")
+        self.assertLessEqual(max(map(len, lines)), 80)
+
+    def test_group_and_expectations_are_those_of_the_file(self):
+        _, documents = self.documents("--all", "health")
+        self.assertEqual({d["group"] for d in documents}, {"healthy-first", "faulty-vkt2", "healthy-vkt2-fd-6"})
+        self.assertEqual({d["health"]["status"] for d in documents if d["group"] != "faulty-vkt2"}, {"ok"})
+
+    def test_one_that_cannot_be_resolved_leaves_the_others_alone(self):
+        ran, documents = self.documents(
+            "--all", "-H", "no-such-host.invalid", "-U", "admin", "-P", "enclosure", "identity")
+        self.assertEqual(ran.returncode, 1)
+        errors = {d["host"]: d["error"] for d in documents if d["error"]}
+        self.assertEqual({host: error["cause"] for host, error in errors.items()},
+                         {"no-such-host.invalid": "unreachable"})
+        self.assertEqual(len(documents), 7)
+        self.assertRegex(ran.stderr, r"\Avktinventory: no-such-host\.invalid: [^\n]*cannot be resolved[^\n]*\n\Z")
+
+    def test_the_first_line_comes_while_others_are_waited_for(self):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as silent:
+            silent.bind(("127.0.0.1", 0))
+            host = f"127.0.0.1:{silent.getsockname()[1]}"
+            child = self.fleet.start("--group", "healthy-first", "-H", host, "-U", "admin", "-P", "enclosure",
+                                     "--timeout", "100", "--format", "jsonl", "status",
+                                     stdout=subprocess.PIPE, text=True)
+            self.assertIsNone(json.loads(child.stdout.readline())["error"])
+            self.assertIsNone(child.poll())
+            child.send_signal(signal.SIGINT)
+            rest = [json.loads(line) for line in child.stdout]
+            self.assertEqual(child.wait(TIMEOUT), 130)
+            child.stdout.close()
+            self.assertEqual(rest[-1]["host"], host)
+            self.assertEqual(rest[-1]["error"]["cause"], "cancelled")
+
+    def test_a_reader_that_has_enough_gets_whole_lines(self):
+        reader, writer = os.pipe()
+        child = self.fleet.start("--all", "--fanout", "1", "--every", "1", "--format", "jsonl", "status",
+                                 stdout=writer, stderr=subprocess.PIPE, text=True)
+        os.close(writer)
+        with os.fdopen(reader) as lines:
+            json.loads(lines.readline())
+        error = child.communicate(timeout=TIMEOUT)[1]
+        self.assertEqual(child.returncode, 5)
+        self.assertEqual(error.count("\n"), 1)
+        self.assertIn("Broken pipe", error)
+
+    def test_rounds_follow_each_other(self):
+        ran = self.fleet.run("--group", "healthy-first", "--every", "1", "--count", "2",
+                             "--format", "csv", "--fields", "time,host,power_average", "power")
+        self.assertEqual(ran.returncode, 0)
+        lines = ran.stdout.splitlines()
+        self.assertEqual(lines[0], "time,host,power_average")
+        self.assertEqual(len(lines), 1 + 2 * 2)
+        self.assertNotEqual(lines[1].split(",")[0], lines[-1].split(",")[0])
+
+
+class Interrupted(unittest.TestCase):
+    """Ctrl-C at some moments: everything is logged out, arrays are closed, objects are whole."""
+
+    def test_closes_what_it_began(self):
+        with Simulators(4, "slow", "healthy-first", flags=["--no-rmcp", "--statistics"]) as fleet:
+            for pause in (0.05, 0.3, 0.6, 1.2):
+                with self.subTest(pause):
+                    child = fleet.start("--all", "-P", "enclosure", "--format", "json", "show", stdout=subprocess.PIPE, text=True)
+                    arguments_once_hidden(child.pid)
+                    time.sleep(pause)
+                    child.send_signal(signal.SIGTERM)
+                    output = child.communicate(timeout=TIMEOUT)[0]
+                    if child.returncode == 0:
+                        continue  # it was quicker
+                    self.assertEqual(child.returncode, 128 + signal.SIGTERM)
+                    documents = json.loads(output) if output else []
+                    for document in documents:
+                        VALIDATOR.validate(document)
+                    causes = {d["error"]["cause"] for d in documents if d["error"]}
+                    self.assertLessEqual(causes, {"cancelled"})
+                    if documents:
+                        self.assertEqual(len(documents), 4)
+            for count in re.findall(r'"openSessions": ?(\d+)', fleet.end()):
+                self.assertEqual(count, "0")
+
+    def test_leaves_no_session_open(self):
+        with Simulators(2, "slow", flags=["--no-https"]) as fleet:
+            for pause in [0.1, 0.3, 0.5, 0.7] * 3:
+                child = fleet.start("--all", "-P", "enclosure", "--format", "jsonl", "show", stdout=subprocess.DEVNULL)
+                arguments_once_hidden(child.pid)
+                time.sleep(pause)
+                child.send_signal(signal.SIGINT)
+                self.assertIn(child.wait(TIMEOUT), (0, 130))
+            self.assertEqual(fleet.run("--all", "identity").returncode, 0)
+
+
+if __name__ == "__main__":
+    unittest.main()
