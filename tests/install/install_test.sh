@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # install_test.sh NAME ARGUMENT...: one test a function, named like it; run from the project's root.
 # The environment says what was built ($BUILD, $LIBDIR, $VERSION), where the tests may write ($TREE)
-# and what builds consumers ($CMAKE, $GENERATOR, $CXX).
+# and what builds consumers ($CMAKE, $GENERATOR, $CXX), and reads JSON ($PYTHON).
 set -eu
 # shellcheck source=scripts/simulator.sh
 . scripts/simulator.sh
@@ -256,13 +256,22 @@ HostBringsItsOwnCompanions() {
     host_brings_its_own "$TREE/host_program/host_program"
 }
 
+PollerReadsTwentyEnclosures() {
+    configure examples/poller "$TREE/poller" -DCMAKE_PREFIX_PATH="$prefix" \
+        -DCMAKE_CXX_FLAGS="$warnings"
+    "$CMAKE" --build "$TREE/poller"
+    uses_only "$prefix/$LIBDIR" "$TREE/poller/poller"
+    bare SCENARIOS="$PWD/apps/vkt_simulator/scenarios" \
+        "$PYTHON" tests/install/poller_test.py "$TREE/poller/poller" "$prefix/bin/vkt-simulator" "$1"
+}
+
 # A host of other habits than ours: an older language, sources compiled many at a time, no warnings.
 HostProjectAddsTheSources() {
     host=$TREE/host_project
     configure tests/install/host_project "$host" -DVKT_SOURCES="$PWD" -DCMAKE_UNITY_BUILD=ON \
         -DCMAKE_CXX_FLAGS=-w
     "$CMAKE" --build "$host"
-    for program in test machine_type/machine_type host_program/host_program; do
+    for program in test machine_type/machine_type host_program/host_program poller/poller; do
         uses_only "$host" "$host/$program"
     done
     names_an_enclosure "$host/test"
