@@ -46,7 +46,7 @@ Log::~Log()
 
 std::ostream& Log::Stream()
 {
-    static std::ostream failed(nullptr);
+    thread_local std::ostream failed(nullptr);
     return record_ != nullptr ? record_->text : failed;
 }
 
@@ -69,6 +69,7 @@ void PrintTo(const LogLine& line, std::ostream* out)
 
 void FakeLog::Add(const Record& record)
 {
+    const std::lock_guard lock(mutex_);
     records_.push_back(record);
     Journal::Write("log " + std::to_string(record.line.level) + " " + record.line.text);
 }

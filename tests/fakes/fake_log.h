@@ -5,6 +5,7 @@
 #define TESTS_FAKES_FAKE_LOG_H
 
 #include <iosfwd>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,6 +43,7 @@ public:
     /// Records above this level are dropped, and their streams are in a failed state.
     int threshold = 4;
 
+    /// From any thread; what is asked below, when none writes any more.
     void Add(const Record& record);
     const std::vector<Record>& Records() const { return records_; }
     LogLines Lines() const;
@@ -52,6 +54,7 @@ public:
     void Clear() { records_.clear(); }
 
 private:
+    std::mutex mutex_;
     std::vector<Record> records_;
 };
 
