@@ -17,6 +17,7 @@ enum class Action : std::uint8_t
     kReadNode,      ///< Read one node of it; the argument is its number.
     kSelectSupply,  ///< Select a power supply; the argument is its number.
     kHosts,         ///< Print which hosts are meant; nobody is asked.
+    kMakePage,      ///< Read the enclosure, or what was read before, and make a page of it.
 };
 
 struct Command
@@ -76,6 +77,11 @@ inline constexpr Command kCommands[] = {
      "a line each, in the order given. Nobody is asked, and no password is needed.",
      Enclosures::kModuleOnly, Enclosures::kModuleOnly, false, Action::kHosts, "[PATTERN]...",
      "hosts, such as enc[001-040] or ^FILE"},
+    {"page", "A page for the browser, of all that show prints",
+     "Prints one HTML file that needs no other and no network: all enclosures, the\n"
+     "worst first, and of each its bays as they are, and all numbers. It is made of a\n"
+     "reading, or (--from) of what --format json printed before.",
+     Enclosures::kEverything, Enclosures::kEverything, false, Action::kMakePage},
 };
 
 }  // namespace Tulvo::Cli

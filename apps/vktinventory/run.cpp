@@ -14,8 +14,10 @@
 #include "apps/vktinventory/input/targets.h"
 #include "apps/vktinventory/interrupt.h"
 #include "apps/vktinventory/outcome.h"
+#include "apps/vktinventory/output/destination.h"
 #include "apps/vktinventory/output/diagnostics.h"
 #include "apps/vktinventory/output/renderer.h"
+#include "apps/vktinventory/page/make_page.h"
 #include "apps/vktinventory/run_many.h"
 
 namespace Tulvo::Cli {
@@ -45,12 +47,12 @@ ExitCode FailForEach(std::string_view mistakes)
     return ExitCode::kWrongUsage;
 }
 
-ExitCode Print(std::string_view text, ExitCode code)
+ExitCode Print(std::string_view text, ExitCode code, const std::string& output = {})
 {
-    if (WriteOut(text)) {
+    if (WriteResult(text, output)) {
         return code;
     }
-    ComplainAboutOutput(errno);
+    ComplainAboutResult(errno, output);
     return ExitCode::kOutputFailed;
 }
 
@@ -75,12 +77,16 @@ Enclosures::Enclosure AskOne(const Options& options, const Targets& targets)
                {.deadline = targets.Timeout(0), .stop = conversation.StopToken()});
 }
 
-ExitCode PrintReport(const Report& report, Renderer& renderer)
+ExitCode PrintReport(const Report& report, const Options& options)
 {
     for (const std::string& message : Messages(report)) {
         Complain(message);
     }
-    return Print(renderer.Begin() + renderer.Add(0, report) + renderer.End(), ExitCodeOf(report));
+    const auto renderer = RendererFor(options, false, WantsColour());
+    std::string text = renderer->Begin();
+    text += renderer->Add(0, report);
+    text += renderer->End();
+    return Print(text, ExitCodeOf(report), options.output);
 }
 
 /// One enclosure that was given by name.
@@ -88,8 +94,8 @@ ExitCode RunOne(const Options& options, const Targets& targets)
 {
     const Report report = ReportFor(options, targets.Member(0), AskOne(options, targets));
     const auto wrong = WrongNumber(options, report.enclosure.module);
-    const ExitCode code = wrong ? Fail(ExitCode::kWrongUsage, *wrong)
-                                : PrintReport(report, *RendererFor(options, false, WantsColour()));
+    const ExitCode code =
+        wrong ? Fail(ExitCode::kWrongUsage, *wrong) : PrintReport(report, options);
     if (options.verbosity > 0) {
         Complain(CostLine(report.enclosure));
     }
@@ -114,6 +120,9 @@ ExitCode RunWith(const Options& options, Arguments arguments)
     }
     if (const auto why = WhyNoSuchOutput(options)) {
         return Fail(ExitCode::kWrongUsage, *why);
+    }
+    if (!options.pageFrom.empty()) {
+        return MakePageOfReadings(options);
     }
     try {
         if (options.command->action == Action::kHosts) {

@@ -16,6 +16,7 @@
 #include "apps/vktinventory/ask.h"
 #include "apps/vktinventory/interrupt.h"
 #include "apps/vktinventory/outcome.h"
+#include "apps/vktinventory/output/destination.h"
 #include "apps/vktinventory/output/diagnostics.h"
 #include "apps/vktinventory/output/folded_messages.h"
 #include "apps/vktinventory/output/progress.h"
@@ -124,7 +125,7 @@ private:
     /// Without somewhere to print to there is no use in asking on.
     void Print(const std::string& text)
     {
-        if (outputFailure_ == 0 && !WriteOut(text)) {
+        if (outputFailure_ == 0 && !WriteResult(text, options_.output)) {
             outputFailure_ = errno;
             stop_.request_stop();
         }
@@ -163,7 +164,7 @@ private:
     ExitCode End(ExitCode worst) const
     {
         if (outputFailure_ != 0) {
-            ComplainAboutOutput(outputFailure_);
+            ComplainAboutResult(outputFailure_, options_.output);
             return ExitCode::kOutputFailed;
         }
         return Interrupted().value_or(worst);

@@ -237,6 +237,7 @@ constexpr const char* kConnection = "Connection";
 constexpr const char* kSeveral = "Several enclosures";
 constexpr const char* kIpmiOnly = "With -I lanplus";
 constexpr const char* kHttpsOnly = "With -I https";
+constexpr const char* kPageOnly = "With page";
 
 void AddConnectionFlags(CLI::App& app, Options& options, Flags& flags)
 {
@@ -380,6 +381,20 @@ void AddOutputFlags(CLI::App& app, Options& options, Flags& flags)
         ->group("Output");
 }
 
+void AddPageFlags(CLI::App& app, Options& options)
+{
+    app.add_option("--from", options.pageFrom,
+                   "Make it of JSON that was read before; - is standard input")
+        ->check(NotEmpty())
+        ->option_text("FILE")
+        ->group(kPageOnly);
+    app.add_option("-o,--output", options.output,
+                   "Write it to that file, all at once; default standard output")
+        ->check(NotEmpty())
+        ->option_text("FILE")
+        ->group(kPageOnly);
+}
+
 void AddCommand(CLI::App& app, Options& options, const Command& command)
 {
     CLI::App* sub = app.add_subcommand(std::string(command.name), std::string(command.help));
@@ -460,6 +475,29 @@ void RequireFittingFormat(const Options& options, const Flags& flags)
     }
 }
 
+/// Of JSON that was read before nobody is asked, and a page has one format.
+void RefuseFlagsForAnotherUse(const CLI::App& app, const Options& options)
+{
+    const bool page = options.command->action == Action::kMakePage;
+    for (const CLI::Option* option : app.get_options()) {
+        const std::string& group = option->get_group();
+        const bool asks = group == kConnection || group == kSeveral || group == kIpmiOnly ||
+                          group == kHttpsOnly || option->check_lname("every");
+        if (option->count() == 0) {
+            continue;
+        }
+        if (!page && group == kPageOnly) {
+            throw CLI::ValidationError(option->get_name(), "goes only with page");
+        }
+        if (page && option->check_lname("format")) {
+            throw CLI::ValidationError(option->get_name(), "does not go with page");
+        }
+        if (asks && !options.pageFrom.empty()) {
+            throw CLI::ValidationError(option->get_name(), "does not go with --from");
+        }
+    }
+}
+
 PasswordSource SourceOf(const CLI::App& app, const Flags& flags)
 {
     if (flags.fromEnvironment) {
@@ -480,8 +518,14 @@ void Complete(const CLI::App& app, const Flags& flags, Options& options)
         const std::size_t end = label.find('=');
         options.selection.labels.push_back({label.substr(0, end), label.substr(end + 1)});
     }
-    RequireHost(options);
+    RefuseFlagsForAnotherUse(app, options);
+    if (options.pageFrom.empty()) {
+        RequireHost(options);
+    }
     RequireFittingFormat(options, flags);
+    if (options.command->action == Action::kMakePage) {
+        options.format = Format::kJsonLines;  // what it is made of; a table would begin with a time
+    }
     options.lanplusFlag = FirstOf(kIpmiOnly, app);
     options.httpsFlag = FirstOf(kHttpsOnly, app);
     options.settings = SettingsOf(flags, std::move(options.settings));
@@ -504,6 +548,7 @@ void Describe(CLI::App& app, Options& options, Flags& flags)
     AddIpmiFlags(app, flags);
     AddHttpsFlags(app, flags);
     AddOutputFlags(app, options, flags);
+    AddPageFlags(app, options);
     for (const Command& command : kCommands) {
         AddCommand(app, options, command);
     }

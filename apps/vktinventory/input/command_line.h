@@ -65,6 +65,8 @@ struct Options
     Format format = Format::kTable;
     std::vector<std::string> fields;  ///< With kCsv: columns; empty for the command's own.
     std::optional<Repetition> repetition;
+    std::string pageFrom;  ///< Readings that a page is made of; empty: the enclosure is read.
+    std::string output;    ///< The file that a page goes to; empty: standard output.
     const Command* command = nullptr;
     std::uint64_t number = 0;           ///< The command's number; 0 when it takes none.
     std::vector<std::string> operands;  ///< What else stands behind the command.
@@ -88,6 +90,8 @@ inline constexpr Example kExamples[] = {
      "vktinventory -H 10.0.0.5 -U admin -E --format json psu"},
     {"A node over HTTPS, from a module whose certificate an authority of your own signed:",
      "vktinventory -I https -H vkt.example.com -U admin --ca-file ca.pem node 3"},
+    {"A page to look at, of what was read before:",
+     "vktinventory page --from readings.json -o enclosures.html"},
 };
 
 /// What to print instead of working, and how to end then.

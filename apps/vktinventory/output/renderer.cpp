@@ -11,6 +11,7 @@
 #include "apps/vktinventory/output/render_json.h"
 #include "apps/vktinventory/output/render_table.h"
 #include "apps/vktinventory/output/report_table.h"
+#include "apps/vktinventory/page/make_page.h"
 #include "common/text/printable.h"
 
 namespace Tulvo::Cli {
@@ -146,6 +147,9 @@ std::unique_ptr<Renderer> TableFor(const Command& command, bool many, bool colou
 
 std::optional<std::string> WhyNoSuchOutput(const Options& options)
 {
+    if (options.command->action == Action::kMakePage) {
+        return WhyNoPage(options);
+    }
     if (options.format != Format::kCsv) {
         return std::nullopt;
     }
@@ -169,6 +173,9 @@ std::optional<std::string> WhyNoSuchOutput(const Options& options)
 
 std::unique_ptr<Renderer> RendererFor(const Options& options, bool many, bool colour)
 {
+    if (options.command->action == Action::kMakePage) {
+        return PageRenderer();
+    }
     switch (options.format) {
         case Format::kJson:
             return many ? std::unique_ptr<Renderer>(std::make_unique<JsonArray>())
