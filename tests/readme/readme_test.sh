@@ -40,6 +40,22 @@ ShowPrintsWhatTheReadmeShows() {
         "$("$2" -H "$simulator_host" -p "$simulator_port" -U "$simulator_user" -E show)"
 }
 
+# The indented lines of docs/architecture.md's section on one supply's fans.
+fans_in_the_architecture() {
+    sed -n "/^## One supply's fans/,/^## Threads/s/^    //p" docs/architecture.md
+}
+
+FansInTheArchitectureAreThoseOfTheCommand() {
+    start_simulator "$1" healthy-vkt2-fe-2
+    set -- "$2" -H "$simulator_host" -p "$simulator_port" -U "$simulator_user" -E
+    printed=$("$@" -vv psu 2>&1; "$@" --format json psu | tr -d ' \n')
+    [ "$(fans_in_the_architecture | grep -c .)" -eq 3 ] || fail "not three lines are shown"
+    fans_in_the_architecture | grep . | while read -r line; do
+        case $line in '"'*) line=$(echo "$line" | tr -d ' ') ;; esac
+        printf '%s\n' "$printed" | grep -qF -e "$line" || fail "not printed: $line" "$printed"
+    done
+}
+
 DependencyTableHasEveryLibraryThatIsInstalled() {
     packages=$(sed -n 's/^\(build\|test\)  *\(lib[^ ]*\|.*json3[^ ]*\|openipmi\) .*/\2/p' \
         scripts/install-dependencies)
