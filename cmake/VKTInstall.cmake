@@ -2,7 +2,7 @@
 # What `cmake --install` puts where. An installed tree may be moved: everything in it finds the rest
 # relative to itself.
 #
-# Components: Library (shared libraries), Development (headers, CMake and pkg-config files, the
+# Components: Library (shared libraries), EnclosureLibrary (libvktenclosure), Development (headers, CMake and pkg-config files, the
 # archive), Tools (vktinventory), Simulator (vkt-simulator); each with its manual pages and
 # completions.
 include(CMakePackageConfigHelpers)
@@ -12,10 +12,10 @@ set(VKT_PACKAGE_FOLDER "${CMAKE_INSTALL_LIBDIR}/cmake/VKTInventory")
 set(VKT_PKGCONFIG_FOLDER "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
 # A library of vkt_add_library(), with its headers. The libraries find each other in their folder.
-function(vkt_install_library target)
+function(vkt_install_library target component)
   set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS ${target} EXPORT VKTInventory
-    LIBRARY COMPONENT Library NAMELINK_COMPONENT Development
+    LIBRARY COMPONENT ${component} NAMELINK_COMPONENT Development
     INCLUDES DESTINATION "${VKT_HEADER_FOLDER}"
     FILE_SET HEADERS DESTINATION "${VKT_HEADER_FOLDER}" COMPONENT Development)
 endfunction()

@@ -56,8 +56,12 @@ macro(vkt_package component)
     DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${arg_NAME}" COMPONENT ${component})
 endmacro()
 
+# The libraries, by their SONAMEs. libvktenclosure's may change with a minor version, and both may then
+# be installed side by side.
+set(same_version "(= ${PROJECT_VERSION}-${VKT_PACKAGE_RELEASE})")
 set(library libvktinventory${PROJECT_VERSION_MAJOR})
-set(same_library "${library} (= ${PROJECT_VERSION}-${VKT_PACKAGE_RELEASE})")
+set(enclosure_library libvktenclosure${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+set(same_library "${library} ${same_version}, ${enclosure_library} ${same_version}")
 set(about
   "vktinventory reads the inventory and health of a multi-node server enclosure"
   "from its management module, over RMCP+ (IPMI 2.0) or HTTPS.")
@@ -69,6 +73,18 @@ vkt_package(Library NAME ${library} SECTION libs
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/packaging/triggers")
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/${library}.lintian-overrides"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" RENAME ${library} COMPONENT Library)
+
+vkt_package(EnclosureLibrary NAME ${enclosure_library} SECTION libs
+  DEPENDS "${library} ${same_version}"
+  DESCRIPTION "inventory of multi-node server enclosures - whole enclosures in one read" ${about} ""
+    "This package has the library that reads a whole enclosure in one conversation,"
+    "within one deadline, with a reason for whatever is missing.")
+set(CPACK_DEBIAN_ENCLOSURELIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/packaging/triggers")
+configure_file("${PROJECT_SOURCE_DIR}/packaging/libvktenclosure.lintian-overrides.in"
+  "${folder}/${enclosure_library}.lintian-overrides" @ONLY)
+install(FILES "${folder}/${enclosure_library}.lintian-overrides"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" RENAME ${enclosure_library}
+  COMPONENT EnclosureLibrary)
 
 vkt_package(Development NAME libvktinventory-dev SECTION libdevel
   DEPENDS "${same_library}"
