@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <concepts>
 #include <iterator>
 #include <utility>
 
@@ -72,11 +73,7 @@ Datum Value(bool flag)
 {
     return flag;
 }
-Datum Value(std::uint8_t number)
-{
-    return std::int64_t{number};
-}
-Datum Value(std::uint16_t number)
+Datum Value(std::unsigned_integral auto number)
 {
     return std::int64_t{number};
 }
@@ -90,25 +87,15 @@ requires std::is_enum_v<State> Datum Value(State state)
     return WordOf(WordsOf(state), state);
 }
 template <class T>
-Datum Value(const Reading<T>& reading);
-
-/// What `part` gives of the value, else the state in which the value is.
-template <class T, class Part>
-Datum PartOf(const Reading<T>& reading, Part part)
+Datum Value(const Reading<T>& reading)
 {
     if (const T* const value = reading.Get()) {
-        return Value(part(*value));
+        return Value(*value);
     }
     if (const Failure* const failure = reading.WhyNotRead()) {
         return failure;
     }
     return reading.IsAbsent() ? Datum(Absent()) : Datum(NotAsked());
-}
-
-template <class T>
-Datum Value(const Reading<T>& reading)
-{
-    return PartOf(reading, [](const T& value) { return value; });
 }
 
 // Getters, for the table below.
@@ -122,7 +109,7 @@ Datum OfEnclosure(const Object& object)
 template <auto reading, auto member>
 Datum InEnclosure(const Object& object)
 {
-    return PartOf(object.enclosure.*reading, [](const auto& whole) { return whole.*member; });
+    return Value((object.enclosure.*reading).Map(member));
 }
 
 template <auto member>
@@ -134,20 +121,19 @@ Datum OfSupply(const Object& object)
 template <auto member>
 Datum OfFans(const Object& object)
 {
-    return PartOf(object.powerSupply->fans, [](const SupplyFans& fans) { return fans.*member; });
+    return Value(object.powerSupply->fans.Map(member));
 }
 
 template <auto fan, auto member>
 Datum OfFan(const Object& object)
 {
-    return PartOf(object.powerSupply->fans,
-                  [](const SupplyFans& fans) { return fans.*fan.*member; });
+    return Value(object.powerSupply->fans.Map(fan).Map(member));
 }
 
 template <auto reading, auto member>
 Datum OfNode(const Object& object)
 {
-    return PartOf(object.node->*reading, [](const auto& whole) { return whole.*member; });
+    return Value((object.node->*reading).Map(member));
 }
 
 Datum Interface(const Object& object)
@@ -174,7 +160,7 @@ Datum CipherSuite(const Object& object)
 /// Tables have always said so; a default no longer stands for what was not told.
 Datum DefaultsAssumed(const Object& object)
 {
-    return PartOf(object.enclosure.module.platformId, [](std::uint8_t) { return false; });
+    return Value(object.enclosure.module.platformId.Map([](std::uint8_t) { return false; }));
 }
 
 Datum SupplyNumber(const Object& object)
@@ -200,10 +186,10 @@ Datum SupplyName(const Object& object)
     };
     for (const auto* const text : {&supply.version, &supply.manufacturer, &supply.position}) {
         if (text->HasValue()) {
-            return PartOf(*text, name);
+            return Value(text->Map(name));
         }
     }
-    return PartOf(supply.version, name);
+    return Value(supply.version.Map(name));
 }
 
 Datum ManufacturerAndPosition(const Object& object)
@@ -213,9 +199,8 @@ Datum ManufacturerAndPosition(const Object& object)
     if (position == nullptr && supply.manufacturer.HasValue()) {
         return Value(supply.position);
     }
-    return PartOf(supply.manufacturer, [position](const std::string& manufacturer) {
-        return "PSU" + manufacturer + *position;
-    });
+    return Value(supply.manufacturer.Map(
+        [position](const std::string& manufacturer) { return "PSU" + manufacturer + *position; }));
 }
 
 constexpr auto kEnclosureKind = ObjectKind::kEnclosure;

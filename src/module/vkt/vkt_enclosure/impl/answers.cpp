@@ -91,15 +91,14 @@ Reading<T> ReadFramed(const ResponseFraming& framing, const Answer& answer, Deco
     });
 }
 
-template <class Decode>
-Reading<std::string> ReadText(std::size_t minimumLength, const Answer& answer, Decode decode)
+/// Of an answer with at least so many bytes.
+template <class T, class Decode>
+Reading<T> ReadFrom(std::size_t minimumLength, const Answer& answer, Decode decode)
 {
-    return Read<std::string>(answer.outcome,
-                             [&](ByteView bytes) -> std::optional<Reading<std::string>> {
-                                 return bytes.Size() < minimumLength
-                                            ? std::nullopt
-                                            : std::optional<Reading<std::string>>(decode(bytes));
-                             });
+    return Read<T>(answer.outcome, [&](ByteView bytes) -> std::optional<Reading<T>> {
+        return bytes.Size() < minimumLength ? std::nullopt
+                                            : std::optional<Reading<T>>(decode(bytes));
+    });
 }
 
 std::string WithoutBlanks(std::string_view text)
@@ -161,13 +160,6 @@ void SetStatus(PowerSupply& supply, const PSUStatusBytes& bits)
     supply.throttling = UnlessAbsent(BitOf(bits.throttle, bit), !present);
 }
 
-template <class T>
-void SetAll(Module& module, const T& state)
-{
-    module = {state(Reading<Generation>()), state(Reading<std::uint8_t>()),
-              state(Reading<std::uint8_t>()), state(Reading<std::uint8_t>())};
-}
-
 }  // namespace
 
 SharedFailure TakeModuleStatus(const Outcome& outcome, Module& module)
@@ -178,7 +170,8 @@ SharedFailure TakeModuleStatus(const Outcome& outcome, Module& module)
         failure = WrongLength(outcome.data.size());
     }
     if (failure != nullptr) {
-        SetAll(module, [&failure]<class T>(Reading<T>) { return Reading<T>::NotRead(failure); });
+        const auto number = Reading<std::uint8_t>::NotRead(failure);
+        module = {Reading<Generation>::NotRead(failure), number, number, number};
         return failure;
     }
     const Values::ModuleStatus status = Values::ReadModuleStatus(ByteView(outcome.data));
@@ -249,13 +242,9 @@ void TakeCaps(const Subject& subject, const Answer& answer)
 void TakeStatusBits(const Subject& subject, const Answer& answer)
 {
     // All readings have the same state; the bits are told apart below.
-    const auto bits = Read<PSUStatusBytes>(
-        answer.outcome, [&](ByteView bytes) -> std::optional<Reading<PSUStatusBytes>> {
-            if (bytes.Size() < kPsuStatusMinimumLength) {
-                return std::nullopt;
-            }
-            return ReadPSUStatusBytes(answer.vktType, bytes);
-        });
+    const auto bits = ReadFrom<PSUStatusBytes>(
+        kPsuStatusMinimumLength, answer,
+        [&answer](ByteView bytes) { return ReadPSUStatusBytes(answer.vktType, bytes); });
     for (PowerSupply& supply : subject.enclosure.powerSupplies) {
         if (supply.number > kSuppliesWithBits) {
             supply.powerGood = supply.powerOffWarning = supply.throttling = Reading<bool>::Absent();
@@ -272,19 +261,15 @@ void TakeStatusBits(const Subject& subject, const Answer& answer)
 void TakeFans(const Subject& subject, const Answer& answer)
 {
     const Values::FanFormat& format = Values::FanFormatOf(answer.vktType);
-    subject.supply->fans = Read<SupplyFans>(
-        answer.outcome, [&format](ByteView bytes) -> std::optional<Reading<SupplyFans>> {
-            if (bytes.Size() < format.minimumLength) {
-                return std::nullopt;
-            }
-            return FansOf(format.read(bytes));
-        });
+    subject.supply->fans =
+        ReadFrom<SupplyFans>(format.minimumLength, answer,
+                             [&format](ByteView bytes) { return FansOf(format.read(bytes)); });
 }
 
 void TakeVersion(const Subject& subject, const Answer& answer)
 {
     subject.supply->version =
-        ReadText(Values::kPsuVersionMinimumLength, answer, Values::PsuVersion);
+        ReadFrom<std::string>(Values::kPsuVersionMinimumLength, answer, Values::PsuVersion);
 }
 
 void TakeManufacturer(const Subject& subject, const Answer& answer)
@@ -292,13 +277,14 @@ void TakeManufacturer(const Subject& subject, const Answer& answer)
     const auto decode = [&answer](ByteView bytes) {
         return std::string(Values::PsuManufacturer(answer.vktType, bytes).value_or(""));
     };
-    subject.supply->manufacturer = ReadText(Values::kPsuManufacturerMinimumLength, answer, decode);
+    subject.supply->manufacturer =
+        ReadFrom<std::string>(Values::kPsuManufacturerMinimumLength, answer, decode);
 }
 
 void TakePosition(const Subject& subject, const Answer& answer)
 {
     subject.supply->position =
-        ReadText(Values::kPsuPositionMinimumLength, answer, Values::PsuPosition);
+        ReadFrom<std::string>(Values::kPsuPositionMinimumLength, answer, Values::PsuPosition);
 }
 
 void TakeNodeState(const Subject& subject, const Answer& answer)
