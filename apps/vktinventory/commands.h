@@ -18,6 +18,7 @@ enum class Action : std::uint8_t
     kSelectSupply,  ///< Select a power supply; the argument is its number.
     kHosts,         ///< Print which hosts are meant; nobody is asked.
     kMakePage,      ///< Read the enclosure, or what was read before, and make a page of it.
+    kCheck,         ///< Read it for a monitoring system.
 };
 
 struct Command
@@ -82,6 +83,11 @@ inline constexpr Command kCommands[] = {
      "worst first, and of each its bays as they are, and all numbers. It is made of a\n"
      "reading, or (--from) of what --format json printed before.",
      Enclosures::kEverything, Enclosures::kEverything, false, Action::kMakePage},
+    {"check", "Health for Nagios, Icinga and their kin",
+     "Prints one line with a state, numbers for graphs behind it, and what was found\n"
+     "below it. Exit codes: 0 ok, 1 warning, 2 critical, 3 unknown and wrong usage.\n"
+     "A METRIC is a key such as power_average, a RANGE 10, 10:, ~:10, 10:20, @10:20.",
+     Enclosures::kHealth, Enclosures::kModuleOnly, false, Action::kCheck},
 };
 
 }  // namespace Tulvo::Cli

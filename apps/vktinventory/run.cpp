@@ -8,6 +8,7 @@
 #include <variant>
 
 #include "apps/vktinventory/ask.h"
+#include "apps/vktinventory/check/run_check.h"
 #include "apps/vktinventory/input/arguments.h"
 #include "apps/vktinventory/input/password.h"
 #include "apps/vktinventory/input/password_prompt.h"
@@ -19,6 +20,7 @@
 #include "apps/vktinventory/output/renderer.h"
 #include "apps/vktinventory/page/make_page.h"
 #include "apps/vktinventory/run_many.h"
+#include "module/vkt/vkt_enclosure/read_enclosure.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -142,6 +144,40 @@ ExitCode RunWith(const Options& options, Arguments arguments)
     }
 }
 
+/// Who is asked by a check, with what the fleet file says of it.
+Enclosures::Enclosure AskForCheck(const Targets& targets, CheckPlan& plan)
+{
+    if (targets.Count() != 1) {
+        throw BadCheck("check asks one enclosure, and " + std::to_string(targets.Count()) +
+                       " are named");
+    }
+    const Fleet::Settings& settings = targets.Member(0).settings;
+    Enclosures::Expectations& expected = plan.expected;
+    expected.powerSupplies = expected.powerSupplies ? expected.powerSupplies : settings.expectPsus;
+    expected.nodes = expected.nodes ? expected.nodes : settings.expectNodes;
+    if (targets.TrustAnybody()) {
+        Complain(kTrustsAnybody);
+    }
+    const Conversation conversation;
+    return Enclosures::ReadEnclosure(
+        targets.Target(0), {plan.Sections()},
+        {.deadline = settings.timeout.value_or(kCheckTimeout), .stop = conversation.StopToken()});
+}
+
+ExitCode RunCheckWith(const Options& options, Arguments arguments)
+{
+    StartLogging(options.verbosity);
+    return RunCheck(options.check, [&](CheckPlan& plan) {
+        const auto kg = Fleet::KgFrom(arguments.kg);
+        if (!kg) {
+            throw BadCheck(std::string(kBadKey));
+        }
+        const Targets targets(
+            options, {*kg, [&] { return PasswordFor(options, std::move(arguments.password)); }});
+        return AskForCheck(targets, plan);
+    });
+}
+
 ExitCode EndEarly(const EarlyExit& earlyExit)
 {
     return earlyExit.code == ExitCode::kEverythingRead ? Print(earlyExit.text, earlyExit.code)
@@ -155,9 +191,12 @@ ExitCode Run(int argc, char** argv)
     Arguments arguments = TakeArguments(argc, argv);
     const auto parsed = ParseCommandLine(arguments.words);
     if (const auto* const earlyExit = std::get_if<EarlyExit>(&parsed)) {
-        return EndEarly(*earlyExit);
+        const bool isCheck = earlyExit->code == ExitCode::kWrongUsage && IsCheck(arguments.words);
+        return isCheck ? EndCheck(NoCheck(earlyExit->text)) : EndEarly(*earlyExit);
     }
-    return RunWith(std::get<Options>(parsed), std::move(arguments));
+    const auto& options = std::get<Options>(parsed);
+    return options.command->action == Action::kCheck ? RunCheckWith(options, std::move(arguments))
+                                                     : RunWith(options, std::move(arguments));
 }
 
 }  // namespace Tulvo::Cli

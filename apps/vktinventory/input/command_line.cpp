@@ -395,6 +395,44 @@ void AddPageFlags(CLI::App& app, Options& options)
         ->group(kPageOnly);
 }
 
+constexpr Choice<Enclosures::Health> kCheckStates[] = {{"ok", Enclosures::Health::kOk},
+                                                       {"warning", Enclosures::Health::kWarning},
+                                                       {"critical", Enclosures::Health::kCritical},
+                                                       {"unknown", Enclosures::Health::kUnknown}};
+constexpr int kMostSupplies = 9;
+constexpr int kMostNodes = 12;
+
+void AddCheckFlags(CLI::App& check, Options& options)
+{
+    const auto addList = [&check](const char* names, std::vector<std::string>& list,
+                                  const char* help) {
+        return check.add_option(names, list, help)->allow_extra_args(false);
+    };
+    addList("-w,--warning", options.check.warning, "Warning when a number is outside RANGE")
+        ->option_text("METRIC=RANGE");
+    addList("-c,--critical", options.check.critical, "Critical when a number is outside RANGE")
+        ->option_text("METRIC=RANGE");
+    addList("--ignore", options.check.ignored, "Leave out PSU5, \"Node 4\", Chassis or Module")
+        ->option_text("OBJECT");
+    check.add_option("--expect-psus", options.check.expectedSupplies, "Power supplies there are")
+        ->transform(NumberFrom(1, kMostSupplies))
+        ->option_text("N");
+    check.add_option("--expect-nodes", options.check.expectedNodes, "Nodes there are")
+        ->transform(NumberFrom(1, kMostNodes))
+        ->option_text("N");
+    check
+        .add_option("--unreachable", options.check.unreachable,
+                    "State without a connection; default critical")
+        ->transform(OneOf(kCheckStates))
+        ->option_text("STATE");
+    check
+        .add_option_function<int>(
+            "-t", [&options](const int& s) { options.check.timeout = std::chrono::seconds(s); },
+            "Seconds for all of it; default 10")
+        ->transform(NumberFrom(1, kLongestTimeout))
+        ->option_text("S");
+}
+
 void AddCommand(CLI::App& app, Options& options, const Command& command)
 {
     CLI::App* sub = app.add_subcommand(std::string(command.name), std::string(command.help));
@@ -409,6 +447,9 @@ void AddCommand(CLI::App& app, Options& options, const Command& command)
         sub->add_option("N", options.number, std::string(command.argument))
             ->required()
             ->transform(NumberFrom(1, command.largest));
+    }
+    if (command.action == Action::kCheck) {
+        AddCheckFlags(*sub, options);
     }
     sub->final_callback([&options, &command] { options.command = &command; });
 }
@@ -529,6 +570,9 @@ void Complete(const CLI::App& app, const Flags& flags, Options& options)
     options.lanplusFlag = FirstOf(kIpmiOnly, app);
     options.httpsFlag = FirstOf(kHttpsOnly, app);
     options.settings = SettingsOf(flags, std::move(options.settings));
+    if (options.check.timeout.count() != 0) {
+        options.settings.timeout = options.check.timeout;
+    }
     if (flags.everySeconds != 0) {
         options.repetition.emplace().every = std::chrono::seconds(flags.everySeconds);
     }
@@ -600,6 +644,13 @@ std::variant<Options, EarlyExit> ParseCommandLine(const std::vector<std::string>
         return EarlyExitOf(app, error);
     }
     return options;
+}
+
+bool IsCheck(const std::vector<std::string>& words)
+{
+    bool isCheck = false;
+    ShowParser([&](const CLI::App& app) { isCheck = CommandIn(app, words) == "check"; });
+    return isCheck;
 }
 
 void ShowParser(const std::function<void(const CLI::App&)>& describe)

@@ -13,6 +13,7 @@
 #include <variant>
 #include <vector>
 
+#include "apps/vktinventory/check/check_options.h"
 #include "apps/vktinventory/commands.h"
 #include "apps/vktinventory/exit_code.h"
 #include "fleet/fleet_file.h"
@@ -67,6 +68,7 @@ struct Options
     std::optional<Repetition> repetition;
     std::string pageFrom;  ///< Readings that a page is made of; empty: the enclosure is read.
     std::string output;    ///< The file that a page goes to; empty: standard output.
+    CheckOptions check;
     const Command* command = nullptr;
     std::uint64_t number = 0;           ///< The command's number; 0 when it takes none.
     std::vector<std::string> operands;  ///< What else stands behind the command.
@@ -103,6 +105,9 @@ struct EarlyExit
 
 /// @param words the arguments without the program's name and without secrets.
 std::variant<Options, EarlyExit> ParseCommandLine(const std::vector<std::string>& words);
+
+/// Whether wrong usage is to be told as a check tells it.
+bool IsCheck(const std::vector<std::string>& words);
 
 /// Shows the parser, with every option and command, to whoever describes the command line
 /// elsewhere.

@@ -186,6 +186,20 @@ std::string MisuseIn(const CLI::App& app, const std::vector<std::string>& words)
     return {};
 }
 
+std::string CommandIn(const CLI::App& app, const std::vector<std::string>& words)
+{
+    for (auto word = words.begin(); word != words.end(); ++word) {
+        if (IsCommand(*word)) {
+            return *word;
+        }
+        const auto next = std::next(word);
+        const bool hasValue = TakesValue(FlagNamed(app, *word)) && next != words.end() &&
+                              FlagNamed(app, *next) == nullptr;
+        word = hasValue ? next : word;
+    }
+    return {};
+}
+
 std::string Explain(const CLI::App& app, const CLI::ParseError& error)
 {
     if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {

@@ -19,6 +19,10 @@ namespace Tulvo::Cli {
 /// Empty when there is no such thing.
 std::string MisuseIn(const CLI::App& app, const std::vector<std::string>& words);
 
+/// The first command's name among the words, as far as can be told from a line that may be wrong;
+/// empty when there is none.
+std::string CommandIn(const CLI::App& app, const std::vector<std::string>& words);
+
 /// What the parser's complaint means.
 std::string Explain(const CLI::App& app, const CLI::ParseError& error);
 
