@@ -383,13 +383,11 @@ void AddOutputFlags(CLI::App& app, Options& options, Flags& flags)
 
 void AddPageFlags(CLI::App& app, Options& options)
 {
-    app.add_option("--from", options.pageFrom,
-                   "Make it of JSON that was read before; - is standard input")
+    app.add_option("--from", options.pageFrom, "Of JSON that was read before; - is standard input")
         ->check(NotEmpty())
         ->option_text("FILE")
         ->group(kPageOnly);
-    app.add_option("-o,--output", options.output,
-                   "Write it to that file, all at once; default standard output")
+    app.add_option("-o,--output", options.output, "Write it to that file; default standard output")
         ->check(NotEmpty())
         ->option_text("FILE")
         ->group(kPageOnly);
