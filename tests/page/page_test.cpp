@@ -63,11 +63,11 @@ TEST(PageReadings, AreAnObjectAnArrayOrLines)
     const std::string b = Reading("b").dump();
     EXPECT_THAT(HostsOf(a), ElementsAre("a"));
     EXPECT_THAT(HostsOf(Reading("a").dump(2)), ElementsAre("a"));
-    EXPECT_THAT(HostsOf(json{Reading("a"), Reading("b")}.dump(2)), ElementsAre("a", "b"));
+    EXPECT_THAT(HostsOf(json::array({Reading("a"), Reading("b")}).dump(2)), ElementsAre("a", "b"));
     EXPECT_THAT(HostsOf(a + "\n" + b + "\n"), ElementsAre("a", "b"));
     EXPECT_THAT(HostsOf("\xEF\xBB\xBF" + a + "\r\n\r\n" + b), ElementsAre("a", "b"));
     EXPECT_THAT(HostsOf(Reading("a").dump(2) + "\n" + Reading("b").dump(2)), ElementsAre("a", "b"));
-    EXPECT_THAT(HostsOf(json{Reading("a")}.dump() + json{Reading("b")}.dump()),
+    EXPECT_THAT(HostsOf(json::array({Reading("a")}).dump() + json::array({Reading("b")}).dump()),
                 ElementsAre("a", "b"));
 }
 
@@ -227,7 +227,7 @@ TEST(Page, HoldsTheReadingsInAsciiAndWithoutALessThanSign)
     reading["identity"] = {{"name", "\xE2\x80\xA8 < \x7F"}};
     const std::string page = PageOf(reading);
     const std::string island = Between(page, "id=\"readings\">", "</script>");
-    EXPECT_EQ(json::parse(island), json{reading});
+    EXPECT_EQ(json::parse(island), json::array({reading}));
     EXPECT_THAT(island, Not(HasSubstr("<")));
     EXPECT_TRUE(
         std::all_of(island.begin(), island.end(), [](char c) { return c >= '\n' && c < 0x7F; }));
@@ -359,7 +359,8 @@ TEST_F(PageCommand, TakesAFileAndAsksNobody)
 
 TEST_F(PageCommand, SaysThatOlderReadingsAreLeftOut)
 {
-    const std::string file = Write("readings.json", json{Reading("a"), Reading("a")}.dump());
+    const std::string file =
+        Write("readings.json", json::array({Reading("a"), Reading("a")}).dump());
     const Ran ran = RunCommand({"page", "--from", file});
     EXPECT_EQ(ran.code, ExitCode::kEverythingRead);
     EXPECT_THAT(ran.error, HasSubstr("left out: 1"));

@@ -398,7 +398,7 @@ function attention(reading) {
   const items = findings.map((f) => findingItem(f.severity, f.object, f.message));
   if (error) {
     items.unshift(html("li", {}, sign("unknown"), html("span", {},
-      html("b", {}, `${endOf(reading.json)}: ${wordOf(causeWords, error.cause)}`), ". ",
+      html("b", {}, `${endOf(reading.json)}: ${wordOf(causeWords, error.cause)}`), "; ",
       foreign(error.message))));
   }
   return html("section", {class: "attention", "aria-labelledby": "attention"},
