@@ -2,10 +2,11 @@
 #include "apps/vktinventory/outcome.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdint>
 #include <iterator>
 #include <optional>
+
+#include "common/text/words.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -74,23 +75,9 @@ std::string NoConversation(const Failure& failure, bool overHttps)
            Explained(failure, overHttps ? meaning.httpsFlags : meaning.lanplusFlags);
 }
 
-/// "powerState" as people write it: "power state".
-std::string InWords(std::string_view member)
-{
-    std::string words;
-    for (const char letter : member) {
-        const auto byte = static_cast<unsigned char>(letter);
-        if (std::isupper(byte) != 0) {
-            words += ' ';
-        }
-        words += static_cast<char>(std::tolower(byte));
-    }
-    return words;
-}
-
 std::string NameOf(const Missing& missing)
 {
-    return missing.object + " " + InWords(missing.field);
+    return missing.object + " " + Text::InWords(missing.field);
 }
 
 /// What is missing for one and the same reason.

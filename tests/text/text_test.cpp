@@ -9,6 +9,7 @@
 #include "common/text/hexadecimal.h"
 #include "common/text/host.h"
 #include "common/text/printable.h"
+#include "common/text/words.h"
 
 namespace Tulvo::Text {
 namespace {
@@ -147,6 +148,13 @@ TEST(Host, HasNoBracketsForTheResolver)
     for (const Case& one : hosts) {
         EXPECT_EQ(WithoutBrackets(one.given), one.expected);
     }
+}
+
+TEST(Words, AreThoseThatANameIsMadeOf)
+{
+    EXPECT_EQ("power off warning", InWords("powerOffWarning"));
+    EXPECT_EQ("caps", InWords("caps"));
+    EXPECT_EQ("", InWords(""));
 }
 
 }  // namespace

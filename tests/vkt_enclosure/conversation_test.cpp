@@ -291,7 +291,7 @@ TEST_F(ConversationTest, NamesAnotherMakersModule)
     const SharedFailure ended = AskFor(1, RequestClass::kFirst);
     ASSERT_NE(nullptr, ended);
     EXPECT_EQ(Cause::kNoSuchModule, ended->cause);
-    EXPECT_EQ("something else than such a module answers: manufacturer id 41394, product id 515",
+    EXPECT_EQ("another kind of device answers: manufacturer id 41394, product id 515",
               ended->message);
     EXPECT_THAT(Order(), ElementsAre(1, 1, 0));
     EXPECT_EQ(begin + 1s, pace.now);
@@ -303,7 +303,7 @@ TEST_F(ConversationTest, KnowsAnotherMakersModuleThatDoesNotSayWhoseItIs)
     module.Refuse(kGetDeviceId, 0xC1);
     const SharedFailure ended = AskFor(1, RequestClass::kFirst);
     ASSERT_NE(nullptr, ended);
-    EXPECT_EQ("something else than such a module answers", ended->message);
+    EXPECT_EQ("another kind of device answers", ended->message);
 }
 
 TEST_F(ConversationTest, GivesAStartingModuleASecondChance)

@@ -154,27 +154,27 @@ const std::vector<Case> kCases{
      Health::kWarning, "Chassis consumes 3601 on average, above its user cap of 3600", "average"},
     {"FansNotRead",
      [](Enclosure& e) { e.powerSupplies[1].fans = Reading<SupplyFans>::NotRead(Refused()); },
-     Health::kUnknown, "PSU2 could not be read: refused", "fans"},
+     Health::kUnknown, "PSU2 fans could not be read: refused", "fans"},
     {"ConsumptionNotRead",
      [](Enclosure& e) { e.consumption = Reading<Consumption>::NotRead(Refused()); },
-     Health::kUnknown, "Chassis could not be read: refused", "consumption"},
+     Health::kUnknown, "Chassis consumption could not be read: refused", "consumption"},
     {"PresenceNotRead",
      [](Enclosure& e) { e.powerSupplies[1].present = Reading<bool>::NotRead(Refused()); },
-     Health::kUnknown, "PSU2 could not be read: refused", "present"},
+     Health::kUnknown, "PSU2 present could not be read: refused", "present"},
     {"VersionNotRead",
      [](Enclosure& e) { e.powerSupplies[1].version = Reading<std::string>::NotRead(Refused()); },
-     Health::kUnknown, "PSU2 could not be read: refused", "version"},
+     Health::kUnknown, "PSU2 version could not be read: refused", "version"},
     {"NodeStateNotRead",
      [](Enclosure& e) { e.nodes[3].state = Reading<NodeState>::NotRead(Refused()); },
-     Health::kUnknown, "Node 4 could not be read: refused", "powerState"},
+     Health::kUnknown, "Node 4 power state could not be read: refused", "powerState"},
     {"NodePowerNotRead",
      [](Enclosure& e) { e.nodes[3].power = Reading<Consumption>::NotRead(Refused()); },
-     Health::kUnknown, "Node 4 could not be read: refused", "power"},
+     Health::kUnknown, "Node 4 power could not be read: refused", "power"},
     {"SerialNumberNotRead",
      [](Enclosure& e) { e.identity.serialNumber = Reading<std::string>::NotRead(Refused()); },
-     Health::kUnknown, "Module could not be read: refused", "serialNumber"},
+     Health::kUnknown, "Module serial number could not be read: refused", "serialNumber"},
     {"CapsNotRead", [](Enclosure& e) { e.caps = Reading<PowerCaps>::NotRead(Refused()); },
-     Health::kUnknown, "Chassis could not be read: refused", "caps"},
+     Health::kUnknown, "Chassis caps could not be read: refused", "caps"},
 };
 
 class FindingTest : public testing::TestWithParam<Case>
@@ -262,8 +262,9 @@ TEST(Health, PutsTheWorstFirstAndThenKeepsTheOrder)
     enclosure.powerSupplies[1].powerGood = false;
     NodeIs(enclosure, PowerState::kFault);
     const Judgement judgement = Judge(enclosure);
-    EXPECT_THAT(Texts(judgement), ElementsAre("PSU2 has no good power", "Node 4 has a power fault",
-                                              "PSU1 could not be read: refused", "PSU1 throttles"));
+    EXPECT_THAT(Texts(judgement),
+                ElementsAre("PSU2 has no good power", "Node 4 has a power fault",
+                            "PSU1 version could not be read: refused", "PSU1 throttles"));
     EXPECT_EQ(Health::kCritical, judgement.status);
 }
 
@@ -273,7 +274,7 @@ TEST(Health, FoldsEqualFailuresOfOneObject)
     PowerSupply& supply = enclosure.powerSupplies[0];
     supply.version = supply.manufacturer = Reading<std::string>::NotRead(Refused());
     supply.fans = Reading<SupplyFans>::NotRead(Refused());
-    EXPECT_THAT(Texts(Judge(enclosure)), ElementsAre("PSU1 could not be read: refused"));
+    EXPECT_THAT(Texts(Judge(enclosure)), ElementsAre("PSU1 3 values could not be read: refused"));
 }
 
 TEST(Health, CountsSuppliesAgainstTheExpectation)

@@ -131,10 +131,13 @@ TEST_F(Check, SaysTheWorstFirstAndEverythingBelow)
     Record().powerSupplies[0].powerGood = false;
     const Ran ran = RunCheck();
     Expect(ran, 2,
-           "VKT CRITICAL - PSU1 has no good power; Node 3 could not be read: no answer; PSU2 "
+           "VKT CRITICAL - PSU1 has no good power; Node 3 power state could not be read: no "
+           "answer; PSU2 "
            "throttles | ");
-    EXPECT_THAT(ran.out, HasSubstr("\ncritical: PSU1 has no good power\nunknown: Node 3 could not "
-                                   "be read: no answer\nwarning: PSU2 throttles\n"));
+    EXPECT_THAT(
+        ran.out,
+        HasSubstr("\ncritical: PSU1 has no good power\nunknown: Node 3 power state could not "
+                  "be read: no answer\nwarning: PSU2 throttles\n"));
 }
 
 TEST_F(Check, CallsWhatCouldNotBeReadUnknownRatherThanWarning)
@@ -143,7 +146,8 @@ TEST_F(Check, CallsWhatCouldNotBeReadUnknownRatherThanWarning)
     Expect(RunCheck(), 1, "VKT WARNING - PSU2 throttles | ");
     Record().consumption = Unread(Cause::kTimedOut, "no answer");
     const Ran ran = RunCheck();
-    Expect(ran, 3, "VKT UNKNOWN - Chassis could not be read: no answer; PSU2 throttles | ");
+    Expect(ran, 3,
+           "VKT UNKNOWN - Chassis consumption could not be read: no answer; PSU2 throttles | ");
     EXPECT_THAT(ran.out, HasSubstr(" power_average=U;;;; "));
 }
 

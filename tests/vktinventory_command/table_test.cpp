@@ -217,7 +217,7 @@ TEST_F(Table, SaysWhatWasNotReadWhereItWouldStand)
 TEST_F(Table, NamesAFewThingsThatHealthDoesNotKnowAndCountsMore)
 {
     Supply(1).fans = Unread(Cause::kTimedOut, "no answer");
-    EXPECT_THAT(Show(), HasSubstr("Health\n  PSU1              unknown  could not be read: "
+    EXPECT_THAT(Show(), HasSubstr("Health\n  PSU1              unknown  fans could not be read: "
                                   "no answer\n\n"));
     Supply(2).powerGood = false;
     for (Node& node : Record().nodes) {
@@ -267,10 +267,10 @@ TEST_F(Table, BreaksALongTextBelowItsBeginning)
 
 TEST_F(Table, BreaksASentenceBetweenWords)
 {
-    const std::string reason = std::string(30, 'a') + " " + std::string(30, 'b');
+    const std::string reason = std::string(20, 'a') + " " + std::string(30, 'b');
     Supply(1).fans = Unread(Cause::kTimedOut, reason);
-    EXPECT_THAT(Show(), HasSubstr("  PSU1              unknown  could not be read: " +
-                                  std::string(30, 'a') + " \n" + std::string(29, ' ') +
+    EXPECT_THAT(Show(), HasSubstr("  PSU1              unknown  fans could not be read: " +
+                                  std::string(20, 'a') + "\n" + std::string(29, ' ') +
                                   std::string(30, 'b') + "\n"));
 }
 

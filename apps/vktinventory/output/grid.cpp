@@ -61,11 +61,17 @@ std::string Padded(const GridCell& cell, std::size_t width, bool colour)
     return (cell.alignRight ? padding + text : text + padding) + std::string(kGap, ' ');
 }
 
-/// How much of a text stands on a line: whole words if it has any.
+/// How much of a text stands on a line: whole words if it has any, the blank behind them included.
 std::size_t LineOf(std::string_view text, std::size_t room)
 {
     const std::size_t blank = text.size() > room ? text.rfind(' ', room - 1) : text.npos;
     return blank == text.npos ? room : blank + 1;
+}
+
+/// A line that another follows ends with its last word.
+std::string_view WithoutLastBlank(std::string_view line)
+{
+    return line.ends_with(' ') ? line.substr(0, line.size() - 1) : line;
 }
 
 std::string LastCell(const GridCell& cell, std::size_t width, std::size_t start, bool colour)
@@ -77,8 +83,8 @@ std::string LastCell(const GridCell& cell, std::size_t width, std::size_t start,
     do {
         const std::string_view line = rest.substr(0, LineOf(rest, room));
         rest.remove_prefix(line.size());
-        text +=
-            Painted(line, cell.mark, colour) + "\n" + std::string(rest.empty() ? 0 : start, ' ');
+        text += Painted(rest.empty() ? line : WithoutLastBlank(line), cell.mark, colour) + "\n" +
+                std::string(rest.empty() ? 0 : start, ' ');
     } while (!rest.empty());
     return text;
 }

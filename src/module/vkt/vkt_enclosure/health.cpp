@@ -3,8 +3,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <string_view>
 #include <utility>
+
+#include "common/text/words.h"
 
 namespace Tulvo::Enclosures {
 namespace {
@@ -129,6 +132,12 @@ Finding AboutChassis(Health severity, std::string_view field, std::string messag
             std::nullopt, std::string(field), std::move(message)};
 }
 
+/// What of an object has one and the same failure: a value by its name, several by their number.
+std::string WhichOf(std::string_view field, std::ptrdiff_t count)
+{
+    return count == 1 ? Text::InWords(field) : std::to_string(count) + " values";
+}
+
 class Assessment
 {
 public:
@@ -169,16 +178,15 @@ private:
     /// Values of one object with the same failure are one finding.
     void WhatIsMissing()
     {
-        std::vector<Missing> all = NotRead(enclosure_);
-        const auto last =
-            std::unique(all.begin(), all.end(), [](const Missing& one, const Missing& next) {
-                return one.object == next.object && one.failure == next.failure;
+        const std::vector<Missing> all = NotRead(enclosure_);
+        for (auto first = all.begin(), next = first; first != all.end(); first = next) {
+            next = std::find_if(first, all.end(), [&first](const Missing& missing) {
+                return missing.object != first->object || missing.failure != first->failure;
             });
-        all.erase(last, all.end());
-        for (Missing& missing : all) {
-            findings_.push_back({Health::kUnknown, std::move(missing.object), missing.powerSupply,
-                                 missing.node, std::move(missing.field),
-                                 "could not be read: " + missing.failure.message});
+            findings_.push_back({Health::kUnknown, first->object, first->powerSupply, first->node,
+                                 first->field,
+                                 WhichOf(first->field, next - first) +
+                                     " could not be read: " + first->failure.message});
         }
     }
 

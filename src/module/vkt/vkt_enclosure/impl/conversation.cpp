@@ -383,7 +383,7 @@ Failure Conversation::OtherModule()
     constexpr std::size_t kProductAt = 9;
     constexpr std::size_t kLength = 11;
     const IpmiExchange exchange = Exchange(kGetDeviceId, Resend::kFreely);
-    std::string who = "something else than such a module answers";
+    std::string who = "another kind of device answers";
     if (exchange.end == IpmiExchange::End::kAnswered && exchange.completionCode == 0 &&
         exchange.data.size() >= kLength) {
         who += ": manufacturer id " +
