@@ -9,7 +9,13 @@ namespace {
 
 constexpr Offer kOffers[] = {
     {"FILE", "_filedir"},
-    {"HOST", "_known_hosts_real -- \"$cur\""},
+    {"HOST",
+     "_known_hosts_real -- \"$cur\"; COMPREPLY+=($(compgen -W "
+     "\"$(\"$1\" --list-names hosts 2>/dev/null)\" -- \"$cur\"))"},
+    {"GROUP",
+     "COMPREPLY=($(compgen -W \"$(\"$1\" --list-names groups 2>/dev/null)\" -- \"$cur\"))"},
+    {"KEY=VALUE",
+     "COMPREPLY=($(compgen -W \"$(\"$1\" --list-names labels 2>/dev/null)\" -- \"$cur\"))"},
     {"SCENARIO",
      "_filedir json; COMPREPLY+=($(compgen -W \"$(\"$1\" --list 2>/dev/null | sed '/^ /d')\" -- "
      "\"$cur\"))"},

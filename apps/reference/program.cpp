@@ -102,7 +102,10 @@ void TakeParser(Program& program, const CLI::App& app)
 {
     program.about = app.get_description();
     for (const CLI::Option* const option : app.get_options()) {
-        program.options.push_back(OptionOf(app, *option));
+        const bool hidden = option->get_group().empty();
+        if (!hidden) {
+            program.options.push_back(OptionOf(app, *option));
+        }
     }
 }
 

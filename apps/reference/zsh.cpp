@@ -9,7 +9,9 @@ namespace {
 
 constexpr Offer kActions[] = {
     {"FILE", "_files"},
-    {"HOST", "_hosts"},
+    {"HOST", "{_hosts; compadd -- ${(f)\"$(_call_program hosts $words[1] --list-names hosts)\"}}"},
+    {"GROUP", "{compadd -- ${(f)\"$(_call_program groups $words[1] --list-names groups)\"}}"},
+    {"KEY=VALUE", "{compadd -- ${(f)\"$(_call_program labels $words[1] --list-names labels)\"}}"},
     {"SCENARIO", "->scenario"},
 };
 

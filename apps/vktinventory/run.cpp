@@ -104,13 +104,13 @@ ExitCode RunOne(const Options& options, const Targets& targets)
     return code;
 }
 
-ExitCode PrintHosts(const std::vector<std::string>& hosts)
+ExitCode PrintLines(const std::vector<std::string>& lines)
 {
-    std::string lines;
-    for (const std::string& host : hosts) {
-        lines += host + '\n';
+    std::string text;
+    for (const std::string& line : lines) {
+        text += line + '\n';
     }
-    return Print(lines, ExitCode::kEverythingRead);
+    return Print(text, ExitCode::kEverythingRead);
 }
 
 ExitCode RunWith(const Options& options, Arguments arguments)
@@ -127,8 +127,11 @@ ExitCode RunWith(const Options& options, Arguments arguments)
         return MakePageOfReadings(options);
     }
     try {
+        if (options.listedNames) {
+            return PrintLines(NamesInFleet(options));
+        }
         if (options.command->action == Action::kHosts) {
-            return PrintHosts(HostsOf(options));
+            return PrintLines(HostsOf(options));
         }
         const Targets targets(
             options, {*kg, [&] { return PasswordFor(options, std::move(arguments.password)); }});

@@ -82,6 +82,24 @@ class Completions(unittest.TestCase):
                     "vktinventory --format ": ["table", "json", "jsonl", "csv"],
                     "vktinventory -I https --auth ": ["basic", "session"]})
 
+    def test_names_of_the_fleet_file(self):
+        with tempfile.NamedTemporaryFile("w", suffix=".toml") as fleet:
+            fleet.write("""[[group]]
+                name = "rack1"
+                hosts = ["enc[1-2]"]
+                labels = { site = "north" }
+                [[group]]
+                name = "rack2"
+                hosts = ["far1"]
+                """)
+            fleet.flush()
+            os.environ["VKT_FLEET"] = fleet.name
+            self.addCleanup(os.environ.pop, "VKT_FLEET")
+            self.offer({"vktinventory --group ": ["rack1", "rack2"],
+                        "vktinventory --group rack1 -H en": ["enc1", "enc2"],
+                        "vktinventory --exclude far": ["far1"],
+                        "vktinventory --label s": ["site=north"]})
+
     def test_no_value_is_made_up(self):
         self.offer({f"vktinventory {option} ": [] for option in ("-P", "--password", "-U", "-p", "--pin")})
         self.offer({f"vkt-simulator {option} ": [] for option in ("-p", "--https-port", "--listen")})

@@ -29,6 +29,8 @@ constexpr Choice<Format> kFormats[] = {{"table", Format::kTable},
                                        {"json", Format::kJson},
                                        {"jsonl", Format::kJsonLines},
                                        {"csv", Format::kCsv}};
+constexpr Choice<NameList> kNameLists[] = {
+    {"hosts", NameList::kHosts}, {"groups", NameList::kGroups}, {"labels", NameList::kLabels}};
 constexpr Choice<Enclosures::HttpAuthentication> kAuthentications[] = {
     {"session", Enclosures::HttpAuthentication::kSession},
     {"basic", Enclosures::HttpAuthentication::kBasic}};
@@ -214,6 +216,7 @@ struct Flags
     std::optional<int> cipherSuite;
     std::optional<int> privilege;
     std::optional<int> authentication;
+    std::optional<int> listedNames;
     std::string caFile;
     std::string pin;
     bool insecure = false;
@@ -235,6 +238,7 @@ CLI::Option* AddRepeatable(CLI::App& app, const std::string& names,
 
 constexpr const char* kConnection = "Connection";
 constexpr const char* kSeveral = "Several enclosures";
+constexpr const char* kHidden = "";
 constexpr const char* kIpmiOnly = "With -I lanplus";
 constexpr const char* kHttpsOnly = "With -I https";
 constexpr const char* kPageOnly = "With page";
@@ -307,6 +311,9 @@ void AddFleetFlags(CLI::App& app, Options& options, Flags& flags)
         ->option_text("KEY=VALUE")
         ->group(kSeveral);
     app.add_flag("--all", options.selection.all, "All hosts of the fleet file")->group(kSeveral);
+    app.add_option("--list-names", flags.listedNames, "For shells that complete a command line")
+        ->transform(OneOf(kNameLists))
+        ->group(kHidden);
     app.add_option("--fanout", options.fanOut, "How many to ask at a time; default 64")
         ->transform(NumberFrom(1, Fleet::kMostAtOnce))
         ->option_text("N")
@@ -558,7 +565,8 @@ void Complete(const CLI::App& app, const Flags& flags, Options& options)
         options.selection.labels.push_back({label.substr(0, end), label.substr(end + 1)});
     }
     RefuseFlagsForAnotherUse(app, options);
-    if (options.pageFrom.empty()) {
+    options.listedNames = As<NameList>(flags.listedNames);
+    if (options.pageFrom.empty() && !options.listedNames) {
         RequireHost(options);
     }
     RequireFittingFormat(options, flags);

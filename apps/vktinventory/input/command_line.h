@@ -40,6 +40,14 @@ struct Repetition
     std::optional<std::uint64_t> count;  ///< Of rounds; without it until somebody ends the command.
 };
 
+/// What a shell completes from the fleet file.
+enum class NameList
+{
+    kHosts,
+    kGroups,
+    kLabels,
+};
+
 enum class PasswordSource
 {
     kTerminal,
@@ -54,8 +62,10 @@ struct Options
     std::vector<std::string> without;  ///< Patterns of hosts that are left out.
     std::string fleetFile;             ///< Empty: where one is looked for.
     Fleet::Selection selection;        ///< From the fleet file.
-    unsigned fanOut = 64;              ///< So many are asked at the same time.
-    Fleet::Settings settings;          ///< What flags say, but for password and key.
+    /// Instead of a command: print these names of the fleet file. Not in --help.
+    std::optional<NameList> listedNames;
+    unsigned fanOut = 64;      ///< So many are asked at the same time.
+    Fleet::Settings settings;  ///< What flags say, but for password and key.
     PasswordSource passwordSource = PasswordSource::kTerminal;
     std::string passwordFile;
     /// A flag of the one interface and of the other, as typed; empty without one. They make sense

@@ -135,6 +135,24 @@ Fleet::Hosts HostsOf(const Options& options)
     return HostsOf(options, FleetFor(options, true));
 }
 
+std::vector<std::string> NamesInFleet(const Options& options)
+{
+    const Fleet::FleetFile fleet = FleetFor(options, true);
+    if (options.listedNames == NameList::kHosts) {
+        return fleet.HostNames();
+    }
+    if (options.listedNames == NameList::kGroups) {
+        return fleet.GroupNames();
+    }
+    std::vector<std::string> labels;
+    for (const auto& [key, values] : fleet.LabelValues()) {
+        for (const std::string& value : values) {
+            labels.push_back(key + "=" + value);
+        }
+    }
+    return labels;
+}
+
 Targets::Targets(const Options& options, const Secrets& secrets) : many_(NameSeveral(options))
 {
     const Fleet::FleetFile fleet = FleetFor(options, false);

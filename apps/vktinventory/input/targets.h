@@ -28,6 +28,9 @@ public:
 /// file that the fleet file names is read. Throws WrongUsage.
 Fleet::Hosts HostsOf(const Options& options);
 
+/// Names of the fleet file for Options::listedNames; none without a file. Throws WrongUsage.
+std::vector<std::string> NamesInFleet(const Options& options);
+
 /// What flags say of a secret: it comes from outside the command line's words.
 struct Secrets
 {
