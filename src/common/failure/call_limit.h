@@ -5,10 +5,14 @@
 #ifndef COMMON_FAILURE_CALL_LIMIT_H
 #define COMMON_FAILURE_CALL_LIMIT_H
 
+#include <algorithm>
 #include <chrono>
+#include <optional>
 #include <stop_token>
 
 namespace Tulvo {
+
+class LogInGate;
 
 struct CallLimit
 {
@@ -16,7 +20,15 @@ struct CallLimit
 
     Clock::time_point until;
     std::stop_token stop = {};  ///< Ends the call at once when stop is requested.
+    /// Of a call that looks for the peer: when it has to have answered. Not set: any time.
+    std::optional<Clock::time_point> firstAnswer = {};
+    LogInGate* gate = nullptr;  ///< Of a call that may log in; null for none.
 
+    /// When a peer that has not answered yet is given up.
+    Clock::time_point UntilFirstAnswer() const
+    {
+        return firstAnswer ? std::min(*firstAnswer, until) : until;
+    }
     bool Over() const { return stop.stop_requested() || Clock::now() >= until; }
 };
 

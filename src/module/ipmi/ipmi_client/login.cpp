@@ -148,6 +148,7 @@ private:
     void TakeOtherSuite();
     Verdict JudgeForRefused(const Packet& packet);
     bool OtherSuiteMayDo(std::uint8_t type, const FiidObject& reply) const;
+    std::optional<Failure> WaitForLeave() const;
     std::optional<Failure> ExchangeRandomNumbers();
     std::optional<Failure> Prove();
 
@@ -187,13 +188,11 @@ Login::~Login()
 
 std::optional<Failure> Login::Run()
 {
-    for (const auto step :
-         {&Login::Prepare, &Login::Connect, &Login::ExchangeRandomNumbers, &Login::Prove}) {
-        if (std::optional<Failure> failure = (this->*step)()) {
-            return failure;
-        }
-    }
-    return {};
+    std::optional<Failure> failure = Prepare();
+    failure = failure ? failure : Connect();
+    failure = failure ? failure : WaitForLeave();
+    failure = failure ? failure : ExchangeRandomNumbers();
+    return failure ? failure : Prove();
 }
 
 std::unique_ptr<Connection> Login::TakeConnection()
@@ -223,7 +222,7 @@ std::optional<Failure> Login::Prepare()
 std::optional<Failure> Login::Connect()
 {
     std::vector<Endpoint> endpoints;
-    const Waits& waits = settings_.waits;
+    const Waits waits = settings_.waits.Within(settings_.firstAnswer);
     std::optional<Failure> failure =
         LookUpHost(credentials_.address, settings_.port, waits, endpoints);
     if (failure) {
@@ -313,7 +312,7 @@ std::optional<Failure> Login::AskForSession(const Waits& waits)
                                algorithms_.authentication, algorithms_.integrity,
                                algorithms_.confidentiality, request.Get());
     std::optional<Failure> failure = Ask(kType, request, reply, waits);
-    if (IsStopped() || (failure && Clock::now() >= settings_.waits.until)) {
+    if (IsStopped() || (failure && Clock::now() >= waits.until)) {
         // The answer may be on its way: to wait for it spares the module a half-open session.
         TakeLateAnswer(connection_->link, [this](const Packet& packet) {
             AbortDuplicate(connection_->link, State(), packet);
@@ -330,6 +329,14 @@ std::optional<Failure> Login::AskForSession(const Waits& waits)
     return At(LoginStep::kOpenSession,
               FailureOfStatus(Agrees(reply, algorithms_) ? RMCPPLUS_STATUS_NO_ERRORS : kOtherSuite,
                               settings_));
+}
+
+std::optional<Failure> Login::WaitForLeave() const
+{
+    if (settings_.mayLogIn && !settings_.mayLogIn()) {
+        return Failure{CONNECTION_FAILED, "the log-in was held back"};
+    }
+    return {};
 }
 
 std::optional<Failure> Login::ExchangeRandomNumbers()

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -51,6 +52,9 @@ struct LoginSettings
     /// copy of the proof.
     bool provedBySession = false;
     IpmiCost* cost = nullptr;  ///< What the log-in costs is added here; null for nowhere.
+    Clock::time_point firstAnswer = Clock::time_point::max();  ///< When the module has to answer.
+    /// Asked when it has, before the user's name is sent: false ends the log-in. Empty: go on.
+    std::function<bool()> mayLogIn = {};
 };
 
 /// Reads the settings from the parameters and the configuration. A parameter or a setting that

@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "common/failure/log_in_gate.h"
 #include "common/interruption/interruption.h"
 #include "common/text/host.h"
 #include "common/text/printable.h"
@@ -190,19 +191,46 @@ Waits Transport::RequestWaits(const CallLimit& limit, const StopSignal& stop, un
     return waits;
 }
 
+LogInGate::End EndOf(const std::optional<Failure>& failure)
+{
+    if (!failure) {
+        return LogInGate::End::kAccepted;
+    }
+    return failure->accountRefused ? LogInGate::End::kRefused : LogInGate::End::kUnknown;
+}
+
+/// Whether the module was given up because it did not answer at all in the time for that.
+bool GaveNoFirstAnswer(const Failure& failure, const CallLimit& limit)
+{
+    const LoginStep step = failure.point.step;
+    return limit.firstAnswer && failure.cause == Cause::kTimedOut &&
+           (step == LoginStep::kNone || (step == LoginStep::kOpenSession && failure.point.silent));
+}
+
 IpmiOpening Transport::Open(const CallLimit& limit)
 {
     Close(limit);
     const StopSignal stop(limit.stop);
     std::optional<Failure> failure = limit.Over() ? TimeIsOver(limit) : CheckSettings();
     begunAnew_ = false;
+    LogInPass pass(limit.gate);
     if (!failure) {
+        login_.firstAnswer = limit.UntilFirstAnswer();
+        login_.mayLogIn = [&] { return pass.Enter(limit.until, limit.stop); };
         do {
             failure = LogInOnce(LoginWaits(limit, stop));
-        } while (failure && !limit.Over() && MayHelp(*failure));
+        } while (failure && !pass.Refusal() && !limit.Over() && MayHelp(*failure));
+        login_.mayLogIn = {};
     }
+    pass.Leave(EndOf(failure));
     if (!failure) {
         return {};
+    }
+    if (pass.Refusal()) {
+        return {.failure = pass.Refusal()};
+    }
+    if (GaveNoFirstAnswer(*failure, limit)) {
+        failure->cause = Cause::kUnreachable;
     }
     return {.failure = Told(*failure, "log-in at "),
             .noneFree = Holds(kNoSessionFree, failure->point.status)};

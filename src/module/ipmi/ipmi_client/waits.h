@@ -49,6 +49,17 @@ struct Waits
         waits.limit = other;
         return waits;
     }
+    /// No longer than until `end`.
+    Waits Within(Clock::time_point end) const
+    {
+        Waits waits = *this;
+        if (end < until) {
+            waits.until = end;
+            waits.limit = std::clamp(
+                std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()), {}, limit);
+        }
+        return waits;
+    }
     /// Waits longer for a module that has needed so long for an answer before.
     void FollowPace(std::chrono::milliseconds slowest)
     {

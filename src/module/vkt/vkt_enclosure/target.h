@@ -15,6 +15,8 @@
 #include <string>
 #include <variant>
 
+#include "common/failure/log_in_gate.h"
+
 namespace Tulvo::Enclosures {
 
 /// As IPMI numbers them.
@@ -104,6 +106,10 @@ struct Limits
     /// session is given back, for which there is a second at most. The source of the token may be
     /// another thread's, and touches no other read.
     std::stop_token stop = {};
+    /// For the module's first answer; 0 leaves it to the deadline. Who gives none is unreachable.
+    std::chrono::milliseconds firstAnswer{};
+    /// Of reads that share an account; null for none. Outlives the read.
+    LogInGate* gate = nullptr;
 };
 
 }  // namespace Tulvo::Enclosures

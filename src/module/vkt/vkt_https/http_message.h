@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "common/failure/call_limit.h"
+#include "common/failure/log_in_gate.h"
 #include "module/vkt/vkt_https/secret_text.h"
 
 namespace Tulvo::Https {
@@ -43,6 +44,8 @@ struct HttpRequest
     bool isInterruptible = false;     ///< Ends early when the program does.
     /// Stands, where there is one, before all of the record's times and the program's end.
     const CallLimit* limit = nullptr;
+    /// With a limit: gives leave, once connected, before anything is sent; null for none.
+    LogInPass* pass = nullptr;
     /// Of a kept connection that dies before the reply begins, the body is sent again on a new one.
     bool mayBeRepeated = false;
     /// With a limit: once it was sent, its reply may be waited for further after the limit.

@@ -234,7 +234,8 @@ std::optional<Failure> HttpsClient::SetUp(CURL* handle)
     if (auto failure = SetTrust(options, trust, pins)) {
         return failure;
     }
-    if (!proof_.Guard(handle, pins) || options.Refusal() != CURLE_OK) {
+    const auto mayLeave = [this] { return transfer_ == nullptr || transfer_->GetLeave(); };
+    if (!proof_.Guard(handle, pins, mayLeave) || options.Refusal() != CURLE_OK) {
         return FailureOf(CURLE_FAILED_INIT, false);
     }
     return std::nullopt;
@@ -264,7 +265,7 @@ void HttpsClient::SetTimes(CurlOptions& options, const HttpRequest& request) con
     if (request.limit != nullptr) {
         // Each of several addresses gets its part of this.
         options.Set(CURLOPT_TIMEOUT, 0L)
-            .Set(CURLOPT_CONNECTTIMEOUT_MS, MillisecondsTo(request.limit->until));
+            .Set(CURLOPT_CONNECTTIMEOUT_MS, MillisecondsTo(request.limit->UntilFirstAnswer()));
         return;
     }
     const long seconds = OrDefault(info_.requestTimeoutSeconds, kDefaultRequestSeconds);
@@ -303,6 +304,7 @@ CURLcode HttpsClient::Continue(const CallLimit& limit, bool canBeFinishedLater)
     if (!result && !isUnfinished_) {
         loop_.Drop(handle_.get());
     }
+    transfer_->pass = nullptr;
     return result.value_or(CURLE_OPERATION_TIMEDOUT);
 }
 

@@ -119,14 +119,21 @@ private:
     struct Transfer
     {
         explicit Transfer(const HttpRequest& request)
-            : body(request.body, request.mayBeRepeated), headers(request)
+            : body(request.body, request.mayBeRepeated), headers(request), pass(request.pass)
         {
+            if (request.limit != nullptr) {
+                limit = *request.limit;
+            }
         }
+
+        bool GetLeave() { return pass == nullptr || pass->Enter(limit.until, limit.stop); }
 
         RequestBody body;
         RequestHeaders headers;
         HttpReply reply{};
         ReplyCollector collector{reply};
+        LogInPass* pass;  ///< Null once the caller has been told of the outcome.
+        CallLimit limit{};
     };
 
     const TulvoConnection::ConnectionInfo& info_;

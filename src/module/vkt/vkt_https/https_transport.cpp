@@ -89,6 +89,13 @@ bool WaitAsTold(const Failure& busy, const CallLimit& limit)
     return !limit.stop.stop_requested();
 }
 
+/// Whether the module was given up because it did not answer at all in the time for that.
+bool GaveNoFirstAnswer(const Failure& failure, const CallLimit& limit)
+{
+    return limit.firstAnswer && CauseOf(failure) == Cause::kTimedOut && !failure.mayHaveArrived &&
+           failure.status == 0;
+}
+
 class HttpsTransport final : public IpmiTransport
 {
 public:
@@ -121,10 +128,11 @@ private:
                                    const CallLimit& limit);
     bool MayBeSentAgain(const Failure& failure, Resend resend) const;
     bool ConnectionBrokeOff(const Failure& failure) const;
-    std::optional<Failure> LogIn(const CallLimit& limit);
+    std::optional<Failure> LogIn(const CallLimit& limit, LogInPass& pass);
     std::optional<Failure> FindAgain(const CallLimit& limit);
     std::optional<Failure> Post(const IPMICOMMAND& request, const std::string& body, Resend resend,
-                                IpmiReply& answer, const CallLimit& limit);
+                                IpmiReply& answer, const CallLimit& limit,
+                                LogInPass* pass = nullptr);
     CallLimit Patience(const CallLimit& limit) const;
     bool HasExpired(const Failure& failure) const;
     End EndAfter(const Failure& failure) const;
@@ -140,24 +148,49 @@ private:
     bool isOpen_ = false;
     bool hasAnswered_ = false;  ///< In this session.
     bool isKnown_ = false;      ///< The module has answered in some session.
+    bool isAccepted_ = false;   ///< It has taken name and password of a request.
     std::optional<Clock::duration> slowest_;
     IpmiCost cost_;
     pid_t process_ = getpid();
 };
 
+LogInGate::End EndOfLogIn(const std::optional<Failure>& failure)
+{
+    if (!failure) {
+        return LogInGate::End::kAccepted;
+    }
+    return CauseOf(*failure) == Cause::kRefused ? LogInGate::End::kRefused
+                                                : LogInGate::End::kUnknown;
+}
+
+/// Of a request that carried name and password.
+LogInGate::End EndOfBasic(const std::optional<Failure>& failure)
+{
+    const long status = failure ? failure->status : kOk;
+    if (status == 0) {
+        return LogInGate::End::kUnknown;
+    }
+    return status == kUnauthorized ? LogInGate::End::kRefused : LogInGate::End::kAccepted;
+}
+
 IpmiOpening HttpsTransport::Open(const CallLimit& limit)
 {
     Close(limit);
     hasAnswered_ = false;
-    auto failure = client_.LookUpServer(limit);
+    LogInPass pass(limit.gate);
+    auto failure = client_.LookUpServer({limit.UntilFirstAnswer(), limit.stop});
     if (!failure && IsBasic() && isKnown_) {
         failure = FindAgain(limit);
     } else if (!failure && !IsBasic()) {
         // With no word of the server on when, the caller knows better: it comes back at random.
-        failure = Persist([this](const CallLimit& once) { return LogIn(once); }, Resend::kFreely,
+        failure = Persist([&](const CallLimit& once) { return LogIn(once, pass); }, Resend::kFreely,
                           false, limit);
+        pass.Leave(EndOfLogIn(failure));
     }
     isOpen_ = !failure;
+    if (pass.Refusal()) {
+        return {.failure = pass.Refusal()};
+    }
     if (!failure) {
         return {};
     }
@@ -178,11 +211,20 @@ IpmiExchange HttpsTransport::Ask(const IPMICOMMAND& request, Resend resend, cons
     std::string body;
     IpmiReply answer;
     auto failure = EncodeIpmiRequest(request, body);
+    LogInPass pass(IsBasic() && !isAccepted_ ? limit.gate : nullptr);
     const auto post = [&](const CallLimit& once) {
-        return Post(request, body, resend, answer, Patience(once));
+        return Post(request, body, resend, answer, Patience(once), &pass);
     };
     if (!failure) {
         failure = Persist(post, resend, true, limit);
+        const LogInGate::End end = EndOfBasic(failure);
+        isAccepted_ = isAccepted_ || end == LogInGate::End::kAccepted;
+        pass.Leave(end);
+    }
+    if (pass.Refusal()) {
+        exchange.end = End::kFailed;
+        exchange.failure = pass.Refusal();
+        return exchange;
     }
     if (failure && HasExpired(*failure) && resend == Resend::kFreely) {
         if (const IpmiOpening opening = Open(limit); opening.failure) {
@@ -194,7 +236,7 @@ IpmiExchange HttpsTransport::Ask(const IPMICOMMAND& request, Resend resend, cons
     }
     if (failure) {
         isOpen_ = !HasExpired(*failure);
-        exchange.end = EndAfter(*failure);
+        exchange.end = GaveNoFirstAnswer(*failure, limit) ? End::kFailed : EndAfter(*failure);
         exchange.failure = Tell(*failure, limit);
         return exchange;
     }
@@ -281,9 +323,9 @@ bool HttpsTransport::ConnectionBrokeOff(const Failure& failure) const
     return failure.code == VKT_HTTPS_CONNECT_FAILED && IsBrokenOff(failure.result);
 }
 
-std::optional<Failure> HttpsTransport::LogIn(const CallLimit& limit)
+std::optional<Failure> HttpsTransport::LogIn(const CallLimit& limit, LogInPass& pass)
 {
-    auto failure = session_.Open(&limit);
+    auto failure = session_.Open(&limit, &pass);
     cost_.logIns += !failure || failure->mayHaveArrived ? 1 : 0;
     return failure;
 }
@@ -304,7 +346,7 @@ std::optional<Failure> HttpsTransport::FindAgain(const CallLimit& limit)
 
 std::optional<Failure> HttpsTransport::Post(const IPMICOMMAND& request, const std::string& body,
                                             Resend resend, IpmiReply& answer,
-                                            const CallLimit& limit)
+                                            const CallLimit& limit, LogInPass* pass)
 {
     const auto asked = Clock::now();
     HttpReply reply;
@@ -312,6 +354,7 @@ std::optional<Failure> HttpsTransport::Post(const IPMICOMMAND& request, const st
                                      .body = body,
                                      .sessionToken = session_.Token(),
                                      .limit = &limit,
+                                     .pass = pass,
                                      .mayBeRepeated = resend == Resend::kFreely},
                                     reply);
     if (IsBasic() && (!failure || failure->mayHaveArrived)) {
@@ -338,7 +381,7 @@ CallLimit HttpsTransport::Patience(const CallLimit& limit) const
     const auto patience =
         slowest_ ? std::clamp(kPatienceInAnswers * *slowest_, kShortestPatience, kLongestPatience)
                  : kLongestPatience;
-    return {std::min(limit.until, Clock::now() + patience), limit.stop};
+    return {std::min(limit.until, Clock::now() + patience), limit.stop, limit.firstAnswer};
 }
 
 /// The session has, so the module has not executed the request. Modules that never take a token
@@ -380,9 +423,13 @@ Tulvo::Failure HttpsTransport::Tell(const Failure& failure, const CallLimit& lim
     const SecretText plain{info_.userName + ":" + info_.password};
     const SecretText basic{Text::ToBase64(plain.text)};
     const SecretText escaped = PasswordInLogin(info_.password);
-    return Https::Tell(
+    Tulvo::Failure told = Https::Tell(
         failure, client_.Origin(), info_.address, client_.Proof(),
         {info_.password, basic.text, escaped.text, session_.Token(), session_.FormerToken()});
+    if (GaveNoFirstAnswer(failure, limit)) {
+        told.cause = Cause::kUnreachable;
+    }
+    return told;
 }
 
 }  // namespace

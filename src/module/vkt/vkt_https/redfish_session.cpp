@@ -70,7 +70,7 @@ std::optional<Failure> CheckLogin(const HttpReply& reply)
 
 }  // namespace
 
-std::optional<Failure> RedfishSession::Open(const CallLimit* limit)
+std::optional<Failure> RedfishSession::Open(const CallLimit* limit, LogInPass* pass)
 {
     if (!token_.text.empty()) {
         return std::nullopt;
@@ -87,6 +87,7 @@ std::optional<Failure> RedfishSession::Open(const CallLimit* limit)
     auto failure = client_.Exchange({.path = std::string(kSessionsPath),
                                      .body = body.text,
                                      .limit = limit,
+                                     .pass = pass,
                                      .canBeFinishedLater = limit != nullptr},
                                     reply);
     if (!failure) {

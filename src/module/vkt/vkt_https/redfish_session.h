@@ -33,7 +33,8 @@ public:
 
     /// Logs in, unless a session is open. With a limit, a log-in that failed may have left the
     /// module with a session all the same, which Close() finds.
-    std::optional<Failure> Open(const CallLimit* limit = nullptr);
+    /// @param pass gives leave to log in; null for none.
+    std::optional<Failure> Open(const CallLimit* limit = nullptr, LogInPass* pass = nullptr);
 
     /// Deletes the session on the module, within the limit or, without one, in two seconds. Without
     /// a session it does nothing; a failure is a warning in the log.

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "common/text/base64.h"
 #include "module/vkt/vkt_https/tls_suites.h"
@@ -74,19 +75,18 @@ ServerProof* ServerProof::ProofOf(const SSL* tls)
     return static_cast<ServerProof*>(SSL_CTX_get_ex_data(SSL_get_SSL_CTX(tls), ProofSlot()));
 }
 
-bool ServerProof::Guard(CURL* handle, const std::string& pins)
+bool ServerProof::Guard(CURL* handle, const std::string& pins, std::function<bool()> mayLeave)
 {
     if (!RunsOnOpenSsl()) {
         return false;
     }
     handle_ = handle;
     pins_ = pins;
+    mayLeave_ = std::move(mayLeave);
     CurlOptions options(handle);
     options.Set(CURLOPT_SSL_CTX_FUNCTION, &PrepareContext).Set(CURLOPT_SSL_CTX_DATA, this);
-    if (!pins_.empty()) {
-        // Not CURLOPT_PINNEDPUBLICKEY, which passes over a server that shows no certificate.
-        options.Set(CURLOPT_PREREQFUNCTION, &CompareKey).Set(CURLOPT_PREREQDATA, this);
-    }
+    // Not CURLOPT_PINNEDPUBLICKEY, which passes over a server that shows no certificate.
+    options.Set(CURLOPT_PREREQFUNCTION, &BeforeRequest).Set(CURLOPT_PREREQDATA, this);
     return options.Refusal() == CURLE_OK;
 }
 
@@ -157,21 +157,29 @@ void ServerProof::NoteAlert(const SSL* tls, int where, int alert)
 }
 
 // libcurl calls this for every request, between the connection and its first byte.
-int ServerProof::CompareKey(void* self, char*, char*, int, int)
+int ServerProof::BeforeRequest(void* self, char*, char*, int, int)
 {
     auto* const proof = static_cast<ServerProof*>(self);
-    proof->pin_.clear();
-    proof->distrust_.clear();
-    proof->keyIsRefused_ = true;
     try {
-        if (const X509* const certificate = CertificateOf(proof->handle_)) {
-            proof->pin_ = PinOf(certificate);
-            proof->keyIsRefused_ = !IsAmong(proof->pins_, proof->pin_);
+        if (!proof->pins_.empty()) {
+            proof->CompareKey();
         }
+        return !proof->keyIsRefused_ && proof->mayLeave_() ? CURL_PREREQFUNC_OK
+                                                           : CURL_PREREQFUNC_ABORT;
     } catch (...) {
-        // Out of memory: not compared is refused.
+        return CURL_PREREQFUNC_ABORT;  // Out of memory: not compared is refused.
     }
-    return proof->keyIsRefused_ ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
+}
+
+void ServerProof::CompareKey()
+{
+    pin_.clear();
+    distrust_.clear();
+    keyIsRefused_ = true;
+    if (const X509* const certificate = CertificateOf(handle_)) {
+        pin_ = PinOf(certificate);
+        keyIsRefused_ = !IsAmong(pins_, pin_);
+    }
 }
 
 }  // namespace Tulvo::Https

@@ -8,6 +8,7 @@
 #include <openssl/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -36,10 +37,11 @@ public:
     /// Has every connection of `handle` offer safe suites only, and note what the server shows.
     /// With `pins`, several separated by semicolons, no request leaves before the key of the server
     /// at the other end of its connection was found among them, be the connection new, resumed or
-    /// kept. This object must outlive the handle.
+    /// kept. Nor does one leave for which `mayLeave`, asked after that, says no. This object must
+    /// outlive the handle.
     /// @return false when libcurl runs on another TLS library than OpenSSL, on which none of this
     ///         can be done, or does not take an option.
-    bool Guard(CURL* handle, const std::string& pins);
+    bool Guard(CURL* handle, const std::string& pins, std::function<bool()> mayLeave);
 
     /// Forgets what was noted, before a new request.
     void Forget();
@@ -62,11 +64,13 @@ private:
     static int NoteCertificate(int verdict, X509_STORE_CTX* chain);
     static int NoteDemand(SSL* tls, X509** certificate, EVP_PKEY** key);
     static void NoteAlert(const SSL* tls, int where, int alert);
-    static int CompareKey(void* self, char* serverAddress, char* ownAddress, int serverPort,
-                          int ownPort);
+    static int BeforeRequest(void* self, char* serverAddress, char* ownAddress, int serverPort,
+                             int ownPort);
+    void CompareKey();
 
     CURL* handle_ = nullptr;
     std::string pins_;
+    std::function<bool()> mayLeave_;
     std::string pin_;
     std::string distrust_;
     HandshakeNotes notes_;

@@ -7,6 +7,7 @@
 #include <tuple>
 #include <utility>
 
+#include "common/failure/log_in_gate.h"
 #include "common/log/log.h"
 #include "common/text/hexadecimal.h"
 
@@ -116,6 +117,10 @@ Conversation::Conversation(IpmiTransport& transport, Pace& pace, const Limits& l
       asking_{deadline_ - std::min(kMostForLogOut, Possible(limits.deadline) / kLogOutShare),
               limits.stop}
 {
+    if (limits.firstAnswer > Span::zero()) {
+        asking_.firstAnswer = pace.Now() + std::min(limits.firstAnswer, kLongest);
+    }
+    asking_.gate = limits.gate;
 }
 
 void Conversation::Add(Request request)
@@ -162,6 +167,9 @@ void Conversation::Open()
     silentBefore_.reset();
     Span pause = kFirstPauseForSession;
     while (!IsOver()) {
+        if (auto closed = asking_.gate == nullptr ? std::nullopt : asking_.gate->Closed()) {
+            return End(std::move(*closed));
+        }
         const IpmiOpening opening = transport_.Open(asking_);
         Log(kTrace, __FILE__, __LINE__).Stream()
             << (opening.failure ? opening.failure->message : "a session is open");
@@ -181,6 +189,7 @@ bool Conversation::WaitForSession(Span& pause, const IpmiOpening& opening)
         End(*opening.failure);
         return false;
     }
+    asking_.firstAnswer.reset();
     pace_.WaitUntil(back, asking_.stop);
     pause = std::min(2 * pause, kLongestPauseForSession);
     return true;
@@ -232,6 +241,7 @@ void Conversation::Ask(Pending pending)
 {
     const Request& request = pending.request;
     IpmiExchange exchange = Exchange(request.command, request.resend);
+    asking_.firstAnswer.reset();
     if (exchange.end == IpmiExchange::End::kAnswered) {
         silentBefore_.reset();
         if (exchange.completionCode == 0) {
