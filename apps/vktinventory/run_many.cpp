@@ -103,8 +103,12 @@ private:
                                  const Enclosures::Limits& limits) {
             return Ask(options_, target, limits);
         };
-        Fleet::FanOut(targets_.Count(), job, read, deliver,
-                      {.width = options_.fanOut, .stop = stop_.get_token()});
+        const auto shortage =
+            Fleet::FanOut(targets_.Count(), job, read, deliver, guard_,
+                          {.width = options_.fanOut, .stop = stop_.get_token()});
+        if (shortage) {
+            Complain(shortage->message + "; " + shortage->advice);
+        }
     }
 
     Report ReportFrom(std::size_t index, Enclosures::Enclosure&& enclosure) const
@@ -174,6 +178,7 @@ private:
     const Targets& targets_;
     const std::unique_ptr<Renderer> renderer_;
     const Conversation conversation_{AtSignal::kPrintComplete};
+    Fleet::AccountGuard guard_;
     std::stop_source stop_;
     const std::stop_callback<std::function<void()>> passOn_{conversation_.StopToken(),
                                                             [this] { stop_.request_stop(); }};

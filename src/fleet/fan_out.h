@@ -1,46 +1,96 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// Many enclosures at the same time, each in a thread of its own.
+/// Asks many enclosures side by side.
 #ifndef FLEET_FAN_OUT_H
 #define FLEET_FAN_OUT_H
 
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <map>
+#include <optional>
 #include <stop_token>
+#include <utility>
 
+#include "common/failure/failure.h"
+#include "fleet/account_guard.h"
 #include "module/vkt/vkt_enclosure/enclosure.h"
 #include "module/vkt/vkt_enclosure/target.h"
 
 namespace Tulvo::Fleet {
 
-/// So many threads at most.
+/// Enclosures at the same time, unless said otherwise.
+inline constexpr unsigned kUsualFanOut = 64;
+/// More are not asked at the same time.
 inline constexpr unsigned kMostAtOnce = 1024;
 
-struct FanOutOptions
-{
-    unsigned width = 64;  ///< So many are asked at the same time.
-    std::stop_token stop = {};
-};
+/// Calls work(0) to work(count - 1), each once, in at most `width` threads; returns when all have
+/// returned. What work throws is thrown on, after the calls that have begun have returned; the
+/// others are not made then.
+/// @return why there were fewer threads than wanted, if so. Without any the calling thread does
+/// all.
+std::optional<Failure> CallInThreads(std::size_t count, unsigned width,
+                                     const std::function<void(std::size_t)>& work);
 
-/// One enclosure to ask.
+/// One enclosure to read.
 struct Job
 {
     Enclosures::Target target;
-    std::chrono::milliseconds timeout{30'000};
+    std::chrono::milliseconds timeout{30'000};        ///< For all of the read.
+    std::chrono::milliseconds connectTimeout{5'000};  ///< For the first answer.
 };
 
-/// Called by several threads at a time, just before the enclosure is asked.
-using JobOf = std::function<Job(std::size_t index)>;
-using ReadOne =
-    std::function<Enclosures::Enclosure(const Enclosures::Target&, const Enclosures::Limits&)>;
-/// Called by one thread at a time, as soon as an enclosure is complete.
-using Deliver = std::function<void(std::size_t index, Enclosures::Enclosure&&)>;
+/// How to fan out.
+struct FanOutOptions
+{
+    unsigned width = kUsualFanOut;  ///< From 1 to kMostAtOnce.
+    std::stop_token stop = {};      ///< Ends all reads; sessions are given back.
+};
 
-/// Returns when each of `count` enclosures was delivered. What was not begun when a stop was
-/// requested is asked all the same, and says that it was cancelled.
-void FanOut(std::size_t count, const JobOf& jobOf, const ReadOne& read, const Deliver& deliver,
-            const FanOutOptions& options);
+/// Gives job `index`; called just before that one is read, by many threads at a time.
+using JobOf = std::function<Job(std::size_t index)>;
+/// Reads an enclosure: Enclosures::ReadEnclosure() with some scope. Called by many threads.
+using ReadOne = std::function<Enclosures::Enclosure(const Enclosures::Target& target,
+                                                    const Enclosures::Limits& limits)>;
+/// Takes a result as soon as it is there; one call at a time, by any thread.
+using Deliver = std::function<void(std::size_t index, Enclosures::Enclosure&& enclosure)>;
+
+/// Reads `count` enclosures and delivers each once, whatever happened: Enclosure::error says why
+/// one could not be read, was not asked (kRefused, by the guard) or was cancelled. No more results
+/// are held than there are threads.
+/// @param guard outlives the call; one guard may serve several.
+/// @return why there were fewer threads than wanted, if so.
+std::optional<Failure> FanOut(std::size_t count, const JobOf& jobOf, const ReadOne& read,
+                              const Deliver& deliver, AccountGuard& guard,
+                              const FanOutOptions& options = {});
+
+/// Passes results on in the order of their indexes, from 0; holds only those that came too early.
+template <class T>
+class InOrder
+{
+public:
+    /// @param next takes each, one call at a time.
+    explicit InOrder(std::function<void(std::size_t, T&&)> next) : next_(std::move(next)) {}
+
+    /// One call at a time, each index once.
+    void operator()(std::size_t index, T&& result)
+    {
+        if (index != awaited_) {
+            early_.emplace(index, std::move(result));
+            return;
+        }
+        next_(awaited_++, std::move(result));
+        while (!early_.empty() && early_.begin()->first == awaited_) {
+            auto first = early_.extract(early_.begin());
+            next_(awaited_++, std::move(first.mapped()));
+        }
+    }
+
+private:
+    std::function<void(std::size_t, T&&)> next_;
+    std::size_t awaited_ = 0;
+    std::map<std::size_t, T> early_;
+};
 
 }  // namespace Tulvo::Fleet
 
