@@ -91,6 +91,7 @@ TEST_F(ConversationTest, TracesEveryRequestAndAnswer)
     module.Open({.failure = kNoneFree, .noneFree = true});
     module.Refuse(Numbered(1), 0xC9);
     module.StaySilent(Numbered(2));
+    module.Refuse(Numbered(3), 0xD4);
     std::vector<std::string> traced;
     SetLogLevel(4);
     SetLogSink([&traced](const LogRecord& record) { traced.push_back(record.text); });
@@ -98,7 +99,9 @@ TEST_F(ConversationTest, TracesEveryRequestAndAnswer)
     SetLogSink({});
     SetLogLevel(2);
     EXPECT_THAT(traced, ElementsAre("no session is free", "a session is open", "32 a5 01: c9",
-                                    "32 a5 02: no answer", "32 a5 03: 00 03", "32 a5 02: 00 02"));
+                                    "32 a5 02: no answer", "32 a5 03: d4",
+                                    "the session's privilege is raised", "32 a5 03: 00 03",
+                                    "32 a5 02: 00 02"));
 }
 
 TEST_F(ConversationTest, AsksOthersWhileTheModuleIsBusyWithOne)

@@ -370,6 +370,8 @@ void Conversation::RaisePrivilege(Pending pending, Failure failure)
         return GiveUp(pending, Share(failure));
     }
     const std::optional<Failure> notRaised = transport_.RaisePrivilege(asking_);
+    Log(kTrace, __FILE__, __LINE__).Stream()
+        << (notRaised ? notRaised->message : "the session's privilege is raised");
     if (!notRaised) {
         pending_.push_back(std::move(pending));
     } else if (IsOver()) {
