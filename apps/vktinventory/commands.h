@@ -18,6 +18,7 @@ enum class Action : std::uint8_t
     kSelectSupply,  ///< Select a power supply; the argument is its number.
     kHosts,         ///< Print which hosts are meant; nobody is asked.
     kMakePage,      ///< Read the enclosure, or what was read before, and make a page of it.
+    kDiff,          ///< Compare what was read before; nobody is asked.
     kCheck,         ///< Read it for a monitoring system.
 };
 
@@ -83,6 +84,13 @@ inline constexpr Command kCommands[] = {
      "worst first, and of each its bays as they are, and all numbers. It is made of a\n"
      "reading, or (--from) of what --format json printed before.",
      Enclosures::kEverything, Enclosures::kEverything, false, Action::kMakePage},
+    {"diff", "What has changed between two readings",
+     "Prints what differs between two readings that --format json or jsonl printed\n"
+     "before, a line each: host, object, field, old and new value. - is standard\n"
+     "input. What was not read is not compared. Exit codes: 0 alike, 1 different, 2\n"
+     "trouble. Nobody is asked, and no password is needed.",
+     Enclosures::kModuleOnly, Enclosures::kModuleOnly, false, Action::kDiff, "A B",
+     "files of readings"},
     {"check", "Health for Nagios, Icinga and their kin",
      "Prints one line with a state, numbers for graphs behind it, and what was found\n"
      "below it. Exit codes: 0 ok, 1 warning, 2 critical, 3 unknown and wrong usage.\n"

@@ -9,6 +9,7 @@
 
 #include "apps/vktinventory/ask.h"
 #include "apps/vktinventory/check/run_check.h"
+#include "apps/vktinventory/diff/diff.h"
 #include "apps/vktinventory/input/arguments.h"
 #include "apps/vktinventory/input/password.h"
 #include "apps/vktinventory/input/password_prompt.h"
@@ -122,6 +123,9 @@ ExitCode RunWith(const Options& options, Arguments arguments)
     }
     if (const auto why = WhyNoSuchOutput(options)) {
         return Fail(ExitCode::kWrongUsage, *why);
+    }
+    if (options.command->action == Action::kDiff) {
+        return RunDiff(options.operands);
     }
     if (!options.pageFrom.empty()) {
         return MakePageOfReadings(options);

@@ -445,9 +445,9 @@ void AddCommand(CLI::App& app, Options& options, const Command& command)
     sub->group("Commands");
     sub->footer("\nFlags of the connection and exit codes: vktinventory --help");
     if (command.largest == 0 && !command.operands.empty()) {
-        sub->add_option(std::string(command.operands), options.operands,
-                        std::string(command.argument))
-            ->check(NotEmpty());
+        // A name of an option has no blanks.
+        const std::string name(command.operands.substr(0, command.operands.find(' ')));
+        sub->add_option(name, options.operands, std::string(command.argument))->check(NotEmpty());
     } else if (command.largest != 0) {
         sub->add_option("N", options.number, std::string(command.argument))
             ->required()
@@ -505,7 +505,8 @@ void RequireHost(const Options& options)
 {
     const Fleet::Selection& selection = options.selection;
     const bool named = !options.hosts.empty() || !options.operands.empty() || selection.all ||
-                       !selection.groups.empty() || !selection.labels.empty();
+                       !selection.groups.empty() || !selection.labels.empty() ||
+                       options.command->action == Action::kDiff;
     if (!named) {
         throw CLI::ValidationError("-H HOST is missing: the address or name of the module");
     }

@@ -81,6 +81,9 @@ std::string ReadWholeFile(const std::string& file, std::size_t most)
 {
     const bool fromInput = file == "-";
     const FileDescriptor opened(fromInput ? -1 : open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fromInput && !opened.Valid()) {
+        throw BadInput(file + " cannot be read: " + Reason());
+    }
     const int descriptor = fromInput ? STDIN_FILENO : opened.Get();
     std::string text;
     std::array<char, 1U << 16U> block;
