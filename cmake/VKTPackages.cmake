@@ -92,11 +92,18 @@ vkt_package(Development NAME libvktinventory-dev SECTION libdevel
     "This package has headers, manual page, CMake and pkg-config files, and an"
     "archive of the library for programs that bring a logger or another companion"
     "of their own.")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/libvktinventory-dev" COMPONENT Development)
 
 vkt_package(Tools NAME vktinventory SECTION admin
   DEPENDS "${same_library}"
   DESCRIPTION "inventory of multi-node server enclosures - command" ${about} ""
-    "This package has the command that prints them as tables or as JSON.")
+    "This package has the command that prints them as tables, JSON or CSV, of one"
+    "enclosure or of a thousand.")
+foreach(page IN ITEMS fleet.md inventory.schema.json json.md readings.md)
+  install(FILES "${PROJECT_SOURCE_DIR}/docs/${page}"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/vktinventory" COMPONENT Tools)
+endforeach()
 
 vkt_package(Simulator NAME vkt-simulator SECTION admin
   DEPENDS "openipmi"

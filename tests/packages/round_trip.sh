@@ -92,7 +92,7 @@ files_have_right_modes() {
 
 documentation_is_there() {
     for page in man1/vktinventory.1 man1/vkt-simulator.1 man3/vktinventory.3 \
-        man3/libvktenclosure.3 man5/vktinventory.toml.5 man5/vkt-scenario.5; do
+        man3/libvktenclosure.3 man5/vktinventory.toml.5 man5/fleet.toml.5 man5/vkt-scenario.5; do
         gzip -t "/usr/share/man/$page.gz" || fail "no manual page $page"
     done
     for name in $names; do
@@ -100,7 +100,14 @@ documentation_is_there() {
             [ -s "/usr/share/doc/$name/$file" ] || fail "no $file of $name"
         done
     done
-    echo "  manual pages, copyright and changelogs are there"
+    for file in vktinventory/inventory.schema.json vktinventory/json.md vktinventory/fleet.md \
+        vktinventory/readings.md libvktinventory-dev/examples/machine_type/machine_type.cpp; do
+        [ -s "/usr/share/doc/$file" ] || fail "no /usr/share/doc/$file"
+    done
+    for file in bash-completion/completions/vktinventory zsh/vendor-completions/_vktinventory; do
+        [ -s "/usr/share/$file" ] || fail "no completion $file"
+    done
+    echo "  manual pages, documents, examples, completions, copyright and changelogs are there"
 }
 
 versions_are_the_packages() {
