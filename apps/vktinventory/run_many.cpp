@@ -97,15 +97,15 @@ private:
     void FanOut(const Fleet::Deliver& deliver)
     {
         const auto job = [this](std::size_t index) {
-            return Fleet::Job{targets_.Target(index), targets_.Timeout(index)};
+            return Fleet::Job{targets_.Target(index), targets_.Timeout(index),
+                              targets_.ConnectTimeout(index)};
         };
         const auto read = [this](const Enclosures::Target& target,
                                  const Enclosures::Limits& limits) {
             return Ask(options_, target, limits);
         };
-        const auto shortage =
-            Fleet::FanOut(targets_.Count(), job, read, deliver, guard_,
-                          {.width = options_.fanOut, .stop = stop_.get_token()});
+        const auto shortage = Fleet::FanOut(targets_.Count(), job, read, deliver, guard_,
+                                            {.width = options_.fanOut, .stop = stop_.get_token()});
         if (shortage) {
             Complain(shortage->message + "; " + shortage->advice);
         }
@@ -178,7 +178,7 @@ private:
     const Targets& targets_;
     const std::unique_ptr<Renderer> renderer_;
     const Conversation conversation_{AtSignal::kPrintComplete};
-    Fleet::AccountGuard guard_;
+    Fleet::AccountGuard guard_{options_.keepGoing};
     std::stop_source stop_;
     const std::stop_callback<std::function<void()>> passOn_{conversation_.StopToken(),
                                                             [this] { stop_.request_stop(); }};

@@ -124,8 +124,13 @@ TEST(CommandLine, TakesWhatToSelectFromTheFleetFile)
 
 TEST(CommandLine, TakesHowManyToAskAndHowOften)
 {
-    const Options options = Parsed("-H h --fanout 1024 --every 60 --count 5 --format jsonl power");
+    const Options options = Parsed(
+        "-H h --fanout 1024 --keep-going --connect-timeout 7 --every 60 --count 5 --format jsonl "
+        "power");
     EXPECT_EQ(options.fanOut, 1024U);
+    EXPECT_TRUE(options.keepGoing);
+    EXPECT_EQ(options.settings.connectTimeout, std::chrono::seconds(7));
+    EXPECT_FALSE(Parsed("-H h").keepGoing);
     ASSERT_TRUE(options.repetition);
     EXPECT_EQ(options.repetition->every, std::chrono::seconds(60));
     EXPECT_EQ(options.repetition->count, 5U);
@@ -352,6 +357,8 @@ TEST(Help, NamesEveryCommandFlagAndExitCode)
                              "--group",
                              "--label",
                              "--all",
+                             "--connect-timeout",
+                             "--keep-going",
                              "--fanout",
                              "-v,--verbose",
                              "-h,--help",

@@ -145,6 +145,29 @@ class MixedFleet(unittest.TestCase):
         self.assertEqual(error.count("\n"), 1)
         self.assertIn("Broken pipe", error)
 
+    def refusals(self, *words):
+        """How many modules said that a password is wrong, and how many were not asked."""
+        ran, documents = self.documents("--all", "-P", "wrong", *words, "status")
+        self.assertEqual(ran.returncode, 4)
+        self.assertEqual({d["error"]["cause"] for d in documents}, {"refused"})
+        messages = [d["error"]["message"] for d in documents]
+        return [sum(part in message for message in messages) for part in ("password is wrong", "not asked: ")]
+
+    def test_a_wrong_password_for_all_is_tried_three_times(self):
+        self.assertEqual(self.refusals(), [3, 3])
+
+    def test_a_wrong_password_is_tried_on_where_that_is_wanted(self):
+        self.assertEqual(self.refusals("--keep-going"), [6, 0])
+
+    def test_a_silent_one_costs_no_more_than_its_first_answer(self):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as silent:
+            silent.bind(("127.0.0.1", 0))
+            ran, documents = self.documents(
+                "--group", "healthy-first", "-H", f"127.0.0.1:{silent.getsockname()[1]}", "-U", "admin",
+                "-P", "enclosure", "--timeout", "1000", "--connect-timeout", "1", "status")
+        self.assertEqual(ran.returncode, 1)
+        self.assertEqual([d["error"]["cause"] for d in documents if d["error"]], ["unreachable"])
+
     def test_rounds_follow_each_other(self):
         ran = self.fleet.run("--group", "healthy-first", "--every", "1", "--count", "2",
                              "--format", "csv", "--fields", "time,host,power_average", "power")

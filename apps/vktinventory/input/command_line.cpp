@@ -223,6 +223,7 @@ struct Flags
     std::string hiddenPassword;
     std::string hiddenKg;
     std::optional<int> timeoutSeconds;
+    std::optional<int> connectSeconds;
     int everySeconds = 0;
     std::uint64_t rounds = 0;
     std::vector<std::string> labels;
@@ -311,6 +312,13 @@ void AddFleetFlags(CLI::App& app, Options& options, Flags& flags)
         ->option_text("KEY=VALUE")
         ->group(kSeveral);
     app.add_flag("--all", options.selection.all, "All hosts of the fleet file")->group(kSeveral);
+    app.add_option("--connect-timeout", flags.connectSeconds,
+                   "Seconds for the first answer; default 5")
+        ->transform(NumberFrom(1, kLongestTimeout))
+        ->option_text("S")
+        ->group(kSeveral);
+    app.add_flag("--keep-going", options.keepGoing, "Ask on with an account that three refused")
+        ->group(kSeveral);
     app.add_option("--list-names", flags.listedNames, "For shells that complete a command line")
         ->transform(OneOf(kNameLists))
         ->group(kHidden);
@@ -498,6 +506,7 @@ Fleet::Settings SettingsOf(const Flags& flags, Fleet::Settings settings)
     settings.trust = TrustOf(flags);
     settings.authentication = As<Enclosures::HttpAuthentication>(flags.authentication);
     settings.timeout = As<std::chrono::seconds>(flags.timeoutSeconds);
+    settings.connectTimeout = As<std::chrono::seconds>(flags.connectSeconds);
     return settings;
 }
 

@@ -64,6 +64,7 @@ struct Options
     Fleet::Selection selection;        ///< From the fleet file.
     /// Instead of a command: print these names of the fleet file. Not in --help.
     std::optional<NameList> listedNames;
+    bool keepGoing = false;    ///< Also with an account that three have refused.
     unsigned fanOut = 64;      ///< So many are asked at the same time.
     Fleet::Settings settings;  ///< What flags say, but for password and key.
     PasswordSource passwordSource = PasswordSource::kTerminal;

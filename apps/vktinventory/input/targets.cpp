@@ -14,6 +14,7 @@ namespace Tulvo::Cli {
 namespace {
 
 constexpr std::chrono::seconds kTimeout{30};
+constexpr std::chrono::seconds kConnectTimeout{5};
 
 [[noreturn]] void Refuse(const Fleet::Mistakes& mistakes)
 {
@@ -180,6 +181,11 @@ bool Targets::TrustAnybody() const
 std::chrono::seconds Targets::Timeout(std::size_t index) const
 {
     return members_[index].settings.timeout.value_or(kTimeout);
+}
+
+std::chrono::seconds Targets::ConnectTimeout(std::size_t index) const
+{
+    return members_[index].settings.connectTimeout.value_or(kConnectTimeout);
 }
 
 }  // namespace Tulvo::Cli

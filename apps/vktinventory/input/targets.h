@@ -56,6 +56,8 @@ public:
     bool TrustAnybody() const;
     /// For the whole read.
     std::chrono::seconds Timeout(std::size_t index) const;
+    /// For the first answer, where several are asked.
+    std::chrono::seconds ConnectTimeout(std::size_t index) const;
 
 private:
     bool many_ = false;
