@@ -28,7 +28,6 @@ using Enclosures::Enclosure;
 using Enclosures::Limits;
 using Enclosures::Target;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using End = LogInGate::End;
 
 Failure Fault(Cause cause, const std::string& message)
@@ -151,11 +150,11 @@ TEST(FanOuts, DeliverEachEnclosureOnce)
 TEST(FanOuts, AskAsManyAtATimeAsTheyMay)
 {
     // Nobody goes on before all of them are there.
-    constexpr unsigned kWidth = 16;
+    constexpr std::size_t kWidth = 16;
     std::barrier together(kWidth);
     std::atomic<unsigned> now = 0;
     std::atomic<unsigned> most = 0;
-    CallInThreads(4 * kWidth, kWidth, [&](std::size_t) {
+    CallInThreads(4 * kWidth, static_cast<unsigned>(kWidth), [&](std::size_t) {
         ++now;
         together.arrive_and_wait();
         most = std::max(most.load(), now.load());

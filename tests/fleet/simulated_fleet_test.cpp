@@ -43,9 +43,10 @@ protected:
     SimulatedFleets()
     {
         const std::string file = folder_.Path("fleet.toml");
-        simulator_ = std::make_unique<Simulator::SimulatorProcess>(std::vector<std::string>{
-            "--scenario", SCENARIO_FOLDER "/healthy-vkt2-fc-9.json", "--count",
-            std::to_string(kCount), "--write-fleet", file, GetParam().without});
+        const std::string scenario = SCENARIO_FOLDER "/healthy-vkt2-fc-9.json";
+        simulator_ = std::make_unique<Simulator::SimulatorProcess>(
+            std::vector<std::string>{"--scenario", scenario, "--count", std::to_string(kCount),
+                                     "--write-fleet", file, GetParam().without});
         for (std::size_t i = 0; i < kCount; ++i) {
             EXPECT_NE(simulator_->Line(), "") << simulator_->ErrorText();
         }
