@@ -130,6 +130,10 @@ int main(int argc, char** argv)
         return 2;
     }
     std::ifstream file(argv[1]);
+    if (!file) {
+        std::cerr << "poller: " << argv[1] << " cannot be opened\n";
+        return 2;
+    }
     std::vector<Job> jobs;
     for (std::string line; std::getline(file, line);) {
         if (!Parse(line, argv[2], password, jobs.emplace_back())) {

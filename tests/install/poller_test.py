@@ -89,6 +89,12 @@ class Poller(unittest.TestCase):
                 self.assertEqual(records[name], "0 requests, 0 log-ins")
         self.assertNotIn(account["password"], done.stdout + done.stderr)
 
+    def test_a_file_that_cannot_be_opened_is_named(self):
+        done = subprocess.run([POLLER, "/nonexistent/enclosures", "admin"], text=True, capture_output=True,
+                              check=False, env={"IPMI_PASSWORD": "secret"})
+        self.assertEqual((done.returncode, done.stdout), (2, ""))
+        self.assertIn("/nonexistent/enclosures", done.stderr)
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1])
