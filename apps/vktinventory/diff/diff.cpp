@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "apps/vktinventory/output/diagnostics.h"
@@ -113,14 +114,8 @@ public:
     }
 
 private:
-    struct Missing
-    {
-        std::uint64_t powerSupply;
-        std::uint64_t node;
-        std::string field;
-
-        auto operator<=>(const Missing&) const = default;
-    };
+    /// Supply, node, field.
+    using Missing = std::tuple<std::uint64_t, std::uint64_t, std::string>;
 
     Json json_;
     std::set<Missing> missing_;
