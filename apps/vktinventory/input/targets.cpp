@@ -148,7 +148,7 @@ std::vector<std::string> NamesInFleet(const Options& options)
     std::vector<std::string> labels;
     for (const auto& [key, values] : fleet.LabelValues()) {
         for (const std::string& value : values) {
-            labels.push_back(key + "=" + value);
+            labels.emplace_back(key).append("=").append(value);
         }
     }
     return labels;
