@@ -25,7 +25,7 @@ std::string ActionFor(const Option& option)
 }
 
 /// Within single quotes, where a colon ends a field and a bracket an explanation.
-std::string Escaped(std::string text)
+std::string EscapedForZsh(std::string text)
 {
     text = Replaced(std::move(text), "'", "'\\''");
     text = Replaced(std::move(text), ":", "\\:");
@@ -74,8 +74,8 @@ std::string ZshOptions(const Program& program)
     for (const Option& option : program.options) {
         const std::string value =
             option.value.empty() ? "" : ":" + option.value + ":" + ActionFor(option);
-        lines += "    " + Exclusions(option) + Spellings(option) + "'[" + Escaped(option.help) +
-                 "]" + value + "'\n";
+        lines += "    " + Exclusions(option) + Spellings(option) + "'[" +
+                 EscapedForZsh(option.help) + "]" + value + "'\n";
     }
     return lines;
 }
@@ -84,7 +84,7 @@ std::string ZshCommands(const Program& program)
 {
     std::string lines;
     for (const Command& command : program.commands) {
-        lines += "    '" + command.name + ":" + Escaped(command.help) + "'\n";
+        lines += "    '" + command.name + ":" + EscapedForZsh(command.help) + "'\n";
     }
     return lines;
 }

@@ -15,7 +15,7 @@ using Simulator::FaultyEnclosure;
 using Simulator::Scenario;
 
 // What an RMCP+ server of this kind can send.
-constexpr std::size_t kLongestAnswer = 35;
+constexpr std::size_t kLongestPayload = 35;
 constexpr std::uint8_t kInvalidCommand = 0xC1;
 
 bool Same(const Delivery& left, const Delivery& right)
@@ -36,7 +36,7 @@ void RequireGoodDelivery(const Scenario& scenario, const IPMICOMMAND& request,
                          const Delivery& delivery)
 {
     const Simulator::Answer& answer = delivery.answer;
-    Require(answer.bytes.size() <= kLongestAnswer, "an answer fits into a packet");
+    Require(answer.bytes.size() <= kLongestPayload, "an answer fits into a packet");
     if (scenario.faults.empty()) {
         Require(answer.completionCode == 0 || answer.bytes.empty(), "a refusal has no data");
         Require(delivery.latency.count() == 0 && !delivery.dropped, "a healthy module answers");

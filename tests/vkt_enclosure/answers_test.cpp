@@ -51,7 +51,7 @@ const IPMICOMMAND kMakerFirst{0x52, {0x0F, 0xD0, 0x05, 0x99}, 0x06};
 const IPMICOMMAND kPositionVkt2{0x92, {1, 0x20, 0xF0}, 0x32};
 const IPMICOMMAND kPositionFirst{0x52, {0x0F, 0xD0, 0x20, 0xF0}, 0x06};
 
-struct Case
+struct AnswerCase
 {
     std::string name;
     std::string enclosure;
@@ -60,12 +60,12 @@ struct Case
     Values values;
 };
 
-void PrintTo(const Case& one, std::ostream* stream)
+void PrintTo(const AnswerCase& one, std::ostream* stream)
 {
     *stream << one.name;
 }
 
-class AnswerTest : public testing::TestWithParam<Case>
+class AnswerTest : public testing::TestWithParam<AnswerCase>
 {
 };
 
@@ -77,7 +77,7 @@ TEST_P(AnswerTest, TellsItsValues)
     }
 }
 
-const std::vector<Case> kCases{
+const std::vector<AnswerCase> kAnswers{
     {"MachineType",
      "First",
      kMachineType,
@@ -246,7 +246,7 @@ const std::vector<Case> kCases{
       {"identity.firmwareVersion", "A-1.0a"}}},
 };
 
-INSTANTIATE_TEST_SUITE_P(Answers, AnswerTest, testing::ValuesIn(kCases),
+INSTANTIATE_TEST_SUITE_P(Answers, AnswerTest, testing::ValuesIn(kAnswers),
                          [](const auto& one) { return one.param.name; });
 
 struct Length

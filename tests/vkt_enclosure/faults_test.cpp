@@ -62,7 +62,7 @@ const std::vector<Case> kCases{
     {"UnavailableForASecond", Delivery::kUnavailableForASecond, {}, 1, "", kNothing, true},
 };
 
-const Limits kAmple{.deadline = 5min, .stop = {}};
+const Limits kTimeEnough{.deadline = 5min, .stop = {}};
 
 Values ExpectedOf(const PaperEnclosure& paper, const std::map<std::string, std::string>& lost,
                   const IpmiTransport& transport)
@@ -106,7 +106,7 @@ struct Place
     }
 };
 
-std::vector<Place> Places(bool overHttps)
+std::vector<Place> PlacesOfFaults(bool overHttps)
 {
     std::vector<Place> places;
     for (const PaperEnclosure& paper : PaperEnclosures()) {
@@ -123,7 +123,7 @@ std::vector<Place> Places(bool overHttps)
 template <class Check>
 void AtEachPlace(bool overHttps, Check check)
 {
-    const std::vector<Place> places = Places(overHttps);
+    const std::vector<Place> places = PlacesOfFaults(overHttps);
     RunInThreads(static_cast<int>(places.size()), [&](int number) {
         const Place& place = places[static_cast<std::size_t>(number)];
         SCOPED_TRACE(place.paper.name + (overHttps ? " over HTTPS " : " over RMCP+ ") +
@@ -167,7 +167,7 @@ protected:
             place.Play({place.Request(), fault.delivery, fault.answer, fault.times}, needsCopies);
         const auto transport = module->Transport();
         RealPace pace;
-        const Enclosure record = ReadOver(*transport, pace, {}, kAmple);
+        const Enclosure record = ReadOver(*transport, pace, {}, kTimeEnough);
         const auto lost = LostAt(place);
         EXPECT_THAT(Differences(ExpectedOf(place.paper, lost, *transport), record), IsEmpty());
         EXPECT_EQ(lost.empty() ? Health::kOk : Health::kUnknown, Judge(record).status);

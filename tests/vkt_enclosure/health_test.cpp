@@ -61,7 +61,7 @@ std::vector<std::string> Texts(const Judgement& judgement)
     return texts;
 }
 
-struct Case
+struct FindingCase
 {
     std::string name;
     std::function<void(Enclosure&)> change;
@@ -70,7 +70,7 @@ struct Case
     std::string field;
 };
 
-void PrintTo(const Case& one, std::ostream* stream)
+void PrintTo(const FindingCase& one, std::ostream* stream)
 {
     *stream << one.name;
 }
@@ -87,7 +87,7 @@ void SupplyFansAre(Enclosure& enclosure, const SupplyFans& fans)
     enclosure.powerSupplies[1].fans = fans;
 }
 
-const std::vector<Case> kCases{
+const std::vector<FindingCase> kFindings{
     {"NoGoodPower", [](Enclosure& e) { e.powerSupplies[1].powerGood = false; }, Health::kCritical,
      "PSU2 has no good power", "powerGood"},
     {"PowerOffWarning", [](Enclosure& e) { e.powerSupplies[1].powerOffWarning = true; },
@@ -177,11 +177,11 @@ const std::vector<Case> kCases{
      Health::kUnknown, "Chassis caps could not be read: refused", "caps"},
 };
 
-class FindingTest : public testing::TestWithParam<Case>
+class FindingTest : public testing::TestWithParam<FindingCase>
 {
 };
 
-INSTANTIATE_TEST_SUITE_P(Health, FindingTest, testing::ValuesIn(kCases),
+INSTANTIATE_TEST_SUITE_P(Health, FindingTest, testing::ValuesIn(kFindings),
                          [](const auto& one) { return one.param.name; });
 
 TEST_P(FindingTest, IsTheOnlyOne)

@@ -62,6 +62,8 @@ struct Transport
 inline constexpr Transport kDirect{"Direct", 7, "vkt_inventory_ipmi_impl"};
 inline constexpr Transport kHttps{"Https", 9, "vkt_inventory_https_impl"};
 
+inline const Bytes kAccepted = {0x00};
+
 inline auto NameOf = [](const ::testing::TestParamInfo<Transport>& row) { return row.param.name; };
 
 inline void PrintTo(const Transport& transport, std::ostream* out)

@@ -76,7 +76,6 @@ TEST_F(HttpsStatus, IsWhatTheLastAnswerSaidWhenLaterExchangesFail)
 }
 
 const char* const kLostSelect = "Failed to get the vkt SelectPSUImpl through https, ret = 3";
-const Bytes kAccepted = {0x00};
 
 using HttpsSelectPSU = Https;
 

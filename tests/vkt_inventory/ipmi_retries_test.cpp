@@ -93,7 +93,6 @@ const LogLines kSelectTries = {
     {3, "Try to get PSU status, start retry 6 times"},
 };
 const LogLine kSelected = {3, "Succeeded select PSU "};
-const Bytes kAccepted = {0x00};
 
 using DirectSelectPSU = Direct;
 

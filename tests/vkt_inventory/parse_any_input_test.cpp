@@ -69,7 +69,7 @@ void ForEveryAnswer(const DecoderRow& decoder, const Content& content, const Che
     }
 }
 
-std::string NameOf(const Answer& answer)
+std::string NameOfAnswer(const Answer& answer)
 {
     return "type " + std::to_string(answer.vktType) + ", completion code " +
            std::to_string(answer.completionCode) + ", " + std::to_string(answer.response.size()) +
@@ -104,11 +104,11 @@ TEST_P(AnyInput, EndsAsItsTypeCodeAndLengthSayTracedOrNot)
             const Outcome traced = DecodeWithTraces(answer);
             const Outcome silent = DecodeInSilence(answer);
             const Verdict verdict = GetParam().verdict(answer);
-            EXPECT_EQ(traced.result, verdict.result) << NameOf(answer);
-            EXPECT_EQ(silent.result, verdict.result) << NameOf(answer);
-            EXPECT_EQ(traced.fields, silent.fields) << NameOf(answer);
+            EXPECT_EQ(traced.result, verdict.result) << NameOfAnswer(answer);
+            EXPECT_EQ(silent.result, verdict.result) << NameOfAnswer(answer);
+            EXPECT_EQ(traced.fields, silent.fields) << NameOfAnswer(answer);
             EXPECT_EQ(traced.fields != GetParam().untouched(answer), verdict.filled)
-                << NameOf(answer);
+                << NameOfAnswer(answer);
         });
     }
 }

@@ -151,7 +151,7 @@ std::vector<Frame> AllFrames()
     return frames;
 }
 
-std::string NameOf(const ::testing::TestParamInfo<Frame>& row)
+std::string NameOfFrame(const ::testing::TestParamInfo<Frame>& row)
 {
     return std::string(row.param.routine) + (row.param.types == kVkt2Only ? "OfVkt2" : "");
 }
@@ -235,7 +235,7 @@ TEST_P(Framing, FailsOnAnotherCompletionCodeEvenWithGoodBytes)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Framing, ::testing::ValuesIn(AllFrames()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Of, Framing, ::testing::ValuesIn(AllFrames()), NameOfFrame);
 
 using OpenFraming = Framing;
 
@@ -254,7 +254,7 @@ TEST_P(OpenFraming, IgnoresWhatTheLeadingBytesSay)
     ExpectGood(answer);
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, OpenFraming, ::testing::ValuesIn(OpenFrames()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Of, OpenFraming, ::testing::ValuesIn(OpenFrames()), NameOfFrame);
 
 }  // namespace
 }  // namespace Tulvo::Tests

@@ -31,7 +31,6 @@ LogLines SelectTries(int count)
 
 const LogLine kStatusRead = {3, "Succeeded get VKT Status"};
 const LogLine kSelected = {3, "Succeeded select PSU "};
-const Bytes kAccepted = {0x00};
 
 class ModuleStatus : public EveryTransport
 {

@@ -31,7 +31,7 @@ TEST_P(Request, HasItsBytes)
     EXPECT_EQ(Fakes::ToText(GetParam().request), GetParam().bytes);
 }
 
-std::string NameOf(const ::testing::TestParamInfo<RequestCase>& row)
+std::string NameOfRequest(const ::testing::TestParamInfo<RequestCase>& row)
 {
     return row.param.name;
 }
@@ -46,7 +46,7 @@ INSTANTIATE_TEST_SUITE_P(Module, Request,
                               "32 A8"},
                              {"PowerSupplyStatus", Requests::PSUStatus(), "32 91"},
                          }),
-                         NameOf);
+                         NameOfRequest);
 
 INSTANTIATE_TEST_SUITE_P(
     ChassisPower, Request,
@@ -64,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"CapOfPlatformFE", Requests::ChassisPowerCap(0xFE), "32 9D 05"},
         {"CapOfAnUnknownPlatform", Requests::ChassisPowerCap(0x10), "32 9D 05"},
     }),
-    NameOf);
+    NameOfRequest);
 
 INSTANTIATE_TEST_SUITE_P(
     SlotsAndNodes, Request,
@@ -79,7 +79,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"ConsumptionOfNode12", Requests::NodePowerConsumption(12), "32 98 0C"},
         {"ConsumptionOfNode300InItsLow8Bits", Requests::NodePowerConsumption(300), "32 98 2C"},
     }),
-    NameOf);
+    NameOfRequest);
 
 INSTANTIATE_TEST_SUITE_P(
     RegisterReadsOfTheFirstGeneration, Request,
@@ -97,7 +97,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"PositionOfSlot1", Requests::PSUPosition(kFirst, 1), "06 52 0F D0 20 F0"},
         {"PositionOfSlot2", Requests::PSUPosition(kUnknown, 2), "06 52 0D D0 20 F0"},
     }),
-    NameOf);
+    NameOfRequest);
 
 INSTANTIATE_TEST_SUITE_P(
     RegisterReadsOfVkt2, Request,
@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"ManufactureOfSlot9", Requests::PSUManufacture(kVkt2, 9), "32 92 09 05 99"},
         {"PositionOfSlot6", Requests::PSUPosition(kVkt2, 6), "32 92 06 20 F0"},
     }),
-    NameOf);
+    NameOfRequest);
 
 INSTANTIATE_TEST_SUITE_P(
     SelectPSUOfTheFirstGeneration, Request,
@@ -126,7 +126,7 @@ INSTANTIATE_TEST_SUITE_P(
          Requests::SelectPSU(kFirst, 0xFE, std::numeric_limits<std::int32_t>::min()),
          "32 F4 00 00"},
     }),
-    NameOf);
+    NameOfRequest);
 
 INSTANTIATE_TEST_SUITE_P(
     SelectPSUOfVkt2, Request,
@@ -145,7 +145,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"Supply1OfAnUnknownPlatformIsNotSent", Requests::SelectPSU(kVkt2, 0x10, 1), "32 F4 00"},
         {"Supply1OfPlatform0IsNotSent", Requests::SelectPSU(kVkt2, 0, 1), "32 F4 00"},
     }),
-    NameOf);
+    NameOfRequest);
 
 }  // namespace
 }  // namespace Tulvo::Tests

@@ -12,7 +12,7 @@
 namespace Tulvo::Simulator {
 namespace {
 
-Scenario Healthy()
+Scenario HealthyEnclosure()
 {
     const std::string file = SCENARIO_FOLDER "/healthy-first.json";
     return ParseScenario(ReadScenarioFile(file), file);
@@ -27,7 +27,7 @@ bool HangsUp(const FileDescriptor& pipe, int milliseconds)
 TEST(HttpsServerChange, TellsWhenTheLastOldAnswerHasBeenSent)
 {
     constexpr int kGenerousMilliseconds = 60000;
-    const Scenario healthy = Healthy();
+    const Scenario healthy = HealthyEnclosure();
     Scenario slow = healthy;
     slow.enclosure.supplies[0].present = false;
     slow.https.faults = {{HttpsFaultKind::kLatency, std::chrono::seconds(3), 0, {}}};
