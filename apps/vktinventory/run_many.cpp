@@ -65,7 +65,9 @@ private:
     ExitCode ReadRound(std::uint64_t round)
     {
         if (options_.repetition && options_.format == Format::kTable) {
-            Print((round == 1 ? "" : "\n") + TimeText(std::chrono::system_clock::now()) + "\n");
+            Print(std::string(round == 1 ? "" : "\n")
+                      .append(TimeText(std::chrono::system_clock::now()))
+                      .append("\n"));
         }
         std::set<ExitCode> codes;
         FoldedMessages messages;

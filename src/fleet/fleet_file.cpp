@@ -43,7 +43,7 @@ bool HasAll(const Labels& labels, const std::vector<std::pair<std::string, std::
 
 std::string Quoted(std::string_view text)
 {
-    return "\"" + Text::PrintableAscii(text, kShown) + "\"";
+    return std::string("\"").append(Text::PrintableAscii(text, kShown)).append("\"");
 }
 
 std::string Variable(const char* name)

@@ -28,7 +28,7 @@ std::string Take(const std::string& line, Pins& pins)
         return {};
     }
     if (!SplitPort(host)) {
-        return "\"" + Text::PrintableAscii(host, kShown) + "\" is no host";
+        return std::string("\"").append(Text::PrintableAscii(host, kShown)).append("\" is no host");
     }
     if (!IsPin(pin) || !more.empty()) {
         return "a host and its pin, sha256// and 44 characters of Base64, are to stand here";

@@ -145,7 +145,8 @@ TEST_F(Fleet, TellsWhatAnEnclosureShouldHave)
 {
     const json document = Documents({"-H", "enc001", "health"})[0];
     EXPECT_EQ(document["health"]["status"], "critical");
-    EXPECT_THAT(RunOn({"--group", "rack1", "health"}).out, HasSubstr("enc[001-003]  critical  Chassis"));
+    EXPECT_THAT(RunOn({"--group", "rack1", "health"}).out,
+                HasSubstr("enc[001-003]  critical  Chassis"));
 }
 
 TEST_F(Fleet, IsFoundByItsVariable)

@@ -64,12 +64,13 @@ INSTANTIATE_TEST_SUITE_P(
                     ExitCode::kNoConnection,
                     "no answer in time: no answer in 30 s (see -H, -p and --timeout)",
                     "no answer in time: no answer in 30 s (see -H, -p and --timeout)"},
-        RefusalCase{"Refused",
-                    {Cause::kRefused, "the password is wrong", "give the right one", {}},
-                    ExitCode::kRefused,
-                    "refused: the password is wrong; give the right one (see -U, -f, -L, -C and "
-                    "-k)",
-                    "refused: the password is wrong; give the right one (see -U, -f, --auth and -I)"},
+        RefusalCase{
+            "Refused",
+            {Cause::kRefused, "the password is wrong", "give the right one", {}},
+            ExitCode::kRefused,
+            "refused: the password is wrong; give the right one (see -U, -f, -L, -C and "
+            "-k)",
+            "refused: the password is wrong; give the right one (see -U, -f, --auth and -I)"},
         RefusalCase{"NotTrusted",
                     {Cause::kNotTrusted, "the key is another", "", {}},
                     ExitCode::kRefused,

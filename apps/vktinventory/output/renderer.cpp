@@ -111,9 +111,10 @@ public:
     {
         const Failure* const why = report.WhyNothingWasRead();
         return order_.Take(
-            index, (index == 0 ? "" : "\n") + TitleOf(report) +
-                       (why == nullptr ? RenderTable(report, colour_)
-                                       : RenderGrid({NotReadRow(WordsFor(*why))}, colour_)));
+            index, std::string(index == 0 ? "" : "\n")
+                       .append(TitleOf(report))
+                       .append(why == nullptr ? RenderTable(report, colour_)
+                                              : RenderGrid({NotReadRow(WordsFor(*why))}, colour_)));
     }
     std::string End() override
     {
