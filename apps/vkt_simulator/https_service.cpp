@@ -178,7 +178,7 @@ HttpsReply HttpsService::Answer(const HttpsRequest& request)
 
 HttpsReply HttpsService::Route(const HttpsRequest& request)
 {
-    const bool isSession = request.target.starts_with(std::string(kSessionsPath) + '/');
+    const bool isSession = request.target.starts_with(std::string(kSessionsPath).append("/"));
     try {
         if (request.method == "POST" && request.target == kActionPath) {
             return SendIpmiCommand(request);

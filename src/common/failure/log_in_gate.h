@@ -46,6 +46,7 @@ public:
 class LogInPass
 {
 public:
+    /// @param gate outlives the log-in; nullptr: every log-in may go on
     explicit LogInPass(LogInGate* gate = nullptr) : gate_(gate) {}
     LogInPass(const LogInPass&) = delete;
     LogInPass& operator=(const LogInPass&) = delete;
@@ -61,6 +62,7 @@ public:
         return !refusal_;
     }
 
+    /// Tells the gate how the log-in ended, if it was let in; then it is outside again.
     void Leave(LogInGate::End end)
     {
         if (std::exchange(inside_, false)) {
@@ -68,6 +70,7 @@ public:
         }
     }
 
+    /// Why the last Enter() was false; nothing when it was true.
     const std::optional<Failure>& Refusal() const { return refusal_; }
 
 private:

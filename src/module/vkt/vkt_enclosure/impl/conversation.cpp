@@ -47,7 +47,8 @@ std::ostream& operator<<(std::ostream& stream, const Exchanged& exchanged)
         return stream;  // above the threshold
     }
     const auto& [request, exchange] = exchanged;
-    stream << Text::ToHexPairs(std::array{request.netFn, request.cmd}).insert(2, " ");
+    stream << Text::ToHexPairs(std::array{request.netFn}) << " "
+           << Text::ToHexPairs(std::array{request.cmd});
     stream << (request.data.empty() ? "" : " ") << Text::ToHexPairs(request.data) << ": ";
     if (exchange.failure) {
         return stream << exchange.failure->message;
