@@ -13,6 +13,7 @@ set(VKT_PKGCONFIG_FOLDER "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
 # A library of vkt_add_library(), with its headers. The libraries find each other in their folder.
 function(vkt_install_library target component)
+  set_property(GLOBAL APPEND PROPERTY VKT_INSTALLED ${target})
   set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS ${target} EXPORT VKTInventory
     LIBRARY COMPONENT ${component} NAMELINK_COMPONENT Development
@@ -23,6 +24,7 @@ endfunction()
 # An archive for development, without the debugging information of this build's folders when the
 # installation strips.
 function(vkt_install_archive target)
+  set_property(GLOBAL APPEND PROPERTY VKT_INSTALLED ${target})
   install(TARGETS ${target} EXPORT VKTInventory ARCHIVE COMPONENT Development
     INCLUDES DESTINATION "${VKT_HEADER_FOLDER}")
   set(archive "${CMAKE_INSTALL_LIBDIR}/$<TARGET_FILE_NAME:${target}>")
@@ -35,6 +37,7 @@ endfunction()
 
 # A program that uses the libraries.
 function(vkt_install_program target)
+  set_property(GLOBAL APPEND PROPERTY VKT_INSTALLED ${target})
   file(RELATIVE_PATH libraries "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
   set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
   install(TARGETS ${target} RUNTIME COMPONENT Tools)
@@ -42,9 +45,9 @@ endfunction()
 
 # A target that builds all that is installed, and no test.
 function(vkt_add_installed_target)
+  get_property(installed GLOBAL PROPERTY VKT_INSTALLED)
   add_custom_target(vkt_installed)
-  add_dependencies(vkt_installed
-    vktinventory_command vktinventory_static vktenclosure vkt-simulator vkt_reference_files)
+  add_dependencies(vkt_installed ${installed} vkt_reference_files)
 endfunction()
 
 # What makes find_package(VKTInventory) and pkg-config find the libraries.
