@@ -47,7 +47,7 @@ endfunction()
 function(vkt_add_installed_target)
   get_property(installed GLOBAL PROPERTY VKT_INSTALLED)
   add_custom_target(vkt_installed)
-  add_dependencies(vkt_installed ${installed} vkt_reference_files)
+  add_dependencies(vkt_installed ${installed} vkt-simulator vkt_reference_files)
 endfunction()
 
 # What makes find_package(VKTInventory) and pkg-config find the libraries.
