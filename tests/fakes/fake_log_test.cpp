@@ -27,9 +27,9 @@ TEST(FakeLog, KeepsWhomARecordIsAbout)
     FakeLog log;
     {
         const LogContext context("enc017");
-        Log(2, "a.cpp", 1);
+        Log(2, "a.cpp", 1).Stream() << "one";
     }
-    Log(2, "a.cpp", 2);
+    Log(2, "a.cpp", 2).Stream() << "two";
     EXPECT_EQ(log.Records().at(0).target, "enc017");
     EXPECT_EQ(log.Records().at(1).target, "");
 }
