@@ -24,7 +24,6 @@ using Cli::ExitCode;
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 const Failure kSilent{Cause::kTimedOut, "log-in at enc4:623: no answer", "check that it is up", {}};
 
@@ -386,6 +385,7 @@ TEST_F(Many, LeavesNoBrokenLineOnAFullDisk)
         std::vector<std::string> words = {"vktinventory", "-H",       "enc[1-9]", "-P",
                                           "secret",       "--format", "jsonl",    "identity"};
         std::vector<char*> argv;
+        argv.reserve(words.size());
         for (std::string& word : words) {
             argv.push_back(word.data());
         }
