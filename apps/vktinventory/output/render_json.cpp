@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "apps/vktinventory/output/time_text.h"
+#include "common/text/utf8.h"
 #include "module/vkt/vkt_enclosure/catalogue.h"
 
 namespace Tulvo::Cli {
@@ -17,25 +18,9 @@ using Enclosures::Object;
 using Enclosures::ObjectKind;
 using Enclosures::Sections;
 using Json = nlohmann::ordered_json;
+using Text::BytesAsUtf8;
 
 constexpr int kSchemaVersion = 2;
-
-/// UTF-8 in which each byte is the character with the same number (U+0000 to U+00FF): a text of the
-/// module may hold any byte; the JSON stays valid, and no byte is lost.
-std::string BytesAsUtf8(std::string_view bytes)
-{
-    std::string text;
-    for (const char character : bytes) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (byte < 0x80) {
-            text += character;
-        } else {
-            text += static_cast<char>(0xC0U | (byte >> 6U));
-            text += static_cast<char>(0x80U | (byte & 0x3FU));
-        }
-    }
-    return text;
-}
 
 struct DatumToJson
 {
