@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// The connections of a server by what they are doing, so that those that do nothing give way.
+#ifndef APPS_VKT_EXPORTER_WEB_CONNECTION_TABLE_H
+#define APPS_VKT_EXPORTER_WEB_CONNECTION_TABLE_H
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <list>
+#include <optional>
+
+namespace Tulvo::Exporter {
+
+/// In the order in which connections give way to new ones.
+enum class Activity : std::size_t
+{
+    kSilent,     ///< Has not sent a whole request yet.
+    kKeptAlive,  ///< Has had an answer, and has not sent another whole request since.
+    kSending,    ///< Takes an answer.
+    kWorking,    ///< Waits for an answer.
+    kClosing,    ///< Has been told to end.
+};
+inline constexpr std::size_t kActivities = 5;
+
+struct Connection
+{
+    int socket = -1;
+    Activity activity = Activity::kSilent;
+    std::chrono::steady_clock::time_point since;  ///< Begin of the activity.
+    std::list<Connection>::iterator self;
+};
+
+/// Belongs to one thread.
+class ConnectionTable
+{
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// @param socket stays open as long as the connection is in the table.
+    Connection& Add(int socket);
+    void Remove(Connection& connection);
+    void Enter(Connection& connection, Activity activity);
+
+    /// Those that count against a bound: without the closing ones.
+    std::size_t Open() const;
+    bool CanGiveWay() const;
+    /// Ends the connection that is missed least: the one that has been silent longest, else the one
+    /// that has been kept alive longest without a request.
+    /// @return whether there was one.
+    bool GiveWay();
+    /// Ends those that have been silent, kept alive or sending for too long.
+    void CloseOverdue(Clock::time_point now);
+    /// When CloseOverdue() next has work, if no connection changes.
+    std::optional<Clock::time_point> NextDeadline() const;
+
+private:
+    using Connections = std::list<Connection>;
+
+    Connections& With(Activity activity) { return lists_[static_cast<std::size_t>(activity)]; }
+    const Connections& With(Activity activity) const
+    {
+        return lists_[static_cast<std::size_t>(activity)];
+    }
+    void Close(Connection& connection);
+
+    std::array<Connections, kActivities> lists_;  ///< Each with the longest activity first.
+};
+
+}  // namespace Tulvo::Exporter
+
+#endif

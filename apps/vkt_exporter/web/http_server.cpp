@@ -1,0 +1,540 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vkt_exporter/web/http_server.h"
+
+#include <microhttpd.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <unordered_map>
+
+#include "apps/vkt_exporter/web/connection_table.h"
+#include "apps/vkt_exporter/web/listening_socket.h"
+#include "apps/vkt_exporter/web/mailbox.h"
+
+namespace Tulvo::Exporter {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// For request line and header of a request together; longer ones are refused.
+constexpr std::size_t kMostRequestBytes = 16'384;
+/// Accepted before those that are there get their turn.
+constexpr unsigned kAcceptedAtOnce = 32;
+/// How long to accept nothing when the host has run out of something.
+constexpr auto kShortageRest = std::chrono::milliseconds(200);
+constexpr auto kBetweenWarnings = std::chrono::minutes(1);
+
+char LowerCase(char letter)
+{
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+HttpResponse PlainText(int status, const std::string& text)
+{
+    return {.status = status,
+            .contentType = "text/plain; charset=utf-8",
+            .body = text + "\n",
+            .headers = {}};
+}
+
+/// The answer to one request on its way to the server's thread.
+class PendingAnswer
+{
+public:
+    using Deliver = std::function<void(std::uint64_t request, HttpResponse&& response)>;
+
+    PendingAnswer(std::shared_ptr<Mailbox> mailbox, std::uint64_t request, Deliver deliver)
+        : mailbox_(std::move(mailbox)), request_(request), deliver_(std::move(deliver))
+    {
+    }
+    PendingAnswer(const PendingAnswer&) = delete;
+    PendingAnswer& operator=(const PendingAnswer&) = delete;
+    ~PendingAnswer() { Give(PlainText(500, "this request got no answer")); }
+
+    void Give(HttpResponse response)
+    {
+        if (!given_.exchange(true)) {
+            mailbox_->Post([deliver = deliver_, request = request_,
+                            response = std::make_shared<HttpResponse>(std::move(response))] {
+                deliver(request, std::move(*response));
+            });
+        }
+    }
+
+private:
+    const std::shared_ptr<Mailbox> mailbox_;
+    const std::uint64_t request_;
+    const Deliver deliver_;
+    std::atomic<bool> given_ = false;
+};
+
+/// A request that the library has announced.
+struct Exchange
+{
+    std::uint64_t number = 0;
+    MHD_Connection* connection = nullptr;
+    Connection* entry = nullptr;
+    bool suspended = false;
+    std::optional<HttpResponse> response;
+};
+
+struct DestroyResponse
+{
+    void operator()(MHD_Response* response) const { MHD_destroy_response(response); }
+};
+using LibraryResponse = std::unique_ptr<MHD_Response, DestroyResponse>;
+
+void FreeBody(void* body)
+{
+    delete static_cast<std::string*>(body);
+}
+
+/// Null when a header field cannot be sent, or memory ran out.
+LibraryResponse MakeResponse(HttpResponse&& response)
+{
+    auto body = std::make_unique<std::string>(std::move(response.body));
+    LibraryResponse made(MHD_create_response_from_buffer_with_free_callback_cls(
+        body->size(), body->data(), FreeBody, body.get()));
+    if (made == nullptr) {
+        return nullptr;
+    }
+    static_cast<void>(body.release());  // now the response's
+    if (!response.contentType.empty()) {
+        response.headers.emplace_back(MHD_HTTP_HEADER_CONTENT_TYPE, response.contentType);
+    }
+    for (const auto& [name, value] : response.headers) {
+        // The library refuses line ends; a NUL would cut the value off.
+        if (value.find('\0') != std::string::npos ||
+            MHD_add_response_header(made.get(), name.c_str(), value.c_str()) != MHD_YES) {
+            return nullptr;
+        }
+    }
+    return made;
+}
+
+MHD_Result Queue(MHD_Connection* connection, HttpResponse response)
+{
+    const auto status = static_cast<unsigned>(response.status);
+    LibraryResponse made = MakeResponse(std::move(response));
+    if (made != nullptr) {
+        return MHD_queue_response(connection, status, made.get());
+    }
+    made = MakeResponse(PlainText(500, "the answer cannot be sent"));
+    return made == nullptr
+               ? MHD_NO
+               : MHD_queue_response(connection, MHD_HTTP_INTERNAL_SERVER_ERROR, made.get());
+}
+
+std::string_view Text(const char* text, std::size_t size)
+{
+    return text == nullptr ? std::string_view() : std::string_view(text, size);
+}
+
+MHD_Result AddField(void* request, MHD_ValueKind, const char* name, std::size_t nameSize,
+                    const char* value, std::size_t valueSize)
+{
+    std::string& field =
+        static_cast<HttpRequest*>(request)->headers[std::string(Text(name, nameSize))];
+    field += field.empty() ? "" : ", ";
+    field += Text(value, valueSize);
+    return MHD_YES;
+}
+
+MHD_Result AddArgument(void* request, MHD_ValueKind, const char* name, std::size_t nameSize,
+                       const char* value, std::size_t valueSize)
+{
+    static_cast<HttpRequest*>(request)->query.emplace_back(Text(name, nameSize),
+                                                           Text(value, valueSize));
+    return MHD_YES;
+}
+
+HttpRequest RequestOf(MHD_Connection* connection, const char* path, const char* method)
+{
+    HttpRequest request{.method = method, .path = path, .query = {}, .headers = {}};
+    MHD_get_connection_values_n(connection, MHD_HEADER_KIND, AddField, &request);
+    MHD_get_connection_values_n(connection, MHD_GET_ARGUMENT_KIND, AddArgument, &request);
+    return request;
+}
+
+bool HasBody(const HttpRequest& request)
+{
+    const auto length = request.headers.find(MHD_HTTP_HEADER_CONTENT_LENGTH);
+    return request.headers.contains(MHD_HTTP_HEADER_TRANSFER_ENCODING) ||
+           (length != request.headers.end() && length->second != "0");
+}
+
+/// What no handler is asked about.
+std::optional<HttpResponse> Refusal(const HttpRequest& request)
+{
+    if (request.method != MHD_HTTP_METHOD_GET && request.method != MHD_HTTP_METHOD_HEAD &&
+        request.method != MHD_HTTP_METHOD_POST) {
+        HttpResponse refusal = PlainText(405, "only GET, HEAD and POST are served");
+        refusal.headers.emplace_back(MHD_HTTP_HEADER_ALLOW, "GET, HEAD, POST");
+        return refusal;
+    }
+    if (HasBody(request)) {
+        return PlainText(413, "no request here has a body");
+    }
+    return std::nullopt;
+}
+
+/// Signals are for the threads of the program.
+class NoSignals
+{
+public:
+    NoSignals()
+    {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    NoSignals(const NoSignals&) = delete;
+    NoSignals& operator=(const NoSignals&) = delete;
+    ~NoSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+private:
+    sigset_t before_ = {};
+};
+
+struct StopDaemon
+{
+    void operator()(MHD_Daemon* daemon) const { MHD_stop_daemon(daemon); }
+};
+
+bool IsShortage(int fault)
+{
+    return fault == EMFILE || fault == ENFILE || fault == ENOBUFS || fault == ENOMEM;
+}
+
+}  // namespace
+
+bool CaseInsensitive::operator()(std::string_view left, std::string_view right) const
+{
+    return std::lexicographical_compare(
+        left.begin(), left.end(), right.begin(), right.end(),
+        [](char one, char other) { return LowerCase(one) < LowerCase(other); });
+}
+
+/// All but the constructor and Stop() runs in the thread, which so needs no locks. The library is
+/// driven from here, and accepts no connections itself: it would spin when descriptors run out, and
+/// keep new ones waiting behind idle ones.
+class HttpServer::Thread
+{
+public:
+    Thread(HttpServerOptions options, Handler handler)
+        : options_(std::move(options)),
+          handler_(std::move(handler)),
+          listening_(Listen(options_.listenAddress)),
+          daemon_(StartDaemon())
+    {
+        const NoSignals inherited;
+        try {
+            thread_ = std::thread([this] { Work(); });
+        } catch (const std::system_error& fault) {
+            throw std::runtime_error(std::string("no thread can be started: ") + fault.what());
+        }
+    }
+    Thread(const Thread&) = delete;
+    Thread& operator=(const Thread&) = delete;
+    ~Thread() { Stop(); }
+
+    const std::string& Address() const { return listening_.address; }
+
+    void Stop()
+    {
+        if (thread_.joinable()) {
+            mailbox_->Post([this] { stopping_ = true; });
+            thread_.join();
+        }
+    }
+
+private:
+    using Daemon = std::unique_ptr<MHD_Daemon, StopDaemon>;
+
+    Daemon StartDaemon();
+    void Work();
+    void Wait();
+    int WaitMilliseconds(Clock::time_point now) const;
+    bool MayAccept(Clock::time_point now) const;
+    void Accept(Clock::time_point now);
+    bool AcceptOne(Clock::time_point now);
+    void Rest(Clock::time_point now, int fault);
+    void RefuseOutstanding();
+
+    void Notice(MHD_Connection* connection, void** entry, MHD_ConnectionNotificationCode what);
+    MHD_Result Take(MHD_Connection* connection, const char* path, const char* method,
+                    void** context);
+    MHD_Result Begin(MHD_Connection* connection, const HttpRequest& request, void** context);
+    MHD_Result Ask(Exchange& exchange, HttpRequest&& request);
+    MHD_Result Answer(Exchange& exchange, HttpResponse&& response);
+    void Deliver(std::uint64_t number, HttpResponse&& response);
+    void Forget(Exchange& exchange);
+
+    const HttpServerOptions options_;
+    const Handler handler_;
+    const std::shared_ptr<Mailbox> mailbox_ = std::make_shared<Mailbox>();
+    ListeningSocket listening_;
+    ConnectionTable connections_;
+    std::unordered_map<std::uint64_t, Exchange> exchanges_;
+    std::uint64_t lastExchange_ = 0;
+    std::optional<Clock::time_point> restUntil_;
+    std::optional<Clock::time_point> lastWarning_;
+    bool stopping_ = false;
+    Daemon daemon_;
+    std::thread thread_;
+};
+
+HttpServer::Thread::Daemon HttpServer::Thread::StartDaemon()
+{
+    const MHD_AccessHandlerCallback take = [](void* self, MHD_Connection* connection,
+                                              const char* path, const char* method, const char*,
+                                              const char*, std::size_t*, void** context) {
+        return static_cast<Thread*>(self)->Take(connection, path, method, context);
+    };
+    const MHD_RequestCompletedCallback completed = [](void* self, MHD_Connection*, void** context,
+                                                      MHD_RequestTerminationCode) {
+        if (*context != nullptr) {
+            static_cast<Thread*>(self)->Forget(*static_cast<Exchange*>(*context));
+            *context = nullptr;
+        }
+    };
+    const MHD_NotifyConnectionCallback notice = [](void* self, MHD_Connection* connection,
+                                                   void** entry,
+                                                   MHD_ConnectionNotificationCode what) {
+        static_cast<Thread*>(self)->Notice(connection, entry, what);
+    };
+    // The library's own bound is never reached.
+    const auto most = static_cast<unsigned>(2 * options_.maxConnections + kAcceptedAtOnce);
+    Daemon daemon(MHD_start_daemon(
+        MHD_USE_EPOLL | MHD_USE_NO_LISTEN_SOCKET | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr,
+        take, this, MHD_OPTION_CONNECTION_LIMIT, most, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
+        kMostRequestBytes, MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_NOTIFY_COMPLETED, completed,
+        this, MHD_OPTION_NOTIFY_CONNECTION, notice, this, MHD_OPTION_END));
+    if (daemon == nullptr) {
+        throw std::runtime_error(
+            "the HTTP server cannot be started: no memory or descriptor is left");
+    }
+    return daemon;
+}
+
+void HttpServer::Thread::Work()
+{
+    while (!stopping_) {
+        Wait();
+        mailbox_->Work();
+        const auto now = Clock::now();
+        Accept(now);
+        connections_.CloseOverdue(now);
+        MHD_run(daemon_.get());
+    }
+    mailbox_->Close();
+    RefuseOutstanding();
+    daemon_.reset();
+    listening_.descriptor = FileDescriptor();
+}
+
+int HttpServer::Thread::WaitMilliseconds(Clock::time_point now) const
+{
+    MHD_UNSIGNED_LONG_LONG pending = 0;
+    if (MHD_get_timeout(daemon_.get(), &pending) == MHD_YES && pending == 0) {
+        return 0;
+    }
+    auto next = connections_.NextDeadline();
+    if (restUntil_ && (!next || *restUntil_ < *next)) {
+        next = restUntil_;
+    }
+    if (!next) {
+        return -1;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*next - now).count();
+    return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT_MAX));
+}
+
+bool HttpServer::Thread::MayAccept(Clock::time_point now) const
+{
+    return (!restUntil_ || *restUntil_ <= now) &&
+           (connections_.Open() < options_.maxConnections || connections_.CanGiveWay());
+}
+
+void HttpServer::Thread::Wait()
+{
+    const auto now = Clock::now();
+    const int events = MHD_get_daemon_info(daemon_.get(), MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd;
+    std::array<pollfd, 3> descriptors = {{
+        {mailbox_->Descriptor(), POLLIN, 0},
+        {events, POLLIN, 0},
+        {MayAccept(now) ? listening_.descriptor.Get() : -1, POLLIN, 0},
+    }};
+    poll(descriptors.data(), descriptors.size(), WaitMilliseconds(now));
+}
+
+void HttpServer::Thread::Accept(Clock::time_point now)
+{
+    if (restUntil_ && *restUntil_ <= now) {
+        restUntil_.reset();
+    }
+    for (unsigned i = 0; i < kAcceptedAtOnce && MayAccept(now) && AcceptOne(now); ++i) {
+    }
+}
+
+bool HttpServer::Thread::AcceptOne(Clock::time_point now)
+{
+    sockaddr_storage peer = {};
+    socklen_t length = sizeof peer;
+    auto* const address = reinterpret_cast<sockaddr*>(&peer);
+    const int accepted =
+        accept4(listening_.descriptor.Get(), address, &length, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (accepted < 0) {
+        const int fault = errno;
+        if (IsShortage(fault)) {
+            Rest(now, fault);
+        }
+        return fault == EINTR || fault == ECONNABORTED;
+    }
+    if (connections_.Open() >= options_.maxConnections) {
+        connections_.GiveWay();
+    }
+    MHD_add_connection(daemon_.get(), accepted, address, length);  // closes it on failure
+    return true;
+}
+
+/// What still waits to be accepted would have poll() return at once, on and on.
+void HttpServer::Thread::Rest(Clock::time_point now, int fault)
+{
+    connections_.GiveWay();
+    restUntil_ = now + kShortageRest;
+    if (!lastWarning_ || *lastWarning_ + kBetweenWarnings <= now) {
+        lastWarning_ = now;
+        options_.warn("cannot accept a connection (" + std::generic_category().message(fault) +
+                      "); connections wait. Raise the limit of open files of this process, or see "
+                      "who holds so many");
+    }
+}
+
+void HttpServer::Thread::RefuseOutstanding()
+{
+    for (auto& [number, exchange] : exchanges_) {
+        if (exchange.suspended) {
+            exchange.response = PlainText(503, "the exporter ends");
+            exchange.response->headers.emplace_back(MHD_HTTP_HEADER_CONNECTION, "close");
+            exchange.suspended = false;
+            MHD_resume_connection(exchange.connection);
+        }
+    }
+    MHD_run(daemon_.get());
+}
+
+void HttpServer::Thread::Notice(MHD_Connection* connection, void** entry,
+                                MHD_ConnectionNotificationCode what)
+{
+    if (what == MHD_CONNECTION_NOTIFY_STARTED) {
+        const int socket =
+            MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
+        *entry = &connections_.Add(socket);
+    } else {
+        connections_.Remove(*static_cast<Connection*>(*entry));
+        *entry = nullptr;
+    }
+}
+
+/// Called once with the header, and again for what comes behind it until there is an answer.
+MHD_Result HttpServer::Thread::Take(MHD_Connection* connection, const char* path,
+                                    const char* method, void** context)
+{
+    if (*context == nullptr) {
+        return Begin(connection, RequestOf(connection, path, method), context);
+    }
+    auto& exchange = *static_cast<Exchange*>(*context);
+    if (exchange.response) {
+        return Answer(exchange, std::move(*exchange.response));
+    }
+    return Ask(exchange, RequestOf(connection, path, method));
+}
+
+MHD_Result HttpServer::Thread::Begin(MHD_Connection* connection, const HttpRequest& request,
+                                     void** context)
+{
+    Exchange& exchange = exchanges_[++lastExchange_];
+    exchange.number = lastExchange_;
+    exchange.connection = connection;
+    exchange.entry = static_cast<Connection*>(
+        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT)->socket_context);
+    *context = &exchange;
+    connections_.Enter(*exchange.entry, Activity::kWorking);
+    if (auto refusal = Refusal(request)) {
+        return Answer(exchange, std::move(*refusal));
+    }
+    return MHD_YES;
+}
+
+MHD_Result HttpServer::Thread::Ask(Exchange& exchange, HttpRequest&& request)
+{
+    const auto answer = std::make_shared<PendingAnswer>(
+        mailbox_, exchange.number, [this](std::uint64_t number, HttpResponse&& response) {
+            Deliver(number, std::move(response));
+        });
+    exchange.suspended = true;
+    MHD_suspend_connection(exchange.connection);
+    try {
+        handler_(std::move(request),
+                 [answer](HttpResponse response) { answer->Give(std::move(response)); });
+    } catch (const std::exception&) {
+        answer->Give(PlainText(500, "this request could not be handled"));
+    }
+    return MHD_YES;
+}
+
+MHD_Result HttpServer::Thread::Answer(Exchange& exchange, HttpResponse&& response)
+{
+    connections_.Enter(*exchange.entry, Activity::kSending);
+    return Queue(exchange.connection, std::move(response));
+}
+
+void HttpServer::Thread::Deliver(std::uint64_t number, HttpResponse&& response)
+{
+    const auto found = exchanges_.find(number);
+    if (found != exchanges_.end() && found->second.suspended) {
+        found->second.response = std::move(response);
+        found->second.suspended = false;
+        MHD_resume_connection(found->second.connection);
+    }
+}
+
+void HttpServer::Thread::Forget(Exchange& exchange)
+{
+    connections_.Enter(*exchange.entry, Activity::kKeptAlive);
+    exchanges_.erase(exchange.number);
+}
+
+HttpServer::HttpServer(HttpServerOptions options, Handler handler)
+    : thread_(std::make_unique<Thread>(std::move(options), std::move(handler)))
+{
+}
+
+HttpServer::~HttpServer() = default;
+
+const std::string& HttpServer::Address() const
+{
+    return thread_->Address();
+}
+
+void HttpServer::Stop()
+{
+    thread_->Stop();
+}
+
+}  // namespace Tulvo::Exporter

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: Apache-2.0
+/// @file
+/// An HTTP/1.1 server whose answers may take their time: one thread serves all connections, and a
+/// request that waits for its answer costs no other.
+#ifndef APPS_VKT_EXPORTER_WEB_HTTP_SERVER_H
+#define APPS_VKT_EXPORTER_WEB_HTTP_SERVER_H
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Tulvo::Exporter {
+
+/// As names of header fields are compared: ASCII letters of both cases are the same.
+struct CaseInsensitive
+{
+    using is_transparent = void;
+    bool operator()(std::string_view left, std::string_view right) const;
+};
+
+struct HttpRequest
+{
+    std::string method;  ///< "GET", "HEAD" or "POST"; the server refuses all others.
+    std::string path;    ///< Decoded, without the query.
+    /// Decoded, in the order of the request; a name without "=" has an empty value.
+    std::vector<std::pair<std::string, std::string>> query;
+    /// Of a field that came several times the values stand behind one another, separated by ", ".
+    std::map<std::string, std::string, CaseInsensitive> headers;
+};
+
+struct HttpResponse
+{
+    int status = 200;
+    std::string contentType;  ///< Empty for none.
+    std::string body;
+    /// Further fields. A name or value that would break out of its line makes the answer a 500.
+    std::vector<std::pair<std::string, std::string>> headers;
+};
+
+/// Answers one request: once, from any thread, also after the server has ended, which drops it. Of
+/// several calls the first counts. When the last copy goes without a call the answer is 500.
+using Respond = std::function<void(HttpResponse)>;
+/// Takes a request, answers then or later. It must not block: it runs in the server's thread.
+using Handler = std::function<void(HttpRequest, Respond)>;
+
+struct HttpServerOptions
+{
+    /// "127.0.0.1:9842", "[::1]:9842", "localhost:9842"; ":9842" for every address of the host.
+    /// Port 0 is a free one.
+    std::string listenAddress;
+    /// Two Prometheis that scrape a thousand enclosures with as many connections kept open as they
+    /// like have room; all of them take about 20 MiB, 60 MiB with TLS.
+    std::size_t maxConnections = 1024;
+    /// Is told, in the server's thread and at most once a minute, that connections wait because
+    /// something ran out.
+    std::function<void(const std::string&)> warn = [](const std::string&) {};
+};
+
+/// Serves from construction on. Only complete requests without a body reach the handler; what is
+/// malformed, too long or too slow is refused here.
+class HttpServer
+{
+public:
+    /// @throws std::runtime_error with what to do about it: no such address, port in use.
+    HttpServer(HttpServerOptions options, Handler handler);
+    ~HttpServer();
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+
+    /// Where it listens, with the port that was chosen: "127.0.0.1:9842".
+    const std::string& Address() const;
+    /// Answers what is outstanding with 503, closes all connections and returns when its own thread
+    /// has ended. Handlers are not called any more then. For any thread but the server's.
+    void Stop();
+
+private:
+    class Thread;
+    std::unique_ptr<Thread> thread_;
+};
+
+}  // namespace Tulvo::Exporter
+
+#endif
