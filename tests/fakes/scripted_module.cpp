@@ -42,9 +42,13 @@ void StillPace::WaitUntil(Time until, const std::stop_token& stop)
     }
 }
 
-void StillPace::Pass(Span span, const CallLimit& limit)
+bool StillPace::Pass(Span span, const CallLimit& limit)
 {
-    WaitUntil(std::min(now + span, limit.until), limit.stop);
+    const Time end =
+        std::min(limit.until, limit.longestSilence ? now + *limit.longestSilence : limit.until);
+    const bool isInTime = now + span < end;
+    WaitUntil(std::min(now + span, end), limit.stop);
+    return isInTime;
 }
 
 std::string RequestName(const IPMICOMMAND& request)
@@ -145,6 +149,10 @@ IpmiOpening ScriptedModule::Open(const CallLimit& limit)
 
 IpmiExchange ScriptedModule::ExchangeFor(const IPMICOMMAND& request)
 {
+    if (std::find(silentCommands.begin(), silentCommands.end(), request.cmd) !=
+        silentCommands.end()) {
+        return Unanswered(IpmiExchange::End::kSilent, NoAnswer());
+    }
     const std::string name = RequestName(request);
     auto& steps = steps_[name];
     const auto next = std::find_if(steps.begin(), steps.end(),
@@ -179,8 +187,7 @@ IpmiExchange ScriptedModule::Ask(const IPMICOMMAND& request, Resend /*resend*/,
     IpmiExchange exchange = ExchangeFor(request);
     const bool silent = exchange.end == IpmiExchange::End::kSilent;
     const auto takes = silent ? silenceTime : answerTime;
-    const bool comes = pace_.now + takes < limit.until;
-    pace_.Pass(takes, limit);
+    const bool comes = pace_.Pass(takes, limit);
     if (exchange.end == IpmiExchange::End::kLost) {
         sessionOpen = false;
     }

@@ -28,8 +28,8 @@ public:
     Time Now() override { return now; }
     void WaitUntil(Time until, const std::stop_token& stop) override;
     Span PartOf(Span span) override { return span; }
-    /// Until the limit at most, as a transport does.
-    void Pass(Span span, const CallLimit& limit);
+    /// Until the limit at most, as a transport does. False when the limit came first.
+    bool Pass(Span span, const CallLimit& limit);
 
     Time now{std::chrono::hours(1)};
 };
@@ -76,6 +76,8 @@ public:
 
     std::chrono::milliseconds answerTime{0};
     std::chrono::milliseconds silenceTime{3000};
+    /// Requests of these commands are never answered.
+    Bytes silentCommands;
     /// Called with the number of the request, from 0, before it is answered.
     std::function<void(std::size_t)> onAsk;
 

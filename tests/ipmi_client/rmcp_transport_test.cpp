@@ -243,6 +243,7 @@ TEST(Copies, AreThreeAtIntervalsThatDouble)
     EXPECT_EQ(exchange.end, End::kSilent);
     EXPECT_EQ(exchange.failure->cause, Cause::kTimedOut);
     EXPECT_THAT(exchange.failure->message, HasSubstr("no answer"));
+    EXPECT_EQ(exchange.failure->advice, "try again later");  // its address is right
     EXPECT_GE(Clock::now() - begin, (1 + 2 + 4 + 8) * 20ms);
     EXPECT_EQ(peer.module.RequestNumbers(), std::vector<std::uint8_t>(4, 1));
     EXPECT_EQ(peer.Transport().Cost().copies - ofTheLogin, 3U);
@@ -1109,6 +1110,27 @@ TEST(Limit, EndsARequest)
     EXPECT_EQ(exchange.end, End::kSilent);
     EXPECT_EQ(exchange.failure->cause, Cause::kTimedOut);
     // The module had not been asked in vain: it is waited for when it is told.
+    peer.Close();
+    EXPECT_TRUE(NothingIsLeft(peer.module));
+}
+
+TEST(Limit, OfSilenceEndsARequestAndNotTheSession)
+{
+    std::atomic<bool> isSilent = true;
+    Peer peer(Module([&isSilent] { return isSilent ? Bytes{} : kAnswer; }));
+    ASSERT_TRUE(Opens(peer));
+    CallLimit limit = Ample();
+    limit.longestSilence = 50ms;
+    const auto begin = Clock::now();
+    EXPECT_EQ(peer.Transport().Ask(kRequest, Resend::kFreely, limit).end, End::kSilent);
+    EXPECT_GE(Clock::now() - begin, 50ms);
+    isSilent = false;
+    limit.longestSilence = 30s;
+    EXPECT_EQ(peer.Transport().Ask(kRequest, Resend::kFreely, limit).end, End::kAnswered);
+    isSilent = true;
+    limit.longestSilence = 50ms;
+    EXPECT_EQ(peer.Transport().Ask(kRequest, Resend::kFreely, limit).end, End::kSilent);
+    // It is told, and not waited for: that would be for ten minutes.
     peer.Close();
     EXPECT_TRUE(NothingIsLeft(peer.module));
 }

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <vector>
@@ -46,17 +47,29 @@ protected:
         }
     }
 
-    /// Asks requests 1 to `count`, in this order.
+    /// Asks requests 1 to `count`, in this order, each of a kind of its own.
     SharedFailure AskFor(std::uint8_t count, RequestClass requestClass = RequestClass::kAny,
                          Resend resend = Resend::kFreely)
     {
+        std::vector<unsigned> kinds(count);
+        std::iota(kinds.begin(), kinds.end(), 0U);
+        return AskFor(kinds, requestClass, resend);
+    }
+
+    /// Asks requests 1 to as many as there are kinds.
+    SharedFailure AskFor(const std::vector<unsigned>& kinds,
+                         RequestClass requestClass = RequestClass::kAny,
+                         Resend resend = Resend::kFreely)
+    {
         Conversation conversation(module, pace, limits);
-        for (std::uint8_t number = 1; number <= count; ++number) {
+        for (std::uint8_t number = 1; const unsigned kind : kinds) {
             conversation.Add(
                 {.command = Numbered(number),
                  .requestClass = requestClass,
                  .resend = resend,
+                 .rank = kind,
                  .done = [this, number](const Outcome& outcome) { outcomes[number] = outcome; }});
+            ++number;
         }
         return conversation.Run();
     }
@@ -142,6 +155,59 @@ TEST_F(ConversationTest, TakesTwoSilentRequestsInARowForALostSession)
     EXPECT_EQ(2, module.closed);
     EXPECT_EQ(Kind::kAnswer, outcomes[1].kind);
     EXPECT_EQ(Kind::kAnswer, outcomes[2].kind);
+}
+
+TEST_F(ConversationTest, PutsOthersOfASilentRequestsKindToTheEnd)
+{
+    module.StaySilent(Numbered(1), 2);
+    module.StaySilent(Numbered(2));
+    module.Give(kGetDeviceId, {});
+    // 4 is of the same kind, and asked when nothing else is left. Its answer says that the kind has
+    // not fallen silent.
+    AskFor({1, 1, 3, 1, 5});
+    EXPECT_THAT(Order(), ElementsAre(1, 3, 5, 2, 0, 4, 1, 0, 2));
+    EXPECT_EQ(1, module.opened);
+    EXPECT_EQ(Kind::kNotRead, outcomes[1].kind);
+    EXPECT_EQ(Kind::kAnswer, outcomes[2].kind);
+}
+
+TEST_F(ConversationTest, TellsALostSessionFromSilentKindsWhenNothingElseIsLeft)
+{
+    module.StaySilentAlways(Numbered(1));
+    module.StaySilentAlways(Numbered(2));
+    module.StaySilentAlways(Numbered(3));
+    module.Give(kGetDeviceId, {});
+    EXPECT_EQ(nullptr, AskFor({1, 1, 1}));
+    EXPECT_EQ(1, module.opened);
+    module.StaySilentAlways(kGetDeviceId);
+    EXPECT_NE(nullptr, AskFor({1, 1, 1}));
+    EXPECT_EQ(1 + 4, module.opened);
+}
+
+TEST_F(ConversationTest, LeavesARequestUnansweredForAThirdOfTheTimeWhileOthersWait)
+{
+    module.silenceTime = 1h;
+    module.StaySilentAlways(Numbered(1));
+    const auto begin = pace.now;
+    std::vector<std::chrono::milliseconds> askedAt;
+    module.onAsk = [&](std::size_t) {
+        askedAt.push_back(std::chrono::duration_cast<std::chrono::milliseconds>(pace.now - begin));
+    };
+    AskFor(2);
+    // Of 29 s; when nothing else is left but a lost session all of the rest.
+    EXPECT_THAT(Order(), ElementsAre(1, 2, 1));
+    EXPECT_EQ(29000ms / 3, askedAt[1]);
+    EXPECT_EQ(begin + 29s, pace.now);
+    EXPECT_EQ(Kind::kAnswer, outcomes[2].kind);
+}
+
+TEST_F(ConversationTest, WaitsForASlowModuleBeyondAThirdOfTheTime)
+{
+    limits.deadline = 20s;
+    module.answerTime = 4s;
+    EXPECT_NE(nullptr, AskFor(5));  // the log-in takes as long
+    EXPECT_THAT(Order(), ElementsAre(1, 2, 3, 4));
+    EXPECT_EQ(Kind::kAnswer, outcomes[3].kind);
 }
 
 TEST_F(ConversationTest, TellsALostSessionFromALostAnswerWhenNothingElseIsLeft)

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <stop_token>
 
@@ -234,6 +235,32 @@ TEST_P(PlanTest, LosesWhatHangsOnARequestThatStaysSilent)
     TryEach(
         [](ScriptedModule& module, const IPMICOMMAND& request) { module.StaySilent(request, 2); },
         "not read: timedOut");
+}
+
+/// A transport would wait for each of them as long as it is let.
+TEST_P(PlanTest, LosesOnlyTheKindsThatStaySilentWithinTheDeadline)
+{
+    const Bytes kFans{0xA5};
+    const Bytes kFansAndNodes{0xA5, 0xA7};
+    for (const Bytes& silent : {kFans, kFansAndNodes}) {
+        SCOPED_TRACE(silent.size());
+        Read read(GetParam());
+        read.module.answerTime = 20ms;
+        read.module.silenceTime = 1h;
+        read.module.silentCommands = silent;
+        read.module.Give({0x01, {}, 0x06}, Bytes(11));
+        Lost lost;
+        for (const PaperRequest& request : GetParam().Requests()) {
+            const std::uint8_t command = request.request.cmd;
+            if (std::find(silent.begin(), silent.end(), command) != silent.end()) {
+                lost[RequestName(request.request)] = "not read: timedOut";
+            }
+        }
+        const auto begin = read.pace.now;
+        const Enclosure record = read.Run();
+        EXPECT_THAT(Differences(GetParam().Expected(kEverything, lost), record), IsEmpty());
+        EXPECT_LE(read.pace.now, begin + 30s);
+    }
 }
 
 TEST_P(PlanTest, LosesNothingToALostSession)

@@ -637,6 +637,22 @@ TEST_F(HttpsTransportTest, LeavesTimeForOthersWhenOneRequestIsNotAnswered)
     ExpectAnswered(Ask());
 }
 
+TEST_F(HttpsTransportTest, LeavesARequestUnansweredNoLongerThanItsCallerWants)
+{
+    Open();
+    requests[2] = SayNothing;
+    CallLimit limit = Within(kEndless);
+    limit.longestSilence = 50ms;
+    const auto begin = Clock::now();
+    ExpectEnded(AskWithin(limit), End::kSilent, Cause::kTimedOut, "the server took too long");
+    EXPECT_LT(Clock::now() - begin, 10s);  // which it would wait else
+    // A pause that the server asks for is no silence.
+    requests[3] = Send(Reply("503 Service Unavailable", "{}", "Retry-After: 1\r\n"));
+    limit.longestSilence = 900ms;
+    ExpectAnswered(AskWithin(limit));
+    EXPECT_GE(Pause(3, 4), 1s);
+}
+
 TEST_F(HttpsTransportTest, ClosesWithinItsLimit)
 {
     Open();

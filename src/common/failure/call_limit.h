@@ -23,6 +23,9 @@ struct CallLimit
     /// Of a call that looks for the peer: when it has to have answered. Not set: any time.
     std::optional<Clock::time_point> firstAnswer = {};
     LogInGate* gate = nullptr;  ///< Of a call that may log in; null for none.
+    /// Of a request: how long the peer may leave it unanswered. Not set: as long as the transport
+    /// holds an answer for possible.
+    std::optional<Clock::duration> longestSilence = {};
 
     /// When a peer that has not answered yet is given up.
     Clock::time_point UntilFirstAnswer() const

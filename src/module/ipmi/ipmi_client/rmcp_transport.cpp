@@ -122,7 +122,7 @@ private:
     std::uint8_t number_ = 0;
     /// Numbers of requests that were sent more than once: an answer to a copy may still come.
     std::bitset<kRequestNumbers> used_;
-    bool gone_ = false;  ///< The module left the last request and its copies unanswered.
+    bool gone_ = false;  ///< The module left the last request unanswered for all of its time.
 };
 
 Transport::~Transport()
@@ -188,7 +188,7 @@ Waits Transport::RequestWaits(const CallLimit& limit, const StopSignal& stop, un
     Waits waits = LoginWaits(limit, stop);
     waits.copyInterval = timing_.CopyInterval(slowest_);
     waits.mostCopies = copies;
-    return waits;
+    return limit.longestSilence ? waits.Within(Clock::now() + *limit.longestSilence) : waits;
 }
 
 LogInGate::End EndOf(const std::optional<Failure>& failure)
@@ -362,6 +362,7 @@ IpmiExchange Transport::Ask(const IPMICOMMAND& request, Resend /*resend*/, const
     if (failure->cause == Cause::kUnreachable) {
         return Ended(End::kLost, *failure);
     }
+    gone_ = gone_ || (failure->point.silent && !limit.Over());
     return Ended(
         failure->point.silent || failure->cause == Cause::kCancelled ? End::kSilent : End::kFailed,
         *failure);
@@ -439,8 +440,9 @@ Tulvo::Failure Transport::Told(const Failure& failure, const std::string& tried)
         const bool begun =
             point.step == LoginStep::kRandomNumbers || point.step == LoginStep::kProof;
         told.what = begun ? "the module began to answer, and stopped" : "no answer";
-        told.advice =
-            begun ? "try again later" : "check that the address is the module's and that it is up";
+        told.advice = point.step == LoginStep::kOpenSession
+                          ? "check that the address is the module's and that it is up"
+                          : "try again later";
     } else if (failure.cause == Cause::kCancelled) {
         told.what = "stopped";
         told.advice = {};

@@ -378,9 +378,10 @@ std::optional<Failure> HttpsTransport::Post(const IPMICOMMAND& request, const st
 /// How long one request may take.
 CallLimit HttpsTransport::Patience(const CallLimit& limit) const
 {
-    const auto patience =
+    auto patience =
         slowest_ ? std::clamp(kPatienceInAnswers * *slowest_, kShortestPatience, kLongestPatience)
                  : kLongestPatience;
+    patience = std::min(patience, limit.longestSilence.value_or(patience));
     return {std::min(limit.until, Clock::now() + patience), limit.stop, limit.firstAnswer};
 }
 

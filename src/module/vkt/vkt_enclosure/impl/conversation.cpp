@@ -22,6 +22,10 @@ constexpr Pace::Span kMostForLogOut = 1s;
 constexpr int kLogOutShare = 10;  // a tenth of the time, if that is less
 constexpr unsigned kMostNewSessions = 3;
 constexpr unsigned kMostSilences = 2;
+// While others wait: one request that is never answered must not cost the time of all. So much of
+// what is left, and no less than what a slow module may need.
+constexpr int kShareOfSilence = 3;
+constexpr int kTimesSlowest = 4;
 constexpr Pace::Span kFirstPauseForSession = 200ms;
 constexpr Pace::Span kLongestPauseForSession = 2s;
 constexpr Pace::Span kFirstPauseForLater = 50ms;
@@ -216,8 +220,9 @@ void Conversation::Reopen(const Failure& why)
 Conversation::Pending Conversation::TakeNext()
 {
     const Time now = pace_.Now();
-    const auto place = [now](const Pending& pending) {
-        return std::tuple(std::max(pending.due, now), pending.silences, pending.request.rank,
+    const auto place = [this, now](const Pending& pending) {
+        return std::tuple(std::max(pending.due, now), pending.silences,
+                          silentKinds_.contains(pending.request.rank), pending.request.rank,
                           pending.order);
     };
     const auto next = std::min_element(
@@ -231,9 +236,25 @@ Conversation::Pending Conversation::TakeNext()
     return taken;
 }
 
+/// The limit of one request.
+CallLimit Conversation::OneRequest() const
+{
+    CallLimit limit = asking_;
+    if (!pending_.empty()) {
+        const auto left = std::max(asking_.until - pace_.Now(), CallLimit::Clock::duration{});
+        limit.longestSilence =
+            std::max<CallLimit::Clock::duration>(left / kShareOfSilence, kTimesSlowest * slowest_);
+    }
+    return limit;
+}
+
 IpmiExchange Conversation::Exchange(const IPMICOMMAND& request, Resend resend)
 {
-    IpmiExchange exchange = transport_.Ask(request, resend, asking_);
+    const Time asked = pace_.Now();
+    IpmiExchange exchange = transport_.Ask(request, resend, OneRequest());
+    if (exchange.end == IpmiExchange::End::kAnswered) {
+        slowest_ = std::max(slowest_, std::chrono::ceil<Span>(pace_.Now() - asked));
+    }
     Log(kTrace, __FILE__, __LINE__).Stream() << Exchanged{request, exchange};
     return exchange;
 }
@@ -245,6 +266,7 @@ void Conversation::Ask(Pending pending)
     asking_.firstAnswer.reset();
     if (exchange.end == IpmiExchange::End::kAnswered) {
         silentBefore_.reset();
+        silentKinds_.erase(request.rank);
         if (exchange.completionCode == 0) {
             request.done({Outcome::Kind::kAnswer, std::move(exchange.data), {}});
         } else {
@@ -284,11 +306,13 @@ void Conversation::Lost(Pending pending, const Failure& failure)
     Reopen(failure);
 }
 
-/// A silent request goes to the end. Two different ones in a row say that the session is lost.
+/// A silent request goes to the end, and before it others of its kind: a module that does not
+/// answer one of them may answer none. Two different ones in a row say that the session is lost.
 void Conversation::Silent(Pending pending, const Failure& failure)
 {
     const bool twoInARow = silentBefore_ && *silentBefore_ != pending.order;
     silentBefore_ = pending.order;
+    silentKinds_.insert(pending.request.rank);
     if (++pending.silences == kMostSilences) {
         GiveUp(pending, Share(failure));
     } else {
@@ -296,9 +320,16 @@ void Conversation::Silent(Pending pending, const Failure& failure)
     }
     if (twoInARow) {
         Reopen(failure);
-    } else if (pending_.size() == 1 && pending_.front().order == *silentBefore_) {
+    } else if (!pending_.empty() && OnlySilentKindsAreLeft()) {
         Probe();
     }
+}
+
+bool Conversation::OnlySilentKindsAreLeft() const
+{
+    return std::all_of(pending_.begin(), pending_.end(), [this](const Pending& pending) {
+        return silentKinds_.contains(pending.request.rank);
+    });
 }
 
 /// Where no other request is left that could tell a lost session from a lost answer.
@@ -370,7 +401,7 @@ void Conversation::RaisePrivilege(Pending pending, Failure failure)
     if (std::exchange(raiseTried_, true)) {
         return GiveUp(pending, Share(failure));
     }
-    const std::optional<Failure> notRaised = transport_.RaisePrivilege(asking_);
+    const std::optional<Failure> notRaised = transport_.RaisePrivilege(OneRequest());
     Log(kTrace, __FILE__, __LINE__).Stream()
         << (notRaised ? notRaised->message : "the session's privilege is raised");
     if (!notRaised) {

@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "module/ipmi/ipmi_client/ipmi_transport.h"
@@ -42,7 +43,7 @@ struct Request
     IPMICOMMAND command;
     RequestClass requestClass = RequestClass::kAny;
     Resend resend = Resend::kFreely;
-    unsigned rank = 0;  ///< Lower is asked first.
+    unsigned rank = 0;  ///< Lower is asked first. Those of one rank ask for one kind of value.
     /// Called once, whatever happens; may add requests.
     std::function<void(const Outcome&)> done;
 };
@@ -77,6 +78,7 @@ private:
     };
 
     void Open();
+    CallLimit OneRequest() const;
     void Reopen(const Failure& why);
     bool WaitForSession(Span& pause, const IpmiOpening& opening);
     bool IsOver();
@@ -85,6 +87,7 @@ private:
     void Ask(Pending pending);
     void Silent(Pending pending, const Failure& failure);
     void Lost(Pending pending, const Failure& failure);
+    bool OnlySilentKindsAreLeft() const;
     void Probe();
     void Refused(Pending pending, std::uint8_t code);
     void Later(Pending pending, const Failure& failure);
@@ -102,6 +105,8 @@ private:
     unsigned added_ = 0;
     unsigned reopened_ = 0;
     std::optional<unsigned> silentBefore_;  ///< The request asked last, when it was silent.
+    std::set<unsigned> silentKinds_;        ///< Ranks of requests that none was answered of since.
+    Span slowest_{};                        ///< Of the answers so far.
     bool raiseTried_ = false;               ///< In this session.
     SharedFailure ended_;
 };
