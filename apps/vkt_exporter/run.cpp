@@ -1,34 +1,156 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vkt_exporter/run.h"
 
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <initializer_list>
 #include <string>
 #include <variant>
 
-#include <unistd.h>
-
-#include "fleet/fleet_file.h"
+#include "apps/vkt_exporter/exporter.h"
+#include "apps/vkt_exporter/log_lines.h"
+#include "apps/vkt_exporter/web/http_server.h"
+#include "common/log/log.h"
 
 namespace Tulvo::Exporter {
 namespace {
 
+using namespace std::chrono_literals;
+
+constexpr int kError = 1;
+constexpr int kWarning = 2;
+constexpr int kNotice = 3;
+
+/// A log-out takes a second at most.
+constexpr std::chrono::seconds kLogOutLimit = 5s;
+
+using FleetOrMistakes = std::variant<Fleet::FleetFile, Fleet::Mistakes>;
+
+/// Reads and connections take a descriptor each, and more than a shell lets a program have unasked.
+void AllowManyDescriptors()
+{
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+sigset_t Signals(std::initializer_list<int> numbers)
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : numbers) {
+        sigaddset(&signals, number);
+    }
+    return signals;
+}
+
+void Block(const sigset_t& signals)
+{
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
 void Complain(const Fleet::Mistakes& mistakes)
 {
     for (const Fleet::Mistake& mistake : mistakes) {
-        const std::string text = "vkt-exporter: " + mistake.message + "\n";
-        [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, text.data(), text.size());
+        Log(kError, __FILE__, __LINE__).Stream() << mistake.message;
     }
+}
+
+/// Where the fleet file is, or that there is none.
+std::variant<std::string, Fleet::Mistake> FleetPathOf(const CommandLine& line)
+{
+    const Fleet::FleetPath found = Fleet::FindFleetFile(line.fleetFile);
+    if (found.path) {
+        return *found.path;
+    }
+    std::string tried;
+    for (const std::string& path : found.tried) {
+        tried += (tried.empty() ? "" : " or ") + path;
+    }
+    return Fleet::Mistake{"there is no fleet file at " + tried + "; name one with --fleet"};
+}
+
+ExitCode Check(const std::string& fleetFile)
+{
+    const auto fleet = Fleet::FleetFile::Load(fleetFile, ReadingOfFleet());
+    if (const auto* const mistakes = std::get_if<Fleet::Mistakes>(&fleet)) {
+        Complain(*mistakes);
+        return ExitCode::kCannotRun;
+    }
+    Log(kNotice, __FILE__, __LINE__).Stream()
+        << fleetFile << " has no mistake, and "
+        << std::get<Fleet::FleetFile>(fleet).HostNames().size() << " hosts";
+    return ExitCode::kEndedOnRequest;
+}
+
+void WaitForEnd(Exporter& exporter, const sigset_t& signals)
+{
+    for (;;) {
+        int signal = 0;
+        if (sigwait(&signals, &signal) == 0 && signal != SIGHUP) {
+            return;
+        }
+        exporter.Reload([](const Fleet::Mistakes&) {});
+    }
+}
+
+ExitCode Serve(const CommandLine& line, const std::string& fleetFile)
+{
+    // A command for a password may take its time; whoever ends the program then does so at once.
+    Block(Signals({SIGHUP}));
+    const auto load = [&fleetFile](const std::stop_token& stop) {
+        return LoadConfiguration(fleetFile, stop);
+    };
+    auto first = load({});
+    if (const auto* const mistakes = std::get_if<Fleet::Mistakes>(&first)) {
+        Complain(*mistakes);
+        return ExitCode::kCannotRun;
+    }
+    const sigset_t signals = Signals({SIGTERM, SIGINT, SIGHUP});
+    Block(signals);
+    Exporter exporter({line.maxInFlight, line.timeoutOffset, line.enableLifecycle},
+                      std::move(std::get<SharedConfiguration>(first)), load);
+    HttpServerOptions options;
+    options.listenAddress = line.listenAddress;
+    options.warn = [](const std::string& what) {
+        Log(kWarning, __FILE__, __LINE__).Stream() << what;
+    };
+    HttpServer server(options, [&exporter](const HttpRequest& request, const Respond& respond) {
+        exporter.Handle(request, respond);
+    });
+    Log(kNotice, __FILE__, __LINE__).Stream() << "listening on http://" << server.Address();
+    WaitForEnd(exporter, signals);
+    Log(kNotice, __FILE__, __LINE__).Stream() << "ending on request";
+    server.Stop();
+    if (!exporter.Stop(kLogOutLimit)) {
+        Log(kError, __FILE__, __LINE__).Stream() << "a read did not end in time; ending without it";
+        _exit(static_cast<int>(ExitCode::kCannotRun));
+    }
+    return ExitCode::kEndedOnRequest;
 }
 
 }  // namespace
 
 ExitCode Run(const CommandLine& line)
 {
-    const auto fleet = Fleet::FleetFile::Load(line.fleetFile);
-    if (const auto* const mistakes = std::get_if<Fleet::Mistakes>(&fleet)) {
-        Complain(*mistakes);
+    for (const int failedWrite : {SIGPIPE, SIGXFSZ}) {
+        std::signal(failedWrite, SIG_IGN);
+    }
+    AllowManyDescriptors();
+    StartLogging(line.logLevel);
+    const auto fleetFile = FleetPathOf(line);
+    if (const auto* const mistake = std::get_if<Fleet::Mistake>(&fleetFile)) {
+        Complain({*mistake});
         return ExitCode::kCannotRun;
     }
-    return ExitCode::kEndedOnRequest;
+    const auto& path = std::get<std::string>(fleetFile);
+    return line.configCheck ? Check(path) : Serve(line, path);
 }
 
 }  // namespace Tulvo::Exporter

@@ -151,11 +151,18 @@ std::variant<std::string, Mistake> Passwords::Get(const PasswordSource& source,
                            : FromCommand(*entry, std::get<PasswordCommand>(source), stop);
 }
 
-void Passwords::Forget(const PasswordSource& source)
+std::optional<Mistake> Passwords::Renew(const PasswordCommand& command,
+                                        const std::stop_token& stop)
 {
-    const std::shared_ptr<Entry> entry = EntryOf(source);
+    auto line = RunPasswordCommand(command.command, command.where, stop);
+    if (auto* const mistake = std::get_if<Mistake>(&line)) {
+        return std::move(*mistake);
+    }
+    const std::shared_ptr<Entry> entry = EntryOf(command);
     const std::lock_guard lock(entry->mutex);
-    entry->known = false;
+    entry->known = true;
+    entry->password = std::move(std::get<std::string>(line));
+    return std::nullopt;
 }
 
 std::shared_ptr<Passwords::Entry> Passwords::EntryOf(const PasswordSource& source)

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <utility>
@@ -47,8 +48,10 @@ public:
     std::variant<std::string, Mistake> Get(const PasswordSource& source,
                                            const std::stop_token& stop = {});
 
-    /// Has a command run again by the next call. For a password that modules no longer accept.
-    void Forget(const PasswordSource& source);
+    /// Runs a command again, for a password that modules no longer accept. Who asks meanwhile gets
+    /// the one that it printed before, without a wait.
+    /// @return why there is no new one, if so; then the one before stays.
+    std::optional<Mistake> Renew(const PasswordCommand& command, const std::stop_token& stop = {});
 
 private:
     struct Entry

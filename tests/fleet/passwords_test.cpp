@@ -89,7 +89,7 @@ TEST(Passwords, OfACommandAreAskedForOnce)
     for (std::thread& thread : threads) {
         thread.join();
     }
-    passwords.Forget(command);
+    EXPECT_EQ(passwords.Renew(command), std::nullopt);
     EXPECT_EQ(Outcome(passwords.Get(command)), "password 2");
 }
 

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/vkt_exporter/configuration.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <utility>
+
+#include "apps/vkt_exporter/metrics/enclosure_metrics.h"
+
+namespace Tulvo::Exporter {
+
+Fleet::FleetReading ReadingOfFleet()
+{
+    std::set<std::string> names;
+    for (const EnclosureFamily& entry : EnclosureFamilies()) {
+        names.insert(entry.family.labels.begin(), entry.family.labels.end());
+    }
+    return {.namesOnly = false, .refusedLabels = {names.begin(), names.end()}};
+}
+
+std::variant<SharedConfiguration, Fleet::Mistakes> LoadConfiguration(const std::string& fleetFile,
+                                                                     const std::stop_token& stop)
+{
+    auto loaded = Fleet::FleetFile::Load(fleetFile, ReadingOfFleet());
+    if (auto* const mistakes = std::get_if<Fleet::Mistakes>(&loaded)) {
+        return std::move(*mistakes);
+    }
+    auto configuration = std::make_shared<Configuration>();
+    configuration->fleet = std::move(std::get<Fleet::FleetFile>(loaded));
+    std::vector<Fleet::Member> members;
+    for (const std::string& name : configuration->fleet.HostNames()) {
+        members.push_back(*configuration->fleet.Find(name));
+    }
+    auto targets = Fleet::TargetsOf(members, *configuration->passwords, stop);
+    if (auto* const mistakes = std::get_if<Fleet::Mistakes>(&targets)) {
+        return std::move(*mistakes);
+    }
+    configuration->discovery = DiscoveryOf(configuration->fleet);
+    return configuration;
+}
+
+std::string DiscoveryOf(const Fleet::FleetFile& fleet)
+{
+    constexpr const char* kGroup = "__meta_vkt_group";
+    nlohmann::json list = nlohmann::json::array();
+    for (const std::string& name : fleet.HostNames()) {
+        const Fleet::Member member = *fleet.Find(name);
+        nlohmann::json labels = member.labels;
+        labels[kGroup] = member.group;
+        if (list.empty() || list.back()["labels"] != labels) {
+            list.push_back({{"targets", nlohmann::json::array()}, {"labels", labels}});
+        }
+        list.back()["targets"].push_back(name);
+    }
+    return list.dump() + "\n";
+}
+
+}  // namespace Tulvo::Exporter
