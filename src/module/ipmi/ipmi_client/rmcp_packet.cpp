@@ -33,12 +33,19 @@ struct Envelope
 {
     FiidObject rmcpHeader{tmpl_rmcp_hdr};
     FiidObject sessionHeader{tmpl_rmcpplus_session_hdr};
-    FiidObject payload{tmpl_rmcpplus_payload};
     FiidObject messageHeader;
-    FiidObject messageTrailer{tmpl_lan_msg_trlr};
     FiidObject sessionTrailer{tmpl_rmcpplus_session_trlr};
 
     explicit Envelope(const fiid_field_t* messageLayout) : messageHeader(messageLayout) {}
+};
+
+/// What is taken out of a packet beyond that. The payload takes 64 KiB whatever it holds.
+struct ReceivedEnvelope : Envelope
+{
+    FiidObject payload{tmpl_rmcpplus_payload};
+    FiidObject messageTrailer{tmpl_lan_msg_trlr};
+
+    using Envelope::Envelope;
 };
 
 Packet Assemble(const SessionState& session, const Envelope& envelope, fiid_obj_t messageHeader,
@@ -56,8 +63,8 @@ Packet Assemble(const SessionState& session, const Envelope& envelope, fiid_obj_
     return packet;
 }
 
-bool Disassemble(const SessionState& session, const Packet& packet, const Envelope& envelope,
-                 const FiidObject& message)
+bool Disassemble(const SessionState& session, const Packet& packet,
+                 const ReceivedEnvelope& envelope, const FiidObject& message)
 {
     const Algorithms& algorithms = session.algorithms;
     return unassemble_ipmi_rmcpplus_pkt(
@@ -86,7 +93,7 @@ bool IsSigned(const SessionState& session, const Packet& packet, const Envelope&
                envelope.sessionTrailer.Get()) == 1;
 }
 
-bool IsWhole(const SessionState& session, const Envelope& envelope, const FiidObject& message)
+bool IsWhole(const SessionState& session, const ReceivedEnvelope& envelope, const FiidObject& message)
 {
     return ipmi_rmcpplus_check_payload_pad(session.algorithms.confidentiality,
                                            envelope.payload.Get()) == 1 &&
@@ -125,7 +132,7 @@ bool UnpackLogin(const Packet& packet, std::uint8_t payloadType, const FiidObjec
     if (packet.size() <= kPayloadTypeOffset || packet[kPayloadTypeOffset] != payloadType) {
         return false;
     }
-    return Disassemble(NoSession(), packet, Envelope(tmpl_lan_msg_hdr_rs), message);
+    return Disassemble(NoSession(), packet, ReceivedEnvelope(tmpl_lan_msg_hdr_rs), message);
 }
 
 Packet PackRequest(SessionState& session, const IPMICOMMAND& request, std::uint8_t requestNumber)
@@ -148,7 +155,7 @@ Packet PackRequest(SessionState& session, const IPMICOMMAND& request, std::uint8
 Verdict UnpackAnswer(SessionState& session, const Packet& packet, const IPMICOMMAND& request,
                      std::uint8_t requestNumber, IpmiAnswer& answer)
 {
-    const Envelope envelope(tmpl_lan_msg_hdr_rs);
+    const ReceivedEnvelope envelope(tmpl_lan_msg_hdr_rs);
     const FiidObject message(kAnswerLayout);
     if (!IsSealed(packet) || !Disassemble(session, packet, envelope, message) ||
         !IsSigned(session, packet, envelope) || !IsWhole(session, envelope, message)) {
