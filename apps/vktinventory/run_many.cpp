@@ -50,18 +50,29 @@ public:
         Print(renderer_->Begin());
         ExitCode worst = ExitCode::kEverythingRead;
         Clock::time_point beat = Clock::now();
-        for (std::uint64_t round = 1; !Stopped(); ++round) {
+        for (std::uint64_t round = 1;; ++round) {
             worst = std::max(worst, ReadRound(round));
-            const auto& repetition = options_.repetition;
-            if (!repetition || round == repetition->count) {
+            if (!WaitForRound(round + 1, beat)) {
                 break;
             }
-            WaitFor(NextBeat(beat, repetition->every));
         }
         return End(worst);
     }
 
 private:
+    /// False when there is none.
+    bool WaitForRound(std::uint64_t round, Clock::time_point& beat)
+    {
+        const auto& repetition = options_.repetition;
+        if (!repetition || round - 1 == repetition->count) {
+            return false;
+        }
+        WaitFor(NextBeat(beat, repetition->every));
+        return !Stopped();
+    }
+
+    /// Once stopped it only tells of all that they were cancelled, so that what was begun is
+    /// closed.
     ExitCode ReadRound(std::uint64_t round)
     {
         if (options_.repetition && options_.format == Format::kTable) {

@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import re
 import subprocess
 import tempfile
 import time
@@ -20,14 +21,43 @@ NO_CONFIGURATION = tempfile.NamedTemporaryFile(suffix=".toml")
 NO_FLEET = tempfile.NamedTemporaryFile(suffix=".toml")
 
 
+def scenario_file(name):
+    """A file's name, or a shipped scenario's."""
+    return name if "/" in name else SCENARIOS / f"{name}.json"
+
+
+def changed(scenario, **changes):
+    """A shipped scenario that differs in `changes`."""
+    return json.loads(scenario_file(scenario).read_text()) | changes
+
+
+def written(scenario):
+    """The file of a scenario; it is gone once it is closed."""
+    file = tempfile.NamedTemporaryFile("w", suffix=".json")
+    json.dump(scenario, file)
+    file.flush()
+    return file
+
+
+def slow(milliseconds):
+    """Faults of a scenario: so long for each request of a `show`."""
+    return [
+        {"kind": "latency", "milliseconds": milliseconds, "netFn": 0x32, "command": command}
+        for command in (0x91, 0x92, 0x98, 0x9D, 0xA5, 0xA7, 0xA8, 0xB0)
+    ]
+
+
+def slow_log_in(milliseconds):
+    """Such a fault for each step of a log-in."""
+    return [{"kind": "loginLatency", "milliseconds": milliseconds}]
+
+
 class Enclosure:
     """A simulated enclosure for the length of a `with` block; `changes` are made to the scenario."""
 
     def __init__(self, scenario, **changes):
-        self.scenario = json.loads((SCENARIOS / f"{scenario}.json").read_text()) | changes
-        with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
-            json.dump(self.scenario, file)
-            file.flush()
+        self.scenario = changed(scenario, **changes)
+        with written(self.scenario) as file:
             self.process = subprocess.Popen(
                 [SIMULATOR, "--statistics", "--scenario", file.name],
                 stdout=subprocess.PIPE,
@@ -67,6 +97,66 @@ class Enclosure:
     def ask(self, *words):
         """The JSON that a command prints."""
         return json.loads(self.run("--format", "json", *words).stdout)
+
+
+# For FreeIPMI's programs to log in to a simulated enclosure.
+FREEIPMI_FLAGS = "-D LAN_2_0 -W opensesspriv -u admin -p enclosure -l ADMIN -I 3".split()
+
+
+class Simulators:
+    """Enclosures played by one simulator, with the fleet file that reaches them."""
+
+    def __init__(self, count, *scenarios, flags=()):
+        self.folder = tempfile.TemporaryDirectory()
+        self.file = pathlib.Path(self.folder.name, "fleet.toml")
+        words = [word for name in scenarios for word in ("--scenario", scenario_file(name))]
+        self.process = subprocess.Popen(
+            [SIMULATOR, *words, "--count", str(count), "--write-fleet", self.file, *flags],
+            stdout=subprocess.PIPE,
+            text=True,
+        )
+        self.endpoints = [json.loads(self.process.stdout.readline()) for _ in range(count)]
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.end()
+        self.folder.cleanup()
+
+    def end(self):
+        if self.process.returncode is None:
+            self.process.terminate()
+            self.process.wait(TIMEOUT)
+            with self.process.stdout as output:
+                self.said = output.read()
+        return self.said
+
+    def words(self, *words):
+        return [COMMAND, "--fleet", str(self.file), *words]
+
+    def run(self, *words):
+        return run(self.words(*words))
+
+    def start(self, *words, **streams):
+        return subprocess.Popen(
+            self.words(*words),
+            stdin=subprocess.DEVNULL,
+            env=environment_with(),
+            start_new_session=True,
+            **streams,
+        )
+
+    def open_sessions(self):
+        """How many sessions each enclosure has open over RMCP+, the one that asks aside."""
+        hosts = ",".join(f"{e['rmcp']['address']}:{e['rmcp']['port']}" for e in self.endpoints)
+        get_session_info = ["0", "06", "3d", "00"]
+        ran = subprocess.run(
+            ["ipmi-raw", *FREEIPMI_FLAGS, "-h", hosts, "-F", "64", *get_session_info],
+            capture_output=True, text=True, timeout=TIMEOUT)
+        active = re.findall(r"rcvd: 3D 00 \w\w \w\w (\w\w)", ran.stdout)
+        assert len(active) == len(self.endpoints), ran
+        return [int(count, 16) - 1 for count in active]
 
 
 def arguments_once_hidden(pid):

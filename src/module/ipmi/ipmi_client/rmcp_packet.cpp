@@ -93,7 +93,8 @@ bool IsSigned(const SessionState& session, const Packet& packet, const Envelope&
                envelope.sessionTrailer.Get()) == 1;
 }
 
-bool IsWhole(const SessionState& session, const ReceivedEnvelope& envelope, const FiidObject& message)
+bool IsWhole(const SessionState& session, const ReceivedEnvelope& envelope,
+             const FiidObject& message)
 {
     return ipmi_rmcpplus_check_payload_pad(session.algorithms.confidentiality,
                                            envelope.payload.Get()) == 1 &&
