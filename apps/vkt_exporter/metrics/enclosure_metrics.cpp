@@ -280,6 +280,14 @@ std::string SourceOf(const CatalogueFamily& family)
     return source;
 }
 
+std::string UnitOf(const CatalogueFamily& family)
+{
+    if (family.form == MetricForm::kInfo) {
+        return "always 1";
+    }
+    return family.fields.front()->kind == Kind::kNumber ? "the module's, not named" : "0 or 1";
+}
+
 }  // namespace
 
 std::string EnclosureMetrics(const Enclosure& enclosure, const Expectations& expected,
@@ -308,12 +316,17 @@ std::string EnclosureMetrics(const Enclosure& enclosure, const Expectations& exp
 std::vector<EnclosureFamily> EnclosureFamilies()
 {
     std::vector<EnclosureFamily> families{
-        {kUp, "error"},          {kDuration, ""},      {kComplete, "complete"},
-        {kNotRead, "notRead"},   {kHealth, "health"},  {kFinding, "health.findings"},
-        {kSuppliesExpected, ""}, {kNodesExpected, ""},
+        {kUp, "0 or 1", "error"},
+        {kDuration, "seconds", "the exporter's clock"},
+        {kComplete, "0 or 1", "complete"},
+        {kNotRead, "values", "notRead.cause, error.cause"},
+        {kHealth, "0 or 1", "health.status"},
+        {kFinding, "always 1", "health.findings"},
+        {kSuppliesExpected, "supplies", "the fleet file's expect-psus"},
+        {kNodesExpected, "nodes", "the fleet file's expect-nodes"},
     };
     for (const CatalogueFamily& family : CatalogueFamilies()) {
-        families.push_back({family.family, SourceOf(family)});
+        families.push_back({family.family, UnitOf(family), SourceOf(family)});
     }
     return families;
 }

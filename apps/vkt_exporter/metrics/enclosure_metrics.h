@@ -26,6 +26,7 @@ std::string EnclosureMetrics(const Enclosures::Enclosure& enclosure,
 struct EnclosureFamily
 {
     MetricFamily family;
+    std::string unit;    ///< "seconds", "0 or 1".
     std::string source;  ///< Members of the command's JSON, such as "power.consumption.average".
 };
 
