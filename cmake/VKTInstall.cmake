@@ -3,7 +3,7 @@
 # relative to itself.
 #
 # Components: Library (shared libraries), EnclosureLibrary (libvktenclosure), Development (headers, CMake and pkg-config files, the
-# archive), Tools (vktinventory), Simulator (vkt-simulator); each with its manual pages and
+# archive), Tools (vktinventory), Exporter (vkt-exporter), Simulator (vkt-simulator); each with its manual pages and
 # completions.
 include(CMakePackageConfigHelpers)
 
@@ -36,11 +36,11 @@ function(vkt_install_archive target)
 endfunction()
 
 # A program that uses the libraries.
-function(vkt_install_program target)
+function(vkt_install_program target component)
   set_property(GLOBAL APPEND PROPERTY VKT_INSTALLED ${target})
   file(RELATIVE_PATH libraries "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
   set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries}")
-  install(TARGETS ${target} RUNTIME COMPONENT Tools)
+  install(TARGETS ${target} RUNTIME COMPONENT ${component})
 endfunction()
 
 # A target that builds all that is installed, and no test.

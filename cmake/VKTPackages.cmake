@@ -93,7 +93,8 @@ vkt_package(Development NAME libvktinventory-dev SECTION libdevel
     "archive of the library for programs that bring a logger or another companion"
     "of their own.")
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples"
-  DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/libvktinventory-dev" COMPONENT Development)
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/libvktinventory-dev" COMPONENT Development
+  PATTERN prometheus EXCLUDE)
 
 vkt_package(Tools NAME vktinventory SECTION admin
   DEPENDS "${same_library}"
@@ -104,6 +105,23 @@ foreach(page IN ITEMS fleet.md inventory.schema.json json.md readings.md)
   install(FILES "${PROJECT_SOURCE_DIR}/docs/${page}"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/vktinventory" COMPONENT Tools)
 endforeach()
+
+vkt_package(Exporter NAME vkt-exporter SECTION admin
+  DEPENDS "${same_library}"
+  DESCRIPTION "inventory of multi-node server enclosures - metrics for Prometheus" ${about} ""
+    "This package has the exporter that serves them as metrics, for one enclosure"
+    "or a thousand, with its service, alerts for Prometheus and a dashboard for"
+    "Grafana.")
+set(CPACK_DEBIAN_EXPORTER_PACKAGE_CONTROL_EXTRA
+  "${PROJECT_SOURCE_DIR}/packaging/vkt-exporter/postinst"
+  "${PROJECT_SOURCE_DIR}/packaging/vkt-exporter/prerm"
+  "${PROJECT_SOURCE_DIR}/packaging/vkt-exporter/postrm")
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/vkt-exporter/vkt-exporter.service"
+  DESTINATION lib/systemd/system COMPONENT Exporter)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/prometheus/"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/vkt-exporter/examples" COMPONENT Exporter)
+install(FILES "${PROJECT_SOURCE_DIR}/docs/metrics.md" "${PROJECT_SOURCE_DIR}/docs/prometheus.md"
+  DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/vkt-exporter" COMPONENT Exporter)
 
 vkt_package(Simulator NAME vkt-simulator SECTION admin
   DEPENDS "openipmi"

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "apps/vkt_exporter/command_line.h"
 #include "apps/vkt_simulator/command_line.h"
 #include "apps/vktinventory/input/command_line.h"
 
@@ -120,6 +121,15 @@ Program Vktinventory()
     return program;
 }
 
+Program VktExporter()
+{
+    Program program{.name = "vkt-exporter",
+                    .exitCodes = ExitCodesOf(Exporter::kExitCodes),
+                    .examples = ExamplesOf(Exporter::kExamples)};
+    Exporter::ShowParser([&](const CLI::App& app) { TakeParser(program, app); });
+    return program;
+}
+
 Program VktSimulator()
 {
     Program program{.name = "vkt-simulator",
@@ -133,7 +143,7 @@ Program VktSimulator()
 
 Program ProgramNamed(const std::string& name)
 {
-    for (Program (*const describe)() : {Vktinventory, VktSimulator}) {
+    for (Program (*const describe)() : {Vktinventory, VktExporter, VktSimulator}) {
         if (Program program = describe(); program.name == name) {
             return program;
         }

@@ -47,7 +47,7 @@ inline constexpr Example kExamples[] = {
     {"Serve the enclosures of a fleet file to whoever is on this machine:",
      "vkt-exporter --fleet fleet.toml"},
     {"To others too, with TLS and passwords as a web configuration file has them:",
-     "vkt-exporter --fleet fleet.toml --web.listen-address :9842 --web.config.file web.yml"},
+     "vkt-exporter --web.listen-address :9842 --web.config.file web.yml"},
     {"Find the mistakes in both files before they are used:",
      "vkt-exporter --fleet fleet.toml --web.config.file web.yml --config.check"},
 };

@@ -91,7 +91,7 @@ files_have_right_modes() {
 }
 
 documentation_is_there() {
-    for page in man1/vktinventory.1 man1/vkt-simulator.1 man3/vktinventory.3 \
+    for page in man1/vktinventory.1 man1/vkt-exporter.1 man1/vkt-simulator.1 man3/vktinventory.3 \
         man3/libvktenclosure.3 man5/vktinventory.toml.5 man5/fleet.toml.5 man5/vkt-scenario.5; do
         gzip -t "/usr/share/man/$page.gz" || fail "no manual page $page"
     done
@@ -104,14 +104,20 @@ documentation_is_there() {
         vktinventory/readings.md libvktinventory-dev/examples/machine_type/machine_type.cpp; do
         [ -s "/usr/share/doc/$file" ] || fail "no /usr/share/doc/$file"
     done
-    for file in bash-completion/completions/vktinventory zsh/vendor-completions/_vktinventory; do
+    for file in bash-completion/completions/vktinventory zsh/vendor-completions/_vktinventory \
+        bash-completion/completions/vkt-exporter zsh/vendor-completions/_vkt-exporter; do
         [ -s "/usr/share/$file" ] || fail "no completion $file"
+    done
+    for file in share/vkt-exporter/alerts/vkt.rules.yml share/vkt-exporter/dashboards/vkt.json \
+        share/doc/vkt-exporter/prometheus.md share/doc/vkt-exporter/examples/prometheus.yml \
+        lib/systemd/system/vkt-exporter.service; do
+        [ -s "/usr/$file" ] || fail "no /usr/$file"
     done
     echo "  manual pages, documents, examples, completions, copyright and changelogs are there"
 }
 
 versions_are_the_packages() {
-    for name in vktinventory vkt-simulator; do
+    for name in vktinventory vkt-exporter vkt-simulator; do
         version=$(dpkg-query -W -f '${Version}' $name)
         output=$(ordinary_user $name --version)
         [ "$output" = "$name ${version%-*}" ] || fail "the package of $version says $output"

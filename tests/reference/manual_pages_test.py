@@ -13,6 +13,7 @@ SOURCE = pathlib.Path(os.environ["VKT_SOURCE"])
 BUILT = pathlib.Path(os.environ["VKT_REFERENCE"])
 PAGES = (
     "vktinventory.1",
+    "vkt-exporter.1",
     "vkt-simulator.1",
     "vktinventory.3",
     "libvktenclosure.3",

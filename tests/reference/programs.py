@@ -4,7 +4,11 @@ import os
 import re
 import subprocess
 
-PROGRAMS = {"vktinventory": os.environ["VKTINVENTORY"], "vkt-simulator": os.environ["VKT_SIMULATOR"]}
+PROGRAMS = {
+    "vktinventory": os.environ["VKTINVENTORY"],
+    "vkt-exporter": os.environ["VKT_EXPORTER"],
+    "vkt-simulator": os.environ["VKT_SIMULATOR"],
+}
 # Far above anything that is waited for here: a run that reaches it hangs.
 TIMEOUT = 120
 
