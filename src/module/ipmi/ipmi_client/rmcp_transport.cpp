@@ -104,6 +104,7 @@ private:
     bool Lower();
     Waits LoginWaits(const CallLimit& limit, const StopSignal& stop) const;
     Waits RequestWaits(const CallLimit& limit, const StopSignal& stop, unsigned copies) const;
+    const StopSignal& Signal(const std::stop_token& token);
     std::optional<std::uint8_t> FreeNumber();
     std::optional<Failure> Exchange(const IPMICOMMAND& request, std::uint8_t number,
                                     const Waits& waits, IpmiAnswer& answer);
@@ -123,6 +124,7 @@ private:
     /// Numbers of requests that were sent more than once: an answer to a copy may still come.
     std::bitset<kRequestNumbers> used_;
     bool gone_ = false;  ///< The module left the last request unanswered for all of its time.
+    std::optional<StopSignal> stop_;
 };
 
 Transport::~Transport()
@@ -210,7 +212,7 @@ bool GaveNoFirstAnswer(const Failure& failure, const CallLimit& limit)
 IpmiOpening Transport::Open(const CallLimit& limit)
 {
     Close(limit);
-    const StopSignal stop(limit.stop);
+    const StopSignal& stop = Signal(limit.stop);
     std::optional<Failure> failure = limit.Over() ? TimeIsOver(limit) : CheckSettings();
     begunAnew_ = false;
     LogInPass pass(limit.gate);
@@ -276,6 +278,15 @@ bool Transport::Lower()
     }
     --login_.privilege;
     return true;
+}
+
+/// The same for all calls with one token, which a read of many requests makes.
+const StopSignal& Transport::Signal(const std::stop_token& token)
+{
+    if (!stop_ || !stop_->IsOf(token)) {
+        stop_.emplace(token);
+    }
+    return *stop_;
 }
 
 /// The next number of which no answer to a copy can come any more.
@@ -352,7 +363,7 @@ IpmiExchange Transport::Ask(const IPMICOMMAND& request, Resend /*resend*/, const
         return Ended(End::kLost, {CONNECTION_TRY_AGAIN, "the session has no request number left"});
     }
     ++cost_.requests;
-    const StopSignal stop(limit.stop);
+    const StopSignal& stop = Signal(limit.stop);
     IpmiAnswer answer;
     const std::optional<Failure> failure =
         Exchange(request, *number, RequestWaits(limit, stop, kMostCopies), answer);
@@ -407,7 +418,7 @@ void Transport::Close(const CallLimit& limit)
         request.data.push_back(static_cast<std::uint8_t>(id >> shift));
     }
     if (connection_->BelongsToThisProcess()) {
-        const StopSignal stop(limit.stop);
+        const StopSignal& stop = Signal(limit.stop);
         // A module that answers no more is told, but not waited for.
         const Waits waits =
             RequestWaits(gone_ ? CallLimit{Clock::now(), {}} : limit, stop, kMostCopiesOfLogOut);

@@ -30,6 +30,7 @@ public:
     StopSignal& operator=(const StopSignal&) = delete;
     ~StopSignal() = default;
 
+    bool IsOf(const std::stop_token& token) const { return token_ == token; }
     bool IsRaised() const { return token_.stop_requested(); }
     /// Readable once stop is requested; -1, which poll() leaves out, when that cannot be.
     int Descriptor() const { return event_.Get(); }
