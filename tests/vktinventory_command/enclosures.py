@@ -39,11 +39,15 @@ def written(scenario):
     return file
 
 
+# The commands that a `show` sends.
+READING = (0x91, 0x92, 0x98, 0x9D, 0xA5, 0xA7, 0xA8, 0xB0)
+
+
 def slow(milliseconds):
     """Faults of a scenario: so long for each request of a `show`."""
     return [
         {"kind": "latency", "milliseconds": milliseconds, "netFn": 0x32, "command": command}
-        for command in (0x91, 0x92, 0x98, 0x9D, 0xA5, 0xA7, 0xA8, 0xB0)
+        for command in READING
     ]
 
 
