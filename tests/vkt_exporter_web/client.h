@@ -66,11 +66,14 @@ public:
     }
 
     /// Whether the server has closed the connection by now, or sent something.
-    bool HasNews() const
+    /// @param milliseconds how long to wait for that.
+    bool HasNews(int milliseconds = 0) const
     {
         pollfd descriptor = {socket_.Get(), POLLIN, 0};
-        return poll(&descriptor, 1, 0) > 0;
+        return poll(&descriptor, 1, milliseconds) > 0;
     }
+
+    void EndSending() const { shutdown(socket_.Get(), SHUT_WR); }
 
 private:
     static constexpr std::string_view kEndOfHeader = "\r\n\r\n";

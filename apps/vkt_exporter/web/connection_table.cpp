@@ -8,23 +8,14 @@
 
 namespace Tulvo::Exporter {
 
-namespace {
-
-struct Limit
+ConnectionTable::ConnectionTable(const Patience& patience)
+    : limits_({{
+          {Activity::kSilent, patience.request},
+          {Activity::kKeptAlive, patience.nextRequest},
+          {Activity::kSending, patience.answer},
+      }})
 {
-    Activity activity;
-    std::chrono::seconds longest;
-};
-
-// Byte by byte a request or an answer could be drawn out without end, so that each is given a time
-// as a whole. A scraper that comes every two minutes need not connect anew.
-constexpr Limit kLimits[] = {
-    {Activity::kSilent, std::chrono::seconds(10)},
-    {Activity::kKeptAlive, std::chrono::seconds(150)},
-    {Activity::kSending, std::chrono::seconds(60)},
-};
-
-}  // namespace
+}
 
 Connection& ConnectionTable::Add(int socket)
 {
@@ -52,7 +43,6 @@ void ConnectionTable::Enter(Connection& connection, Activity activity)
     connection.since = Clock::now();
 }
 
-// The server's library sees a connection that ended, and closes its socket.
 void ConnectionTable::Close(Connection& connection)
 {
     shutdown(connection.socket, SHUT_RDWR);
@@ -74,20 +64,24 @@ bool ConnectionTable::CanGiveWay() const
     return !With(Activity::kSilent).empty() || !With(Activity::kKeptAlive).empty();
 }
 
-bool ConnectionTable::GiveWay()
+bool ConnectionTable::GiveWay(std::chrono::milliseconds silence)
 {
-    for (const Activity activity : {Activity::kSilent, Activity::kKeptAlive}) {
-        if (!With(activity).empty()) {
-            Close(With(activity).front());
-            return true;
-        }
+    Connections& silent = With(Activity::kSilent);
+    Connections& keptAlive = With(Activity::kKeptAlive);
+    if (!silent.empty() && silent.front().since + silence <= Clock::now()) {
+        Close(silent.front());
+        return true;
+    }
+    if (!keptAlive.empty()) {
+        Close(keptAlive.front());
+        return true;
     }
     return false;
 }
 
 void ConnectionTable::CloseOverdue(Clock::time_point now)
 {
-    for (const Limit& limit : kLimits) {
+    for (const Limit& limit : limits_) {
         Connections& connections = With(limit.activity);
         while (!connections.empty() && connections.front().since + limit.longest <= now) {
             Close(connections.front());
@@ -98,7 +92,7 @@ void ConnectionTable::CloseOverdue(Clock::time_point now)
 std::optional<ConnectionTable::Clock::time_point> ConnectionTable::NextDeadline() const
 {
     std::optional<Clock::time_point> next;
-    for (const Limit& limit : kLimits) {
+    for (const Limit& limit : limits_) {
         const Connections& connections = With(limit.activity);
         if (!connections.empty()) {
             const auto deadline = connections.front().since + limit.longest;

@@ -8,7 +8,10 @@
 #include <chrono>
 #include <cstddef>
 #include <list>
+#include <memory>
 #include <optional>
+
+#include "apps/vkt_exporter/web/http_server.h"
 
 namespace Tulvo::Exporter {
 
@@ -29,6 +32,8 @@ struct Connection
     Activity activity = Activity::kSilent;
     std::chrono::steady_clock::time_point since;  ///< Begin of the activity.
     std::list<Connection>::iterator self;
+    std::shared_ptr<const void> keeps;  ///< What the connection needs until it is removed.
+    bool hasNulInUrl = false;
 };
 
 /// Belongs to one thread.
@@ -36,6 +41,8 @@ class ConnectionTable
 {
 public:
     using Clock = std::chrono::steady_clock;
+
+    explicit ConnectionTable(const Patience& patience);
 
     /// @param socket stays open as long as the connection is in the table.
     Connection& Add(int socket);
@@ -47,8 +54,11 @@ public:
     bool CanGiveWay() const;
     /// Ends the connection that is missed least: the one that has been silent longest, else the one
     /// that has been kept alive longest without a request.
+    /// @param silence one that has been silent for less may be about to send its request.
     /// @return whether there was one.
-    bool GiveWay();
+    bool GiveWay(std::chrono::milliseconds silence = {});
+    /// The server's library sees a connection that ended, and closes its socket.
+    void Close(Connection& connection);
     /// Ends those that have been silent, kept alive or sending for too long.
     void CloseOverdue(Clock::time_point now);
     /// When CloseOverdue() next has work, if no connection changes.
@@ -62,8 +72,16 @@ private:
     {
         return lists_[static_cast<std::size_t>(activity)];
     }
-    void Close(Connection& connection);
 
+    struct Limit
+    {
+        Activity activity;
+        std::chrono::milliseconds longest;
+    };
+
+    // Byte by byte a request or an answer could be drawn out without end, so that each is given a
+    // time as a whole.
+    const std::array<Limit, 3> limits_;
     std::array<Connections, kActivities> lists_;  ///< Each with the longest activity first.
 };
 

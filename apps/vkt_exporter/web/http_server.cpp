@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vkt_exporter/web/http_server.h"
 
+#include <gnutls/abstract.h>
+#include <gnutls/gnutls.h>
 #include <microhttpd.h>
 #include <poll.h>
 #include <signal.h>
@@ -13,6 +15,7 @@
 #include <chrono>
 #include <climits>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <stdexcept>
@@ -20,9 +23,12 @@
 #include <thread>
 #include <unordered_map>
 
+#include "apps/vkt_exporter/web/basic_auth.h"
 #include "apps/vkt_exporter/web/connection_table.h"
 #include "apps/vkt_exporter/web/listening_socket.h"
 #include "apps/vkt_exporter/web/mailbox.h"
+#include "apps/vkt_exporter/web/tls_context.h"
+#include "apps/vkt_exporter/web/web_files.h"
 
 namespace Tulvo::Exporter {
 
@@ -36,6 +42,8 @@ constexpr std::size_t kMostRequestBytes = 16'384;
 constexpr unsigned kAcceptedAtOnce = 32;
 /// How long to accept nothing when the host has run out of something.
 constexpr auto kShortageRest = std::chrono::milliseconds(200);
+/// What a new connection has when the host has run out of something, before it gives way.
+constexpr auto kTimeToSpeak = std::chrono::seconds(1);
 constexpr auto kBetweenWarnings = std::chrono::minutes(1);
 
 char LowerCase(char letter)
@@ -89,6 +97,7 @@ struct Exchange
     MHD_Connection* connection = nullptr;
     Connection* entry = nullptr;
     bool suspended = false;
+    bool admitted = false;  ///< Its password has been found right.
     std::optional<HttpResponse> response;
 };
 
@@ -162,11 +171,67 @@ MHD_Result AddArgument(void* request, MHD_ValueKind, const char* name, std::size
     return MHD_YES;
 }
 
+struct FreeMemory
+{
+    void operator()(char* memory) const { std::free(memory); }
+};
+using CharMemory = std::unique_ptr<char, FreeMemory>;
+
+struct Credentials
+{
+    std::string user;
+    std::string password;
+};
+
+std::optional<Credentials> CredentialsOf(MHD_Connection* connection)
+{
+    char* found = nullptr;
+    const CharMemory user(MHD_basic_auth_get_username_password(connection, &found));
+    const CharMemory password(found);
+    if (user == nullptr || password == nullptr) {
+        return std::nullopt;
+    }
+    Credentials credentials{user.get(), password.get()};
+    explicit_bzero(password.get(), credentials.password.size());
+    return credentials;
+}
+
+HttpResponse Unauthorized()
+{
+    HttpResponse refusal = PlainText(401, "this takes a user and a password");
+    refusal.headers.emplace_back(MHD_HTTP_HEADER_WWW_AUTHENTICATE, "Basic realm=\"exporter\"");
+    return refusal;
+}
+
+Connection* EntryOf(MHD_Connection* connection)
+{
+    return static_cast<Connection*>(
+        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT)->socket_context);
+}
+
+/// The library hands the path on as a C string, in which a NUL would hide the rest.
+std::size_t Unescape(void*, MHD_Connection* connection, char* text)
+{
+    const std::size_t length = MHD_http_unescape(text);
+    if (std::strlen(text) != length) {
+        EntryOf(connection)->hasNulInUrl = true;
+    }
+    return length;
+}
+
+/// Stands in for what each connection gets of its own before it is used.
+int NoCertificate(gnutls_session_t, const gnutls_datum_t*, int, const gnutls_pk_algorithm_t*, int,
+                  gnutls_pcert_st**, unsigned*, gnutls_privkey_t*)
+{
+    return GNUTLS_E_NO_CERTIFICATE_FOUND;
+}
+
 HttpRequest RequestOf(MHD_Connection* connection, const char* path, const char* method)
 {
     HttpRequest request{.method = method, .path = path, .query = {}, .headers = {}};
     MHD_get_connection_values_n(connection, MHD_HEADER_KIND, AddField, &request);
     MHD_get_connection_values_n(connection, MHD_GET_ARGUMENT_KIND, AddArgument, &request);
+    request.headers.erase(MHD_HTTP_HEADER_AUTHORIZATION);
     return request;
 }
 
@@ -178,8 +243,11 @@ bool HasBody(const HttpRequest& request)
 }
 
 /// What no handler is asked about.
-std::optional<HttpResponse> Refusal(const HttpRequest& request)
+std::optional<HttpResponse> Refusal(const HttpRequest& request, Connection& connection)
 {
+    if (std::exchange(connection.hasNulInUrl, false)) {
+        return PlainText(400, "no name here has a NUL");
+    }
     if (request.method != MHD_HTTP_METHOD_GET && request.method != MHD_HTTP_METHOD_HEAD &&
         request.method != MHD_HTTP_METHOD_POST) {
         HttpResponse refusal = PlainText(405, "only GET, HEAD and POST are served");
@@ -238,6 +306,9 @@ public:
     Thread(HttpServerOptions options, Handler handler)
         : options_(std::move(options)),
           handler_(std::move(handler)),
+          webFiles_(options_.webConfigFile, options_.warn),
+          basicAuth_(mailbox_),
+          connections_(options_.patience),
           listening_(Listen(options_.listenAddress)),
           daemon_(StartDaemon())
     {
@@ -271,7 +342,8 @@ private:
     int WaitMilliseconds(Clock::time_point now) const;
     bool MayAccept(Clock::time_point now) const;
     void Accept(Clock::time_point now);
-    bool AcceptOne(Clock::time_point now);
+    bool OneWaits() const;
+    void AcceptOne(Clock::time_point now);
     void Rest(Clock::time_point now, int fault);
     void RefuseOutstanding();
 
@@ -279,7 +351,11 @@ private:
     MHD_Result Take(MHD_Connection* connection, const char* path, const char* method,
                     void** context);
     MHD_Result Begin(MHD_Connection* connection, const HttpRequest& request, void** context);
+    MHD_Result Continue(Exchange& exchange, const char* path, const char* method);
+    std::optional<MHD_Result> Authenticate(Exchange& exchange, const WebSettings& settings);
+    void Admit(std::uint64_t number, bool good);
     MHD_Result Ask(Exchange& exchange, HttpRequest&& request);
+    void Suspend(Exchange& exchange);
     MHD_Result Answer(Exchange& exchange, HttpResponse&& response);
     void Deliver(std::uint64_t number, HttpResponse&& response);
     void Forget(Exchange& exchange);
@@ -287,8 +363,11 @@ private:
     const HttpServerOptions options_;
     const Handler handler_;
     const std::shared_ptr<Mailbox> mailbox_ = std::make_shared<Mailbox>();
-    ListeningSocket listening_;
+    WebFiles webFiles_;
+    BasicAuth basicAuth_;
+    std::shared_ptr<const WebSettings> settings_ = webFiles_.Current();
     ConnectionTable connections_;
+    ListeningSocket listening_;
     std::unordered_map<std::uint64_t, Exchange> exchanges_;
     std::uint64_t lastExchange_ = 0;
     std::optional<Clock::time_point> restUntil_;
@@ -303,7 +382,11 @@ HttpServer::Thread::Daemon HttpServer::Thread::StartDaemon()
     const MHD_AccessHandlerCallback take = [](void* self, MHD_Connection* connection,
                                               const char* path, const char* method, const char*,
                                               const char*, std::size_t*, void** context) {
-        return static_cast<Thread*>(self)->Take(connection, path, method, context);
+        try {
+            return static_cast<Thread*>(self)->Take(connection, path, method, context);
+        } catch (const std::exception&) {
+            return MHD_NO;  // no memory: the connection ends
+        }
     };
     const MHD_RequestCompletedCallback completed = [](void* self, MHD_Connection*, void** context,
                                                       MHD_RequestTerminationCode) {
@@ -319,11 +402,18 @@ HttpServer::Thread::Daemon HttpServer::Thread::StartDaemon()
     };
     // The library's own bound is never reached.
     const auto most = static_cast<unsigned>(2 * options_.maxConnections + kAcceptedAtOnce);
+    const unsigned tls = webFiles_.Current()->tls == nullptr ? 0U : unsigned{MHD_USE_TLS};
+    const MHD_OptionItem tlsOptions[] = {
+        {MHD_OPTION_HTTPS_CERT_CALLBACK, 0, reinterpret_cast<void*>(NoCertificate)},
+        {MHD_OPTION_END, 0, nullptr},
+    };
     Daemon daemon(MHD_start_daemon(
-        MHD_USE_EPOLL | MHD_USE_NO_LISTEN_SOCKET | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr,
-        take, this, MHD_OPTION_CONNECTION_LIMIT, most, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
-        kMostRequestBytes, MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_NOTIFY_COMPLETED, completed,
-        this, MHD_OPTION_NOTIFY_CONNECTION, notice, this, MHD_OPTION_END));
+        MHD_USE_EPOLL | MHD_USE_NO_LISTEN_SOCKET | MHD_ALLOW_SUSPEND_RESUME | tls, 0, nullptr,
+        nullptr, take, this, MHD_OPTION_ARRAY, tls == 0 ? tlsOptions + 1 : tlsOptions,
+        MHD_OPTION_UNESCAPE_CALLBACK, Unescape, nullptr, MHD_OPTION_CONNECTION_LIMIT, most,
+        MHD_OPTION_CONNECTION_MEMORY_LIMIT, kMostRequestBytes, MHD_OPTION_STRICT_FOR_CLIENT, 1,
+        MHD_OPTION_NOTIFY_COMPLETED, completed, this, MHD_OPTION_NOTIFY_CONNECTION, notice, this,
+        MHD_OPTION_END));
     if (daemon == nullptr) {
         throw std::runtime_error(
             "the HTTP server cannot be started: no memory or descriptor is left");
@@ -387,11 +477,19 @@ void HttpServer::Thread::Accept(Clock::time_point now)
     if (restUntil_ && *restUntil_ <= now) {
         restUntil_.reset();
     }
-    for (unsigned i = 0; i < kAcceptedAtOnce && MayAccept(now) && AcceptOne(now); ++i) {
+    for (unsigned i = 0; i < kAcceptedAtOnce && MayAccept(now) && OneWaits(); ++i) {
+        AcceptOne(now);
     }
 }
 
-bool HttpServer::Thread::AcceptOne(Clock::time_point now)
+/// Without a descriptor left, accept() complains even when nobody waits.
+bool HttpServer::Thread::OneWaits() const
+{
+    pollfd listening = {listening_.descriptor.Get(), POLLIN, 0};
+    return poll(&listening, 1, 0) > 0;
+}
+
+void HttpServer::Thread::AcceptOne(Clock::time_point now)
 {
     sockaddr_storage peer = {};
     socklen_t length = sizeof peer;
@@ -403,19 +501,19 @@ bool HttpServer::Thread::AcceptOne(Clock::time_point now)
         if (IsShortage(fault)) {
             Rest(now, fault);
         }
-        return fault == EINTR || fault == ECONNABORTED;
+        return;
     }
     if (connections_.Open() >= options_.maxConnections) {
         connections_.GiveWay();
     }
+    settings_ = webFiles_.Current();
     MHD_add_connection(daemon_.get(), accepted, address, length);  // closes it on failure
-    return true;
 }
 
 /// What still waits to be accepted would have poll() return at once, on and on.
 void HttpServer::Thread::Rest(Clock::time_point now, int fault)
 {
-    connections_.GiveWay();
+    connections_.GiveWay(kTimeToSpeak);
     restUntil_ = now + kShortageRest;
     if (!lastWarning_ || *lastWarning_ + kBetweenWarnings <= now) {
         lastWarning_ = now;
@@ -444,25 +542,31 @@ void HttpServer::Thread::Notice(MHD_Connection* connection, void** entry,
     if (what == MHD_CONNECTION_NOTIFY_STARTED) {
         const int socket =
             MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
-        *entry = &connections_.Add(socket);
+        Connection& added = connections_.Add(socket);
+        *entry = &added;
+        if (settings_->tls != nullptr) {
+            added.keeps = settings_->tls;
+            auto* const session = static_cast<gnutls_session_t>(
+                MHD_get_connection_info(connection, MHD_CONNECTION_INFO_GNUTLS_SESSION)
+                    ->tls_session);
+            if (!settings_->tls->SetUp(session)) {
+                connections_.Close(added);
+            }
+        }
     } else {
         connections_.Remove(*static_cast<Connection*>(*entry));
         *entry = nullptr;
     }
 }
 
-/// Called once with the header, and again for what comes behind it until there is an answer.
+/// Called once with the header, and again until there is an answer.
 MHD_Result HttpServer::Thread::Take(MHD_Connection* connection, const char* path,
                                     const char* method, void** context)
 {
     if (*context == nullptr) {
         return Begin(connection, RequestOf(connection, path, method), context);
     }
-    auto& exchange = *static_cast<Exchange*>(*context);
-    if (exchange.response) {
-        return Answer(exchange, std::move(*exchange.response));
-    }
-    return Ask(exchange, RequestOf(connection, path, method));
+    return Continue(*static_cast<Exchange*>(*context), path, method);
 }
 
 MHD_Result HttpServer::Thread::Begin(MHD_Connection* connection, const HttpRequest& request,
@@ -471,14 +575,73 @@ MHD_Result HttpServer::Thread::Begin(MHD_Connection* connection, const HttpReque
     Exchange& exchange = exchanges_[++lastExchange_];
     exchange.number = lastExchange_;
     exchange.connection = connection;
-    exchange.entry = static_cast<Connection*>(
-        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT)->socket_context);
+    exchange.entry = EntryOf(connection);
     *context = &exchange;
     connections_.Enter(*exchange.entry, Activity::kWorking);
-    if (auto refusal = Refusal(request)) {
+    if (auto refusal = Refusal(request, *exchange.entry)) {
         return Answer(exchange, std::move(*refusal));
     }
     return MHD_YES;
+}
+
+MHD_Result HttpServer::Thread::Continue(Exchange& exchange, const char* path, const char* method)
+{
+    if (exchange.response) {
+        return Answer(exchange, std::move(*exchange.response));
+    }
+    settings_ = webFiles_.Current();
+    if (!settings_->users.empty() && !exchange.admitted) {
+        if (const auto ended = Authenticate(exchange, *settings_)) {
+            return *ended;
+        }
+    }
+    return Ask(exchange, RequestOf(exchange.connection, path, method));
+}
+
+/// Nothing when the request may go on.
+std::optional<MHD_Result> HttpServer::Thread::Authenticate(Exchange& exchange,
+                                                           const WebSettings& settings)
+{
+    auto given = CredentialsOf(exchange.connection);
+    if (!given) {
+        return Answer(exchange, Unauthorized());
+    }
+    const BasicAuth::Verdict verdict =
+        basicAuth_.Check(settings.users, given->user, given->password,
+                         [this, number = exchange.number](bool good) { Admit(number, good); });
+    explicit_bzero(given->password.data(), given->password.size());
+    switch (verdict) {
+        case BasicAuth::Verdict::kGood:
+            return std::nullopt;
+        case BasicAuth::Verdict::kBad:
+            return Answer(exchange, Unauthorized());
+        case BasicAuth::Verdict::kPending:
+            Suspend(exchange);
+            return MHD_YES;
+        case BasicAuth::Verdict::kBusy:
+            break;
+    }
+    return Answer(exchange, PlainText(503, "too many passwords are being checked; try again"));
+}
+
+void HttpServer::Thread::Admit(std::uint64_t number, bool good)
+{
+    if (!good) {
+        Deliver(number, Unauthorized());
+        return;
+    }
+    const auto found = exchanges_.find(number);
+    if (found != exchanges_.end() && found->second.suspended) {
+        found->second.admitted = true;
+        found->second.suspended = false;
+        MHD_resume_connection(found->second.connection);
+    }
+}
+
+void HttpServer::Thread::Suspend(Exchange& exchange)
+{
+    exchange.suspended = true;
+    MHD_suspend_connection(exchange.connection);
 }
 
 MHD_Result HttpServer::Thread::Ask(Exchange& exchange, HttpRequest&& request)
@@ -487,8 +650,7 @@ MHD_Result HttpServer::Thread::Ask(Exchange& exchange, HttpRequest&& request)
         mailbox_, exchange.number, [this](std::uint64_t number, HttpResponse&& response) {
             Deliver(number, std::move(response));
         });
-    exchange.suspended = true;
-    MHD_suspend_connection(exchange.connection);
+    Suspend(exchange);
     try {
         handler_(std::move(request),
                  [answer](HttpResponse response) { answer->Give(std::move(response)); });
@@ -501,6 +663,8 @@ MHD_Result HttpServer::Thread::Ask(Exchange& exchange, HttpRequest&& request)
 MHD_Result HttpServer::Thread::Answer(Exchange& exchange, HttpResponse&& response)
 {
     connections_.Enter(*exchange.entry, Activity::kSending);
+    response.headers.insert(response.headers.end(), settings_->headers.begin(),
+                            settings_->headers.end());
     return Queue(exchange.connection, std::move(response));
 }
 

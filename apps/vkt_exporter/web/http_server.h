@@ -5,6 +5,7 @@
 #ifndef APPS_VKT_EXPORTER_WEB_HTTP_SERVER_H
 #define APPS_VKT_EXPORTER_WEB_HTTP_SERVER_H
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -30,6 +31,7 @@ struct HttpRequest
     /// Decoded, in the order of the request; a name without "=" has an empty value.
     std::vector<std::pair<std::string, std::string>> query;
     /// Of a field that came several times the values stand behind one another, separated by ", ".
+    /// Authorization is not among them.
     std::map<std::string, std::string, CaseInsensitive> headers;
 };
 
@@ -48,16 +50,31 @@ using Respond = std::function<void(HttpResponse)>;
 /// Takes a request, answers then or later. It must not block: it runs in the server's thread.
 using Handler = std::function<void(HttpRequest, Respond)>;
 
+/// How long a connection may take.
+struct Patience
+{
+    std::chrono::milliseconds request{10'000};  ///< From the connection to its first whole request.
+    /// From an answer to the next whole request. A scraper that comes every two minutes need not
+    /// connect anew.
+    std::chrono::milliseconds nextRequest{150'000};
+    std::chrono::milliseconds answer{60'000};  ///< To take an answer.
+};
+
 struct HttpServerOptions
 {
     /// "127.0.0.1:9842", "[::1]:9842", "localhost:9842"; ":9842" for every address of the host.
     /// Port 0 is a free one.
     std::string listenAddress;
-    /// Two Prometheis that scrape a thousand enclosures with as many connections kept open as they
-    /// like have room; all of them take about 20 MiB, 60 MiB with TLS.
+    /// When there are as many, one that does nothing gives way to a new one. Two Prometheis that
+    /// read 512 enclosures at a time have room.
     std::size_t maxConnections = 1024;
-    /// Is told, in the server's thread and at most once a minute, that connections wait because
-    /// something ran out.
+    Patience patience = {};
+    /// The web configuration file that Prometheus' exporters share; empty for none: plain HTTP, and
+    /// nobody logs in. It is read anew when it or a file that it names changes.
+    std::string webConfigFile = {};
+    /// Is told what the operator should know, such as a mistake in a changed file, or that
+    /// connections wait because something ran out: seldom, and nothing secret. In the constructor's
+    /// thread, then in the server's.
     std::function<void(const std::string&)> warn = [](const std::string&) {};
 };
 
@@ -66,7 +83,8 @@ struct HttpServerOptions
 class HttpServer
 {
 public:
-    /// @throws std::runtime_error with what to do about it: no such address, port in use.
+    /// @throws std::runtime_error with what to do about it: no such address, port in use, a mistake
+    /// in the web configuration.
     HttpServer(HttpServerOptions options, Handler handler);
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;
