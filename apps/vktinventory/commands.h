@@ -17,6 +17,7 @@ enum class Action : std::uint8_t
     kReadNode,      ///< Read one node of it; the argument is its number.
     kSelectSupply,  ///< Select a power supply; the argument is its number.
     kHosts,         ///< Print which hosts are meant; nobody is asked.
+    kPins,          ///< Print which keys modules show; nobody logs in.
     kMakePage,      ///< Read the enclosure, or what was read before, and make a page of it.
     kDiff,          ///< Compare what was read before; nobody is asked.
     kCheck,         ///< Read it for a monitoring system.
@@ -79,6 +80,12 @@ inline constexpr Command kCommands[] = {
      "a line each, in the order given. Nobody is asked, and no password is needed.",
      Enclosures::kModuleOnly, Enclosures::kModuleOnly, false, Action::kHosts, "[PATTERN]...",
      "hosts, such as enc[001-040] or ^FILE"},
+    {"pins", "Which key each module shows, as lines of a pins-file",
+     "Prints a line of a pins-file for each host, HOST sha256//..., in the order given:\n"
+     "the public key that it shows over HTTPS. Compare it with the module's own display\n"
+     "before you trust it: nothing is verified here. Nobody logs in, and no password is\n"
+     "needed. A host of which nobody says the interface is asked over HTTPS.",
+     Enclosures::kModuleOnly, Enclosures::kModuleOnly, false, Action::kPins},
     {"page", "A page for the browser, of all that show prints",
      "Prints one HTML file that needs no other and no network: all enclosures, the\n"
      "worst first, and of each its bays as they are, and all numbers. It is made of a\n"

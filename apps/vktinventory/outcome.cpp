@@ -68,13 +68,6 @@ std::string NotRead(const Failure& failure)
     return " not read: " + Explained(failure, MeaningOf(failure).readingFlags);
 }
 
-std::string NoConversation(const Failure& failure, bool overHttps)
-{
-    const Meaning& meaning = MeaningOf(failure);
-    return std::string(meaning.words) + ": " +
-           Explained(failure, overHttps ? meaning.httpsFlags : meaning.lanplusFlags);
-}
-
 std::string NameOf(const Missing& missing)
 {
     return missing.object + " " + Text::InWords(missing.field);
@@ -148,13 +141,30 @@ std::string_view WordsFor(const Failure& failure)
     return MeaningOf(failure).words;
 }
 
+std::string NoConversation(const Failure& failure, bool overHttps)
+{
+    const Meaning& meaning = MeaningOf(failure);
+    return std::string(meaning.words) + ": " +
+           Explained(failure, overHttps ? meaning.httpsFlags : meaning.lanplusFlags);
+}
+
+ExitCode ExitCodeOf(const Failure& failure)
+{
+    return MeaningOf(failure).code;
+}
+
+ExitCode CommonCode(const std::set<ExitCode>& codes)
+{
+    return codes.size() == 1 ? *codes.begin() : ExitCode::kSomeQueriesFailed;
+}
+
 ExitCode ExitCodeOf(const Report& report)
 {
     if (report.IsComplete()) {
         return ExitCode::kEverythingRead;
     }
     const Failure* const why = report.WhyNothingWasRead();
-    return why == nullptr ? ExitCode::kSomeQueriesFailed : MeaningOf(*why).code;
+    return why == nullptr ? ExitCode::kSomeQueriesFailed : ExitCodeOf(*why);
 }
 
 std::vector<std::string> Messages(const Report& report)

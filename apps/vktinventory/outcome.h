@@ -4,6 +4,7 @@
 #ifndef APPS_VKTINVENTORY_OUTCOME_H
 #define APPS_VKTINVENTORY_OUTCOME_H
 
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,6 +16,15 @@
 namespace Tulvo::Cli {
 
 ExitCode ExitCodeOf(const Report& report);
+
+/// How a command ends that had no conversation at all, for that reason.
+ExitCode ExitCodeOf(const Failure& failure);
+
+/// Of several enclosures.
+ExitCode CommonCode(const std::set<ExitCode>& codes);
+
+/// Why there was no conversation: "no connection: ...", and what to do.
+std::string NoConversation(const Failure& failure, bool overHttps);
 
 /// Lines for standard error: why there was no conversation, else what could not be read. Equal
 /// failures share a line. Empty when all is well.

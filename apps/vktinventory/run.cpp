@@ -20,6 +20,7 @@
 #include "apps/vktinventory/output/diagnostics.h"
 #include "apps/vktinventory/output/renderer.h"
 #include "apps/vktinventory/page/make_page.h"
+#include "apps/vktinventory/pins/run_pins.h"
 #include "apps/vktinventory/run_many.h"
 #include "module/vkt/vkt_enclosure/read_enclosure.h"
 
@@ -136,6 +137,9 @@ ExitCode RunWith(const Options& options, Arguments arguments)
         }
         if (options.command->action == Action::kHosts) {
             return PrintLines(HostsOf(options));
+        }
+        if (options.command->action == Action::kPins) {
+            return RunPins(options, Targets(options));
         }
         const Targets targets(
             options, {*kg, [&] { return PasswordFor(options, std::move(arguments.password)); }});

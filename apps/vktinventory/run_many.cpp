@@ -29,12 +29,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// @param codes of all enclosures.
-ExitCode CommonCode(const std::set<ExitCode>& codes)
-{
-    return codes.size() == 1 ? *codes.begin() : ExitCode::kSomeQueriesFailed;
-}
-
 class ManyRun
 {
 public:

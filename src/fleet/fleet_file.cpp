@@ -127,25 +127,33 @@ std::optional<Member> FleetFile::Find(std::string_view name) const
                                   : std::optional(MemberAt(place->first, place->second));
 }
 
+FleetFile::Places::const_iterator FleetFile::PlaceOf(std::string_view name) const
+{
+    const auto place = places_.find(name);
+    if (place != places_.end()) {
+        return place;
+    }
+    if (HasPort(name)) {
+        const auto other = places_.find(HostOf(name));
+        return other != places_.end() ? other : places_.find(Text::WithBrackets(HostOf(name)));
+    }
+    const auto other = withoutPort_.find(HostOf(name));
+    return other == withoutPort_.end() ? places_.end() : places_.find(other->second);
+}
+
 Member FleetFile::Resolve(std::string_view name) const
 {
-    auto place = places_.find(name);
-    if (place == places_.end() && HasPort(name)) {
-        place = places_.find(HostOf(name));
-        if (place == places_.end()) {
-            place = places_.find(Text::WithBrackets(HostOf(name)));
-        }
-    } else if (place == places_.end()) {
-        const auto other = withoutPort_.find(HostOf(name));
-        place = other == withoutPort_.end() ? place : places_.find(other->second);
-        if (place != places_.end() && HasPort(place->first)) {
-            Member member = MemberAt(place->first, place->second);
-            member.settings.port = SplitPort(place->first)->port;
-            member.name = name;
-            return member;
-        }
+    const auto place = PlaceOf(name);
+    if (place == places_.end()) {
+        return MemberAt(std::string(name), {});
     }
-    return MemberAt(std::string(name), place == places_.end() ? Place{} : place->second);
+    if (HasPort(name) || !HasPort(place->first)) {
+        return MemberAt(std::string(name), place->second);
+    }
+    Member member = MemberAt(place->first, place->second);
+    member.settings.port = SplitPort(place->first)->port;
+    member.name = name;
+    return member;
 }
 
 std::variant<Hosts, Mistakes> FleetFile::Select(const Selection& selection) const

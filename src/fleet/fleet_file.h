@@ -86,6 +86,9 @@ public:
     /// a host that the file does not have, the defaults. The member has the name as given.
     Member Resolve(std::string_view name) const;
 
+    /// Whether the file has the host, so named.
+    bool Has(std::string_view name) const { return PlaceOf(name) != places_.end(); }
+
     /// The names of the selected hosts, in the order of the file; or which group or label there is
     /// none of.
     std::variant<Hosts, Mistakes> Select(const Selection& selection) const;
@@ -107,7 +110,10 @@ private:
         std::optional<std::size_t> own;    ///< Into hosts_.
     };
 
+    using Places = std::map<std::string, Place, std::less<>>;
+
     Member MemberAt(const std::string& name, const Place& place) const;
+    Places::const_iterator PlaceOf(std::string_view name) const;
     const std::string* Pin(const std::string& pinsFrom, const std::string& host) const;
 
     std::string path_;
@@ -115,7 +121,7 @@ private:
     std::vector<Part> groups_;
     std::vector<Part> hosts_;
     Hosts names_;
-    std::map<std::string, Place, std::less<>> places_;
+    Places places_;
     std::map<std::string, std::string, std::less<>> withoutPort_;  ///< The first name of each host.
     std::map<std::string, std::map<std::string, std::string, std::less<>>> pins_;
 };

@@ -182,7 +182,7 @@ PkgConfigFindsTheLibraryForCpp() {
 # uses_every_header PROGRAM: made of tests/install/crowded_host.
 uses_every_header() {
     uses_only "$prefix/$LIBDIR" "$1"
-    expect_same "type 1 told, no connection, health unknown" "$(bare "$1")"
+    expect_same "type 1 told, no connection, no pin, no session, health unknown" "$(bare "$1")"
 }
 
 PkgConfigServesEveryHeaderToAHostWithFoldersLikeOurs() {

@@ -198,3 +198,13 @@ Selection SelectSupply(const Target& target, std::uint8_t number, const Limits& 
 }
 
 }  // namespace Tulvo::Enclosures
+
+namespace Tulvo {
+
+std::variant<std::string, Failure> ReadServerPin(const std::string& host, std::uint16_t port,
+                                                 const CallLimit& limit)
+{
+    return Test::FakeEnclosure::Current().pin(host, port, limit);
+}
+
+}  // namespace Tulvo

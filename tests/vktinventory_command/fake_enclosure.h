@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
-/// An enclosure for tests of the command: the two calls that it makes, replaced at link time by
+/// An enclosure for tests of the command: the calls that it makes, replaced at link time by
 /// what a test says. A test fills FakeEnclosure::Current() and runs the command against it.
 #ifndef TESTS_VKTINVENTORY_COMMAND_FAKE_ENCLOSURE_H
 #define TESTS_VKTINVENTORY_COMMAND_FAKE_ENCLOSURE_H
@@ -10,9 +10,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <variant>
 
 #include "common/failure/failure.h"
 #include "module/vkt/vkt_enclosure/read_enclosure.h"
+#include "module/vkt/vkt_https/server_pin.h"
 
 namespace Tulvo::Test {
 
@@ -54,6 +56,10 @@ struct FakeEnclosure
     std::optional<Failure> selectionFailure;
     std::function<void()> onRead = [] {};
     std::function<void(const Enclosures::Target&)> whileReading = [](const Enclosures::Target&) {};
+    /// What a host shows of its key.
+    std::function<std::variant<std::string, Failure>(const std::string& host, std::uint16_t port,
+                                                     const CallLimit& limit)>
+        pin;
 
     // What the command asked, of several the last.
     std::optional<Enclosures::Target> asked;

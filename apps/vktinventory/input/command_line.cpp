@@ -531,10 +531,12 @@ void RequireFittingFormat(const Options& options, const Flags& flags)
     }
 }
 
-/// Of JSON that was read before nobody is asked, and a page has one format.
+/// Of JSON that was read before nobody is asked; a page has one format, and so have pins, which are
+/// no matter of trust.
 void RefuseFlagsForAnotherUse(const CLI::App& app, const Options& options)
 {
     const bool page = options.command->action == Action::kMakePage;
+    const bool pins = options.command->action == Action::kPins;
     for (const CLI::Option* option : app.get_options()) {
         const std::string& group = option->get_group();
         const bool asks = group == kConnection || group == kSeveral || group == kIpmiOnly ||
@@ -547,6 +549,10 @@ void RefuseFlagsForAnotherUse(const CLI::App& app, const Options& options)
         }
         if (page && option->check_lname("format")) {
             throw CLI::ValidationError(option->get_name(), "does not go with page");
+        }
+        if (pins && (group == kIpmiOnly || group == kHttpsOnly || option->check_lname("format") ||
+                     option->check_lname("every"))) {
+            throw CLI::ValidationError(option->get_name(), "does not go with pins");
         }
         if (asks && !options.pageFrom.empty()) {
             throw CLI::ValidationError(option->get_name(), "does not go with --from");

@@ -169,6 +169,20 @@ Targets::Targets(const Options& options, const Secrets& secrets) : many_(NameSev
     targets_ = Right(Fleet::TargetsOf(members_, passwords));
 }
 
+Targets::Targets(const Options& options) : many_(NameSeveral(options))
+{
+    const Fleet::FleetFile fleet = FleetFor(options, true);
+    for (const std::string& host : HostsOf(options, fleet)) {
+        Fleet::Member& member = members_.emplace_back(fleet.Resolve(host));
+        member.settings = Fleet::Over(options.settings, member.settings);
+        member.settings.password.reset();
+        member.settings.trust.reset();
+        member.settings.https = member.settings.https.value_or(!fleet.Has(host));
+    }
+    Fleet::Passwords none;
+    targets_ = Right(Fleet::TargetsOf(members_, none));
+}
+
 bool Targets::TrustAnybody() const
 {
     return std::any_of(targets_.begin(), targets_.end(), [](const Enclosures::Target& target) {

@@ -44,6 +44,10 @@ class Targets
 public:
     /// Throws WrongUsage, with every mistake of the fleet file.
     Targets(const Options& options, const Secrets& secrets);
+    /// For whoever logs in nowhere: no password is asked for, nobody is trusted, and no file that
+    /// the fleet file names is read. A host of which nobody says the interface is one over HTTPS,
+    /// unless the fleet file has it. Throws WrongUsage.
+    explicit Targets(const Options& options);
 
     /// Whether they were named in a way that may name several.
     bool AreMany() const { return many_; }

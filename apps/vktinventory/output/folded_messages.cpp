@@ -2,6 +2,7 @@
 #include "apps/vktinventory/output/folded_messages.h"
 
 #include <string_view>
+#include <utility>
 
 #include "apps/vktinventory/outcome.h"
 #include "fleet/host_folding.h"
@@ -39,8 +40,13 @@ void FoldedMessages::Add(const Report& report)
         return;
     }
     for (const std::string& message : Messages(report)) {
-        hosts_[WithoutPlace(message, report.enclosure.source.host)].push_back(report.host);
+        Add(report.host, report.enclosure.source.host, message);
     }
+}
+
+void FoldedMessages::Add(const std::string& host, const std::string& place, std::string message)
+{
+    hosts_[WithoutPlace(std::move(message), place)].push_back(host);
 }
 
 std::vector<std::string> FoldedMessages::Take()

@@ -15,6 +15,9 @@ class FoldedMessages
 {
 public:
     void Add(const Report& report);
+    /// @param host  as it was named.
+    /// @param place where it was tried, as the message may have it.
+    void Add(const std::string& host, const std::string& place, std::string message);
 
     /// "enc[001-016]: no answer in time: ..."; the next ones begin anew.
     std::vector<std::string> Take();

@@ -14,11 +14,12 @@ namespace Tulvo {
 
 class LogInGate;
 
+/// When a call ends at the latest, and what ends it before.
 struct CallLimit
 {
-    using Clock = std::chrono::steady_clock;
+    using Clock = std::chrono::steady_clock;  ///< Of all times here.
 
-    Clock::time_point until;
+    Clock::time_point until;    ///< The call has returned by then, or soon after.
     std::stop_token stop = {};  ///< Ends the call at once when stop is requested.
     /// Of a call that looks for the peer: when it has to have answered. Not set: any time.
     std::optional<Clock::time_point> firstAnswer = {};
@@ -32,6 +33,7 @@ struct CallLimit
     {
         return firstAnswer ? std::min(*firstAnswer, until) : until;
     }
+    /// Whether the call has to end now.
     bool Over() const { return stop.stop_requested() || Clock::now() >= until; }
 };
 

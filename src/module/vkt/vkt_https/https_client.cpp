@@ -186,6 +186,24 @@ std::optional<Failure> HttpsClient::LookUpServer(const CallLimit& limit)
     return std::nullopt;
 }
 
+std::optional<Failure> HttpsClient::ShakeHands(const CallLimit& limit)
+{
+    if (auto failure = LookUpServer({limit.UntilFirstAnswer(), limit.stop})) {
+        return failure;
+    }
+    const HttpRequest nothing{.limit = &limit};
+    CurlOptions options(handle_.get());
+    options.Set(CURLOPT_URL, origin_.c_str()).Set(CURLOPT_CONNECT_ONLY, 1L);
+    SetTimes(options, nothing);
+    const CURLcode result = Perform(nothing, options);
+    transfer_.reset();
+    if (result != CURLE_OK) {
+        return Blame(result, false);
+    }
+    return proof_.Pin().empty() ? std::optional(FailureOf(CURLE_SSL_CERTPROBLEM, false))
+                                : std::nullopt;
+}
+
 void HttpsClient::Abandon()
 {
     static_cast<void>(handle_.release());

@@ -59,6 +59,10 @@ public:
     /// threads; without it libcurl starts one a connection.
     std::optional<Failure> LookUpServer(const CallLimit& limit);
 
+    /// Looks the server up and connects, until it has shown its key; nothing is requested then or
+    /// later.
+    std::optional<Failure> ShakeHands(const CallLimit& limit);
+
     /// Whether a request that can be finished later was sent, and its reply not waited for.
     bool IsUnfinished() const { return isUnfinished_; }
 

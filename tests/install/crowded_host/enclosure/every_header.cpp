@@ -13,8 +13,11 @@
 #include "common/log/log.h"
 #include "common/platform/sleep.h"
 #include "module/ipmi/ipmi_client/ipmi_client.h"
+#include "module/ipmi/ipmi_client/rmcp_transport.h"
 #include "module/vkt/vkt_enclosure/health.h"
 #include "module/vkt/vkt_enclosure/read_enclosure.h"
+#include "module/vkt/vkt_https/https_transport.h"
+#include "module/vkt/vkt_https/server_pin.h"
 #include "module/vkt/vkt_https/vkt_https.h"
 #include "module/vkt/vkt_info/vkt_info.h"
 #include "module/vkt/vkt_inventory/vkt_inventory.h"
@@ -39,6 +42,12 @@ int main()
         Tulvo::VKTInfo(&https).GetVktType(moduleType) == Tulvo::VKT_INFO_SUCCESS;
     std::cout << "type " << moduleType << (typeIsTold ? " told, " : " not told, ")
               << (ipmi.connect() == Tulvo::CONNECTION_CONNECTED ? "connected" : "no connection");
+    const Tulvo::CallLimit over{Tulvo::CallLimit::Clock::now()};
+    const auto pin = Tulvo::ReadServerPin("", 0, over);
+    std::cout << (std::get_if<Tulvo::Failure>(&pin) != nullptr ? ", no pin" : ", a pin");
+    const bool opened = !Tulvo::MakeHttpsTransport({})->Open(over).failure ||
+                        !Tulvo::MakeRmcpTransport({})->Open(over).failure;
+    std::cout << (opened ? ", a session" : ", no session");
     const auto enclosure = Tulvo::Enclosures::ReadEnclosure({.host = ""}, {}, {});
     std::cout << ", health " << KeyOf(Judge(enclosure).status) << "\n";
 }
