@@ -4,16 +4,20 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <initializer_list>
+#include <stop_token>
 #include <string>
+#include <utility>
 #include <variant>
 
-#include "apps/vkt_exporter/exporter.h"
 #include "apps/vkt_exporter/log_lines.h"
+#include "apps/vkt_exporter/service.h"
 #include "apps/vkt_exporter/web/http_server.h"
+#include "apps/vkt_exporter/web/web_files.h"
 #include "common/log/log.h"
 
 namespace Tulvo::Exporter {
@@ -76,27 +80,64 @@ std::variant<std::string, Fleet::Mistake> FleetPathOf(const CommandLine& line)
     return Fleet::Mistake{"there is no fleet file at " + tried + "; name one with --fleet"};
 }
 
-ExitCode Check(const std::string& fleetFile)
+/// The server takes changes of this file by itself; here its mistakes are found.
+Fleet::Mistakes MistakesInWebFile(const std::string& path)
 {
+    try {
+        if (!path.empty()) {
+            ReadWebSettings(path);
+        }
+        return {};
+    } catch (const BadWebConfig& mistake) {
+        return {{mistake.what()}};
+    }
+}
+
+/// All files of the program, or the mistakes in them.
+std::variant<SharedConfiguration, Fleet::Mistakes> LoadFiles(const std::string& fleetFile,
+                                                             const std::string& webConfigFile,
+                                                             const std::stop_token& stop)
+{
+    Fleet::Mistakes mistakes = MistakesInWebFile(webConfigFile);
+    auto loaded = LoadConfiguration(fleetFile, stop);
+    if (auto* const more = std::get_if<Fleet::Mistakes>(&loaded)) {
+        more->insert(more->begin(), mistakes.begin(), mistakes.end());
+        return loaded;
+    }
+    return mistakes.empty() ? std::move(loaded) : mistakes;
+}
+
+/// No password command is run.
+ExitCode Check(const std::string& fleetFile, const std::string& webConfigFile)
+{
+    Fleet::Mistakes mistakes = MistakesInWebFile(webConfigFile);
     const auto fleet = Fleet::FleetFile::Load(fleetFile, ReadingOfFleet());
-    if (const auto* const mistakes = std::get_if<Fleet::Mistakes>(&fleet)) {
-        Complain(*mistakes);
+    if (const auto* const more = std::get_if<Fleet::Mistakes>(&fleet)) {
+        mistakes.insert(mistakes.end(), more->begin(), more->end());
+    }
+    if (!mistakes.empty()) {
+        Complain(mistakes);
         return ExitCode::kCannotRun;
     }
     Log(kNotice, __FILE__, __LINE__).Stream()
-        << fleetFile << " has no mistake, and "
+        << "no mistake was found; " << fleetFile << " has "
         << std::get<Fleet::FleetFile>(fleet).HostNames().size() << " hosts";
     return ExitCode::kEndedOnRequest;
 }
 
-void WaitForEnd(Exporter& exporter, const sigset_t& signals)
+bool HasTls(const std::string& webConfigFile)
+{
+    return !webConfigFile.empty() && ReadWebSettings(webConfigFile).tls != nullptr;
+}
+
+void WaitForEnd(Service& service, const sigset_t& signals)
 {
     for (;;) {
         int signal = 0;
         if (sigwait(&signals, &signal) == 0 && signal != SIGHUP) {
             return;
         }
-        exporter.Reload([](const Fleet::Mistakes&) {});
+        service.Reload([](const Fleet::Mistakes&) {});
     }
 }
 
@@ -104,8 +145,8 @@ ExitCode Serve(const CommandLine& line, const std::string& fleetFile)
 {
     // A command for a password may take its time; whoever ends the program then does so at once.
     Block(Signals({SIGHUP}));
-    const auto load = [&fleetFile](const std::stop_token& stop) {
-        return LoadConfiguration(fleetFile, stop);
+    const auto load = [&line, &fleetFile](const std::stop_token& stop) {
+        return LoadFiles(fleetFile, line.webConfigFile, stop);
     };
     auto first = load({});
     if (const auto* const mistakes = std::get_if<Fleet::Mistakes>(&first)) {
@@ -114,21 +155,25 @@ ExitCode Serve(const CommandLine& line, const std::string& fleetFile)
     }
     const sigset_t signals = Signals({SIGTERM, SIGINT, SIGHUP});
     Block(signals);
-    Exporter exporter({line.maxInFlight, line.timeoutOffset, line.enableLifecycle},
-                      std::move(std::get<SharedConfiguration>(first)), load);
+    Service service({line.maxInFlight, line.timeoutOffset, line.enableLifecycle},
+                    std::move(std::get<SharedConfiguration>(first)), load);
     HttpServerOptions options;
     options.listenAddress = line.listenAddress;
+    options.webConfigFile = line.webConfigFile;
+    options.maxConnections = std::max(options.maxConnections, 2 * line.maxInFlight);
     options.warn = [](const std::string& what) {
         Log(kWarning, __FILE__, __LINE__).Stream() << what;
     };
-    HttpServer server(options, [&exporter](const HttpRequest& request, const Respond& respond) {
-        exporter.Handle(request, respond);
+    HttpServer server(options, [&service](const HttpRequest& request, const Respond& respond) {
+        service.Handle(request, respond);
     });
-    Log(kNotice, __FILE__, __LINE__).Stream() << "listening on http://" << server.Address();
-    WaitForEnd(exporter, signals);
+    Log(kNotice, __FILE__, __LINE__).Stream()
+        << "listening on " << (HasTls(line.webConfigFile) ? "https://" : "http://")
+        << server.Address();
+    WaitForEnd(service, signals);
     Log(kNotice, __FILE__, __LINE__).Stream() << "ending on request";
     server.Stop();
-    if (!exporter.Stop(kLogOutLimit)) {
+    if (!service.Stop(kLogOutLimit)) {
         Log(kError, __FILE__, __LINE__).Stream() << "a read did not end in time; ending without it";
         _exit(static_cast<int>(ExitCode::kCannotRun));
     }
@@ -150,7 +195,7 @@ ExitCode Run(const CommandLine& line)
         return ExitCode::kCannotRun;
     }
     const auto& path = std::get<std::string>(fleetFile);
-    return line.configCheck ? Check(path) : Serve(line, path);
+    return line.configCheck ? Check(path, line.webConfigFile) : Serve(line, path);
 }
 
 }  // namespace Tulvo::Exporter

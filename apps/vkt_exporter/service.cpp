@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vkt_exporter/exporter.h"
+#include "apps/vkt_exporter/service.h"
 
 #include <algorithm>
 #include <iterator>
@@ -88,24 +88,24 @@ double SecondsSinceEpoch()
 
 }  // namespace
 
-struct Exporter::Route
+struct Service::Route
 {
     std::string_view path;
     std::string_view methods;  ///< As in the field Allow.
-    void (Exporter::*answer)(const HttpRequest& request, const Respond& respond);
+    void (Service::*answer)(const HttpRequest& request, const Respond& respond);
 };
 
-const Exporter::Route Exporter::kRoutes[] = {
-    {"/", "GET, HEAD", &Exporter::FrontPage},
-    {"/probe", "GET, HEAD", &Exporter::Probe},
-    {"/sd", "GET, HEAD", &Exporter::Discovery},
-    {"/metrics", "GET, HEAD", &Exporter::OwnMetrics},
-    {"/-/healthy", "GET, HEAD", &Exporter::Healthy},
-    {"/-/ready", "GET, HEAD", &Exporter::Ready},
-    {"/-/reload", "POST", &Exporter::ReloadOnRequest},
+const Service::Route Service::kRoutes[] = {
+    {"/", "GET, HEAD", &Service::FrontPage},
+    {"/probe", "GET, HEAD", &Service::Probe},
+    {"/sd", "GET, HEAD", &Service::Discovery},
+    {"/metrics", "GET, HEAD", &Service::OwnMetrics},
+    {"/-/healthy", "GET, HEAD", &Service::Healthy},
+    {"/-/ready", "GET, HEAD", &Service::Ready},
+    {"/-/reload", "POST", &Service::ReloadOnRequest},
 };
 
-Exporter::Exporter(const ExporterOptions& options, SharedConfiguration first, Load load)
+Service::Service(const ServiceOptions& options, SharedConfiguration first, Load load)
     : options_(options),
       load_(std::move(load)),
       reader_(
@@ -120,7 +120,7 @@ Exporter::Exporter(const ExporterOptions& options, SharedConfiguration first, Lo
     TakeOver(std::move(first));
 }
 
-void Exporter::Handle(const HttpRequest& request, const Respond& respond)
+void Service::Handle(const HttpRequest& request, const Respond& respond)
 {
     const auto* const route =
         std::find_if(std::begin(kRoutes), std::end(kRoutes),
@@ -138,13 +138,13 @@ void Exporter::Handle(const HttpRequest& request, const Respond& respond)
     (this->*route->answer)(request, respond);
 }
 
-void Exporter::FrontPage(const HttpRequest& /*request*/, const Respond& respond)
+void Service::FrontPage(const HttpRequest& /*request*/, const Respond& respond)
 {
     respond({200, "text/html; charset=utf-8", FrontPageOf(Current()->fleet.HostNames().size()),
              FrontPageHeaders()});
 }
 
-void Exporter::Probe(const HttpRequest& request, const Respond& respond)
+void Service::Probe(const HttpRequest& request, const Respond& respond)
 {
     const Clock::time_point begin = Clock::now();
     const auto parsed = ParseProbe(request, options_.timeoutOffset);
@@ -169,12 +169,12 @@ void Exporter::Probe(const HttpRequest& request, const Respond& respond)
                });
 }
 
-void Exporter::Discovery(const HttpRequest& /*request*/, const Respond& respond)
+void Service::Discovery(const HttpRequest& /*request*/, const Respond& respond)
 {
     respond({200, "application/json", Current()->discovery, {}});
 }
 
-void Exporter::OwnMetrics(const HttpRequest& /*request*/, const Respond& respond)
+void Service::OwnMetrics(const HttpRequest& /*request*/, const Respond& respond)
 {
     const Reads::Counts counts = reads_.Now();
     metrics_.readsInFlight.Set(static_cast<double>(counts.inFlight));
@@ -182,17 +182,17 @@ void Exporter::OwnMetrics(const HttpRequest& /*request*/, const Respond& respond
     respond({200, std::string(kExpositionType), metrics_.Text(), {}});
 }
 
-void Exporter::Healthy(const HttpRequest& /*request*/, const Respond& respond)
+void Service::Healthy(const HttpRequest& /*request*/, const Respond& respond)
 {
     respond(Plain(200, "healthy"));
 }
 
-void Exporter::Ready(const HttpRequest& /*request*/, const Respond& respond)
+void Service::Ready(const HttpRequest& /*request*/, const Respond& respond)
 {
     respond(Plain(200, "ready"));
 }
 
-void Exporter::ReloadOnRequest(const HttpRequest& /*request*/, const Respond& respond)
+void Service::ReloadOnRequest(const HttpRequest& /*request*/, const Respond& respond)
 {
     if (!options_.enableLifecycle) {
         return respond(Plain(403,
@@ -211,7 +211,7 @@ void Exporter::ReloadOnRequest(const HttpRequest& /*request*/, const Respond& re
     });
 }
 
-void Exporter::Reload(const Reloaded& reloaded)
+void Service::Reload(const Reloaded& reloaded)
 {
     background_.Post([this, reloaded](const std::stop_token& stop) {
         auto loaded = load_(stop);
@@ -233,13 +233,13 @@ void Exporter::Reload(const Reloaded& reloaded)
     });
 }
 
-SharedConfiguration Exporter::Current() const
+SharedConfiguration Service::Current() const
 {
     const std::lock_guard lock(mutex_);
     return current_;
 }
 
-void Exporter::TakeOver(SharedConfiguration configuration)
+void Service::TakeOver(SharedConfiguration configuration)
 {
     const Fleet::Hosts& names = configuration->fleet.HostNames();
     reader_.Refused().KeepOnly({names.begin(), names.end()});
@@ -251,8 +251,8 @@ void Exporter::TakeOver(SharedConfiguration configuration)
 }
 
 /// A command may be what knows that the password has changed; all else is read at every scrape.
-void Exporter::RenewPassword(const SharedConfiguration& configuration,
-                             const Fleet::PasswordSource& source)
+void Service::RenewPassword(const SharedConfiguration& configuration,
+                            const Fleet::PasswordSource& source)
 {
     const auto* const command = std::get_if<Fleet::PasswordCommand>(&source);
     if (command == nullptr) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
 /// The program between its HTTP server and its reads.
-#ifndef APPS_VKT_EXPORTER_EXPORTER_H
-#define APPS_VKT_EXPORTER_EXPORTER_H
+#ifndef APPS_VKT_EXPORTER_SERVICE_H
+#define APPS_VKT_EXPORTER_SERVICE_H
 
 #include <chrono>
 #include <cstddef>
@@ -25,7 +25,7 @@
 
 namespace Tulvo::Exporter {
 
-struct ExporterOptions
+struct ServiceOptions
 {
     std::size_t maxInFlight = 512;
     std::chrono::milliseconds timeoutOffset{500};
@@ -33,7 +33,7 @@ struct ExporterOptions
 };
 
 /// Answers requests: reads enclosures, lists them, tells about itself, reads its files again.
-class Exporter
+class Service
 {
 public:
     /// Reads the program's files.
@@ -43,10 +43,10 @@ public:
     using Reloaded = std::function<void(const Fleet::Mistakes& mistakes)>;
 
     /// @param first what `load` has given.
-    Exporter(const ExporterOptions& options, SharedConfiguration first, Load load);
-    Exporter(const Exporter&) = delete;
-    Exporter& operator=(const Exporter&) = delete;
-    ~Exporter() = default;
+    Service(const ServiceOptions& options, SharedConfiguration first, Load load);
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+    ~Service() = default;
 
     /// Answers at once, or later from another thread. Does not wait.
     void Handle(const HttpRequest& request, const Respond& respond);
@@ -75,7 +75,7 @@ private:
     void RenewPassword(const SharedConfiguration& configuration,
                        const Fleet::PasswordSource& source);
 
-    const ExporterOptions options_;
+    const ServiceOptions options_;
     const Load load_;
     ExporterMetrics metrics_;
     mutable std::mutex mutex_;
