@@ -44,11 +44,13 @@ ordinary_user() {
     setpriv --reuid=nobody --regid=nogroup --clear-groups --no-new-privs \
         env -i PATH=/usr/bin:/bin IPMI_PASSWORD="${IPMI_PASSWORD-}" "$@"
 }
-cat >simulator <<'EOT'
+for name in simulator exporter; do
+    cat >$name <<EOT
 #!/bin/sh
-exec setpriv --reuid=nobody --regid=nogroup --clear-groups --no-new-privs vkt-simulator "$@"
+exec setpriv --reuid=nobody --regid=nogroup --clear-groups --no-new-privs vkt-$name "\$@"
 EOT
-chmod +x simulator
+    chmod +x $name
+done
 trap stop_simulator EXIT
 
 names=$(for file in *.deb; do dpkg-deb --field "$file" Package; done)
@@ -142,6 +144,40 @@ show_reads_the_simulator() {
     stop_simulator
 }
 
+# fetch HOST:PORT PATH: by the Perl that every Debian has.
+fetch() {
+    perl -MIO::Socket::INET -e '$s = IO::Socket::INET->new($ARGV[0]) or die "$!";
+        print $s "GET $ARGV[1] HTTP/1.0\r\nHost: localhost\r\n\r\n"; print while <$s>' "$@"
+}
+
+# As the service has it: a fleet file of root's, the password as a credential.
+exporter_serves_the_simulator() {
+    start_simulator ./simulator healthy-vkt2-fe-2
+    mkdir credentials
+    printf '%s\n' "$IPMI_PASSWORD" >credentials/fleet.password
+    chown -R nobody credentials
+    chmod 400 credentials/fleet.password
+    printf '[defaults]\nuser = "%s"\npassword-file = "fleet.password"\n[[group]]\nname = "rack1"\nhosts = ["%s:%s"]\n' \
+        "$simulator_user" "$simulator_host" "$simulator_port" >fleet.toml
+    CREDENTIALS_DIRECTORY=$PWD/credentials ./exporter --fleet fleet.toml \
+        --web.listen-address 127.0.0.1:0 2>exporter.log &
+    exporter=$!
+    tries=100
+    until grep -q 'listening on' exporter.log; do
+        tries=$((tries - 1))
+        [ $tries -gt 0 ] || fail "vkt-exporter does not listen: $(cat exporter.log)"
+        sleep 0.1
+    done
+    output=$(fetch "$(sed -n 's/.*listening on http:\/\/\([^"]*\)".*/\1/p' exporter.log)" \
+        "/probe?target=$simulator_host:$simulator_port")
+    kill $exporter
+    wait $exporter || fail "vkt-exporter does not end well: $(cat exporter.log)"
+    expect_contains "$output" 'serial_number="J30ABC12"'
+    printf '  vkt-exporter: %s series of an enclosure, with the right serial number\n' \
+        "$(printf '%s\n' "$output" | grep -c '^vkt_')"
+    stop_simulator
+}
+
 simulator_without_ipmi_sim_says_so() {
     mv /usr/bin/ipmi_sim /usr/bin/ipmi_sim.hidden
     output=$(ordinary_user timeout 60 vkt-simulator --scenario healthy-first 2>&1) &&
@@ -169,5 +205,6 @@ files_have_right_modes
 documentation_is_there
 versions_are_the_packages
 show_reads_the_simulator
+exporter_serves_the_simulator
 simulator_without_ipmi_sim_says_so
 leaves_no_trace

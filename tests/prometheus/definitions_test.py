@@ -39,12 +39,12 @@ def dashboard_panels():
     return [p for p in json.loads(DASHBOARD.read_text())["panels"] if p["type"] != "row"]
 
 
-def dashboard_expressions():
+def dashboard_expressions(instance="enc001"):
     """As Grafana asks them, its variables filled in."""
     for panel in dashboard_panels():
         for target in panel["targets"]:
             expression = target["expr"].replace("$__rate_interval", "1m")
-            yield expression.replace("$job", "vkt").replace("$instance", "enc001")
+            yield expression.replace("$job", "vkt").replace("$instance", instance)
 
 
 def documented_metrics():
