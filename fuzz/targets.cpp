@@ -18,6 +18,7 @@ const std::vector<Target>& OtherTargets()
         {"HttpsReply", 1024, RunHttpsReply, HttpsReplySeeds},
         {"HttpsHeader", 1024, RunHttpsHeader, HttpsHeaderSeeds},
         {"ConfigFile", 20'000, RunConfigFile, ConfigFileSeeds},
+        {"WebConfig", 4096, RunWebConfig, WebConfigSeeds},
         {"ScenarioFile", 20'000, RunScenarioFile, ScenarioFileSeeds},
         {"LogText", 512, RunLogText, LogTextSeeds},
         {"EnclosureRequest", 1024, RunEnclosureRequest, EnclosureRequestSeeds},

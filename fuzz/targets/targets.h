@@ -25,6 +25,10 @@ std::vector<Bytes> HttpsHeaderSeeds();
 void RunConfigFile(Input input);
 std::vector<Bytes> ConfigFileSeeds();
 
+/// The exporter's TLS and users.
+void RunWebConfig(Input input);
+std::vector<Bytes> WebConfigSeeds();
+
 void RunScenarioFile(Input input);
 std::vector<Bytes> ScenarioFileSeeds();
 
