@@ -100,6 +100,35 @@ TEST_F(Diff, NamesHostObjectAndFieldWithOldAndNewValue)
            "enc1 Node 3 powerState: \"on\" -> \"off\"\n");
 }
 
+TEST_F(Diff, TellsTheCodeOfAStateOnlyWhereTheWordIsTheSame)
+{
+    const auto node = [](const char* state, int code) {
+        Json json = Healthy();
+        json["nodes"][0]["powerState"] = state;
+        json["nodes"][0]["code"] = code;
+        return json;
+    };
+    Expect(Compare(node("on", 3), node("off", 0)), ExitCode::kSomeQueriesFailed,
+           "enc1 Node 1 powerState: \"on\" -> \"off\"\n");
+    Expect(Compare(node("unknown", 8), node("unknown", 9)), ExitCode::kSomeQueriesFailed,
+           "enc1 Node 1 code: 8 -> 9\n");
+}
+
+TEST_F(Diff, TellsOfHostsInTheirOrder)
+{
+    std::string before;
+    std::string after;
+    for (const char* const host : {"enc10", "enc9", "enc1", "enc2"}) {
+        Json json = Healthy(host);
+        before += json.dump() + "\n";
+        json["identity"]["name"] = "moved";
+        after.insert(0, json.dump() + "\n");
+    }
+    const std::string moved = " identity.name: \"Chassis A\" -> \"moved\"\n";
+    Expect(Compare(before, after), ExitCode::kSomeQueriesFailed,
+           "enc1" + moved + "enc2" + moved + "enc9" + moved + "enc10" + moved);
+}
+
 TEST_F(Diff, TellsAPulledSupplyInOneLine)
 {
     const Json after = Shown("enc1", [](FakeEnclosure& fake) {

@@ -76,6 +76,24 @@ TEST_F(Many, FoldsEqualHealthAndBeginsWithTheWorst)
               "  enc[1,5-7]  ok\n");
 }
 
+TEST_F(Many, GivesWholeLinesToHostsBesideWhichNothingStands)
+{
+    for (const char* const host : {"enc09", "enc17", "enc23", "enc31", "enc38"}) {
+        Record(host).powerSupplies[0].powerGood = false;
+    }
+    EXPECT_EQ(RunOn("enc[01-40]", {"health"}).out,
+              "  enc[09,17,23,31,38]  critical  PSU1 has no good power\n"
+              "  enc[01-08,10-16,18-22,24-30,32-37,39-40]  ok\n");
+    for (const char* const host : {"enc12", "enc14", "enc26", "enc28", "enc33", "enc35", "enc02"}) {
+        Record(host).powerSupplies[0].powerGood = false;
+    }
+    EXPECT_EQ(RunOn("enc[01-54,70,80,82,84,86,88]", {"health"}).out,
+              "  enc[02,09,12,14,17,23,26,28]  critical  PSU1 has no good power\n"
+              "  enc[31,33,35,38]\n"
+              "  enc[01,03-08,10-11,13,15-16,18-22,24-25,27,29-30,32,34,36-37,39-54,70,80]  ok\n"
+              "  enc[82,84,86,88]\n");
+}
+
 TEST_F(Many, CountsWhatIsUnreadWhereItIsMuch)
 {
     const Unread silence(Cause::kTimedOut, "no answer");
@@ -90,7 +108,7 @@ TEST_F(Many, CountsWhatIsUnreadWhereItIsMuch)
 TEST_F(Many, DividesHostsThatFillALineIntoSeveralPatterns)
 {
     std::string odd;
-    for (int host = 1; host < 80; host += 2) {
+    for (int host = 1; host < 160; host += 2) {
         odd += (odd.empty() ? "enc" : ",enc") + std::to_string(host);
     }
     const auto lines = LinesOf(RunOn(odd, {"health"}).out);

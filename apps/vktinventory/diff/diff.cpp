@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -135,6 +136,14 @@ bool IsCompared(const Field& field)
            (field.places & (ofModule ? Enclosures::kInCsv : Enclosures::kInJson)) != 0;
 }
 
+/// Whether `code` is the number that `state`, the field before it, is a word for. Where the word
+/// has changed nobody needs to be told of the number.
+bool IsCodeOf(const Field& code, const Field* state)
+{
+    return state != nullptr && &code == state + 1 && state->kind == Enclosures::Kind::kState &&
+           code.places == Enclosures::kInJson;
+}
+
 class Comparison
 {
 public:
@@ -203,8 +212,9 @@ private:
                 const Json& first, const Reading& after, const Json& second)
     {
         std::string_view told;
+        const Field* different = nullptr;
         for (const Field& field : Enclosures::Fields()) {
-            if (field.object != thing.kind || !IsCompared(field)) {
+            if (field.object != thing.kind || !IsCompared(field) || IsCodeOf(field, different)) {
                 continue;
             }
             const Json* const one = At(first, field.path);
@@ -224,6 +234,7 @@ private:
             } else if (*one != *other) {
                 Different(host, thing.Name() + " " + std::string(field.path),
                           Shown(*one) + " -> " + Shown(*other));
+                different = &field;
                 if (field.path == "present") {
                     return;  // The rest of a supply comes and goes with it.
                 }
@@ -263,6 +274,10 @@ std::vector<Entry> ReadingsOf(const std::string& file)
                  "compared; left out: " +
                  std::to_string(leftOut));
     }
+    // JSON Lines come in the order in which enclosures were read, another one each time.
+    std::sort(entries.begin(), entries.end(), [](const Entry& one, const Entry& other) {
+        return strverscmp(one.host.c_str(), other.host.c_str()) < 0;
+    });
     return entries;
 }
 

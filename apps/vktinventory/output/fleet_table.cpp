@@ -25,6 +25,8 @@ using Enclosures::ObjectKind;
 
 /// More hosts than fit here stand on several lines.
 constexpr std::size_t kHostWidth = 30;
+/// The same of hosts beside which nothing stands but "ok".
+constexpr std::size_t kHostWidthAlone = 74;
 
 /// So many values that could not be read are named; more are counted.
 constexpr std::size_t kMostUnread = 3;
@@ -37,17 +39,39 @@ GridCell HostCell(const Report& report)
     return {Text::PrintableAscii(report.host)};
 }
 
-/// Patterns that name all of the hosts, none wider than the column unless it is of one host.
-void AppendFolded(std::span<const std::string> hosts, std::vector<std::string>& lines)
+/// How many of the first hosts one pattern of that width names; one host may be wider.
+std::size_t CountWithin(std::size_t width, std::span<const std::string> hosts)
 {
-    std::string folded = Fleet::FoldHosts(hosts);
-    if (folded.size() <= kHostWidth || hosts.size() == 1) {
-        lines.push_back(Text::PrintableAscii(folded));
-        return;
+    const auto fit = [&](std::size_t count) {
+        return Fleet::FoldHosts(hosts.first(count)).size() <= width;
+    };
+    std::size_t fitting = 1;
+    std::size_t next = std::min<std::size_t>(2, hosts.size());
+    while (next > fitting && fit(next)) {
+        fitting = next;
+        next = std::min(2 * next, hosts.size());
     }
-    const std::size_t half = hosts.size() / 2;
-    AppendFolded(hosts.first(half), lines);
-    AppendFolded(hosts.subspan(half), lines);
+    while (fitting + 1 < next) {
+        const std::size_t middle = fitting + (next - fitting) / 2;
+        (fit(middle) ? fitting : next) = middle;
+    }
+    return fitting;
+}
+
+/// Patterns that name all of the hosts, none wider than that unless it is of one host.
+std::vector<std::string> Folded(std::span<const std::string> hosts, std::size_t width)
+{
+    std::string all = Fleet::FoldHosts(hosts);
+    if (all.size() <= width) {
+        return {Text::PrintableAscii(all)};
+    }
+    std::vector<std::string> lines;
+    while (!hosts.empty()) {
+        const std::size_t count = CountWithin(width, hosts);
+        lines.push_back(Text::PrintableAscii(Fleet::FoldHosts(hosts.first(count))));
+        hosts = hosts.subspan(count);
+    }
+    return lines;
 }
 
 /// What stands right of the host: severity, object and what is wrong with it.
@@ -95,16 +119,21 @@ public:
     std::string End() override
     {
         std::vector<GridRow> rows;
+        std::vector<GridRow> wideRows;
         for (const auto& [verdict, hosts] : hosts_) {
             std::vector<std::string> names;
             std::transform(hosts.begin(), hosts.end(), std::back_inserter(names),
                            [](const auto& host) { return host.second; });
-            std::vector<std::string> lines;
-            AppendFolded(names, lines);
-            AppendRows(lines, verdict.rows, rows);
+            std::vector<std::string> lines = Folded(names, kHostWidth);
+            const bool alone = verdict.rows.size() == 1 && verdict.rows.front().size() == 1;
+            if (alone && lines.size() > 1) {
+                AppendRows(Folded(names, kHostWidthAlone), verdict.rows, wideRows);
+            } else {
+                AppendRows(lines, verdict.rows, rows);
+            }
         }
         hosts_.clear();
-        return RenderGrid(rows, colour_);
+        return RenderGrid(rows, colour_) + RenderGrid(wideRows, colour_);
     }
 
 private:
