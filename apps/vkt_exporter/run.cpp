@@ -8,7 +8,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <initializer_list>
 #include <stop_token>
 #include <string>
 #include <utility>
@@ -16,6 +15,7 @@
 
 #include "apps/vkt_exporter/log_lines.h"
 #include "apps/vkt_exporter/service.h"
+#include "apps/vkt_exporter/signals.h"
 #include "apps/vkt_exporter/web/http_server.h"
 #include "apps/vkt_exporter/web/web_files.h"
 #include "common/log/log.h"
@@ -42,21 +42,6 @@ void AllowManyDescriptors()
         limit.rlim_cur = limit.rlim_max;
         setrlimit(RLIMIT_NOFILE, &limit);
     }
-}
-
-sigset_t Signals(std::initializer_list<int> numbers)
-{
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : numbers) {
-        sigaddset(&signals, number);
-    }
-    return signals;
-}
-
-void Block(const sigset_t& signals)
-{
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
 void Complain(const Fleet::Mistakes& mistakes)
@@ -120,8 +105,8 @@ ExitCode Check(const std::string& fleetFile, const std::string& webConfigFile)
         return ExitCode::kCannotRun;
     }
     Log(kNotice, __FILE__, __LINE__).Stream()
-        << "no mistake was found; " << fleetFile << " has "
-        << std::get<Fleet::FleetFile>(fleet).HostNames().size() << " hosts";
+        << "no mistake was found (hosts: " << std::get<Fleet::FleetFile>(fleet).HostNames().size()
+        << ")";
     return ExitCode::kEndedOnRequest;
 }
 
@@ -130,31 +115,20 @@ bool HasTls(const std::string& webConfigFile)
     return !webConfigFile.empty() && ReadWebSettings(webConfigFile).tls != nullptr;
 }
 
-void WaitForEnd(Service& service, const sigset_t& signals)
-{
-    for (;;) {
-        int signal = 0;
-        if (sigwait(&signals, &signal) == 0 && signal != SIGHUP) {
-            return;
-        }
-        service.Reload([](const Fleet::Mistakes&) {});
-    }
-}
-
 ExitCode Serve(const CommandLine& line, const std::string& fleetFile)
 {
-    // A command for a password may take its time; whoever ends the program then does so at once.
-    Block(Signals({SIGHUP}));
+    Signals signals;
     const auto load = [&line, &fleetFile](const std::stop_token& stop) {
         return LoadFiles(fleetFile, line.webConfigFile, stop);
     };
-    auto first = load({});
+    auto first = load(signals.StopToken());
+    if (signals.StopToken().stop_requested()) {
+        return ExitCode::kEndedOnRequest;
+    }
     if (const auto* const mistakes = std::get_if<Fleet::Mistakes>(&first)) {
         Complain(*mistakes);
         return ExitCode::kCannotRun;
     }
-    const sigset_t signals = Signals({SIGTERM, SIGINT, SIGHUP});
-    Block(signals);
     Service service({line.maxInFlight, line.timeoutOffset, line.enableLifecycle},
                     std::move(std::get<SharedConfiguration>(first)), load);
     HttpServerOptions options;
@@ -170,7 +144,7 @@ ExitCode Serve(const CommandLine& line, const std::string& fleetFile)
     Log(kNotice, __FILE__, __LINE__).Stream()
         << "listening on " << (HasTls(line.webConfigFile) ? "https://" : "http://")
         << server.Address();
-    WaitForEnd(service, signals);
+    signals.Wait([&service] { service.Reload([](const Fleet::Mistakes&) {}); });
     Log(kNotice, __FILE__, __LINE__).Stream() << "ending on request";
     server.Stop();
     if (!service.Stop(kLogOutLimit)) {

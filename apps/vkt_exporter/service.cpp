@@ -219,8 +219,8 @@ void Service::Reload(const Reloaded& reloaded)
         if (auto* const configuration = std::get_if<SharedConfiguration>(&loaded)) {
             TakeOver(std::move(*configuration));
             Log(kNotice, __FILE__, __LINE__).Stream()
-                << "the files were read again; the fleet has "
-                << Current()->fleet.HostNames().size() << " hosts";
+                << "the files were read again (hosts: " << Current()->fleet.HostNames().size()
+                << ")";
         } else {
             mistakes = std::move(std::get<Fleet::Mistakes>(loaded));
             metrics_.reloadSuccessful.Set(0);

@@ -13,6 +13,7 @@ import tempfile
 import unittest
 
 from enclosures import COMMAND, TIMEOUT, Enclosure, environment_with, run
+from exporter import LOG_INS, Exporter
 from https_test import SESSIONS, Handler, TlsModule
 from terminal_test import Terminal
 
@@ -339,6 +340,59 @@ class WhileItWaits(Silence):
                 words = over_https(module.getsockname()[1], "--insecure")
                 connection, _ = self.check_waiting(way, words, module.accept)
                 connection.close()
+
+
+class WhatTheExporterSays(Silence):
+    """With every way to a password, over every transport, to modules that take it and that do not."""
+
+    def fleet(self, *enclosures):
+        password = {
+            "file": f'password-file = "{password_file}"',
+            "text": f'password = "{PASSWORD}"',
+            "command": f'password-command = "cat {password_file}"',
+        }
+        lines, hosts = [f'[defaults]\nuser = "{USER}"'], []
+        for enclosure in enclosures:
+            rmcp, https = enclosure.endpoints["rmcp"], enclosure.endpoints["https"]
+            over_tls = f'interface = "https"\npin = "{https["pin"]}"\nauth = '
+            for host, settings in (
+                (f"127.0.0.1:{rmcp['port']}", password["file"]),
+                (f"localhost:{rmcp['port']}", password["text"] + f'\nkg = "{KG}"'),
+                (f"127.0.0.1:{https['port']}", password["command"] + "\n" + over_tls + '"basic"'),
+                (f"localhost:{https['port']}", password["file"] + "\n" + over_tls + '"session"'),
+            ):
+                hosts.append(host)
+                lines.append(f'[[host]]\nname = "{host}"\n{settings}')
+        return hosts, "\n".join(lines)
+
+    def test_of_reads_and_reloads(self):
+        file = pathlib.Path(password_file).with_name("fleet.toml")
+        with Enclosure("healthy-first", credentials=CREDENTIALS) as good, Enclosure("healthy-first") as other:
+            hosts, text = self.fleet(good, other)
+            file.write_text(text)
+            file.chmod(0o600)
+            with Exporter(file, "--log.level", "debug", preexec_fn=unlimited_core) as exporter:
+                self.check_process(exporter.process.pid)
+                for host in hosts:
+                    for page in (f"/probe?target={host}", f"/probe?target={host}&debug=true"):
+                        self.check_answer(exporter, page)
+                self.assertGreater(exporter.own(LOG_INS("none")), 0)
+                self.assertGreater(exporter.own(LOG_INS("refused")), 0)
+                for page in ("/", "/sd", "/metrics", "/probe"):
+                    self.check_answer(exporter, page)
+                for mistake in (f'pasword = "{PASSWORD}"', f'password = ["{PASSWORD}"]', f'kg = "{KG * 2}"', f'"{KG}'):
+                    file.write_text(text + "\n" + mistake)
+                    self.assertIn("the old files stay in use", exporter.reload())
+                self.check_process(exporter.process.pid)
+                limits = pathlib.Path(f"/proc/{exporter.process.pid}/limits").read_text()
+                self.assertRegex(limits, r"Max core file size +1 +1 ")
+        self.assertIn("level=debug", exporter.log)
+        self.assertEqual(found_in(exporter.log), [])
+
+    def check_answer(self, exporter, page):
+        _, text, headers = exporter.ask(page)
+        self.assertNotEqual(text, "")
+        self.assertEqual(found_in(text + str(headers)), [], page)
 
 
 if __name__ == "__main__":
