@@ -155,8 +155,9 @@ class Simulators:
         """How many sessions each enclosure has open over RMCP+, the one that asks aside."""
         hosts = ",".join(f"{e['rmcp']['address']}:{e['rmcp']['port']}" for e in self.endpoints)
         get_session_info = ["0", "06", "3d", "00"]
+        no_copies = ["--session-timeout=60000", "--retransmission-timeout=50000"]  # each of which would leave a half-open session
         ran = subprocess.run(
-            ["ipmi-raw", *FREEIPMI_FLAGS, "-h", hosts, "-F", "64", *get_session_info],
+            ["ipmi-raw", *FREEIPMI_FLAGS, *no_copies, "-h", hosts, "-F", "64", *get_session_info],
             capture_output=True, text=True, timeout=TIMEOUT)
         active = re.findall(r"rcvd: 3D 00 \w\w \w\w (\w\w)", ran.stdout)
         assert len(active) == len(self.endpoints), ran
