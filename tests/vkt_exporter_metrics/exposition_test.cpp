@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vkt_exporter/metrics/exposition.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <ctime>
@@ -185,7 +185,7 @@ TEST(ProcessMetrics, AgreeWithWhatTheKernelSaysElsewhere)
     ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &limit));
     EXPECT_EQ(static_cast<double>(limit.rlim_cur), NumberIn(before, "process_max_fds"));
 
-    const FileDescriptor more(dup(0));
+    const FileDescriptor more(open("/dev/null", O_RDONLY | O_CLOEXEC));
     std::atomic_flag enough;
     std::jthread thread([&enough] { enough.wait(false); });
     const auto after = OfThisProcess();
