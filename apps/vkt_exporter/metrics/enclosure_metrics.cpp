@@ -319,7 +319,7 @@ std::vector<EnclosureFamily> EnclosureFamilies()
         {kUp, "0 or 1", "error"},
         {kDuration, "seconds", "the exporter's clock"},
         {kComplete, "0 or 1", "complete"},
-        {kNotRead, "values", "notRead.cause, error.cause"},
+        {kNotRead, "entries of notRead", "notRead.cause, error.cause"},
         {kHealth, "0 or 1", "health.status"},
         {kFinding, "always 1", "health.findings"},
         {kSuppliesExpected, "supplies", "the fleet file's expect-psus"},
