@@ -11,11 +11,13 @@ constexpr Offer kOffers[] = {
     {"FILE", "_filedir"},
     {"HOST",
      "_known_hosts_real -- \"$cur\"; COMPREPLY+=($(compgen -W "
-     "\"$(\"$1\" --list-names hosts 2>/dev/null)\" -- \"$cur\"))"},
+     "\"$(\"$1\" \"${fleet[@]}\" --list-names hosts 2>/dev/null)\" -- \"$cur\"))"},
     {"GROUP",
-     "COMPREPLY=($(compgen -W \"$(\"$1\" --list-names groups 2>/dev/null)\" -- \"$cur\"))"},
+     "COMPREPLY=($(compgen -W \"$(\"$1\" \"${fleet[@]}\" --list-names groups 2>/dev/null)\" -- "
+     "\"$cur\"))"},
     {"KEY=VALUE",
-     "COMPREPLY=($(compgen -W \"$(\"$1\" --list-names labels 2>/dev/null)\" -- \"$cur\"))"},
+     "COMPREPLY=($(compgen -W \"$(\"$1\" \"${fleet[@]}\" --list-names labels 2>/dev/null)\" -- "
+     "\"$cur\"))"},
     {"SCENARIO",
      "_filedir json; COMPREPLY+=($(compgen -W \"$(\"$1\" --list 2>/dev/null | sed '/^ /d')\" -- "
      "\"$cur\"))"},
@@ -50,6 +52,26 @@ std::string NumbersTo(std::uint64_t largest)
     return Joined(numbers, " ");
 }
 
+std::vector<std::string> NamesOf(const std::vector<Option>& options)
+{
+    std::vector<std::string> names;
+    for (const Option& option : options) {
+        names.insert(names.end(), option.names.begin(), option.names.end());
+    }
+    return names;
+}
+
+/// Also those that stand behind one command only: no two have one name.
+std::vector<Option> OptionsWithValue(const Program& program)
+{
+    std::vector<Option> options = program.options;
+    for (const Command& command : program.commands) {
+        options.insert(options.end(), command.options.begin(), command.options.end());
+    }
+    std::erase_if(options, [](const Option& option) { return option.value.empty(); });
+    return options;
+}
+
 /// A branch of a case, one statement a line.
 std::string Branch(const std::string& pattern, const std::string& script)
 {
@@ -60,11 +82,7 @@ std::string Branch(const std::string& pattern, const std::string& script)
 
 std::string BashOptions(const Program& program)
 {
-    std::vector<std::string> names;
-    for (const Option& option : program.options) {
-        names.insert(names.end(), option.names.begin(), option.names.end());
-    }
-    return Joined(names, " ");
+    return Joined(NamesOf(program.options), " ");
 }
 
 std::string BashCommands(const Program& program)
@@ -79,23 +97,15 @@ std::string BashCommands(const Program& program)
 std::string BashValues(const Program& program)
 {
     std::string branches;
-    for (const Option& option : program.options) {
-        if (!option.value.empty()) {
-            branches += Branch(Joined(option.names, " | "), OfferFor(option) + Statement("return"));
-        }
+    for (const Option& option : OptionsWithValue(program)) {
+        branches += Branch(Joined(option.names, " | "), OfferFor(option) + Statement("return"));
     }
     return branches;
 }
 
 std::string BashOptionsWithValue(const Program& program)
 {
-    std::vector<std::string> names;
-    for (const Option& option : program.options) {
-        if (!option.value.empty()) {
-            names.insert(names.end(), option.names.begin(), option.names.end());
-        }
-    }
-    return Joined(names, " | ");
+    return Joined(NamesOf(OptionsWithValue(program)), " | ");
 }
 
 std::string BashNumbers(const Program& program)
@@ -105,6 +115,18 @@ std::string BashNumbers(const Program& program)
         if (command.largest != 0) {
             branches +=
                 Branch(command.name, Statement(Words("'" + NumbersTo(command.largest) + "'")));
+        }
+    }
+    return branches;
+}
+
+std::string BashCommandOptions(const Program& program)
+{
+    std::string branches;
+    for (const Command& command : program.commands) {
+        if (!command.options.empty()) {
+            branches += Branch(command.name,
+                               Statement(Words("'" + Joined(NamesOf(command.options), " ") + "'")));
         }
     }
     return branches;

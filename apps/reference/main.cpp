@@ -31,9 +31,11 @@ constexpr Part kParts[] = {
     {"bash_values", BashValues},
     {"bash_options_with_value", BashOptionsWithValue},
     {"bash_numbers", BashNumbers},
+    {"bash_command_options", BashCommandOptions},
     {"zsh_options", ZshOptions},
     {"zsh_commands", ZshCommands},
     {"zsh_numbers", ZshNumbers},
+    {"zsh_command_options", ZshCommandOptions},
 };
 
 const Part* PartAt(std::string_view text)

@@ -24,11 +24,15 @@ std::string BashOptionsWithValue(const Program& program);
 /// bash: branches of a case: what to offer behind an option, and as a command's number.
 std::string BashValues(const Program& program);
 std::string BashNumbers(const Program& program);
+/// bash: branches of a case: options that stand behind a command only.
+std::string BashCommandOptions(const Program& program);
 
 /// zsh: words for _arguments, descriptions for _describe, and branches of a case.
 std::string ZshOptions(const Program& program);
 std::string ZshCommands(const Program& program);
 std::string ZshNumbers(const Program& program);
+/// zsh: statements that add what stands behind a command only.
+std::string ZshCommandOptions(const Program& program);
 
 }  // namespace Tulvo::Reference
 

@@ -92,11 +92,24 @@ std::vector<Command> VktinventoryCommands()
 {
     std::vector<Command> commands;
     for (const Cli::Command& command : Cli::kCommands) {
-        commands.push_back({std::string(command.name), std::string(command.help),
-                            std::string(command.details), std::string(command.operands),
-                            command.largest});
+        commands.push_back({std::string(command.name),
+                            std::string(command.help),
+                            std::string(command.details),
+                            std::string(command.operands),
+                            command.largest,
+                            {}});
     }
     return commands;
+}
+
+/// Those that its command has beside the help.
+void TakeOptionsOf(Command& command, const CLI::App& app)
+{
+    for (const CLI::Option* const option : app.get_options()) {
+        if (option->nonpositional() && option != app.get_help_ptr()) {
+            command.options.push_back(OptionOf(app, *option));
+        }
+    }
 }
 
 void TakeParser(Program& program, const CLI::App& app)
@@ -107,6 +120,9 @@ void TakeParser(Program& program, const CLI::App& app)
         if (!hidden) {
             program.options.push_back(OptionOf(app, *option));
         }
+    }
+    for (Command& command : program.commands) {
+        TakeOptionsOf(command, *app.get_subcommand(command.name));
     }
 }
 

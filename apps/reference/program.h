@@ -29,8 +29,9 @@ struct Command
     std::string name;
     std::string help;
     std::string details;
-    std::string operands;       ///< As they are written behind it; empty for none.
-    std::uint64_t largest = 0;  ///< Its number is 1 to this; 0 when it takes none.
+    std::string operands;              ///< As they are written behind it; empty for none.
+    std::uint64_t largest = 0;         ///< Its number is 1 to this; 0 when it takes none.
+    std::vector<Option> options = {};  ///< That stand behind it only.
 };
 
 struct ExitCode

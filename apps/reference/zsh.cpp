@@ -9,9 +9,12 @@ namespace {
 
 constexpr Offer kActions[] = {
     {"FILE", "_files"},
-    {"HOST", "{_hosts; compadd -- ${(f)\"$(_call_program hosts $words[1] --list-names hosts)\"}}"},
-    {"GROUP", "{compadd -- ${(f)\"$(_call_program groups $words[1] --list-names groups)\"}}"},
-    {"KEY=VALUE", "{compadd -- ${(f)\"$(_call_program labels $words[1] --list-names labels)\"}}"},
+    {"HOST",
+     "{_hosts; compadd -- ${(f)\"$(_call_program hosts $words[1] $fleet --list-names hosts)\"}}"},
+    {"GROUP",
+     "{compadd -- ${(f)\"$(_call_program groups $words[1] $fleet --list-names groups)\"}}"},
+    {"KEY=VALUE",
+     "{compadd -- ${(f)\"$(_call_program labels $words[1] $fleet --list-names labels)\"}}"},
     {"SCENARIO", "->scenario"},
 };
 
@@ -66,18 +69,35 @@ std::string Spellings(const Option& option)
     return spellings.size() == 1 ? list : "{" + list + "}";
 }
 
-}  // namespace
-
-std::string ZshOptions(const Program& program)
+std::string LinesOf(const std::vector<Option>& options)
 {
     std::string lines;
-    for (const Option& option : program.options) {
+    for (const Option& option : options) {
         const std::string value =
             option.value.empty() ? "" : ":" + option.value + ":" + ActionFor(option);
         lines += "    " + Exclusions(option) + Spellings(option) + "'[" +
                  EscapedForZsh(option.help) + "]" + value + "'\n";
     }
     return lines;
+}
+
+}  // namespace
+
+std::string ZshOptions(const Program& program)
+{
+    return LinesOf(program.options);
+}
+
+std::string ZshCommandOptions(const Program& program)
+{
+    std::string statements;
+    for (const Command& command : program.commands) {
+        if (!command.options.empty()) {
+            statements += "((${words[(I)" + command.name + "]})) && options+=(\n" +
+                          LinesOf(command.options) + ")\n";
+        }
+    }
+    return statements;
 }
 
 std::string ZshCommands(const Program& program)

@@ -6,7 +6,7 @@ import re
 import tempfile
 import unittest
 
-from programs import PROGRAMS, commands_of, options_of, output_of
+from programs import PROGRAMS, commands_of, help_of, options_of, output_of
 
 HERE = pathlib.Path(__file__).parent
 SHARE = pathlib.Path(os.environ["VKT_REFERENCE"]) / "share"
@@ -99,6 +99,28 @@ class Completions(unittest.TestCase):
                         "vktinventory --group rack1 -H en": ["enc1", "enc2"],
                         "vktinventory --exclude far": ["far1"],
                         "vktinventory --label s": ["site=north"]})
+
+    def test_a_fleet_file_that_is_named_in_the_line_is_the_one(self):
+        with tempfile.TemporaryDirectory(prefix="two words ") as folder:
+            fleet = pathlib.Path(folder, "fleet.toml")
+            fleet.write_text('[[group]]\nname = "rack9"\nhosts = ["enc9"]\n')
+            os.environ["HOME"], home = folder, os.environ["HOME"]
+            self.addCleanup(os.environ.__setitem__, "HOME", home)
+            self.offer({"vktinventory --fleet ~/fleet.toml --group ": ["rack9"],
+                        "vktinventory --fleet ~/fleet.toml -H en": ["enc9"]})
+        with tempfile.NamedTemporaryFile("w", suffix=".toml") as fleet:
+            fleet.write('[[group]]\nname = "rack8"\nhosts = ["enc8"]\n')
+            fleet.flush()
+            self.offer({f"vktinventory --fleet={fleet.name} --group ": ["rack8"]})
+
+    def test_options_of_a_command_are_offered_behind_it(self):
+        lines = re.findall(r"^  (-\S+)", help_of("vktinventory", "check"), re.MULTILINE)
+        own = {name for line in lines for name in line.split(",")}
+        self.offer({"vktinventory check -": own | options_of("vktinventory"),
+                    "vktinventory check -H h --exp": ["--expect-psus", "--expect-nodes"],
+                    "vktinventory check --unreachable ": ["ok", "warning", "critical", "unknown"],
+                    "vktinventory check -w power_average=1 --unr": ["--unreachable"],
+                    "vktinventory health --expect": []})
 
     def test_no_value_is_made_up(self):
         self.offer({f"vktinventory {option} ": [] for option in ("-P", "--password", "-U", "-p", "--pin")})
