@@ -45,6 +45,7 @@ class MixedFleet(unittest.TestCase):
             for document in documents:
                 VALIDATOR.validate(document)
             array = json.loads(self.fleet.run("--all", "--format", "json", command).stdout)
+            VALIDATOR.validate(array)
             self.assertEqual([d["host"] for d in array], self.fleet.run("--all", "hosts").stdout.split())
             lines = self.fleet.run("--all", "--format", "csv", command).stdout.splitlines()
             self.assertTrue(lines[0].startswith("host,group,time,error"))

@@ -26,10 +26,13 @@ COMMANDS = [
 ]
 
 
-def document(enclosure, *words):
-    command = [os.environ["SCRIPTED_COMMAND"], enclosure, "-H", "host", "-U", "u", "-P", "p"]
-    ran = subprocess.run([*command, "--format", "json", *words], capture_output=True, text=True)
-    return json.loads(ran.stdout)
+def printed(enclosure, host, *words):
+    command = [os.environ["SCRIPTED_COMMAND"], enclosure, "-H", host, "-U", "u", "-P", "p"]
+    return subprocess.run([*command, *words], capture_output=True, text=True).stdout
+
+
+def document(enclosure, *words, host="host"):
+    return json.loads(printed(enclosure, host, "--format", "json", *words))
 
 
 class Schema(unittest.TestCase):
@@ -41,6 +44,17 @@ class Schema(unittest.TestCase):
             for interface in ("lanplus", "https"):
                 with self.subTest(enclosure, words=words, interface=interface):
                     VALIDATOR.validate(document(enclosure, "-I", interface, *words))
+
+    def test_holds_for_several_enclosures(self):
+        for enclosure in ENCLOSURES:
+            with self.subTest(enclosure):
+                array = document(enclosure, host="host[1-3]")
+                self.assertEqual([d["host"] for d in array], ["host1", "host2", "host3"])
+                VALIDATOR.validate(array)
+                lines = printed(enclosure, "host[1-3]", "--format", "jsonl").splitlines()
+                self.assertEqual(len(lines), 3)
+                for line in lines:
+                    VALIDATOR.validate(json.loads(line))
 
     def test_the_example_of_the_documentation_holds(self):
         text = pathlib.Path(os.environ["VKT_SCHEMA"]).with_name("json.md").read_text()
@@ -69,6 +83,9 @@ class Schema(unittest.TestCase):
             spoiled = json.loads(json.dumps(whole))
             spoil(spoiled)
             self.assertFalse(VALIDATOR.is_valid(spoiled), spoiled)
+            self.assertFalse(VALIDATOR.is_valid([whole, spoiled]), spoiled)
+        for other in (None, "", 2, [whole, None], [[whole]]):
+            self.assertFalse(VALIDATOR.is_valid(other), other)
 
 
 if __name__ == "__main__":
