@@ -103,19 +103,25 @@ documentation_is_there() {
         done
     done
     for file in vktinventory/inventory.schema.json vktinventory/json.md vktinventory/fleet.md \
-        vktinventory/readings.md libvktinventory-dev/examples/machine_type/machine_type.cpp; do
+        vktinventory/readings.md libvktinventory-dev/examples/machine_type/machine_type.cpp \
+        libvktinventory-dev/examples/host_program/host_program.cpp \
+        libvktinventory-dev/examples/poller/poller.cpp; do
         [ -s "/usr/share/doc/$file" ] || fail "no /usr/share/doc/$file"
     done
-    for file in bash-completion/completions/vktinventory zsh/vendor-completions/_vktinventory \
-        bash-completion/completions/vkt-exporter zsh/vendor-completions/_vkt-exporter; do
-        [ -s "/usr/share/$file" ] || fail "no completion $file"
+    for program in vktinventory vkt-exporter vkt-simulator; do
+        for file in bash-completion/completions/$program zsh/vendor-completions/_$program; do
+            [ -s "/usr/share/$file" ] || fail "no completion $file"
+        done
+    done
+    for file in monitoring/nagios/vktinventory.cfg scenarios/healthy-first.json scenarios/slow.json; do
+        [ -s "/usr/share/vktinventory/$file" ] || fail "no /usr/share/vktinventory/$file"
     done
     for file in share/vkt-exporter/alerts/vkt.rules.yml share/vkt-exporter/dashboards/vkt.json \
         share/doc/vkt-exporter/prometheus.md share/doc/vkt-exporter/examples/prometheus.yml \
         lib/systemd/system/vkt-exporter.service; do
         [ -s "/usr/$file" ] || fail "no /usr/$file"
     done
-    echo "  manual pages, documents, examples, completions, copyright and changelogs are there"
+    echo "  manual pages, documents, examples, completions, scenarios, copyright and changelogs are there"
 }
 
 versions_are_the_packages() {

@@ -1,12 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
 """The command on a terminal: colour, the question for the password, Ctrl-C."""
 import contextlib
+import json
 import os
 import pathlib
 import pty
 import select
 import shlex
 import signal
+import socket
 import subprocess
 import termios
 import time
@@ -114,6 +116,48 @@ class Colour(unittest.TestCase):
         shown = self.show(streams=("stdin", "stderr"))
         self.assertIn(b"Power Fault", shown)
         self.assertNotIn(b"\x1b", shown)
+
+
+class Progress(unittest.TestCase):
+    """Of two enclosures one is there, and one is silent until its time is over."""
+
+    def setUp(self):
+        enclosure = Enclosure("healthy-first")
+        self.addCleanup(enclosure.__exit__)
+        silent = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self.addCleanup(silent.close)
+        silent.bind(("127.0.0.1", 0))
+        self.silent = f"127.0.0.1:{silent.getsockname()[1]}"
+        self.words = enclosure.words("-H", self.silent, "--connect-timeout", "1", "--format", "jsonl", "status")
+        self.complaint = f"vktinventory: {self.silent}: no connection: ".encode()
+
+    def check_output(self, output):
+        self.assertEqual(sorted(json.loads(line)["complete"] for line in output.splitlines()), [False, True])
+
+    def test_stands_on_standard_error_until_all_are_there(self):
+        with Terminal(self.words, streams=("stderr",)) as terminal:
+            terminal.wait_for(b" done, ")
+            terminal.wait_for(b"1 done, 0 failed, 1 left, ")
+            self.check_output(terminal.child.stdout.read())
+            self.assertEqual(terminal.end(), 1)
+            shown, _, rest = terminal.seen.rpartition(b"\r\x1b[K")
+            self.assertTrue(rest.startswith(self.complaint), rest)
+            for line in shown.split(b"\r\x1b[K"):
+                self.assertRegex(line, rb"\A(\d done, \d failed, \d left, \d+ s)?\Z")
+
+    def test_is_shown_to_nobody_elsewhere(self):
+        with Terminal(self.words, streams=("stdout",)) as terminal:
+            complaints = terminal.child.stderr.read()
+            self.assertEqual(terminal.end(), 1)
+            self.assertTrue(complaints.startswith(self.complaint), complaints)
+            self.assertEqual(complaints.count(b"\n"), 1)
+            self.check_output(terminal.seen)
+
+    def test_stays_away_from_a_dumb_terminal(self):
+        with Terminal(self.words, {"TERM": "dumb"}, ("stderr",)) as terminal:
+            self.check_output(terminal.child.stdout.read())
+            self.assertEqual(terminal.end(), 1)
+            self.assertTrue(terminal.seen.startswith(self.complaint), terminal.seen)
 
 
 class Question(unittest.TestCase):
