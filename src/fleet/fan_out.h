@@ -7,10 +7,8 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
-#include <map>
 #include <optional>
 #include <stop_token>
-#include <utility>
 
 #include "common/failure/failure.h"
 #include "fleet/account_guard.h"
@@ -63,34 +61,6 @@ using Deliver = std::function<void(std::size_t index, Enclosures::Enclosure&& en
 std::optional<Failure> FanOut(std::size_t count, const JobOf& jobOf, const ReadOne& read,
                               const Deliver& deliver, AccountGuard& guard,
                               const FanOutOptions& options = {});
-
-/// Passes results on in the order of their indexes, from 0; holds only those that came too early.
-template <class T>
-class InOrder
-{
-public:
-    /// @param next takes each, one call at a time.
-    explicit InOrder(std::function<void(std::size_t, T&&)> next) : next_(std::move(next)) {}
-
-    /// One call at a time, each index once.
-    void operator()(std::size_t index, T&& result)
-    {
-        if (index != awaited_) {
-            early_.emplace(index, std::move(result));
-            return;
-        }
-        next_(awaited_++, std::move(result));
-        while (!early_.empty() && early_.begin()->first == awaited_) {
-            auto first = early_.extract(early_.begin());
-            next_(awaited_++, std::move(first.mapped()));
-        }
-    }
-
-private:
-    std::function<void(std::size_t, T&&)> next_;
-    std::size_t awaited_ = 0;
-    std::map<std::size_t, T> early_;
-};
 
 }  // namespace Tulvo::Fleet
 

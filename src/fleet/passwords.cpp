@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <string_view>
 
 #include "fleet/password_command.h"
 
@@ -24,20 +23,6 @@ struct Mark
 /// What an editor on another system puts in front of a text, unseen.
 constexpr Mark kByteOrderMarks[] = {
     {"\xEF\xBB\xBF", "UTF-8"}, {"\xFF\xFE", "UTF-16"}, {"\xFE\xFF", "UTF-16"}};
-
-/// They would be sent as a part of the password: a log-in less before the module locks the account.
-std::string OtherEncoding(std::string_view line)
-{
-    for (const Mark& mark : kByteOrderMarks) {
-        if (line.starts_with(mark.bytes)) {
-            return "begins with the byte order mark of " + std::string(mark.name) +
-                   "; save it as plain text without one";
-        }
-    }
-    return line.find('\0') == std::string_view::npos
-               ? ""
-               : "has a NUL byte in its first line, as text in UTF-16 does; save it as plain text";
-}
 
 bool IsUnchanged(const struct stat& one, const struct stat& other)
 {
@@ -95,6 +80,20 @@ std::variant<std::string, Mistake> FromEnvironment()
 
 }  // namespace
 
+/// They would be sent as a part of the password: a log-in less before the module locks the account.
+std::string OtherEncoding(std::string_view line)
+{
+    for (const Mark& mark : kByteOrderMarks) {
+        if (line.starts_with(mark.bytes)) {
+            return "begins with the byte order mark of " + std::string(mark.name) +
+                   "; save it as plain text without one";
+        }
+    }
+    return line.find('\0') == std::string_view::npos
+               ? ""
+               : "has a NUL byte in its first line, as text in UTF-16 does; save it as plain text";
+}
+
 std::string TooOpen(const struct stat& status)
 {
     if (!S_ISREG(status.st_mode)) {
@@ -151,8 +150,7 @@ std::variant<std::string, Mistake> Passwords::Get(const PasswordSource& source,
                            : FromCommand(*entry, std::get<PasswordCommand>(source), stop);
 }
 
-std::optional<Mistake> Passwords::Renew(const PasswordCommand& command,
-                                        const std::stop_token& stop)
+std::optional<Mistake> Passwords::Renew(const PasswordCommand& command, const std::stop_token& stop)
 {
     auto line = RunPasswordCommand(command.command, command.where, stop);
     if (auto* const mistake = std::get_if<Mistake>(&line)) {

@@ -11,6 +11,7 @@
 #include <optional>
 #include <stop_token>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 
@@ -23,6 +24,9 @@ namespace Tulvo::Fleet {
 /// Why a file that holds or is a password may not be used as its permissions are: others may read
 /// it, or it is the caller's and its group may. Empty when it may.
 std::string TooOpen(const struct stat& status);
+
+/// Why a line is no password as it stands, written in another encoding; empty when it may be one.
+std::string OtherEncoding(std::string_view line);
 
 /// Whether this caller may not read the file, which another may.
 bool MayNotRead(const std::string& path);

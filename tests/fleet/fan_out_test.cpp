@@ -27,7 +27,6 @@ using namespace Tulvo::Fleet;
 using Enclosures::Enclosure;
 using Enclosures::Limits;
 using Enclosures::Target;
-using testing::ElementsAre;
 using End = LogInGate::End;
 
 Failure Fault(Cause cause, const std::string& message)
@@ -343,23 +342,6 @@ TEST(AccountGuards, ForgetAModuleThatHasFallenSilent)
     for (int i = 0; i < 4; ++i) {
         EXPECT_FALSE(places.emplace_back(guard, target).Enter(until, {}));
     }
-}
-
-TEST(ResultsInOrder, HoldOnlyThoseThatCameTooEarly)
-{
-    std::vector<std::string> passed;
-    InOrder<std::string> inOrder([&](std::size_t index, std::string&& text) {
-        EXPECT_EQ(index, passed.size());
-        passed.push_back(std::move(text));
-    });
-    inOrder(1, "b");
-    inOrder(3, "d");
-    EXPECT_TRUE(passed.empty());
-    inOrder(0, "a");
-    EXPECT_THAT(passed, ElementsAre("a", "b"));
-    inOrder(2, "c");
-    inOrder(4, "e");
-    EXPECT_THAT(passed, ElementsAre("a", "b", "c", "d", "e"));
 }
 
 #ifndef SANITIZED  // sanitizers take more memory than the limit leaves

@@ -5,11 +5,11 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <string_view>
 #include <system_error>
 
 #include "apps/vktinventory/input/first_line.h"
 #include "common/platform/file_descriptor.h"
+#include "fleet/passwords.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -19,32 +19,6 @@ constexpr const char* kVariable = "IPMI_PASSWORD";
 std::string LastError()
 {
     return std::generic_category().message(errno);
-}
-
-struct Mark
-{
-    std::string_view bytes;
-    std::string_view name;
-};
-
-/// What an editor on another system puts in front of a text, unseen.
-constexpr Mark kByteOrderMarks[] = {
-    {"\xEF\xBB\xBF", "UTF-8"}, {"\xFF\xFE", "UTF-16"}, {"\xFE\xFF", "UTF-16"}};
-
-/// They would be sent as a part of the password: a log-in less before the module locks the account.
-void RefuseOtherEncodings(std::string_view line, const std::string& named)
-{
-    for (const Mark& mark : kByteOrderMarks) {
-        if (line.substr(0, mark.bytes.size()) == mark.bytes) {
-            throw NoPassword(named + " begins with the byte order mark of " +
-                             std::string(mark.name) + "; save it as plain text without one");
-        }
-    }
-    if (line.find('\0') != std::string_view::npos) {
-        throw NoPassword(named +
-                         " holds a NUL byte in its first line, as text in UTF-16 does; "
-                         "save it as plain text");
-    }
 }
 
 }  // namespace
@@ -65,7 +39,9 @@ std::string PasswordFromFile(const std::string& path)
                                       ? " is empty; its first line has to be the password"
                                       : " has a first line that is far too long for a password"));
     }
-    RefuseOtherEncodings(line.text, named);
+    if (const std::string other = Fleet::OtherEncoding(line.text); !other.empty()) {
+        throw NoPassword(named + " " + other);
+    }
     // An editor on another system ends lines with both; ipmitool passes over the first, too.
     if (!line.text.empty() && line.text.back() == '\r') {
         line.text.pop_back();

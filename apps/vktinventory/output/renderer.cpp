@@ -2,11 +2,11 @@
 #include "apps/vktinventory/output/renderer.h"
 
 #include <algorithm>
-#include <map>
 #include <utility>
 
 #include "apps/vktinventory/outcome.h"
 #include "apps/vktinventory/output/fleet_table.h"
+#include "apps/vktinventory/output/in_order.h"
 #include "apps/vktinventory/output/render_csv.h"
 #include "apps/vktinventory/output/render_json.h"
 #include "apps/vktinventory/output/render_table.h"
@@ -16,29 +16,6 @@
 
 namespace Tulvo::Cli {
 namespace {
-
-/// Texts in the order given: those that come too early wait.
-class InOrder
-{
-public:
-    /// @return `text`, and those behind it that have waited for it; or nothing yet.
-    std::string Take(std::size_t index, std::string text)
-    {
-        waiting_.emplace(index, std::move(text));
-        std::string ready;
-        while (!waiting_.empty() && waiting_.begin()->first == next_) {
-            ready += waiting_.extract(waiting_.begin()).mapped();
-            ++next_;
-        }
-        return ready;
-    }
-
-    void BeginAgain() { next_ = 0; }
-
-private:
-    std::map<std::size_t, std::string> waiting_;
-    std::size_t next_ = 0;
-};
 
 class OneTable : public Renderer
 {

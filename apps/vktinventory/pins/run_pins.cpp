@@ -15,6 +15,7 @@
 #include "apps/vktinventory/outcome.h"
 #include "apps/vktinventory/output/diagnostics.h"
 #include "apps/vktinventory/output/folded_messages.h"
+#include "apps/vktinventory/output/in_order.h"
 #include "apps/vktinventory/output/progress.h"
 #include "fleet/fan_out.h"
 #include "module/vkt/vkt_https/server_pin.h"
@@ -92,7 +93,7 @@ private:
         }
         codes_.insert(code);
         progress.Count(code != ExitCode::kEverythingRead);
-        lines_(index, std::move(line));
+        Print(lines_.Take(index, std::move(line)));
     }
 
     /// Without somebody to print for there is no use in asking on.
@@ -113,7 +114,7 @@ private:
     std::mutex taking_;
     std::set<ExitCode> codes_;
     FoldedMessages messages_;
-    Fleet::InOrder<std::string> lines_{[this](std::size_t, std::string&& line) { Print(line); }};
+    InOrder lines_;
     int outputFailure_ = 0;
 };
 
