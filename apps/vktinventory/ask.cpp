@@ -43,6 +43,7 @@ Report ReportFor(const Options& options, const Fleet::Member& member,
         report.group = member.group;
     }
     report.labels = member.labels;
+    report.withoutUser = !member.settings.user;
     if (options.command->action == Action::kSelectSupply) {
         report.selected = static_cast<std::uint8_t>(options.number);
     }

@@ -15,41 +15,62 @@ using Enclosures::Missing;
 
 constexpr std::uint8_t kInsufficientPrivilege = 0xD4;
 
-/// What a cause is to the person who started the command. A failure's own advice names no flag;
-/// these are the flags that it is about.
+constexpr std::uint8_t kFirmwareUpdate = 0xD1;
+
+/// What a failure is to the person who started the command. Its own advice names no flag; these are
+/// the flags that it is about.
 struct Meaning
 {
     Cause cause;
     std::optional<std::uint8_t> completionCode;  ///< Only with this one.
-    ExitCode code;  ///< When it kept the command from having a conversation at all.
+    ExitCode code;           ///< When it kept the command from having a conversation at all.
+    std::string_view about;  ///< Only when its words have these.
     std::string_view words;
     std::string_view lanplusFlags;  ///< When it kept the command from that; over HTTPS:
     std::string_view httpsFlags;
     std::string_view readingFlags;  ///< When it kept a value from being read.
 };
 
+constexpr std::string_view kAccount = "-U and -f";
+
 // clang-format off
 constexpr Meaning kMeanings[] = {
-    {Cause::kUnreachable, {}, ExitCode::kNoConnection, "no connection", "-H and -p", "-H and -p", ""},
-    {Cause::kTimedOut, {}, ExitCode::kNoConnection, "no answer in time", "-H, -p and --timeout", "-H, -p and --timeout", "--timeout"},
-    {Cause::kRefused, {}, ExitCode::kRefused, "refused", "-U, -f, -L, -C and -k", "-U, -f, --auth and -I", ""},
-    {Cause::kNotTrusted, {}, ExitCode::kRefused, "not trusted", "-f and -k", "--ca-file and --pin", ""},
-    {Cause::kBusy, {}, ExitCode::kNoConnection, "busy", "--timeout", "--timeout", "--timeout"},
-    {Cause::kNoSuchModule, {}, ExitCode::kNoConnection, "no such module", "-H and -p", "-H and -p", ""},
-    {Cause::kMalformedAnswer, {}, ExitCode::kNoConnection, "malformed answer", "", "-H and -p", ""},
-    {Cause::kCompletionCode, kInsufficientPrivilege, ExitCode::kRefused, "refused", "-U and -L", "-U", "-U"},
-    {Cause::kCompletionCode, {}, ExitCode::kSomeQueriesFailed, "refused by the module", "", "", ""},
-    {Cause::kCancelled, {}, ExitCode::kInterrupted, "cancelled", "", "", ""},
-    {Cause::kLocal, {}, ExitCode::kHostExhausted, "a fault on this side", "", "", ""},
+    {Cause::kUnreachable, {}, ExitCode::kNoConnection, "more time", "no connection", "-H, -p and --connect-timeout", "-H, -p and --connect-timeout", ""},
+    {Cause::kUnreachable, {}, ExitCode::kNoConnection, "", "no connection", "-H and -p", "-H and -p", ""},
+    {Cause::kTimedOut, {}, ExitCode::kNoConnection, "", "no answer in time", "-H, -p and --timeout", "-H, -p and --timeout", "--timeout"},
+    {Cause::kRefused, {}, ExitCode::kRefused, "cipher suite", "refused", "-C", "", ""},
+    {Cause::kRefused, {}, ExitCode::kRefused, "K_g key", "refused", "-k", "", ""},
+    {Cause::kRefused, {}, ExitCode::kRefused, "password is right", "refused", "", "", ""},
+    {Cause::kRefused, {}, ExitCode::kRefused, "privilege", "refused", "-U and -L", "-U", ""},
+    {Cause::kRefused, {}, ExitCode::kRefused, "not asked: ", "refused", "-U, -f and --keep-going", "-U, -f and --keep-going", ""},
+    {Cause::kRefused, {}, ExitCode::kRefused, "Digest", "refused", "", "--auth and -I", ""},
+    {Cause::kRefused, {}, ExitCode::kRefused, "certificate of its client", "refused", "", "-I", ""},
+    {Cause::kRefused, {}, ExitCode::kRefused, "", "refused", kAccount, kAccount, ""},
+    {Cause::kNotTrusted, {}, ExitCode::kRefused, "", "not trusted", "-f and -k", "--ca-file and --pin", ""},
+    {Cause::kBusy, kFirmwareUpdate, ExitCode::kNoConnection, "", "busy", "", "", ""},
+    {Cause::kBusy, {}, ExitCode::kNoConnection, "", "busy", "--timeout", "--timeout", "--timeout"},
+    {Cause::kNoSuchModule, {}, ExitCode::kNoConnection, "", "no such module", "-H and -p", "-H and -p", ""},
+    {Cause::kMalformedAnswer, {}, ExitCode::kNoConnection, "", "malformed answer", "", "-H and -p", ""},
+    {Cause::kCompletionCode, kInsufficientPrivilege, ExitCode::kRefused, "", "refused", "-U and -L", "-U", "-U"},
+    {Cause::kCompletionCode, {}, ExitCode::kSomeQueriesFailed, "", "refused by the module", "", "", ""},
+    {Cause::kCancelled, {}, ExitCode::kInterrupted, "", "cancelled", "", "", ""},
+    {Cause::kLocal, {}, ExitCode::kHostExhausted, "", "a fault on this side", "", "", ""},
 };
 // clang-format on
+
+bool Mentions(const Failure& failure, std::string_view words)
+{
+    return failure.message.find(words) != failure.message.npos ||
+           failure.advice.find(words) != failure.advice.npos;
+}
 
 const Meaning& MeaningOf(const Failure& failure)
 {
     const auto* const known =
         std::find_if(std::begin(kMeanings), std::end(kMeanings), [&failure](const Meaning& row) {
             return row.cause == failure.cause &&
-                   (!row.completionCode || row.completionCode == failure.completionCode);
+                   (!row.completionCode || row.completionCode == failure.completionCode) &&
+                   Mentions(failure, row.about);
         });
     return known == std::end(kMeanings) ? kMeanings[std::size(kMeanings) - 1] : *known;
 }
@@ -129,6 +150,19 @@ std::vector<std::string> NotReadMessages(const Report& report)
     return lines;
 }
 
+/// Why there was no conversation, with advice where only the command can give it.
+Failure Advised(Failure failure, const Report& report)
+{
+    const bool aboutTheAccount =
+        MeaningOf(failure).lanplusFlags.starts_with("-U") && failure.cause == Cause::kRefused;
+    if (report.withoutUser && aboutTheAccount) {
+        failure.advice = "no user was named";
+    } else if (failure.cause == Cause::kCompletionCode && failure.advice.empty()) {
+        failure.advice = "try again later; if it stays so, look at the module's own log";
+    }
+    return failure;
+}
+
 std::string Count(std::uint64_t count, std::string_view one, std::string_view many)
 {
     return std::to_string(count) + " " + std::string(count == 1 ? one : many);
@@ -144,8 +178,9 @@ std::string_view WordsFor(const Failure& failure)
 std::string NoConversation(const Failure& failure, bool overHttps)
 {
     const Meaning& meaning = MeaningOf(failure);
-    return std::string(meaning.words) + ": " +
-           Explained(failure, overHttps ? meaning.httpsFlags : meaning.lanplusFlags);
+    std::string text(meaning.words);
+    text += failure.cause == Cause::kCompletionCode ? ": asked for its status, " : ": ";
+    return text + Explained(failure, overHttps ? meaning.httpsFlags : meaning.lanplusFlags);
 }
 
 ExitCode ExitCodeOf(const Failure& failure)
@@ -170,7 +205,7 @@ ExitCode ExitCodeOf(const Report& report)
 std::vector<std::string> Messages(const Report& report)
 {
     if (const Failure* const why = report.WhyNothingWasRead()) {
-        return {NoConversation(*why, report.enclosure.source.overHttps)};
+        return {NoConversation(Advised(*why, report), report.enclosure.source.overHttps)};
     }
     const auto& error = report.enclosure.error;
     const bool onThisSide = error && error->cause == Cause::kLocal && report.notRead.empty();

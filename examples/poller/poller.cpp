@@ -72,8 +72,8 @@ void Read(Job& job)
     const VKT::Limits limits{.deadline = job.deadline, .stop = job.stop.get_token()};
     job.enclosure = VKT::ReadEnclosure(job.target, {.sections = VKT::kHealth}, limits);
     const Tulvo::LogContext context(job.Name());  // the library names the target in its own records
-    Tulvo::Log(3, __FILE__, __LINE__).Stream()
-        << job.enclosure.cost.requests << " requests, " << job.enclosure.cost.logIns << " log-ins";
+    Tulvo::Log(3, __FILE__, __LINE__).Stream() << "requests: " << job.enclosure.cost.requests
+                                               << ", log-ins: " << job.enclosure.cost.logIns;
 }
 
 // A pool: each thread takes the next job until there is none.

@@ -84,9 +84,9 @@ class Poller(unittest.TestCase):
         self.assertEqual(sorted(records), sorted(names))
         for name, rest in zip(names, said):
             if rest == good:
-                self.assertTrue(records[name].endswith(" 1 log-ins"), records[name])
+                self.assertTrue(records[name].endswith(", log-ins: 1"), records[name])
             if "notTrusted" in rest:
-                self.assertEqual(records[name], "0 requests, 0 log-ins")
+                self.assertEqual(records[name], "requests: 0, log-ins: 0")
         self.assertNotIn(account["password"], done.stdout + done.stderr)
 
     def test_a_file_that_cannot_be_opened_is_named(self):

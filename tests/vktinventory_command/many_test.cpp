@@ -362,6 +362,26 @@ TEST_F(Many, EndsWithTheCodeOfTheWorstRound)
     EXPECT_EQ(reads, 2);
 }
 
+TEST_F(Many, LeavesAHundredAloneThatStandBesideOneThatCannotBeResolved)
+{
+    Fake().Refuse("no-such-host", {Cause::kUnreachable,
+                                   "log-in at no-such-host:623: the name cannot be resolved",
+                                   "check the name",
+                                   {}});
+    const Ran ran = RunOn("enc[1-50],no-such-host,enc[51-100]", {"--format", "json", "status"});
+    EXPECT_EQ(ran.code, ExitCode::kSomeQueriesFailed);
+    EXPECT_EQ(ran.error,
+              "vktinventory: no-such-host: no connection: the name cannot be resolved; check the "
+              "name (see -H and -p)\n");
+    const json all = json::parse(ran.out);
+    ASSERT_EQ(all.size(), 101U);
+    for (std::size_t index = 0; index < all.size(); ++index) {
+        EXPECT_EQ(all[index]["complete"], index != 50) << all[index]["host"];
+    }
+    EXPECT_EQ(all[50]["host"], "no-such-host");
+    EXPECT_EQ(all[50]["error"]["cause"], "unreachable");
+}
+
 /// A file on a disk with that much room.
 class SmallDisk
 {

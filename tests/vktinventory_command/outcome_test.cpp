@@ -64,13 +64,11 @@ INSTANTIATE_TEST_SUITE_P(
                     ExitCode::kNoConnection,
                     "no answer in time: no answer in 30 s (see -H, -p and --timeout)",
                     "no answer in time: no answer in 30 s (see -H, -p and --timeout)"},
-        RefusalCase{
-            "Refused",
-            {Cause::kRefused, "the password is wrong", "give the right one", {}},
-            ExitCode::kRefused,
-            "refused: the password is wrong; give the right one (see -U, -f, -L, -C and "
-            "-k)",
-            "refused: the password is wrong; give the right one (see -U, -f, --auth and -I)"},
+        RefusalCase{"Refused",
+                    {Cause::kRefused, "the password is wrong", "give the right one", {}},
+                    ExitCode::kRefused,
+                    "refused: the password is wrong; give the right one (see -U and -f)",
+                    "refused: the password is wrong; give the right one (see -U and -f)"},
         RefusalCase{"NotTrusted",
                     {Cause::kNotTrusted, "the key is another", "", {}},
                     ExitCode::kRefused,
@@ -94,13 +92,28 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalCase{"Privilege",
                     {Cause::kCompletionCode, "code 0xD4", "use another account", 0xD4},
                     ExitCode::kRefused,
-                    "refused: code 0xD4; use another account (see -U and -L)",
-                    "refused: code 0xD4; use another account (see -U)"},
-        RefusalCase{"CompletionCode",
-                    {Cause::kCompletionCode, "code 0xD5", "", 0xD5},
-                    ExitCode::kSomeQueriesFailed,
-                    "refused by the module: code 0xD5",
-                    "refused by the module: code 0xD5"},
+                    "refused: asked for its status, code 0xD4; use another account (see -U and -L)",
+                    "refused: asked for its status, code 0xD4; use another account (see -U)"},
+        RefusalCase{
+            "CompletionCode",
+            {Cause::kCompletionCode, "code 0xD5", "", 0xD5},
+            ExitCode::kSomeQueriesFailed,
+            "refused by the module: asked for its status, code 0xD5; try again later; if it "
+            "stays so, look at the module's own log",
+            "refused by the module: asked for its status, code 0xD5; try again later; if it "
+            "stays so, look at the module's own log"},
+        RefusalCase{"FirmwareUpdate",
+                    {Cause::kBusy, "code 0xD1", "try again later", 0xD1},
+                    ExitCode::kNoConnection,
+                    "busy: code 0xD1; try again later",
+                    "busy: code 0xD1; try again later"},
+        RefusalCase{"NoFirstAnswer",
+                    {Cause::kUnreachable, "it took too long", "allow more time", {}},
+                    ExitCode::kNoConnection,
+                    "no connection: it took too long; allow more time (see -H, -p and "
+                    "--connect-timeout)",
+                    "no connection: it took too long; allow more time (see -H, -p and "
+                    "--connect-timeout)"},
         RefusalCase{"Cancelled",
                     {Cause::kCancelled, "the read was cancelled", "", {}},
                     ExitCode::kInterrupted,
@@ -112,6 +125,48 @@ INSTANTIATE_TEST_SUITE_P(
                     "a fault on this side: too many open files",
                     "a fault on this side: too many open files"}),
     [](const auto& tested) { return std::string(tested.param.name); });
+
+struct RefusedLogIn
+{
+    const char* message;
+    const char* advice;
+    const char* flags;
+};
+
+TEST_F(Outcome, OfARefusedLogInNamesTheFlagsOfTheCaseAtHand)
+{
+    // As the transports say it.
+    const RefusedLogIn cases[] = {
+        {"the password is wrong", "check it", " (see -U and -f)"},
+        {"the module does not admit this user name",
+         "check the name, and that the user may log in with the privilege asked for",
+         " (see -U and -L)"},
+        {"the module does not grant this user the privilege administrator",
+         "ask for less, or log in as another user", " (see -U and -L)"},
+        {"the module does not offer cipher suite 17", "choose another (3 or 17)", " (see -C)"},
+        {"the module knows the password, but computes other keys",
+         "it may have a K_g key; give it, or check the one that was given", " (see -k)"},
+        {"the log-in was changed on its way, though the password is right", "try again", ""},
+        {"not asked: three modules have refused this user and password", "check user and password",
+         " (see -U, -f and --keep-going)"},
+    };
+    for (const RefusedLogIn& refused : cases) {
+        Fake().Refuse({Cause::kRefused, refused.message, refused.advice, {}});
+        EXPECT_EQ(RunConnected({}).error, std::string("vktinventory: refused: ") + refused.message +
+                                              "; " + refused.advice + refused.flags + "\n");
+    }
+}
+
+TEST_F(Outcome, OfARefusedLogInSaysThatNobodyWasNamed)
+{
+    Fake().Refuse({Cause::kRefused, "the module does not admit this user name", "check it", {}});
+    EXPECT_EQ(RunCommand({"-H", "h", "-P", "p"}).error,
+              "vktinventory: refused: the module does not admit this user name; no user was named "
+              "(see -U and -f)\n");
+    Fake().Refuse({Cause::kRefused, "no cipher suite 17", "choose another", {}});
+    EXPECT_EQ(RunCommand({"-H", "h", "-P", "p"}).error,
+              "vktinventory: refused: no cipher suite 17; choose another (see -C)\n");
+}
 
 TEST_F(Outcome, PrintsATableOnlyOfWhatCanHaveBeenRead)
 {

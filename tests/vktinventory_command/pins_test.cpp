@@ -142,7 +142,7 @@ TEST_F(Pins, OfSilentHostsAreLackingAndTheRestIsPrinted)
     EXPECT_EQ("enc1 " + PinWith('1') + "\n", ran.out);
     EXPECT_EQ(
         "vktinventory: enc[4-5]: no connection: the server took too long; try again, or "
-        "allow more time (see -H and -p)\n",
+        "allow more time (see -H, -p and --connect-timeout)\n",
         ran.error);
 }
 

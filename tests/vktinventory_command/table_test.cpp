@@ -363,12 +363,21 @@ TEST_F(Table, ShowsOneNode)
     power.average = Reading<std::uint16_t>::Absent();
     Record().nodes[1].power = power;
     EXPECT_EQ(RunConnected({"node", "2"}).out, R"(Health
-  good
+  good, as far as it was read
 
 Nodes
   Node  Power state  Width  Height  Permission  Minimum  Average  Maximum
      2  Power ON     Half        1           2       90      N/A      180
 )");
+}
+
+TEST_F(Table, CallsHealthGoodOnlyWhereAllThatTellsOfItWasRead)
+{
+    for (const char* const command : {"power", "psu", "nodes"}) {
+        EXPECT_THAT(RunConnected({command}).out,
+                    testing::StartsWith("Health\n  good, as far as it was read\n"))
+            << command;
+    }
 }
 
 TEST_F(Table, TellsOfNoHealthWhereNothingTellsOfIt)

@@ -217,7 +217,9 @@ std::vector<GridRow> ReportTable::HealthRows() const
         rows.push_back({{"not fully known: " + count + " values not read", Mark::kBad}});
     }
     if (report_.judgement.status == Health::kOk) {
-        rows.push_back({{"good"}});
+        const bool all = (report_.command->read & Enclosures::kHealth) == Enclosures::kHealth &&
+                         report_.command->action != Action::kReadNode;
+        rows.push_back({{all ? "good" : "good, as far as it was read"}});
     }
     return rows;
 }
