@@ -1179,6 +1179,44 @@ TEST(StopRequest, AtEachStepOfTheLogInEndsItAndLeavesNothing)
     }
 }
 
+TEST(StopRequest, WaitsForASlowModuleThatIsOpeningASession)
+{
+    std::stop_source stop;
+    Peer peer(Module(), kPatient, FaultInjectingRelay::PassOn,
+              [&](const Datagram& d) -> std::vector<Datagram> {
+                  if (Carries(d, kOpenSessionResponse)) {
+                      stop.request_stop();
+                      std::this_thread::sleep_for(400ms);
+                  }
+                  return {d};
+              });
+    const IpmiOpening opening = peer.Transport().Open({Clock::now() + 10min, stop.get_token()});
+    ASSERT_TRUE(opening.failure);
+    EXPECT_EQ(opening.failure->cause, Cause::kCancelled);
+    peer.Close();
+    EXPECT_TRUE(NothingIsLeft(peer.module));
+}
+
+TEST(StopRequest, WhileAModuleRefusesASuiteIsNoRefusal)
+{
+    for (int i = 0; i < 100; ++i) {
+        std::stop_source stop;
+        std::jthread stopper;
+        Peer peer(Module(), kPatient, FaultInjectingRelay::PassOn,
+                  [&](const Datagram& d) -> std::vector<Datagram> {
+                      if (Carries(d, kOpenSessionResponse) && !stopper.joinable()) {
+                          stopper = std::jthread([&] { stop.request_stop(); });
+                      }
+                      return {d};
+                  });
+        peer.settings.cipherSuite.reset();
+        const IpmiOpening opening = peer.Transport().Open({Clock::now() + 10min, stop.get_token()});
+        if (opening.failure) {
+            ASSERT_EQ(opening.failure->cause, Cause::kCancelled) << opening.failure->message;
+        }
+    }
+}
+
 TEST(StopRequest, DuringARequestEndsItAndTheSessionIsGivenBack)
 {
     for (const bool fromAnotherThread : {false, true}) {

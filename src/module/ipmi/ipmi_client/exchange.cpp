@@ -9,8 +9,6 @@
 namespace Tulvo::Rmcp {
 namespace {
 
-constexpr std::chrono::milliseconds kLateAnswerWait{200};
-
 Failure NoAnswer(std::chrono::milliseconds limit)
 {
     Failure failure{CONNECTION_TRY_AGAIN,
@@ -77,6 +75,13 @@ Failure Interrupted()
     return failure;
 }
 
+Failure NoTimeLeft()
+{
+    Failure failure{CONNECTION_TRY_AGAIN, "no time was left for it", "allow more"};
+    failure.cause = Cause::kTimedOut;
+    return failure;
+}
+
 std::optional<Failure> Exchange(UdpLink& link, const Waits& waits, Message& message)
 {
     const Clock::time_point deadline = waits.Deadline();
@@ -113,10 +118,10 @@ void TakeFurtherAnswers(UdpLink& link, const Waits& waits, const Message& messag
     }
 }
 
-void TakeLateAnswer(UdpLink& link, const Judge& judge)
+void TakeLateAnswer(UdpLink& link, std::chrono::milliseconds wait, const Judge& judge)
 {
     Packet packet;
-    if (link.Receive(Clock::now() + kLateAnswerWait, packet, UdpLink::OnInterruption::kGoOn) ==
+    if (link.Receive(Clock::now() + wait, packet, UdpLink::OnInterruption::kGoOn) ==
         Reception::kPacket) {
         judge(packet);
     }

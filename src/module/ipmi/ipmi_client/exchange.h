@@ -49,10 +49,12 @@ std::optional<Failure> Exchange(UdpLink& link, const Waits& waits, Message& mess
 void TakeFurtherAnswers(UdpLink& link, const Waits& waits, const Message& message);
 
 /// After a stop request during an exchange: waits a moment for the answer all the same.
-void TakeLateAnswer(UdpLink& link, const Judge& judge);
+void TakeLateAnswer(UdpLink& link, std::chrono::milliseconds wait, const Judge& judge);
 
 /// Why nothing is asked any more once the program has been told to end.
 Failure Interrupted();
+/// The same once the time is over.
+Failure NoTimeLeft();
 
 }  // namespace Tulvo::Rmcp
 

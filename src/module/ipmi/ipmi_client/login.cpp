@@ -19,6 +19,12 @@
 namespace Tulvo::Rmcp {
 namespace {
 
+/// How long the answer to the first request is waited for after a stop request, as long as for a
+/// log-out.
+constexpr std::chrono::seconds kLateAnswerAtStop{1};
+/// The same after the module had all of its time.
+constexpr std::chrono::milliseconds kLateAnswerAtEnd{200};
+
 /// Draws a number that is not 0, which stands for none.
 template <class Number>
 bool RandomizeNumber(Number& number)
@@ -251,7 +257,11 @@ std::optional<Failure> Login::Negotiate(const Waits& waits)
     std::optional<Failure> failure = AskForSession(waits);
     const bool refused = failure && RefusesSuite(failure->point.status);
     const bool over = IsStopped() || Clock::now() >= settings_.waits.until;
-    if (refused && settings_.otherSuite && !over) {
+    if (refused && settings_.otherSuite && over) {
+        // The module may offer the other one: it was not asked.
+        return At(LoginStep::kOpenSession, IsStopped() ? Interrupted() : NoTimeLeft());
+    }
+    if (refused && settings_.otherSuite) {
         TakeOtherSuite();
         failure = AskForSession(waits);
         refused_.reset();
@@ -314,7 +324,9 @@ std::optional<Failure> Login::AskForSession(const Waits& waits)
     std::optional<Failure> failure = Ask(kType, request, reply, waits);
     if (IsStopped() || (failure && Clock::now() >= waits.until)) {
         // The answer may be on its way: to wait for it spares the module a half-open session.
-        TakeLateAnswer(connection_->link, [this](const Packet& packet) {
+        const bool cutShort = failure && failure->cause == Cause::kCancelled;
+        const std::chrono::milliseconds wait = cutShort ? kLateAnswerAtStop : kLateAnswerAtEnd;
+        TakeLateAnswer(connection_->link, wait, [this](const Packet& packet) {
             AbortDuplicate(connection_->link, State(), packet);
             return Verdict::kOther;
         });

@@ -162,12 +162,7 @@ std::optional<Failure> Transport::CheckSettings() const
 /// Why nothing is sent any more.
 Failure TimeIsOver(const CallLimit& limit)
 {
-    if (limit.stop.stop_requested()) {
-        return Interrupted();
-    }
-    Failure failure{CONNECTION_TRY_AGAIN, "no time was left for it", "allow more"};
-    failure.cause = Cause::kTimedOut;
-    return failure;
+    return limit.stop.stop_requested() ? Interrupted() : NoTimeLeft();
 }
 
 Waits Transport::LoginWaits(const CallLimit& limit, const StopSignal& stop) const
