@@ -10,7 +10,9 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
+#include <ctime>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -113,6 +115,14 @@ private:
     FileDescriptor socket_;
     std::string received_;
 };
+
+/// Processor time that this process has taken.
+inline std::chrono::nanoseconds ProcessorTime()
+{
+    timespec time = {};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
 
 /// The answer to one GET on a connection of its own.
 inline std::string Get(const std::string& address, const std::string& place,

@@ -172,6 +172,17 @@ TEST_F(WebSecurity, ServesTls13OnlyWhenTold)
     EXPECT_THAT(Curl("--cacert server.crt --tls-max 1.2"), HasSubstr("exit 35"));
 }
 
+TEST_F(WebSecurity, RestsWhileAHandshakeStalls)
+{
+    StartTls();
+    const Client part(server_->Address());
+    part.Send("\x16\x03\x01");
+    const auto before = ProcessorTime();
+    EXPECT_FALSE(part.HasNews(500));
+    EXPECT_LT(ProcessorTime() - before, std::chrono::milliseconds(100)) << "it spins";
+    EXPECT_EQ(Curl("--cacert server.crt"), kGood);
+}
+
 struct ClientCase
 {
     const char* type;

@@ -52,6 +52,7 @@ public:
     /// Those that count against a bound: without the closing ones.
     std::size_t Open() const;
     bool CanGiveWay() const;
+    bool IsSending() const { return !With(Activity::kSending).empty(); }
     /// Ends the connection that is missed least: the one that has been silent longest, else the one
     /// that has been kept alive longest without a request.
     /// @param silence one that has been silent for less may be about to send its request.

@@ -44,6 +44,11 @@ constexpr unsigned kAcceptedAtOnce = 32;
 constexpr auto kShortageRest = std::chrono::milliseconds(200);
 /// What a new connection has when the host has run out of something, before it gives way.
 constexpr auto kTimeToSpeak = std::chrono::seconds(1);
+/// Rounds without an event that are taken at once; then so many with a pause of a millisecond, of
+/// two, and so on. A long request takes about 60.
+constexpr unsigned kRoundsAtOnce = 16;
+constexpr unsigned kRoundsOfOnePause = 32;
+constexpr unsigned kDoublings = 6;
 constexpr auto kBetweenWarnings = std::chrono::minutes(1);
 
 char LowerCase(char letter)
@@ -339,6 +344,8 @@ private:
     Daemon StartDaemon();
     void Work();
     void Wait();
+    bool IsWorkPending() const;
+    int PauseMilliseconds() const;
     int WaitMilliseconds(Clock::time_point now) const;
     bool MayAccept(Clock::time_point now) const;
     void Accept(Clock::time_point now);
@@ -372,6 +379,8 @@ private:
     std::uint64_t lastExchange_ = 0;
     std::optional<Clock::time_point> restUntil_;
     std::optional<Clock::time_point> lastWarning_;
+    unsigned roundsWithoutEvent_ = 0;
+    Clock::duration lastRound_ = {};
     bool stopping_ = false;
     Daemon daemon_;
     std::thread thread_;
@@ -429,7 +438,9 @@ void HttpServer::Thread::Work()
         const auto now = Clock::now();
         Accept(now);
         connections_.CloseOverdue(now);
+        const auto begun = Clock::now();
         MHD_run(daemon_.get());
+        lastRound_ = Clock::now() - begun;
     }
     mailbox_->Close();
     RefuseOutstanding();
@@ -437,12 +448,33 @@ void HttpServer::Thread::Work()
     listening_.descriptor = FileDescriptor();
 }
 
-int HttpServer::Thread::WaitMilliseconds(Clock::time_point now) const
+bool HttpServer::Thread::IsWorkPending() const
 {
-    MHD_UNSIGNED_LONG_LONG pending = 0;
-    if (MHD_get_timeout(daemon_.get(), &pending) == MHD_YES && pending == 0) {
+    MHD_UNSIGNED_LONG_LONG timeout = 0;
+    return MHD_get_timeout(daemon_.get(), &timeout) == MHD_YES && timeout == 0;
+}
+
+/// The library calls it work when a client has sent part of a TLS handshake and nothing since: to
+/// follow it at once would keep a processor busy. Bytes that come end a pause.
+int HttpServer::Thread::PauseMilliseconds() const
+{
+    const auto fifthOfAProcessor =
+        std::chrono::duration_cast<std::chrono::milliseconds>(4 * lastRound_);
+    if (fifthOfAProcessor.count() > 0) {
+        return static_cast<int>(std::min<std::int64_t>(fifthOfAProcessor.count(), 1 << kDoublings));
+    }
+    if (roundsWithoutEvent_ < kRoundsAtOnce) {
         return 0;
     }
+    // A large answer is sent in many rounds.
+    return connections_.IsSending()
+               ? 1
+               : 1 << std::min((roundsWithoutEvent_ - kRoundsAtOnce) / kRoundsOfOnePause,
+                               kDoublings);
+}
+
+int HttpServer::Thread::WaitMilliseconds(Clock::time_point now) const
+{
     auto next = connections_.NextDeadline();
     if (restUntil_ && (!next || *restUntil_ < *next)) {
         next = restUntil_;
@@ -463,13 +495,16 @@ bool HttpServer::Thread::MayAccept(Clock::time_point now) const
 void HttpServer::Thread::Wait()
 {
     const auto now = Clock::now();
-    const int events = MHD_get_daemon_info(daemon_.get(), MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd;
+    const int library = MHD_get_daemon_info(daemon_.get(), MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd;
     std::array<pollfd, 3> descriptors = {{
         {mailbox_->Descriptor(), POLLIN, 0},
-        {events, POLLIN, 0},
+        {library, POLLIN, 0},
         {MayAccept(now) ? listening_.descriptor.Get() : -1, POLLIN, 0},
     }};
-    poll(descriptors.data(), descriptors.size(), WaitMilliseconds(now));
+    const bool pending = IsWorkPending();
+    const int events = poll(descriptors.data(), descriptors.size(),
+                            pending ? PauseMilliseconds() : WaitMilliseconds(now));
+    roundsWithoutEvent_ = pending && events == 0 ? roundsWithoutEvent_ + 1 : 0;
 }
 
 void HttpServer::Thread::Accept(Clock::time_point now)
