@@ -332,6 +332,20 @@ TEST(Health, IsUnknownWithoutTheModulesStatus)
     EXPECT_EQ(Health::kUnknown, Judge(enclosure, {.powerSupplies = 2, .nodes = 4}).status);
 }
 
+TEST(Health, IsUnknownWithoutTheOnlyNodeThatWasAsked)
+{
+    for (const Sections asked : {kNodes, kNodeStates, kNodePower, kEverything}) {
+        Enclosure enclosure = Healthy();
+        enclosure.asked = asked;
+        enclosure.nodes.clear();
+        const Judgement judgement = Judge(enclosure);
+        EXPECT_EQ(Health::kUnknown, judgement.status);
+        EXPECT_THAT(Texts(judgement),
+                    ElementsAre("Chassis has no node of the number that was asked for, but 4 "
+                                "nodes"));
+    }
+}
+
 /// What was not asked for cannot be held against an expectation.
 TEST(Health, ExpectsNothingOfWhatWasNotAskedFor)
 {

@@ -152,7 +152,9 @@ TEST_P(PlanTest, AsksForOneNode)
     EXPECT_EQ(3, record.nodes.front().number);
     EXPECT_THAT(read.module.asked, SizeIs(3));
     Read beyond(GetParam());
-    EXPECT_THAT(beyond.Run(Scope{kNodes, 13}).nodes, SizeIs(0));
+    const Enclosure without = beyond.Run(Scope{kNodes, 13});
+    EXPECT_THAT(without.nodes, SizeIs(0));
+    EXPECT_EQ(Health::kUnknown, Judge(without).status);
 }
 
 TEST_P(PlanTest, LosesWhatHangsOnARefusedRequestAndNothingElse)

@@ -149,6 +149,7 @@ public:
     std::vector<Finding> Findings()
     {
         WhatIsMissing();
+        NoSuchNode();
         PowerAboveCaps();
         ExpectedSupplies();
         ExpectedNodes();
@@ -187,6 +188,18 @@ private:
                                  first->field,
                                  WhichOf(first->field, next - first) +
                                      " could not be read: " + first->failure.message});
+        }
+    }
+
+    /// Of a read of one node that the enclosure does not have nothing is missing, and nothing
+    /// known.
+    void NoSuchNode()
+    {
+        const std::uint8_t* const count = enclosure_.module.nodeCount.Get();
+        if ((enclosure_.asked & kNodes) != 0 && count != nullptr && enclosure_.nodes.empty()) {
+            findings_.push_back(AboutChassis(Health::kUnknown, "powerState",
+                                             "has no node of the number that was asked for, but " +
+                                                 std::to_string(*count) + " nodes"));
         }
     }
 

@@ -51,7 +51,7 @@ struct Judgement
 };
 
 /// Judges what was read, and what is missing though it was asked. An enclosure of which nothing
-/// that tells about health was asked is unknown.
+/// that tells about health was asked is unknown, and so is one without the only node that was.
 [[nodiscard]] VKT_EXPORT Judgement Judge(const Enclosure& enclosure,
                                          const Expectations& expectations = {});
 
