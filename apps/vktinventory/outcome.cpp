@@ -168,6 +168,14 @@ std::string Count(std::uint64_t count, std::string_view one, std::string_view ma
     return std::to_string(count) + " " + std::string(count == 1 ? one : many);
 }
 
+/// A refused log-in is none less: over RMCP+ it may have been refused before any proof has left.
+std::string LogIns(const Enclosures::Cost& cost)
+{
+    const std::uint64_t refused = cost.logInsRefused;
+    const std::string logIns = Count(std::max(cost.logIns, refused), "log-in", "log-ins");
+    return refused == 0 ? logIns : logIns + " (" + std::to_string(refused) + " refused)";
+}
+
 }  // namespace
 
 std::string_view WordsFor(const Failure& failure)
@@ -227,9 +235,8 @@ std::string CostLine(const Enclosures::Enclosure& enclosure)
                 ? Count(cost.tlsHandshakes, "TLS handshake", "TLS handshakes")
                 : Count(cost.datagramsSent, "datagram", "datagrams") + " sent, " +
                       std::to_string(cost.datagramsReceived) + " received";
-    return line + ", " + Count(cost.copies, "copy", "copies") + ", " +
-           Count(cost.logIns, "log-in", "log-ins") + ", " + std::to_string(cost.elapsed.count()) +
-           " ms";
+    return line + ", " + Count(cost.copies, "copy", "copies") + ", " + LogIns(cost) + ", " +
+           std::to_string(cost.elapsed.count()) + " ms";
 }
 
 }  // namespace Tulvo::Cli

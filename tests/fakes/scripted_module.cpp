@@ -135,6 +135,7 @@ void ScriptedModule::WantPrivilege(bool granted)
 IpmiOpening ScriptedModule::Open(const CallLimit& limit)
 {
     Close(limit);
+    openLimits.push_back(limit);
     pace_.Pass(answerTime, limit);
     ++opened;
     isRaised_ = false;
@@ -175,6 +176,7 @@ IpmiExchange ScriptedModule::Ask(const IPMICOMMAND& request, Resend /*resend*/,
     EXPECT_TRUE(sessionOpen) << RequestName(request) << " without a session";
     EXPECT_LT(pace_.now, limit.until) << RequestName(request) << " after the time was over";
     asked.push_back(request);
+    askLimits.push_back(limit);
     if (onAsk) {
         onAsk(asked.size() - 1);
     }

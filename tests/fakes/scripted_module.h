@@ -84,6 +84,8 @@ public:
     // What happened.
     std::vector<IPMICOMMAND> asked;
     std::vector<IPMICOMMAND> answered;  ///< With completion code 0.
+    std::vector<CallLimit> openLimits;  ///< Of each attempt to open a session.
+    std::vector<CallLimit> askLimits;   ///< Of each request.
     int opened = 0;
     int closed = 0;
     int raised = 0;

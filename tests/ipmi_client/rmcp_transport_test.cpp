@@ -25,6 +25,8 @@
 #include "module/ipmi/ipmi_client/rmcp_timing.h"
 #include "tests/ipmi_client/fake_rmcp_module.h"
 #include "tests/ipmi_client/fault_injecting_relay.h"
+#include "tests/support/recording_gate.h"
+#include "tests/support/run_in_threads.h"
 
 namespace Tulvo {
 namespace {
@@ -592,6 +594,7 @@ TEST(LogIn, WithAWrongPasswordIsOneLogInAndNoProof)
         EXPECT_EQ(logIns, 1U);
         EXPECT_EQ(peer.module.Proofs(), 0U);  // the module has to prove first
         EXPECT_EQ(peer.Transport().Cost().logIns, 0U);
+        EXPECT_EQ(peer.Transport().Cost().logInsRefused, 1U);
         EXPECT_TRUE(NothingIsLeft(peer.module));
     }
 }
@@ -1023,6 +1026,137 @@ TEST(LogIn, ThatNobodyAnswersEndsAtItsLimit)
     EXPECT_EQ(opening.failure->cause, Cause::kTimedOut);
     EXPECT_THAT(opening.failure->message, HasSubstr("no answer"));
     EXPECT_THAT(opening.failure->advice, Not(HasSubstr("IPMI_SESSION_TIMEOUT_MS")));
+}
+
+/// Holds packets of a type back until a point in time.
+FaultInjectingRelay::Filter Holding(PayloadType type, Clock::time_point until)
+{
+    return [=](const Datagram& d) -> std::vector<Datagram> {
+        if (Carries(d, type)) {
+            std::this_thread::sleep_until(until);
+        }
+        return {d};
+    };
+}
+
+TEST(FirstAnswer, OfAModuleHasToComeInItsTime)
+{
+    constexpr auto kSoon = 300ms;
+    constexpr auto kEnough = 30s;
+    struct Case
+    {
+        const char* name;
+        std::optional<Clock::duration> firstAnswer;
+        PayloadType held;         ///< Until after kSoon.
+        int dropped;              ///< Open session requests.
+        Clock::duration longest;  ///< For all of the log-in.
+        std::optional<Cause> expected;
+    };
+    for (const Case& one : {
+             Case{"in time", kEnough, kSealedIpmi, 0, kEnough, {}},
+             Case{"only the first has to", kEnough, kRakp2, 0, kEnough, {}},
+             Case{"too late", kSoon, kOpenSessionResponse, 0, kEnough, Cause::kUnreachable},
+             Case{"never", kSoon, kSealedIpmi, 1'000'000, kEnough, Cause::kUnreachable},
+             Case{"never, and any time", {}, kSealedIpmi, 1'000'000, kSoon, Cause::kTimedOut},
+         }) {
+        SCOPED_TRACE(one.name);
+        const auto begin = Clock::now();
+        Peer peer(Module(), kPatient, Dropping(kOpenSessionRequest, one.dropped),
+                  Holding(one.held, begin + kSoon + 20ms));
+        CallLimit limit{begin + one.longest};
+        if (one.firstAnswer) {
+            limit.firstAnswer = begin + *one.firstAnswer;
+        }
+        const IpmiOpening opening = peer.Transport().Open(limit);
+        EXPECT_EQ(opening.failure ? std::optional(opening.failure->cause) : std::nullopt,
+                  one.expected);
+        if (one.expected) {
+            EXPECT_GE(Clock::now(), begin + kSoon);
+        }
+        peer.Close();
+        EXPECT_TRUE(NothingIsLeft(peer.module));
+    }
+}
+
+using GateEnds = std::vector<LogInGate::End>;
+
+TEST(Gate, IsAskedOnceTheModuleHasAnsweredAndToldHowTheLogInEnded)
+{
+    struct Case
+    {
+        const char* name;
+        const char* password;
+        PayloadType dropped;  ///< For good.
+        unsigned entered;
+        GateEnds ends;
+    };
+    for (const Case& one : {
+             Case{"accepted", "secret", kSealedIpmi, 1, {LogInGate::End::kAccepted}},
+             Case{"refused", "secreT", kSealedIpmi, 1, {LogInGate::End::kRefused}},
+             Case{"silent later", "secret", kRakp1, 1, {LogInGate::End::kUnknown}},
+             Case{"silent at once", "secret", kOpenSessionRequest, 0, {}},
+         }) {
+        SCOPED_TRACE(one.name);
+        Tests::RecordingGate gate;
+        Peer peer(Module(), kQuick, Dropping(one.dropped, 1'000'000));
+        peer.settings.password = one.password;
+        const bool answers = one.dropped == kSealedIpmi;
+        CallLimit limit{Clock::now() + (answers ? Clock::duration(1min) : 500ms)};
+        limit.gate = &gate;
+        peer.Transport().Open(limit);
+        EXPECT_EQ(gate.Entered(), one.entered);
+        EXPECT_EQ(gate.Ends(), one.ends);
+    }
+}
+
+TEST(Gate, IsAskedOnceForAllAttemptsOfALogIn)
+{
+    FakeRmcpModuleOptions options = Module();
+    options.privilege = 2;  // refuses administrator, then operator, before any proof
+    Tests::RecordingGate gate;
+    Peer peer(options);
+    CallLimit limit = Ample();
+    limit.gate = &gate;
+    EXPECT_FALSE(peer.Transport().Open(limit).failure);
+    EXPECT_EQ(gate.Entered(), 1U);
+    EXPECT_EQ(gate.Ends(), GateEnds{LogInGate::End::kAccepted});
+}
+
+TEST(Gate, ThatIsNotOpenedEndsTheLogInBeforeTheUsersNameLeaves)
+{
+    std::atomic<unsigned> named = 0;
+    Tests::RecordingGate gate;
+    gate.refusal = Failure{Cause::kRefused, "not asked", "check the password", {}};
+    Peer peer(Module(), kPatient, Counting(kRakp1, named));
+    CallLimit limit = Ample();
+    limit.gate = &gate;
+    EXPECT_EQ(peer.Transport().Open(limit).failure, gate.refusal);
+    EXPECT_EQ(named, 0U);
+    EXPECT_EQ(peer.Transport().Cost().logInsRefused, 0U);
+    EXPECT_EQ(gate.Ends(), GateEnds{});
+    EXPECT_TRUE(NothingIsLeft(peer.module));
+}
+
+TEST(Gate, IsSharedByThreads)
+{
+    constexpr int kThreads = 8;
+    Tests::RecordingGate gate;
+    const FakeRmcpModuleOptions options = Module();
+    FakeRmcpModule module(options);
+    RunInThreads(kThreads, [&](int number) {
+        RmcpSettings settings = SettingsFor(options, module.Port());
+        settings.password = number % 2 == 0 ? options.password : "wrong";
+        const auto transport = Rmcp::MakeRmcpTransport(settings, kPatient);
+        CallLimit limit = Ample();
+        limit.gate = &gate;
+        EXPECT_EQ(transport->Open(limit).failure.has_value(), number % 2 != 0);
+        transport->Close(Ample());
+    });
+    const GateEnds ends = gate.Ends();
+    EXPECT_EQ(gate.Entered(), 8U);
+    EXPECT_EQ(std::count(ends.begin(), ends.end(), LogInGate::End::kAccepted), kThreads / 2);
+    EXPECT_EQ(std::count(ends.begin(), ends.end(), LogInGate::End::kRefused), kThreads / 2);
+    EXPECT_EQ(ends.size(), 8U);
 }
 
 TEST(Requests, ToAModuleThatHasGoneAreLost)

@@ -13,6 +13,7 @@
 
 #include "common/log/log.h"
 #include "tests/fakes/scripted_module.h"
+#include "tests/support/recording_gate.h"
 
 namespace Tulvo::Enclosures {
 namespace {
@@ -380,6 +381,93 @@ TEST_F(ConversationTest, GivesAStartingModuleASecondChance)
     module.Refuse(Numbered(1), 0xC1);
     EXPECT_EQ(nullptr, AskFor(1, RequestClass::kFirst));
     EXPECT_EQ(Kind::kAnswer, outcomes[1].kind);
+}
+
+/// The module has to show up once: whoever has answered is not held to it again.
+TEST_F(ConversationTest, WantsTheFirstAnswerInItsTime)
+{
+    struct Case
+    {
+        std::string name;
+        std::chrono::milliseconds firstAnswer;
+        std::vector<IpmiOpening> openings;
+        std::vector<std::optional<std::chrono::milliseconds>> expected;  ///< Of each opening.
+    };
+    const IpmiOpening kNobodyYet{.failure = kNobodyListens};
+    const std::vector<Case> cases{
+        {"InTime", 2s, {{}}, {2s}},
+        {"AnyTime", 0ms, {{}}, {std::nullopt}},
+        {"LongerThanItAll", 48h, {{}}, {24h}},
+        {"NoSessionFree", 2s, {{.failure = kNoneFree, .noneFree = true}, {}}, {2s, std::nullopt}},
+        {"Never", 2s, {kNobodyYet}, {2s}},
+    };
+    for (const Case& one : cases) {
+        SCOPED_TRACE(one.name);
+        ScriptedModule other(pace);
+        for (const IpmiOpening& opening : one.openings) {
+            other.Open(opening);
+        }
+        other.Give(Numbered(1), {});
+        limits.firstAnswer = one.firstAnswer;
+        const auto begin = pace.now;
+        Conversation conversation(other, pace, limits);
+        conversation.Add({.command = Numbered(1), .done = [](const Outcome&) {}});
+        const SharedFailure ended = conversation.Run();
+        EXPECT_EQ(one.openings.back().failure, ended ? std::optional(*ended) : std::nullopt);
+        ASSERT_EQ(one.expected.size(), other.openLimits.size());
+        for (std::size_t at = 0; at < one.expected.size(); ++at) {
+            const auto& expected = one.expected[at];
+            EXPECT_EQ(expected ? std::optional(begin + *expected) : std::nullopt,
+                      other.openLimits[at].firstAnswer);
+        }
+    }
+}
+
+TEST_F(ConversationTest, WantsAFirstAnswerNoMoreOnceThereWasOne)
+{
+    limits.firstAnswer = 2s;
+    module.LoseSession(Numbered(2));
+    EXPECT_EQ(nullptr, AskFor(2));
+    // Over HTTPS with the password in each request the first of them is the first answer.
+    ASSERT_THAT(module.askLimits, SizeIs(3));
+    EXPECT_TRUE(module.askLimits[0].firstAnswer);
+    EXPECT_FALSE(module.askLimits[1].firstAnswer);
+    ASSERT_THAT(module.openLimits, SizeIs(2));
+    EXPECT_FALSE(module.openLimits[1].firstAnswer);
+}
+
+TEST_F(ConversationTest, AsksNobodyWhoseGateIsClosed)
+{
+    Tests::RecordingGate gate;
+    gate.closed = Failure{Cause::kRefused, "not asked", "", {}};
+    limits.gate = &gate;
+    const SharedFailure ended = AskFor(2);
+    ASSERT_NE(nullptr, ended);
+    EXPECT_EQ(*gate.closed, *ended);
+    EXPECT_EQ(0, module.opened);
+    EXPECT_EQ(ended, outcomes[2].failure);
+    EXPECT_EQ(0U, gate.Entered());
+}
+
+TEST_F(ConversationTest, AsksTheGateBeforeEachSession)
+{
+    Tests::RecordingGate gate;
+    limits.gate = &gate;
+    module.LoseSession(Numbered(2));
+    module.onAsk = [&gate](std::size_t asked) {
+        if (asked == 1) {
+            gate.closed = Failure{Cause::kRefused, "not asked", "", {}};
+        }
+    };
+    const SharedFailure ended = AskFor(3);
+    ASSERT_NE(nullptr, ended);
+    EXPECT_EQ(*gate.closed, *ended);
+    EXPECT_EQ(1, module.opened);
+    EXPECT_EQ(Kind::kAnswer, outcomes[1].kind);
+    EXPECT_EQ(ended, outcomes[3].failure);
+    // Log-ins of either kind are told of it.
+    EXPECT_EQ(&gate, module.openLimits[0].gate);
+    EXPECT_EQ(&gate, module.askLimits[0].gate);
 }
 
 TEST_F(ConversationTest, NeverAsksOneRequestInTwoSessions)

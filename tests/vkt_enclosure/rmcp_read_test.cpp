@@ -126,6 +126,7 @@ TEST_F(ReadOverRmcp, WithAWrongPasswordSendsNoProof)
     EXPECT_EQ(record.error->cause, Cause::kRefused);
     EXPECT_THAT(record.error->message, HasSubstr("the password is wrong"));
     EXPECT_EQ(record.cost.logIns, 0U);
+    EXPECT_EQ(record.cost.logInsRefused, 1U);
     EXPECT_EQ(record.cost.requests, 0U);
 }
 

@@ -23,6 +23,7 @@
 
 #include "common/platform/file_descriptor.h"
 #include "module/vkt/vkt_https/retry_after.h"
+#include "tests/support/recording_gate.h"
 #include "tests/vkt_https/session_fixture.h"
 
 namespace Tulvo::Tests {
@@ -398,6 +399,7 @@ TEST_F(HttpsTransportTest, SendsARefusedPasswordOnce)
         ExpectTold(failure, Cause::kRefused, "the server answered 401: the log-in is refused");
         EXPECT_THAT(failure->message, Not(HasSubstr("wr0ng")));
         EXPECT_EQ(1U, transport->Cost().logIns);
+        EXPECT_EQ(1U, transport->Cost().logInsRefused);
     }
     EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction));
 }
@@ -761,6 +763,108 @@ TEST_F(HttpsTransportTest, DeletesASessionWhoseLogInWasCutShort)
         transport->Close(Within(kAmple));
     }
     EXPECT_THAT(Arrived(), ElementsAre(kLogin, kDelete1, kLogin, kDelete2));
+}
+
+TEST_F(HttpsTransportTest, WantsTheFirstAnswerInItsTime)
+{
+    const auto waitForClient = [](Peer& peer) { peer.WaitForClient(); };
+    struct Case
+    {
+        const char* name;
+        std::optional<Clock::duration> firstAnswer;
+        Clock::duration longest;
+        bool handshakes;
+        std::optional<Cause> expected;
+    };
+    for (const bool basic : {false, true}) {
+        for (const Case& one : {Case{"in time", kAmple, kEndless, true, std::nullopt},
+                                Case{"never", 50ms, kEndless, false, Cause::kUnreachable},
+                                Case{"never, and any time", {}, 50ms, false, Cause::kTimedOut}}) {
+            SCOPED_TRACE(std::string(one.name) + (basic ? " over Basic" : ""));
+            auto settings = Settings();
+            settings.basicAuthentication = basic;
+            Make(settings);
+            if (!one.handshakes) {
+                connections[connected + 1] = waitForClient;
+            }
+            CallLimit limit = Within(one.longest);
+            if (one.firstAnswer) {
+                limit.firstAnswer = Clock::now() + *one.firstAnswer;
+            }
+            auto failure = transport->Open(limit).failure;
+            if (basic) {
+                ASSERT_FALSE(failure);
+                failure = AskWithin(limit).failure;
+            }
+            EXPECT_EQ(one.expected, failure ? std::optional(failure->cause) : std::nullopt);
+        }
+    }
+}
+
+TEST_F(HttpsTransportTest, AsksTheGateBeforeUserAndPasswordLeave)
+{
+    using GateEnd = LogInGate::End;
+    struct Case
+    {
+        const char* name;
+        Step reply;
+        std::vector<GateEnd> ends;
+    };
+    for (const bool basic : {false, true}) {
+        for (const Case& one :
+             {Case{"accepted", {}, {GateEnd::kAccepted}},
+              Case{"refused", Send(Reply("401 Unauthorized", "{}")), {GateEnd::kRefused}},
+              Case{"silent", SayNothing, {GateEnd::kUnknown}}}) {
+            SCOPED_TRACE(std::string(one.name) + (basic ? " over Basic" : ""));
+            RecordingGate gate;
+            auto settings = Settings();
+            settings.basicAuthentication = basic;
+            Make(settings);
+            if (one.reply) {
+                requests[requested + 1] = one.reply;
+            }
+            const bool isSilent = one.ends.front() == GateEnd::kUnknown;
+            CallLimit limit = Within(isSilent ? Clock::duration(300ms) : kAmple);
+            limit.gate = &gate;
+            const bool isOpen = !transport->Open(limit).failure;
+            EXPECT_EQ(basic ? 0U : 1U, gate.Entered());
+            const bool isAccepted = one.ends.front() == GateEnd::kAccepted;
+            for (int asked = 0; isOpen && asked < (isAccepted ? 2 : 1); ++asked) {
+                AskWithin(limit);
+            }
+            EXPECT_EQ(1U, gate.Entered());
+            EXPECT_EQ(one.ends, gate.Ends());
+            EXPECT_EQ(one.ends.front() == GateEnd::kRefused ? 1U : 0U,
+                      transport->Cost().logInsRefused);
+        }
+    }
+}
+
+TEST_F(HttpsTransportTest, SendsNothingWhereTheGateGivesNoLeave)
+{
+    for (const bool basic : {false, true}) {
+        RecordingGate gate;
+        gate.refusal = Failure{Cause::kRefused, "not asked", "check the password", {}};
+        auto settings = Settings();
+        settings.basicAuthentication = basic;
+        Make(settings);
+        CallLimit limit = Within(kAmple);
+        limit.gate = &gate;
+        auto failure = transport->Open(limit).failure;
+        if (basic) {
+            ASSERT_FALSE(failure);
+            const IpmiExchange exchange = AskWithin(limit);
+            EXPECT_EQ(End::kFailed, exchange.end);
+            failure = exchange.failure;
+        }
+        EXPECT_EQ(gate.refusal, failure);
+        EXPECT_EQ(1U, gate.Entered());
+        EXPECT_EQ(1U, transport->Cost().tlsHandshakes);
+        EXPECT_EQ(0U, transport->Cost().logIns);
+        EXPECT_EQ(0U, transport->Cost().logInsRefused);
+        EXPECT_THAT(gate.Ends(), IsEmpty());
+    }
+    EXPECT_THAT(Arrived(), IsEmpty());
 }
 
 TEST_F(HttpsTransportTest, GivesUpALogInThatIsNeverAnswered)

@@ -193,6 +193,18 @@ TEST_F(Run, EndsWithWhatTheReadingCostWhenAskedToTellMore)
               "vktinventory: 69 requests, 1 TLS handshake, 1 copy, 1 log-in, 812 ms\n");
 }
 
+TEST_F(Run, SaysWithItsCostThatTheLogInWasRefused)
+{
+    Fake().Refuse({Cause::kRefused, "the password is wrong", "", {}});
+    Fake().record.cost = {.datagramsSent = 2, .datagramsReceived = 2, .logInsRefused = 1};
+    EXPECT_THAT(RunConnected({"-v"}).error, HasSubstr(", 1 log-in (1 refused), 0 ms"));
+    Fake().record.cost = {.logIns = 2, .logInsRefused = 1, .tlsHandshakes = 1};
+    EXPECT_THAT(RunConnected({"-v", "-I", "https"}).error,
+                HasSubstr(", 2 log-ins (1 refused), 0 ms"));
+    Fake().record.cost = {};  // a setting that cannot be: nobody was asked
+    EXPECT_THAT(RunConnected({"-v"}).error, HasSubstr(", 0 log-ins, 0 ms"));
+}
+
 TEST_F(Run, NeverShowsPasswordOrKey)
 {
     Fake().Refuse({Cause::kRefused, "the password is wrong", "", {}});

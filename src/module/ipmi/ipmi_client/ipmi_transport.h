@@ -65,6 +65,7 @@ struct IpmiCost
     std::uint64_t datagramsReceived = 0;  ///< As above; also those that were dropped.
     std::uint64_t copies = 0;             ///< Requests and log-in steps sent once more.
     std::uint64_t logIns = 0;             ///< Proofs of the password that were sent.
+    std::uint64_t logInsRefused = 0;      ///< In which user or password were, proved or not.
     std::uint64_t tlsHandshakes = 0;      ///< HTTPS only.
 };
 

@@ -219,7 +219,9 @@ IpmiOpening Transport::Open(const CallLimit& limit)
         } while (failure && !pass.Refusal() && !limit.Over() && MayHelp(*failure));
         login_.mayLogIn = {};
     }
-    pass.Leave(EndOf(failure));
+    const LogInGate::End end = EndOf(failure);
+    cost_.logInsRefused += end == LogInGate::End::kRefused ? 1 : 0;
+    pass.Leave(end);
     if (!failure) {
         return {};
     }

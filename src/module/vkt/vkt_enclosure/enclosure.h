@@ -163,6 +163,9 @@ struct Cost
     std::uint64_t datagramsReceived = 0;  ///< RMCP+ only.
     std::uint64_t copies = 0;             ///< Of requests that had no answer in time.
     std::uint64_t logIns = 0;             ///< Proofs of the password that were sent.
+    /// Log-ins in which the module refused user or password. Over RMCP+ no proof has left when it
+    /// shows at once that it has others.
+    std::uint64_t logInsRefused = 0;
     std::uint64_t tlsHandshakes = 0;      ///< HTTPS only.
     std::chrono::milliseconds elapsed{};  ///< From the call to its return.
 };

@@ -124,8 +124,8 @@ private:
     bool IsBasic() const { return info_.authentication == TulvoConnection::kAuthenticateBasic; }
     /// What fork() copies is its parent's to use and to end.
     void LetGoOfAnotherProcess();
-    std::optional<Failure> Persist(const Attempt& attempt, Resend resend, bool waitsUntold,
-                                   const CallLimit& limit);
+    std::optional<Failure> Persist(const Attempt& attempt, const LogInPass& pass, Resend resend,
+                                   bool waitsUntold, const CallLimit& limit);
     bool MayBeSentAgain(const Failure& failure, Resend resend) const;
     bool ConnectionBrokeOff(const Failure& failure) const;
     std::optional<Failure> LogIn(const CallLimit& limit, LogInPass& pass);
@@ -183,9 +183,11 @@ IpmiOpening HttpsTransport::Open(const CallLimit& limit)
         failure = FindAgain(limit);
     } else if (!failure && !IsBasic()) {
         // With no word of the server on when, the caller knows better: it comes back at random.
-        failure = Persist([&](const CallLimit& once) { return LogIn(once, pass); }, Resend::kFreely,
-                          false, limit);
-        pass.Leave(EndOfLogIn(failure));
+        failure = Persist([&](const CallLimit& once) { return LogIn(once, pass); }, pass,
+                          Resend::kFreely, false, limit);
+        const LogInGate::End end = EndOfLogIn(failure);
+        cost_.logInsRefused += end == LogInGate::End::kRefused && !pass.Refusal() ? 1 : 0;
+        pass.Leave(end);
     }
     isOpen_ = !failure;
     if (pass.Refusal()) {
@@ -216,9 +218,10 @@ IpmiExchange HttpsTransport::Ask(const IPMICOMMAND& request, Resend resend, cons
         return Post(request, body, resend, answer, Patience(once), &pass);
     };
     if (!failure) {
-        failure = Persist(post, resend, true, limit);
+        failure = Persist(post, pass, resend, true, limit);
         const LogInGate::End end = EndOfBasic(failure);
         isAccepted_ = isAccepted_ || end == LogInGate::End::kAccepted;
+        cost_.logInsRefused += IsBasic() && end == LogInGate::End::kRefused ? 1 : 0;
         pass.Leave(end);
     }
     if (pass.Refusal()) {
@@ -232,7 +235,7 @@ IpmiExchange HttpsTransport::Ask(const IPMICOMMAND& request, Resend resend, cons
             exchange.failure = opening.failure;
             return exchange;
         }
-        failure = Persist(post, resend, true, limit);
+        failure = Persist(post, pass, resend, true, limit);
     }
     if (failure) {
         isOpen_ = !HasExpired(*failure);
@@ -284,14 +287,15 @@ void HttpsTransport::LetGoOfAnotherProcess()
 }
 
 /// Tries until there is an answer or a failure that no repetition mends.
-std::optional<Failure> HttpsTransport::Persist(const Attempt& attempt, Resend resend,
-                                               bool waitsUntold, const CallLimit& limit)
+std::optional<Failure> HttpsTransport::Persist(const Attempt& attempt, const LogInPass& pass,
+                                               Resend resend, bool waitsUntold,
+                                               const CallLimit& limit)
 {
     const std::uint64_t mostHandshakes =
         client_.Handshakes() + kMostNewConnections + (client_.ConnectionIsUsable() ? 0 : 1);
     for (;; ++cost_.copies) {
         auto failure = attempt(limit);
-        if (!failure || limit.Over()) {
+        if (!failure || pass.Refusal() || limit.Over()) {
             return failure;
         }
         if (IsBusy(*failure)) {

@@ -286,6 +286,7 @@ Cost CostOf(const IpmiTransport& transport, Pace::Time begin, Pace::Time end)
             .datagramsReceived = cost.datagramsReceived,
             .copies = cost.copies,
             .logIns = cost.logIns,
+            .logInsRefused = cost.logInsRefused,
             .tlsHandshakes = cost.tlsHandshakes,
             .elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(end - begin)};
 }
