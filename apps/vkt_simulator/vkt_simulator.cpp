@@ -131,8 +131,14 @@ std::optional<std::vector<PlayedScenario>> ReadChanged(const ScenarioPlan& plan,
 void Reload(const ScenarioPlan& plan, Simulation& simulation, const AwaitedSignals& stop)
 {
     if (const auto changed = ReadChanged(plan, simulation)) {
-        simulation.Change(*changed, stop.Descriptor());
-        Print("{\"reloaded\": " + std::to_string(changed->size()) + "}\n", stop);
+        try {
+            simulation.Change(*changed, stop.Descriptor());
+            Print("{\"reloaded\": " + std::to_string(changed->size()) + "}\n", stop);
+        } catch (const std::exception&) {
+            if (!stop.Received()) {
+                throw;
+            }
+        }
     }
 }
 
