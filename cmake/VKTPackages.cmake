@@ -120,8 +120,10 @@ install(FILES "${PROJECT_SOURCE_DIR}/packaging/vkt-exporter/vkt-exporter.service
   DESTINATION lib/systemd/system COMPONENT Exporter)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples/prometheus/"
   DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/vkt-exporter/examples" COMPONENT Exporter)
-install(FILES "${PROJECT_SOURCE_DIR}/docs/metrics.md" "${PROJECT_SOURCE_DIR}/docs/prometheus.md"
-  DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/vkt-exporter" COMPONENT Exporter)
+foreach(page IN ITEMS exporter-web.md metrics.md prometheus.md)
+  install(FILES "${PROJECT_SOURCE_DIR}/docs/${page}"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/vkt-exporter" COMPONENT Exporter)
+endforeach()
 
 vkt_package(Simulator NAME vkt-simulator SECTION admin
   DEPENDS "openipmi"

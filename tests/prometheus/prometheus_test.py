@@ -35,8 +35,22 @@ def replaced(text, *changes):
     return text
 
 
+# Nobody answers there; and an account that its enclosure refuses.
+UNREADABLE = """
+[[group]]
+name = "dead"
+hosts = ["127.0.0.1:9"]
+user = "admin"
+password = "enclosure"
+
+[[host]]
+name = "{host}"
+password = "wrong"
+"""
+
+
 class Scraped(unittest.TestCase):
-    """Forty enclosures, two exporters, of which Prometheus scrapes the first."""
+    """Forty enclosures and two that cannot be read; two exporters, of which Prometheus scrapes the first."""
 
     @classmethod
     def setUpClass(cls):
@@ -47,10 +61,15 @@ class Scraped(unittest.TestCase):
         cls.play()
         cls.fleet = cls.folder / "fleet.toml"
         scenarios = [cls.scenario, "faulty-vkt2", "wrong-completion-codes", "healthy-vkt2-fc-9"]
-        cls.simulator = Simulator(cls.fleet, scenarios + ["healthy-vkt2-fe-2"] * 36)
+        cls.simulator = Simulator(cls.fleet, scenarios + ["healthy-vkt2-fe-2"] * 37)
         cls.addClassCleanup(cls.simulator.stop)
         cls.changing = cls.simulator.hosts[0]
         cls.faultless = cls.simulator.hosts[3]
+        cls.dead = "127.0.0.1:9"
+        *cls.readable, cls.refused = cls.simulator.hosts
+        cls.everybody = [*cls.simulator.hosts, cls.dead]
+        with open(cls.fleet, "a") as fleet:
+            fleet.write(UNREADABLE.format(host=cls.refused))
         # One port at two addresses that differ in a digit, so that a digit chooses one.
         cls.first = Exporter(cls.fleet, cls.folder / "first.log", "127.0.0.10:0")
         cls.port = cls.first.address.rpartition(":")[2]
@@ -84,15 +103,15 @@ class Scraped(unittest.TestCase):
             cls.simulator.reload()
 
     def everything_is_scraped(self):
-        self.prometheus.wait_for('count(vkt_up{job="vkt"} == 1)', len(self.simulator.hosts))
+        self.prometheus.wait_for('count(vkt_up{job="vkt"} == 1)', len(self.readable))
 
     def test_enclosures_are_discovered_and_read(self):
         self.everything_is_scraped()
         targets = self.prometheus.targets()
-        self.assertEqual({t["labels"]["instance"] for t in targets}, set(self.simulator.hosts))
+        self.assertEqual({t["labels"]["instance"] for t in targets}, set(self.everybody))
         self.assertEqual(
             {t["labels"]["group"] for t in targets},
-            {"changing", "faulty-vkt2", "wrong-completion-codes", "healthy-vkt2-fc-9", "healthy-vkt2-fe-2"},
+            {"changing", "dead", "faulty-vkt2", "wrong-completion-codes", "healthy-vkt2-fc-9", "healthy-vkt2-fe-2"},
         )
         for target in targets:
             self.assertEqual((target["health"], target["lastError"]), ("up", ""))
@@ -114,6 +133,15 @@ class Scraped(unittest.TestCase):
         self.everything_is_scraped()
         for expression in dashboard_expressions(instance=self.faultless):
             self.prometheus.wait_for(expression)
+
+    def test_who_cannot_be_read_is_told_apart(self):
+        for alert, host, cause in (
+            ("VktUnreachable", self.dead, "unreachable"),
+            ("VktLoginRefused", self.refused, "refused"),
+        ):
+            self.prometheus.wait_for(f'ALERTS{{alertname="{alert}", alertstate="firing", instance="{host}"}}')
+            self.prometheus.wait_for(f'count(ALERTS{{instance="{host}"}})', 1)
+            self.assertTrue(self.prometheus.query(f'vkt_not_read{{instance="{host}", cause="{cause}"}} > 0'))
 
     def test_an_alert_stays_until_the_supply_is_back(self):
         alert = f'ALERTS{{alertname="VktPsuMissing", alertstate="firing", instance="{self.changing}"}}'
@@ -149,13 +177,13 @@ class Scraped(unittest.TestCase):
         before = self.second.number('vkt_exporter_log_ins_total{cause="none"}')
         prometheus = Prometheus(self.folder / "sharded", text)
         self.addCleanup(prometheus.stop)
-        prometheus.wait_for('count(vkt_up{job="vkt"} == 1)', len(self.simulator.hosts))
+        prometheus.wait_for('count(vkt_up{job="vkt"} == 1)', len(self.readable))
         targets = prometheus.targets()
-        self.assertEqual(sorted(t["labels"]["instance"] for t in targets), sorted(self.simulator.hosts))
+        self.assertEqual(sorted(t["labels"]["instance"] for t in targets), sorted(self.everybody))
         readers = {t["labels"]["instance"]: t["scrapeUrl"].partition("/probe")[0] for t in targets}
         self.assertEqual(set(readers.values()), {self.first.url, self.second.url})
         # Nobody else asks the second one: what it has read are the scrapes of its share, and of no other.
-        share = [instance for instance, reader in readers.items() if reader == self.second.url]
+        share = [host for host in self.readable if readers[host] == self.second.url]
         scrapes = sum(
             number
             for labels, number in prometheus.query('count_over_time(up{job="vkt"}[5m])')
@@ -186,10 +214,10 @@ class Scraped(unittest.TestCase):
                 self.first.send(signal.SIGHUP)
                 self.prometheus.wait_for(successful, 0)
                 self.assertIn(f"{self.fleet}:", self.first.log.read_text())
-                self.assertEqual(len(self.prometheus.targets()), len(self.simulator.hosts))
+                self.assertEqual(len(self.prometheus.targets()), len(self.everybody))
                 self.fleet.write_text(good.replace("expect-nodes", 'labels = { site = "north" }\nexpect-nodes'))
                 self.first.send(signal.SIGHUP)
-                self.prometheus.wait_for('count(vkt_up{site="north"} == 1)', len(self.simulator.hosts))
+                self.prometheus.wait_for('count(vkt_up{site="north"} == 1)', len(self.readable))
                 self.assertEqual(self.first.number(successful), 1)
             finally:
                 stop.set()
@@ -203,7 +231,7 @@ class Scraped(unittest.TestCase):
         self.assertEqual(self.first.stop(), 0)
         type(self).first = Exporter(self.fleet, self.folder / "again.log", self.first.address)
         down = time.time() - stopped
-        self.prometheus.wait_for('count(up{job="vkt"} == 1)', len(self.simulator.hosts))
+        self.prometheus.wait_for('count(up{job="vkt"} == 1)', len(self.everybody))
         lost = max(
             (
                 failed
