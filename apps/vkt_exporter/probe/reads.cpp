@@ -50,6 +50,13 @@ void Tell(const Scrapes& scrapes, const Answer& answer)
     }
 }
 
+void Join(std::list<std::thread>& threads)
+{
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
 }  // namespace
 
 Reads::Reads(Read read, std::size_t mostInFlight)
@@ -117,19 +124,20 @@ bool Reads::Gives(const Running& running, const Wanted& wanted)
 /// Whether one more read will find a thread, at once or when another read has ended.
 bool Reads::HaveThread()
 {
-    if (idle_ > ready_.size() || threads_ >= mostInFlight_) {
+    if (idle_ > ready_.size() || threads_.size() >= mostInFlight_) {
         return true;
     }
+    const auto own = threads_.emplace(threads_.end());
     try {
-        std::thread([this] { Work(); }).detach();
-        ++threads_;
+        *own = std::thread([this, own] { Work(own); });
     } catch (const std::system_error&) {
-        return threads_ > 0;
+        threads_.erase(own);
+        return !threads_.empty();
     }
     return true;
 }
 
-void Reads::Work()
+void Reads::Work(Threads::iterator own)
 {
     std::unique_lock lock(mutex_);
     while (!stop_.stop_requested()) {
@@ -143,8 +151,11 @@ void Reads::Work()
             break;
         }
     }
-    --threads_;
-    std::notify_all_at_thread_exit(ended_, std::move(lock));
+    Threads ended = std::exchange(lastEnded_, {});
+    lastEnded_.splice(lastEnded_.end(), threads_, own);
+    ended_.notify_all();
+    lock.unlock();
+    Join(ended);
 }
 
 void Reads::ReadNext(std::unique_lock<std::mutex>& lock)
@@ -301,13 +312,18 @@ bool Reads::Stop(std::chrono::milliseconds limit)
     }
     Tell(all, {Answer::Kind::kStopping, nullptr});
     std::unique_lock lock(mutex_);
-    return ended_.wait_for(lock, limit, [this] { return threads_ == 0; });
+    const bool ended = ended_.wait_for(lock, limit, [this] { return threads_.empty(); });
+    if (ended) {
+        Join(lastEnded_);
+        lastEnded_.clear();
+    }
+    return ended;
 }
 
 Reads::Counts Reads::Now() const
 {
     const std::lock_guard lock(mutex_);
-    return {inFlight_, ready_.size(), scrapes_, threads_};
+    return {inFlight_, ready_.size(), scrapes_, threads_.size()};
 }
 
 }  // namespace Tulvo::Exporter

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -117,12 +118,13 @@ private:
         std::unique_ptr<Running> running;
     };
     using Targets = std::map<std::string, Target>;
+    using Threads = std::list<std::thread>;
 
     static bool Gives(const Running& running, const Wanted& wanted);
     static std::unique_ptr<Running> TakeNext(Scrapes& waiting);
     std::optional<Answer::Kind> Take(Scrape& scrape);
     bool HaveThread();
-    void Work();
+    void Work(Threads::iterator own);
     void ReadNext(std::unique_lock<std::mutex>& lock);
     ReadResult ReadSafely(const Wanted& wanted) const;
     Scrapes End(Targets::iterator target, const ReadResult& result);
@@ -144,7 +146,8 @@ private:
     std::deque<std::string> ready_;  ///< Targets whose next read may begin.
     std::size_t inFlight_ = 0;
     std::size_t scrapes_ = 0;
-    std::size_t threads_ = 0;
+    Threads threads_;
+    Threads lastEnded_;     ///< To be joined by the next that ends.
     std::size_t idle_ = 0;  ///< Of the threads.
     std::jthread clock_;
 };
