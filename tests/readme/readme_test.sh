@@ -42,7 +42,7 @@ ShowPrintsWhatTheReadmeShows() {
 
 # The indented lines of docs/architecture.md's section on one supply's fans.
 fans_in_the_architecture() {
-    sed -n "/^## One supply's fans/,/^## Threads/s/^    //p" docs/architecture.md
+    sed -n "/^## One supply's fans/,/^## /s/^    //p" docs/architecture.md
 }
 
 FansInTheArchitectureAreThoseOfTheCommand() {
