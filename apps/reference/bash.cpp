@@ -37,7 +37,7 @@ std::string Statement(const std::string& text)
 std::string OfferFor(const Option& option)
 {
     if (!option.choices.empty()) {
-        return Statement(Words("'" + Joined(option.choices, " ") + "'"));
+        return Statement(Words(Between("'", Joined(option.choices, " "), "'")));
     }
     const std::string script = ScriptFor(kOffers, option.value);
     return script.empty() ? "" : Statement(script);
@@ -113,8 +113,8 @@ std::string BashNumbers(const Program& program)
     std::string branches;
     for (const Command& command : program.commands) {
         if (command.largest != 0) {
-            branches +=
-                Branch(command.name, Statement(Words("'" + NumbersTo(command.largest) + "'")));
+            branches += Branch(command.name,
+                               Statement(Words(Between("'", NumbersTo(command.largest), "'"))));
         }
     }
     return branches;
@@ -125,8 +125,9 @@ std::string BashCommandOptions(const Program& program)
     std::string branches;
     for (const Command& command : program.commands) {
         if (!command.options.empty()) {
-            branches += Branch(command.name,
-                               Statement(Words("'" + Joined(NamesOf(command.options), " ") + "'")));
+            branches +=
+                Branch(command.name,
+                       Statement(Words(Between("'", Joined(NamesOf(command.options), " "), "'"))));
         }
     }
     return branches;

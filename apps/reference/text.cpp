@@ -12,6 +12,11 @@ std::string Replaced(std::string text, std::string_view what, std::string_view w
     return text;
 }
 
+std::string Between(std::string_view begin, std::string_view text, std::string_view end)
+{
+    return std::string(begin).append(text).append(end);
+}
+
 std::string Joined(const std::vector<std::string>& words, std::string_view separator)
 {
     std::string text;

@@ -21,7 +21,7 @@ constexpr Offer kActions[] = {
 std::string ActionFor(const Option& option)
 {
     if (!option.choices.empty()) {
-        return "(" + Joined(option.choices, " ") + ")";
+        return Between("(", Joined(option.choices, " "), ")");
     }
     const std::string action = ScriptFor(kActions, option.value);
     return action.empty() ? " " : action;
@@ -47,7 +47,7 @@ std::string Exclusions(const Option& option)
     }
     std::vector<std::string> names = option.names;
     names.insert(names.end(), option.excluded.begin(), option.excluded.end());
-    return "'(" + Joined(names, " ") + ")'";
+    return Between("'(", Joined(names, " "), ")'");
 }
 
 /// How zsh is told that a value may stand in the same word: -f+ takes -fFILE, --file= --file=FILE.
@@ -66,7 +66,7 @@ std::string Spellings(const Option& option)
         spellings.push_back(Spelling(option, name));
     }
     const std::string list = Joined(spellings, ",");
-    return spellings.size() == 1 ? list : "{" + list + "}";
+    return spellings.size() == 1 ? list : Between("{", list, "}");
 }
 
 std::string LinesOf(const std::vector<Option>& options)
