@@ -81,10 +81,11 @@ inline constexpr Command kCommands[] = {
      Enclosures::kModuleOnly, Enclosures::kModuleOnly, false, Action::kHosts, "[PATTERN]...",
      "hosts, such as enc[001-040] or ^FILE"},
     {"pins", "Which key each module shows, as lines of a pins-file",
-     "Prints a line of a pins-file for each host, HOST sha256//..., in the order given:\n"
-     "the public key that it shows over HTTPS. Compare it with the module's own display\n"
-     "before you trust it: nothing is verified here. Nobody logs in, and no password is\n"
-     "needed. A host of which nobody says the interface is asked over HTTPS.",
+     "Prints a line of a pins-file for each host, HOST sha256//..., in the order\n"
+     "given: the public key that it shows over HTTPS. Compare it with the module's own\n"
+     "display before you trust it: nothing is verified here. Nobody logs in, and no\n"
+     "password is needed. A host of which nobody says the interface is asked over\n"
+     "HTTPS.",
      Enclosures::kModuleOnly, Enclosures::kModuleOnly, false, Action::kPins},
     {"page", "A page for the browser, of all that show prints",
      "Prints one HTML file that needs no other and no network: all enclosures, the\n"
