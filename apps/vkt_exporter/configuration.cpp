@@ -10,6 +10,9 @@
 
 namespace Tulvo::Exporter {
 
+namespace {
+
+/// No label of a host may have the name of one of a metric.
 Fleet::FleetReading ReadingOfFleet()
 {
     std::set<std::string> names;
@@ -19,10 +22,24 @@ Fleet::FleetReading ReadingOfFleet()
     return {.namesOnly = false, .refusedLabels = {names.begin(), names.end()}};
 }
 
+}  // namespace
+
+std::variant<Fleet::FleetFile, Fleet::Mistakes> LoadFleet(const std::string& fleetFile)
+{
+    auto loaded = Fleet::FleetFile::Load(fleetFile, ReadingOfFleet());
+    const auto* const fleet = std::get_if<Fleet::FleetFile>(&loaded);
+    // Half of a file that is just being written, say: it would end every target, and with it every
+    // alert.
+    if (fleet != nullptr && fleet->HostNames().empty()) {
+        return Fleet::Mistakes{{fleetFile + ": has no host; name one in a group or by [[host]]"}};
+    }
+    return loaded;
+}
+
 std::variant<SharedConfiguration, Fleet::Mistakes> LoadConfiguration(const std::string& fleetFile,
                                                                      const std::stop_token& stop)
 {
-    auto loaded = Fleet::FleetFile::Load(fleetFile, ReadingOfFleet());
+    auto loaded = LoadFleet(fleetFile);
     if (auto* const mistakes = std::get_if<Fleet::Mistakes>(&loaded)) {
         return std::move(*mistakes);
     }

@@ -25,8 +25,9 @@ struct Configuration
 };
 using SharedConfiguration = std::shared_ptr<const Configuration>;
 
-/// How this program reads a fleet file: no label of a host may have the name of one of a metric.
-Fleet::FleetReading ReadingOfFleet();
+/// A fleet file with at least one host, none of whose labels has the name of one of a metric; or
+/// all mistakes. Runs no password command.
+std::variant<Fleet::FleetFile, Fleet::Mistakes> LoadFleet(const std::string& fleetFile);
 
 /// Everything, with every password asked for once, so that no scrape waits for a password command;
 /// or all mistakes.

@@ -92,11 +92,10 @@ std::variant<SharedConfiguration, Fleet::Mistakes> LoadFiles(const std::string& 
     return mistakes.empty() ? std::move(loaded) : mistakes;
 }
 
-/// No password command is run.
 ExitCode Check(const std::string& fleetFile, const std::string& webConfigFile)
 {
     Fleet::Mistakes mistakes = MistakesInWebFile(webConfigFile);
-    const auto fleet = Fleet::FleetFile::Load(fleetFile, ReadingOfFleet());
+    const auto fleet = LoadFleet(fleetFile);
     if (const auto* const more = std::get_if<Fleet::Mistakes>(&fleet)) {
         mistakes.insert(mistakes.end(), more->begin(), more->end());
     }
