@@ -213,24 +213,42 @@ void Service::ReloadOnRequest(const HttpRequest& /*request*/, const Respond& res
 
 void Service::Reload(const Reloaded& reloaded)
 {
-    background_.Post([this, reloaded](const std::stop_token& stop) {
-        auto loaded = load_(stop);
-        Fleet::Mistakes mistakes;
-        if (auto* const configuration = std::get_if<SharedConfiguration>(&loaded)) {
-            TakeOver(std::move(*configuration));
-            Log(kNotice, __FILE__, __LINE__).Stream()
-                << "the files were read again (hosts: " << Current()->fleet.HostNames().size()
-                << ")";
-        } else {
-            mistakes = std::move(std::get<Fleet::Mistakes>(loaded));
-            metrics_.reloadSuccessful.Set(0);
-            for (const Fleet::Mistake& mistake : mistakes) {
-                Log(kError, __FILE__, __LINE__).Stream()
-                    << mistake.message << "; the old files stay in use";
-            }
+    {
+        const std::lock_guard lock(mutex_);
+        reloading_.push_back(reloaded);
+        if (reloading_.size() > 1) {
+            return;
         }
-        reloaded(mistakes);
+    }
+    background_.Post([this](const std::stop_token& stop) {
+        std::vector<Reloaded> waiting;
+        {
+            const std::lock_guard lock(mutex_);
+            waiting.swap(reloading_);
+        }
+        const Fleet::Mistakes mistakes = LoadAgain(stop);
+        for (const Reloaded& each : waiting) {
+            each(mistakes);
+        }
     });
+}
+
+Fleet::Mistakes Service::LoadAgain(const std::stop_token& stop)
+{
+    auto loaded = load_(stop);
+    if (auto* const configuration = std::get_if<SharedConfiguration>(&loaded)) {
+        TakeOver(std::move(*configuration));
+        Log(kNotice, __FILE__, __LINE__).Stream()
+            << "the files were read again (hosts: " << Current()->fleet.HostNames().size() << ")";
+        return {};
+    }
+    metrics_.reloadSuccessful.Set(0);
+    auto& mistakes = std::get<Fleet::Mistakes>(loaded);
+    for (const Fleet::Mistake& mistake : mistakes) {
+        Log(kError, __FILE__, __LINE__).Stream()
+            << mistake.message << "; the old files stay in use";
+    }
+    return std::move(mistakes);
 }
 
 SharedConfiguration Service::Current() const

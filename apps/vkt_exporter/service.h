@@ -13,6 +13,7 @@
 #include <string>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include "apps/vkt_exporter/background.h"
 #include "apps/vkt_exporter/configuration.h"
@@ -51,7 +52,8 @@ public:
     /// Answers at once, or later from another thread. Does not wait.
     void Handle(const HttpRequest& request, const Respond& respond);
 
-    /// Has the files read again, in the background; on any mistake the old ones stay.
+    /// Has the files read again, in the background; on any mistake the old ones stay. All that ask
+    /// before a reading begins share it.
     void Reload(const Reloaded& reloaded);
 
     /// Ends all reads, so that every session is logged out.
@@ -72,6 +74,7 @@ private:
 
     SharedConfiguration Current() const;
     void TakeOver(SharedConfiguration configuration);
+    Fleet::Mistakes LoadAgain(const std::stop_token& stop);
     void RenewPassword(const SharedConfiguration& configuration,
                        const Fleet::PasswordSource& source);
 
@@ -80,7 +83,8 @@ private:
     ExporterMetrics metrics_;
     mutable std::mutex mutex_;
     SharedConfiguration current_;
-    std::set<std::string> renewing_;  ///< Password commands that are to be run.
+    std::vector<Reloaded> reloading_;  ///< Wait for the files to be read again.
+    std::set<std::string> renewing_;   ///< Password commands that are to be run.
     TargetReader reader_;
     Background background_;
     Reads reads_;

@@ -277,6 +277,8 @@ TEST_F(ServiceOfATest, KeepsTheOldFilesOnAnyMistakeInTheNewOnes)
     }
     std::filesystem::remove(folder_.Path("fleet.toml"));
     EXPECT_EQ(Ask("POST", "/-/reload").status, 500);
+    folder_.Write("fleet.toml", "[defaults]\nuser = \"monitor\"\n");
+    EXPECT_THAT(Ask("POST", "/-/reload").body, HasSubstr("fleet.toml: has no host; name one"));
     EXPECT_THAT(Probe("enc1"), HasSubstr("vkt_up 1\n"));
     WriteFleet("new");
     EXPECT_EQ(Ask("POST", "/-/reload").status, 200);
@@ -285,6 +287,38 @@ TEST_F(ServiceOfATest, KeepsTheOldFilesOnAnyMistakeInTheNewOnes)
                       HasSubstr("vkt_exporter_targets 3\n")));
     EXPECT_EQ(Ask("GET", "/probe", {{"target", "enc1"}}).status, 400);
     EXPECT_THAT(Probe("new"), HasSubstr("vkt_up 1\n"));
+}
+
+TEST_F(ServiceOfATest, ReadsTheFilesOnceForAllThatAskBeforeItBegins)
+{
+    int loads = 0;
+    std::promise<void> begun;
+    std::promise<void> goOn;
+    Service service({},
+                    std::get<SharedConfiguration>(LoadConfiguration(folder_.Path("fleet.toml"))),
+                    [&](const std::stop_token& stop) {
+                        if (++loads == 1) {
+                            begun.set_value();
+                            goOn.get_future().wait();
+                        }
+                        return LoadConfiguration(folder_.Path("fleet.toml"), stop);
+                    });
+    std::promise<void> all;
+    int answered = 0;  // by one thread
+    const auto reloaded = [&](const Fleet::Mistakes& mistakes) {
+        EXPECT_TRUE(mistakes.empty());
+        if (++answered == 100) {
+            all.set_value();
+        }
+    };
+    service.Reload(reloaded);
+    begun.get_future().wait();
+    for (int more = 1; more < 100; ++more) {
+        service.Reload(reloaded);
+    }
+    goOn.set_value();
+    all.get_future().wait();
+    EXPECT_EQ(loads, 2);
 }
 
 TEST_F(ServiceOfATest, SaysWhichPasswordFileIsMissing)
