@@ -148,6 +148,10 @@ class Service(unittest.TestCase):
         ran = self.analyze("verify", "--man=no")
         self.assertEqual((ran.returncode, ran.stdout + ran.stderr), (0, ""))
 
+    def test_leaves_no_core_to_a_program_that_takes_cores(self):
+        """The kernel hands cores to a pipe whatever the limit is, but for 1."""
+        self.assertRegex(self.unit.read_text(), r"(?m)^LimitCORE=1$")
+
     def test_may_do_next_to_nothing(self):
         """What is left by systemd's own measure is the network; 9.6 is a unit that says nothing."""
         ran = self.analyze("security", "--offline=yes", "--threshold=15")
