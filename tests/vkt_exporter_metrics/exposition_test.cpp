@@ -18,7 +18,6 @@
 
 #include "apps/vkt_exporter/metrics/exporter_metrics.h"
 #include "apps/vkt_exporter/metrics/process_metrics.h"
-#include "apps/vkt_exporter/metrics/registry.h"
 #include "common/platform/file_descriptor.h"
 #include "tests/vkt_exporter_metrics/series.h"
 
@@ -121,29 +120,6 @@ TEST(Exposition, HasNoSeriesForWhatIsNoNumber)
     EXPECT_EQ("", exposition.Text());
 }
 
-TEST(Registry, CountsFromManyThreads)
-{
-    Registry registry;
-    Number& number = registry.Register(kTexts, {"a"});
-    registry.Register(kTexts, {"b"}).Set(7);
-    constexpr int count = 4;
-    std::vector<std::jthread> threads;
-    threads.reserve(count);
-    for (int thread = 0; thread < count; ++thread) {
-        threads.emplace_back([&number] {
-            for (int time = 0; time < 1000; ++time) {
-                number.Add();
-            }
-        });
-    }
-    threads.clear();
-    number.Add(-1);
-    Exposition exposition;
-    registry.AddTo(exposition);
-    EXPECT_THAT(SeriesOf(exposition.Text()),
-                ElementsAre(Pair("texts{text=\"a\"}", "3999"), Pair("texts{text=\"b\"}", "7")));
-}
-
 std::map<std::string, std::string> OfThisProcess()
 {
     Exposition exposition;
@@ -214,10 +190,10 @@ TEST(ExporterMetrics, AreThereFromTheStart)
 TEST(ExporterMetrics, CountLogInsByCause)
 {
     ExporterMetrics metrics;
-    metrics.LogIns().Add(3);
-    metrics.LogIns(Cause::kRefused).Add();
-    metrics.readsInFlight.Add(2);
-    metrics.readsInFlight.Add(-1);
+    metrics.LogIns().Increment(3);
+    metrics.LogIns(Cause::kRefused).Increment();
+    metrics.readsInFlight.Increment(2);
+    metrics.readsInFlight.Decrement(1);
     const auto series = SeriesOf(metrics.Text());
     EXPECT_EQ(3, NumberIn(series, "vkt_exporter_log_ins_total{cause=\"none\"}"));
     EXPECT_EQ(1, NumberIn(series, "vkt_exporter_log_ins_total{cause=\"refused\"}"));

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/vkt_exporter/metrics/exporter_metrics.h"
 
+#include <cstddef>
+#include <string_view>
+
 #include "apps/vkt_exporter/metrics/causes.h"
 #include "apps/vkt_exporter/metrics/process_metrics.h"
 
@@ -29,24 +32,53 @@ const MetricFamily kLogIns{
 
 constexpr std::string_view kNoCause = "none";
 
+prometheus::Labels LabelsOf(const MetricFamily& family, const std::vector<std::string>& values)
+{
+    prometheus::Labels labels;
+    for (std::size_t index = 0; index < values.size(); ++index) {
+        labels.emplace(family.labels[index], values[index]);
+    }
+    return labels;
+}
+
+prometheus::Gauge& Gauge(prometheus::Registry& registry, const MetricFamily& family,
+                         const std::vector<std::string>& labels = {})
+{
+    return prometheus::BuildGauge()
+        .Name(family.name)
+        .Help(family.help)
+        .Register(registry)
+        .Add(LabelsOf(family, labels));
+}
+
+prometheus::Counter& Counter(prometheus::Registry& registry, const MetricFamily& family,
+                             const std::vector<std::string>& labels)
+{
+    return prometheus::BuildCounter()
+        .Name(family.name)
+        .Help(family.help)
+        .Register(registry)
+        .Add(LabelsOf(family, labels));
+}
+
 }  // namespace
 
 ExporterMetrics::ExporterMetrics()
-    : reloadSuccessful(registry_.Register(kReloadSuccessful)),
-      reloadSuccessSeconds(registry_.Register(kReloadSuccessSeconds)),
-      targets(registry_.Register(kTargets)),
-      readsInFlight(registry_.Register(kReadsInFlight)),
-      readsWaiting(registry_.Register(kReadsWaiting))
+    : reloadSuccessful(Gauge(registry_, kReloadSuccessful)),
+      reloadSuccessSeconds(Gauge(registry_, kReloadSuccessSeconds)),
+      targets(Gauge(registry_, kTargets)),
+      readsInFlight(Gauge(registry_, kReadsInFlight)),
+      readsWaiting(Gauge(registry_, kReadsWaiting))
 {
-    registry_.Register(kBuildInfo, {VKT_VERSION}).Set(1);
+    Gauge(registry_, kBuildInfo, {VKT_VERSION}).Set(1);
     std::vector<std::string> causes = CauseWords();
     causes.emplace_back(kNoCause);
     for (const std::string& cause : causes) {
-        logIns_[cause] = &registry_.Register(kLogIns, {cause});
+        logIns_[cause] = &Counter(registry_, kLogIns, {cause});
     }
 }
 
-Number& ExporterMetrics::LogIns(std::optional<Cause> cause)
+prometheus::Counter& ExporterMetrics::LogIns(std::optional<Cause> cause)
 {
     return *logIns_.find(cause ? Enclosures::KeyOf(*cause) : kNoCause)->second;
 }
@@ -54,20 +86,16 @@ Number& ExporterMetrics::LogIns(std::optional<Cause> cause)
 std::string ExporterMetrics::Text() const
 {
     Exposition exposition;
-    registry_.AddTo(exposition);
+    exposition.Add(registry_.Collect());
     AddProcessMetrics(exposition);
     return exposition.Text();
 }
 
 std::vector<MetricFamily> ExporterFamilies()
 {
-    std::vector<MetricFamily> families{kReloadSuccessful,
-                                       kReloadSuccessSeconds,
-                                       kTargets,
-                                       kReadsInFlight,
-                                       kReadsWaiting,
-                                       kBuildInfo,
-                                       kLogIns};
+    std::vector<MetricFamily> families{kLogIns,   kReloadSuccessful, kReloadSuccessSeconds,
+                                       kTargets,  kReadsInFlight,    kReadsWaiting,
+                                       kBuildInfo};
     const std::vector<MetricFamily> ofProcess = ProcessFamilies();
     families.insert(families.end(), ofProcess.begin(), ofProcess.end());
     return families;

@@ -4,13 +4,17 @@
 #ifndef APPS_VKT_EXPORTER_METRICS_EXPORTER_METRICS_H
 #define APPS_VKT_EXPORTER_METRICS_EXPORTER_METRICS_H
 
+#include <prometheus/counter.h>
+#include <prometheus/gauge.h>
+#include <prometheus/registry.h>
+
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "apps/vkt_exporter/metrics/exposition.h"
-#include "apps/vkt_exporter/metrics/registry.h"
 #include "common/failure/failure.h"
 
 namespace Tulvo::Exporter {
@@ -18,25 +22,26 @@ namespace Tulvo::Exporter {
 /// Numbers of the program while it runs, each 0 at first; any thread may change any of them.
 class ExporterMetrics
 {
-    Registry registry_;  // stands first: the numbers below are its series
+    prometheus::Registry registry_;  // stands first: the numbers below are its series
 
 public:
     ExporterMetrics();
 
-    Number& reloadSuccessful;      ///< 1 or 0: the last reading of the program's files.
-    Number& reloadSuccessSeconds;  ///< When they were last read without a mistake, since the epoch.
-    Number& targets;               ///< Hosts of the fleet file.
-    Number& readsInFlight;         ///< Enclosures that are being read.
-    Number& readsWaiting;          ///< Reads that wait for a place.
+    prometheus::Gauge& reloadSuccessful;  ///< 1 or 0: the last reading of the program's files.
+    prometheus::Gauge&
+        reloadSuccessSeconds;    ///< When they were last read without a mistake, since the epoch.
+    prometheus::Gauge& targets;  ///< Hosts of the fleet file.
+    prometheus::Gauge& readsInFlight;  ///< Enclosures that are being read.
+    prometheus::Gauge& readsWaiting;   ///< Reads that wait for a place.
 
     /// Log-ins with that outcome: a cause, or nothing when the module accepted.
-    Number& LogIns(std::optional<Cause> cause = {});
+    prometheus::Counter& LogIns(std::optional<Cause> cause = {});
 
     /// The answer to /metrics: these and the process' own.
     std::string Text() const;
 
 private:
-    std::map<std::string, Number*, std::less<>> logIns_;
+    std::map<std::string, prometheus::Counter*, std::less<>> logIns_;
 };
 
 /// All that ExporterMetrics::Text() may give, in its order.

@@ -4,9 +4,12 @@
 #ifndef APPS_VKT_EXPORTER_METRICS_EXPOSITION_H
 #define APPS_VKT_EXPORTER_METRICS_EXPOSITION_H
 
+#include <prometheus/metric_family.h>
+
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Tulvo::Exporter {
@@ -43,19 +46,17 @@ public:
     void Add(const MetricFamily& family, const std::vector<std::string>& labels, double value);
     void Add(const MetricFamily& family, double value) { Add(family, {}, value); }
 
+    /// Adds what a registry has collected: families that do not stand there yet.
+    void Add(const std::vector<prometheus::MetricFamily>& collected);
+
     /// The text; of a family without a series nothing.
     std::string Text() const;
 
 private:
-    struct Block
-    {
-        std::string name;
-        std::string text;
-        std::set<std::string> series;
-    };
-    Block& BlockOf(const MetricFamily& family);
+    prometheus::MetricFamily& FamilyOf(const MetricFamily& family);
 
-    std::vector<Block> blocks_;
+    std::vector<prometheus::MetricFamily> families_;
+    std::set<std::pair<std::string, std::vector<std::string>>> series_;  ///< Name, label values.
 };
 
 }  // namespace Tulvo::Exporter

@@ -107,9 +107,9 @@ Enclosures::Enclosure TargetReader::ReadMember(const Fleet::Member& member, cons
 void TargetReader::Count(const Refusals::Gate& gate, const Enclosures::Enclosure& enclosure)
 {
     if (gate.Accepted()) {
-        metrics_.LogIns().Add();
+        metrics_.LogIns().Increment();
     } else if (enclosure.error && !gate.KeptOut()) {
-        metrics_.LogIns(enclosure.error->cause).Add();
+        metrics_.LogIns(enclosure.error->cause).Increment();
     }
 }
 
