@@ -16,6 +16,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <stop_token>
 #include <string>
 #include <thread>
@@ -120,11 +121,12 @@ FaultInjectingRelay::Filter Dropping(PayloadType type, int count)
 }
 
 /// Counts the packets of a type, and passes them on.
+/// Copies, which a busy host causes, are not counted.
 FaultInjectingRelay::Filter Counting(PayloadType type, std::atomic<unsigned>& count)
 {
-    return [type, &count](const Datagram& d) -> std::vector<Datagram> {
-        count += Carries(d, type) ? 1U : 0U;
-        return {d};
+    return [type, &count, seen = std::set<Datagram>()](const Datagram& d) mutable {
+        count += Carries(d, type) && seen.insert(d).second ? 1U : 0U;
+        return std::vector<Datagram>{d};
     };
 }
 

@@ -38,7 +38,7 @@ const IPMICOMMAND kStatus{0xA8, {}, 0x32};
 const IPMICOMMAND kBits{0x91, {}, 0x32};
 const IPMICOMMAND kFans{0xA5, {1}, 0x32};
 const IPMICOMMAND kNodeState{0xA7, {1}, 0x32};
-const IPMICOMMAND kNodePower{0x98, {1}, 0x32};
+const IPMICOMMAND kNodePowerRequest{0x98, {1}, 0x32};
 const IPMICOMMAND kPowerFE{0x98, {0x05}, 0x32};
 const IPMICOMMAND kCapsFE{0x9D, {0x05}, 0x32};
 const IPMICOMMAND kMachineType{0xB0, {0x05, 0x00}, 0x32};
@@ -115,14 +115,14 @@ const std::vector<AnswerCase> kAnswers{
       {"power.consumption.maximum", "0"}}},
     {"NoConsumptionOfANode",
      "Vkt2FE",
-     kNodePower,
+     kNodePowerRequest,
      {0xEE, 0xFF, 0xFF, 0x00, 0x00, 0xF4, 0x01},
      {{"Node 1 power.minimum", "absent"},
       {"Node 1 power.average", "absent"},
       {"Node 1 power.maximum", "500"}}},
     {"SixBytesOfANodesPowerHaveNothingInFront",
      "Vkt2FE",
-     kNodePower,
+     kNodePowerRequest,
      {0x2C, 0x01, 0x90, 0x01, 0xF4, 0x01},
      {{"Node 1 power.minimum", "300"}, {"Node 1 power.maximum", "500"}}},
     {"NoCaps",
@@ -289,8 +289,8 @@ const std::vector<Length> kLengths{
     {"ConsumptionVkt2", "Vkt2FE", kPowerFE, {7, 8}, 8, "power.consumption.average"},
     {"Caps", "First", kCapsFE, {10, 11}, 11, "power.caps.user"},
     {"CapsVkt2", "Vkt2FE", kCapsFE, {11, 12}, 12, "power.caps.user"},
-    {"NodePower", "First", kNodePower, {6, 7}, 7, "Node 1 power.average"},
-    {"NodePowerVkt2", "Vkt2FE", kNodePower, {6, 7, 8}, 8, "Node 1 power.average"},
+    {"NodePower", "First", kNodePowerRequest, {6, 7}, 7, "Node 1 power.average"},
+    {"NodePowerVkt2", "Vkt2FE", kNodePowerRequest, {6, 7, 8}, 8, "Node 1 power.average"},
     {"NodeState", "First", kNodeState, {4}, 6, "Node 1 powerState"},
     {"NodeStateVkt2", "Vkt2FE", kNodeState, {4, 5}, 6, "Node 1 powerState"},
     {"Fans", "First", kFans, {4, 5}, 5, "PSU1 fans.state"},
