@@ -94,6 +94,19 @@ TEST_F(Many, GivesWholeLinesToHostsBesideWhichNothingStands)
               "  enc[82,84,86,88]\n");
 }
 
+TEST_F(Many, PutsHostsThatDoNotFitBelowEverythingFoundOnAll)
+{
+    for (int host = 1; host <= 13; host += 2) {
+        Record("enc" + std::to_string(host) + ".example.com").powerSupplies[0].powerGood = false;
+        Record("enc" + std::to_string(host) + ".example.com").powerSupplies[1].throttling = true;
+    }
+    EXPECT_EQ(RunOn("enc[1-13].example.com", {"health"}).out,
+              "  enc[1,3,5,7,9,11].example.com   critical  PSU1 has no good power\n"
+              "                                  warning   PSU2 throttles\n"
+              "  enc13.example.com\n"
+              "  enc[2,4,6,8,10,12].example.com  ok\n");
+}
+
 TEST_F(Many, CountsWhatIsUnreadWhereItIsMuch)
 {
     const Unread silence(Cause::kTimedOut, "no answer");

@@ -150,17 +150,18 @@ private:
         }
     };
 
+    /// Hosts that did not fit stand below all that was found, so that none looks as if only the
+    /// finding beside it were its own.
     static void AppendRows(const std::vector<std::string>& hosts,
                            const std::vector<GridRow>& verdict, std::vector<GridRow>& rows)
     {
-        for (std::size_t line = 0; line < std::max(hosts.size(), verdict.size()); ++line) {
-            GridRow row{{line < hosts.size() ? hosts[line] : ""}};
-            if (line < verdict.size()) {
-                row.insert(row.end(), verdict[line].begin(), verdict[line].end());
-            } else {
-                row.emplace_back();
-            }
+        for (std::size_t line = 0; line < verdict.size(); ++line) {
+            GridRow row{{line == 0 ? hosts.front() : ""}};
+            row.insert(row.end(), verdict[line].begin(), verdict[line].end());
             rows.push_back(std::move(row));
+        }
+        for (std::size_t line = 1; line < hosts.size(); ++line) {
+            rows.push_back({{hosts[line]}, {}});
         }
     }
 
