@@ -263,6 +263,10 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"CountWithoutEvery", "-H h --count 3", "--every"},
         RefusedCase{"JsonEvery", "-H h --every 3 --format json", "not with json"},
         RefusedCase{"FieldsOfATable", "-H h --fields host", "goes only with --format csv"},
+        RefusedCase{"FormatOfACheck", "-H h --format json check", "does not go with check"},
+        RefusedCase{"RepeatedCheck", "-H h --every 5 check", "does not go with check"},
+        RefusedCase{"FormatOfHosts", "-H h --format csv hosts", "does not go with hosts"},
+        RefusedCase{"FormatOfADiff", "--format json diff a b", "does not go with diff"},
         RefusedCase{"SurplusWord", "-H h power 3", "3"}),
     [](const auto& tested) { return std::string(tested.param.name); });
 

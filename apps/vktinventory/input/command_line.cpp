@@ -531,12 +531,20 @@ void RequireFittingFormat(const Options& options, const Flags& flags)
     }
 }
 
-/// Of JSON that was read before nobody is asked; a page has one format, and so have pins, which are
-/// no matter of trust.
+/// Whether it prints one thing once, in a format of its own.
+bool HasOneFormat(Action action)
+{
+    return action == Action::kPins || action == Action::kHosts || action == Action::kDiff ||
+           action == Action::kCheck;
+}
+
+/// Of JSON that was read before nobody is asked; a page has one format, and so have others, of
+/// which pins are no matter of trust.
 void RefuseFlagsForAnotherUse(const CLI::App& app, const Options& options)
 {
     const bool page = options.command->action == Action::kMakePage;
     const bool pins = options.command->action == Action::kPins;
+    const bool oneFormat = HasOneFormat(options.command->action);
     for (const CLI::Option* option : app.get_options()) {
         const std::string& group = option->get_group();
         const bool asks = group == kConnection || group == kSeveral || group == kIpmiOnly ||
@@ -550,9 +558,11 @@ void RefuseFlagsForAnotherUse(const CLI::App& app, const Options& options)
         if (page && option->check_lname("format")) {
             throw CLI::ValidationError(option->get_name(), "does not go with page");
         }
-        if (pins && (group == kIpmiOnly || group == kHttpsOnly || option->check_lname("format") ||
-                     option->check_lname("every"))) {
-            throw CLI::ValidationError(option->get_name(), "does not go with pins");
+        const bool shapes = option->check_lname("format") || option->check_lname("every");
+        const bool trusts = group == kIpmiOnly || group == kHttpsOnly;
+        if ((oneFormat && shapes) || (pins && trusts)) {
+            throw CLI::ValidationError(option->get_name(),
+                                       "does not go with " + std::string(options.command->name));
         }
         if (asks && !options.pageFrom.empty()) {
             throw CLI::ValidationError(option->get_name(), "does not go with --from");
