@@ -116,6 +116,14 @@ TEST_F(Fleet, IsSelectedFromByGroupLabelAndName)
     }
 }
 
+TEST_F(Fleet, WithoutAHostIsToldSo)
+{
+    Write("fleet.toml", "[defaults]\nuser = \"monitor\"\n");
+    const Ran ran = RunOn({"--all", "hosts"});
+    EXPECT_EQ(ran.code, ExitCode::kWrongUsage);
+    EXPECT_THAT(ran.error, HasSubstr("fleet.toml names no host"));
+}
+
 TEST_F(Fleet, SaysHowEachHostIsAsked)
 {
     RunOn({"-H", "enc001", "status"});

@@ -77,6 +77,9 @@ Fleet::Hosts HostsOf(const Options& options, const Fleet::FleetFile& fleet)
     std::vector<std::string> patterns = options.hosts;
     const Fleet::Hosts selected = Right(fleet.Select(options.selection));
     patterns.insert(patterns.end(), selected.begin(), selected.end());
+    if (patterns.empty()) {
+        throw WrongUsage(fleet.Path() + " names no host; list some in a [[group]]");
+    }
     Fleet::Hosts hosts = Right(Fleet::ExpandHosts(patterns, options.without));
     if (hosts.empty()) {
         throw WrongUsage("no host is left: -x takes out all that are named");
