@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <string_view>
 #include <utility>
 #include <variant>
@@ -74,11 +75,20 @@ std::string PasswordFor(const Options& options, std::string given)
     }
 }
 
+/// By itself an enclosure may take all of the time for its first answer, unless somebody said how
+/// long that may take.
+std::chrono::seconds FirstAnswer(const Targets& targets)
+{
+    return targets.Member(0).settings.connectTimeout.value_or(std::chrono::seconds(0));
+}
+
 Enclosures::Enclosure AskOne(const Options& options, const Targets& targets)
 {
     const Conversation conversation;
     return Ask(options, targets.Target(0),
-               {.deadline = targets.Timeout(0), .stop = conversation.StopToken()});
+               {.deadline = targets.Timeout(0),
+                .stop = conversation.StopToken(),
+                .firstAnswer = FirstAnswer(targets)});
 }
 
 ExitCode PrintReport(const Report& report, const Options& options)
@@ -170,9 +180,10 @@ Enclosures::Enclosure AskForCheck(const Targets& targets, CheckPlan& plan)
         Complain(kTrustsAnybody);
     }
     const Conversation conversation;
-    return Enclosures::ReadEnclosure(
-        targets.Target(0), {plan.Sections()},
-        {.deadline = settings.timeout.value_or(kCheckTimeout), .stop = conversation.StopToken()});
+    return Enclosures::ReadEnclosure(targets.Target(0), {plan.Sections()},
+                                     {.deadline = settings.timeout.value_or(kCheckTimeout),
+                                      .stop = conversation.StopToken(),
+                                      .firstAnswer = FirstAnswer(targets)});
 }
 
 ExitCode RunCheckWith(const Options& options, Arguments arguments)

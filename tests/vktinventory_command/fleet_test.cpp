@@ -140,6 +140,17 @@ TEST_F(Fleet, SaysHowEachHostIsAsked)
     EXPECT_TRUE(std::holds_alternative<Https>(Asked().transport));
 }
 
+TEST_F(Fleet, LimitsTheFirstAnswerOfOneWhereSomebodySaysHow)
+{
+    const auto& limits = FakeEnclosure::Current().limits;
+    RunOn({"-H", "enc001", "status"});
+    EXPECT_EQ(limits.firstAnswer, std::chrono::seconds(0));
+    for (const char* const command : {"status", "check"}) {
+        RunOn({"-H", "enc001", "--connect-timeout", "3", command});
+        EXPECT_EQ(limits.firstAnswer, std::chrono::seconds(3)) << command;
+    }
+}
+
 TEST_F(Fleet, GivesWayToFlags)
 {
     RunOn({"-H", "enc002", "-U", "root", "-P", "typed", "--timeout", "9", "-C", "3", "status"});
