@@ -69,6 +69,7 @@ void TakeOffset(CommandLine& line, double seconds)
 
 void Describe(CLI::App& app, CommandLine& line)
 {
+    app.name("vkt-exporter");
     app.description(
         "Serves what enclosures say of themselves as metrics for Prometheus. An\n"
         "enclosure is read when it is scraped, at /probe?target=HOST; the fleet file has\n"
@@ -76,15 +77,14 @@ void Describe(CLI::App& app, CommandLine& line)
         "on SIGHUP, and ends on SIGTERM or SIGINT without leaving a session open.");
     app.set_help_flag("-h,--help", "Print this help and end");
     app.set_version_flag("--version", "vkt-exporter " VKT_VERSION, "Print the version and end");
-    app.add_option("--fleet", line.fleetFile,
-                   "The fleet file; else VKT_FLEET, else where vktinventory looks for it")
+    app.add_option("--fleet", line.fleetFile, "Fleet file; default VKT_FLEET, else vktinventory's")
         ->type_name("FILE");
     app.add_option("--web.listen-address", line.listenAddress,
-                   "Where to listen; without a host on all addresses, port 0 picks a free one")
-        ->type_name("[HOST]:PORT")
+                   "HOST:PORT; no HOST for all, PORT 0 for a free one")
+        ->type_name("ADDRESS")
         ->capture_default_str();
     app.add_option("--web.config.file", line.webConfigFile,
-                   "TLS and basic authentication, in the format of Prometheus' exporters")
+                   "TLS and passwords, as for Prometheus' exporters")
         ->type_name("FILE");
     app.add_option("--max-in-flight", line.maxInFlight, "Enclosures that are read at a time")
         ->type_name("N")
@@ -92,7 +92,7 @@ void Describe(CLI::App& app, CommandLine& line)
         ->capture_default_str();
     app.add_option_function<double>(
            "--timeout-offset", [&line](double seconds) { TakeOffset(line, seconds); },
-           "Seconds taken off a scrape's timeout, for the answer's way")
+           "Taken off a scrape's timeout, for the answer's way")
         ->type_name("SECONDS")
         ->default_str("0.5");
     app.add_option("--log.level", line.logLevel, "What to log on standard error")
@@ -101,7 +101,7 @@ void Describe(CLI::App& app, CommandLine& line)
         ->default_str("info");
     app.add_flag("--config.check", line.configCheck, "Look for mistakes in the files, and end");
     app.add_flag("--web.enable-lifecycle", line.enableLifecycle,
-                 "Let whoever reaches the port have the files read again, by POST /-/reload");
+                 "Allow POST /-/reload to whoever reaches the port");
     app.footer(Footer());
     app.failure_message(Complaint);
 }

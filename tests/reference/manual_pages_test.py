@@ -7,7 +7,7 @@ import re
 import tempfile
 import unittest
 
-from programs import PROGRAMS, commands_of, options_of, output_of
+from programs import PROGRAMS, commands_of, help_of, options_of, output_of
 
 SOURCE = pathlib.Path(os.environ["VKT_SOURCE"])
 BUILT = pathlib.Path(os.environ["VKT_REFERENCE"])
@@ -116,6 +116,15 @@ class Commands(unittest.TestCase):
             tags = re.findall(r"^\.It Fl (.*)$", section(f"{program}.1", "OPTIONS"), re.MULTILINE)
             names = {"-" + flag.split()[0] for tag in tags for flag in tag.split(", Fl ")}
             self.assertEqual(names, options_of(program))
+
+    def test_values_of_options_are_named_as_in_help(self):
+        for program in PROGRAMS:
+            tags = re.findall(r"^\.It (?:Fl . , )?Fl -(\S+) Ar (.+)$",
+                              section(f"{program}.1", "OPTIONS"), re.MULTILINE)
+            # Without the default, the words that may stand, and "..." for several.
+            lines = re.findall(r"^  (?:-.,)?--(\S+) (\S.*?)(?=:\{|=[^A-Z]|  | \.\.\.|$)",
+                               help_of(program), re.MULTILINE)
+            self.assertEqual(dict(tags), dict(lines))
 
     def test_commands_are_those_of_help(self):
         tags = re.findall(r"^\.It Cm (\S+)(?: Ar \S.*)?$", section("vktinventory.1", "COMMANDS"), re.MULTILINE)

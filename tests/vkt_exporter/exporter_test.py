@@ -262,6 +262,11 @@ class Start(Fleet):
         self.assertEqual(ran.stdout, "")
         return ran.returncode, ran.stderr
 
+    def test_help_fits_on_a_terminal(self):
+        text = subprocess.run([EXPORTER, "--help"], capture_output=True, text=True, check=True).stdout
+        self.assertIn("\nUsage: vkt-exporter [OPTIONS]\n", text)
+        self.assertLessEqual(max(map(len, text.splitlines())), 80)
+
     def test_what_it_cannot_start_with_is_said(self):
         good = self.write_fleet()
         bad = self.write("bad.toml", '[[group]]\nname = "a"\nhosts = ["enc1"]\nlabels = { fan = "x" }\n')
