@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 """The command against a fleet of simulated enclosures."""
+import contextlib
 import json
 import os
 import random
@@ -7,16 +8,19 @@ import re
 import signal
 import socket
 import subprocess
+import tempfile
 import time
 import unittest
 
 import jsonschema
 from enclosures import (
+    COMMAND,
     SCHEMA,
     TIMEOUT,
     Simulators,
     arguments_once_hidden,
     changed,
+    environment_with,
     slow,
     slow_log_in,
     written,
@@ -122,6 +126,22 @@ class MixedFleet(unittest.TestCase):
                 "-P", "enclosure", "--timeout", "1000", "--connect-timeout", "1", "status")
         self.assertEqual(ran.returncode, 1)
         self.assertEqual([d["error"]["cause"] for d in documents if d["error"]], ["unreachable"])
+
+    def test_ctrl_c_ends_all_that_a_password_command_has_started(self):
+        with tempfile.NamedTemporaryFile("w", suffix=".toml") as file:
+            file.write('[defaults]\nuser = "u"\npassword-command = "(echo $$ >&2; exec sleep 600); echo p"\n'
+                       '[[group]]\nname = "g"\nhosts = ["127.0.0.1:1"]\n')
+            file.flush()
+            child = subprocess.Popen([COMMAND, "--fleet", file.name, "--all", "status"], env=environment_with(),
+                                     stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+            group = int(child.stderr.readline())
+            child.send_signal(signal.SIGINT)
+            try:  # whatever was left would keep standard error open
+                self.assertEqual(child.communicate(timeout=TIMEOUT)[1], "")
+            finally:
+                with contextlib.suppress(ProcessLookupError):
+                    os.killpg(group, signal.SIGKILL)
+        self.assertEqual(child.returncode, 128 + signal.SIGINT)
 
     def test_rounds_follow_each_other(self):
         ran = self.fleet.run("--group", "healthy-first", "--every", "1", "--count", "2",

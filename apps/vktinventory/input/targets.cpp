@@ -6,6 +6,7 @@
 #include <utility>
 #include <variant>
 
+#include "apps/vktinventory/interrupt.h"
 #include "fleet/host_pattern.h"
 #include "fleet/passwords.h"
 #include "fleet/settings.h"
@@ -169,7 +170,8 @@ Targets::Targets(const Options& options, const Secrets& secrets) : many_(NameSev
     RefuseFlagsOfNoUse(options, members_);
     AskForLackingPasswords(members_, secrets);
     Fleet::Passwords passwords;
-    targets_ = Right(Fleet::TargetsOf(members_, passwords));
+    const Conversation withCommands;  // for passwords: whatever they have started ends with us
+    targets_ = Right(Fleet::TargetsOf(members_, passwords, withCommands.StopToken()));
 }
 
 Targets::Targets(const Options& options) : many_(NameSeveral(options))
