@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <unordered_set>
 #include <utility>
 
+#include "common/text/host.h"
 #include "common/text/printable.h"
 #include "fleet/bounded_file.h"
 #include "fleet/number_runs.h"
@@ -427,6 +429,14 @@ HostPort ReadHost(std::string_view name)
     return {std::string(host), *number};
 }
 
+/// Who takes a host out and names no port means all that it listens on.
+bool IsOnAPortOf(const std::unordered_set<std::string>& hosts, const std::string& host)
+{
+    const std::optional<HostPort> divided = SplitPort(host);
+    return divided && divided->port != 0 &&
+           (hosts.contains(divided->host) || hosts.contains(Text::WithBrackets(divided->host)));
+}
+
 /// Hosts in the order in which they are named, each once.
 class Collection
 {
@@ -440,8 +450,11 @@ public:
 
     Hosts Take(const std::unordered_set<std::string>& without)
     {
-        std::erase_if(hosts_,
-                      [&without](const std::string& host) { return without.contains(host); });
+        if (!without.empty()) {
+            std::erase_if(hosts_, [&without](const std::string& host) {
+                return without.contains(host) || IsOnAPortOf(without, host);
+            });
+        }
         return std::move(hosts_);
     }
     const std::unordered_set<std::string>& Seen() const { return seen_; }

@@ -36,8 +36,8 @@ enum class HostFiles : std::uint8_t
     kRefused,
 };
 
-/// All hosts that `patterns` name, less those that `without` names. No pattern at all gives no
-/// host; a pattern that names none is a mistake.
+/// All hosts that `patterns` name, less those that `without` names, which without a port stands for
+/// the host on any. No pattern at all gives no host; a pattern that names none is a mistake.
 std::variant<Hosts, Mistake> ExpandHosts(const std::vector<std::string>& patterns,
                                          const std::vector<std::string>& without = {},
                                          HostFiles files = HostFiles::kRead);

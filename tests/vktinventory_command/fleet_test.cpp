@@ -107,6 +107,9 @@ TEST_F(Fleet, IsSelectedFromByGroupLabelAndName)
         {{"--label", "site=south"}, "far1:8443\nfar2:8443\n"},
         {{"--group", "remote", "--group", "rack1", "-x", "enc[001-002],far1:8443"},
          "enc003\nfar2:8443\n"},
+        {{"--group", "remote", "-x", "far1"}, "far2:8443\n"},
+        {{"-H", "enc[1-2],[fd00::1]:624,enc1:624", "-x", "enc1,[fd00::1]"}, "enc2\n"},
+        {{"-H", "enc[1-2],enc1:624", "-x", "enc1:624"}, "enc1\nenc2\n"},
         {{"-H", "gw,far1:8443", "--group", "remote"}, "gw\nfar1:8443\nfar2:8443\n"},
     };
     for (const SelectionCase& tested : cases) {
