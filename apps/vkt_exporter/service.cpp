@@ -126,8 +126,9 @@ void Service::Handle(const HttpRequest& request, const Respond& respond)
         std::find_if(std::begin(kRoutes), std::end(kRoutes),
                      [&request](const Route& known) { return known.path == request.path; });
     if (route == std::end(kRoutes)) {
-        return respond(Plain(404, "there is no " + Text::PrintableAscii(request.path, kShown) +
-                                      " here; / lists what there is"));
+        return respond(Plain(
+            404, std::string("there is no ").append(Text::PrintableAscii(request.path, kShown)) +
+                     " here; / lists what there is"));
     }
     if (route->methods.find(request.method) == std::string_view::npos) {
         HttpResponse response = Plain(
@@ -155,7 +156,7 @@ void Service::Probe(const HttpRequest& request, const Respond& respond)
     SharedConfiguration configuration = Current();
     if (!configuration->fleet.Find(probe.target)) {
         return respond(
-            Plain(400, "\"" + Text::PrintableAscii(probe.target, kShown) +
+            Plain(400, std::string("\"").append(Text::PrintableAscii(probe.target, kShown)) +
                            "\" is no host of the fleet file; /sd lists them, to be named "
                            "just so"));
     }

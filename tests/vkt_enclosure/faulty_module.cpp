@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/vkt_enclosure/faulty_module.h"
 
-#include <atomic>
 #include <chrono>
+#include <deque>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -93,13 +93,32 @@ private:
         options.cipherSuite = paper.isVkt2 ? 17 : 3;
         options.answer = [this](std::uint8_t netFn, std::uint8_t command, const Bytes& data) {
             const Reply reply = script_.To({command, data, netFn});
-            delivery_ = reply.delivery;
+            Plan(reply.delivery);
             if (reply.delivery == Delivery::kSessionLost) {
                 module_.ForgetSessions();
             }
             return reply.answer;
         };
         return options;
+    }
+
+    /// On a busy host the module answers a request and its copy before the relay has either answer.
+    void Plan(Delivery delivery)
+    {
+        const std::lock_guard lock(mutex_);
+        deliveries_.push_back(delivery);
+    }
+
+    /// Answers to what belongs to the session itself are not planned.
+    Delivery NextDelivery()
+    {
+        const std::lock_guard lock(mutex_);
+        if (deliveries_.empty()) {
+            return Delivery::kPlain;
+        }
+        const Delivery next = deliveries_.front();
+        deliveries_.pop_front();
+        return next;
     }
 
     /// On the relay's thread.
@@ -109,7 +128,7 @@ private:
             return {datagram};
         }
         std::vector<Datagram> arriving;
-        switch (delivery_.exchange(Delivery::kPlain)) {
+        switch (NextDelivery()) {
             case Delivery::kLost:
                 return {};
             case Delivery::kLate:
@@ -133,7 +152,8 @@ private:
 
     Script script_;
     const bool quick_;
-    std::atomic<Delivery> delivery_ = Delivery::kPlain;
+    std::mutex mutex_;
+    std::deque<Delivery> deliveries_;  ///< Of answers that the relay has not had yet.
     Datagram held_;
     Datagram earlier_;
     FakeRmcpModule module_;
