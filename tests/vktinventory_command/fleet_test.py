@@ -3,7 +3,6 @@
 import contextlib
 import json
 import os
-import pathlib
 import random
 import re
 import signal
@@ -21,6 +20,7 @@ from enclosures import (
     Simulators,
     arguments_once_hidden,
     changed,
+    ends,
     environment_with,
     slow,
     slow_log_in,
@@ -154,25 +154,6 @@ class MixedFleet(unittest.TestCase):
         self.assertNotEqual(lines[1].split(",")[0], lines[-1].split(",")[0])
 
 
-def processes_of(group):
-    """Those of a process group; not what has ended and only waits for init, as the leak sanitizer's helper does."""
-    found = []
-    for stat in pathlib.Path("/proc").glob("[0-9]*/stat"):
-        with contextlib.suppress(OSError):
-            state, _, its_group = stat.read_text().rsplit(")", 1)[1].split()[:3]
-            if int(its_group) == group and state not in "ZX":
-                found.append(int(stat.parent.name))
-    return found
-
-
-def ends(over):
-    """Whether it is over after some seconds."""
-    until = time.monotonic() + 10
-    while not over() and time.monotonic() < until:
-        time.sleep(0.02)
-    return over()
-
-
 class Interrupted(unittest.TestCase):
     """Ctrl-C at any moment: nothing is left at the modules, objects are whole, arrays are closed."""
 
@@ -216,7 +197,7 @@ class Interrupted(unittest.TestCase):
                 self.check(children[0], lambda lines: [json.loads(line) for line in lines.splitlines()])
                 self.check(children[1], json.loads)
                 for child in children:
-                    self.assertTrue(ends(lambda: not processes_of(child.pid)))
+                    self.assertTrue(ends(child.pid))
             if seed % 10 == 9:  # a module forgets a session after half a minute
                 self.assertEqual(self.over_rmcp.open_sessions(), [0] * self.MODULES)
         counts = re.findall(r'"openSessions": ?(\d+)', self.over_https.end())
