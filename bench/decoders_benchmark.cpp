@@ -22,7 +22,7 @@ void Measure(benchmark::State& state, const Measurement& row, const Tests::Answe
         state.SkipWithError("the answer does not decode");
     }
     const std::uint64_t before = AllocationCount();
-    for (auto iteration : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(row.decode(answer));
     }
     state.counters["allocs/op"] = benchmark::Counter(
