@@ -236,6 +236,11 @@ void Peer::Trickle(std::string_view bytes)
     }
 }
 
+void Peer::WaitForBytes() const
+{
+    Await(POLLIN);
+}
+
 void Peer::WaitForClient()
 {
     std::array<char, 4096> bytes{};

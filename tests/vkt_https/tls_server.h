@@ -57,6 +57,8 @@ public:
     void Trickle(std::string_view bytes);
     /// Waits until all that was sent has arrived in the client's socket.
     void AwaitDelivery() const;
+    /// Waits until the client has sent something, or has closed, and reads nothing of it.
+    void WaitForBytes() const;
     /// Waits until the client has closed, reading nothing.
     void WaitForClient();
     /// Ends the connection properly.
