@@ -14,7 +14,7 @@ std::string Footer()
     for (const ExitCodeMeaning& entry : kExitCodes) {
         text += "  " + std::to_string(entry.code) + "  " + std::string(entry.meaning) + "\n";
     }
-    text += "\nExample:";
+    text += "\nExamples:";
     for (const Example& example : kExamples) {
         text += "\n  " + std::string(example.words);
     }
@@ -28,6 +28,7 @@ std::string Complaint(const CLI::App*, const CLI::Error& error)
 
 void Describe(CLI::App& app, CommandLine& line)
 {
+    app.name("vkt-simulator");
     app.description(
         "Plays management modules of enclosures on loopback, over RMCP+ (IPMI 2.0) and\n"
         "HTTPS. When all are ready to answer it prints a line for each with its endpoints\n"
@@ -35,26 +36,20 @@ void Describe(CLI::App& app, CommandLine& line)
         "ends on SIGTERM or SIGINT and leaves nothing behind.");
     app.set_help_flag("-h,--help", "Print this help and end");
     app.set_version_flag("-V,--version", "vkt-simulator " VKT_VERSION, "Print the version and end");
-    app.add_option("-s,--scenario", line.scenarios,
-                   "A scenario's file, or the name of one of --list; may be repeated")
+    app.add_option("-s,--scenario", line.scenarios, "A file, or a name of --list; may be repeated")
         ->type_name("SCENARIO")
         ->take_all()
         ->allow_extra_args(false);
-    app.add_option("-n,--count", line.count,
-                   "How many enclosures to play, the scenarios in turn; each has its number at the "
-                   "end of serial number and name")
+    app.add_option("-n,--count", line.count, "How many to play, the scenarios in turn")
         ->type_name("N")
         ->check(CLI::Range(1, kMostEnclosures).description(""));
-    app.add_option("--write-fleet", line.fleetFile,
-                   "Write a fleet file that reaches all of them, with their passwords")
+    app.add_option("--write-fleet", line.fleetFile, "Write a fleet file that reaches all of them")
         ->type_name("FILE");
     app.add_flag("--list", line.list, "List the scenarios that come with the simulator");
-    app.add_option("-p,--port", line.port,
-                   "UDP port for RMCP+, of the first enclosure; 0 picks free ones")
+    app.add_option("-p,--port", line.port, "First UDP port for RMCP+; 0 picks free ones")
         ->type_name("PORT")
         ->capture_default_str();
-    app.add_option("--https-port", line.httpsPort,
-                   "TCP port for HTTPS, of the first enclosure; 0 picks free ones")
+    app.add_option("--https-port", line.httpsPort, "First TCP port for HTTPS; 0 picks free ones")
         ->type_name("PORT")
         ->capture_default_str();
     app.add_flag("--no-rmcp", line.noRmcp, "Play nothing over RMCP+");

@@ -85,6 +85,13 @@ class ManualPages(unittest.TestCase):
             for line in shown(page).splitlines():
                 self.assertLessEqual(len(line), 80, f"{page}: {line}")
 
+    def test_headings_are_shown_as_they_are_written(self):
+        """A word such as "An" at the beginning of one is a macro."""
+        for page in PAGES:
+            lines = [line.strip() for line in shown(page).splitlines()]
+            for heading in re.findall(r"^\.S[hs] (.*)$", roff(page), re.MULTILINE):
+                self.assertIn(heading, lines, page)
+
     def test_no_part_of_a_template_is_left_unfilled(self):
         for page in PAGES:
             self.assertNotRegex(roff(page), r"@\w+@", page)
@@ -116,6 +123,11 @@ class Commands(unittest.TestCase):
             tags = re.findall(r"^\.It Fl (.*)$", section(f"{program}.1", "OPTIONS"), re.MULTILINE)
             names = {"-" + flag.split()[0] for tag in tags for flag in tag.split(", Fl ")}
             self.assertEqual(names, options_of(program))
+
+    def test_help_fits_an_ordinary_terminal(self):
+        for program in PROGRAMS:
+            for line in help_of(program).splitlines():
+                self.assertLessEqual(len(line), 80, line)
 
     def test_values_of_options_are_named_as_in_help(self):
         for program in PROGRAMS:

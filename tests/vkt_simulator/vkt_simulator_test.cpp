@@ -233,7 +233,7 @@ TEST_F(VktSimulator, ListsAndExplains)
     EXPECT_THAT(list.Rest(), StartsWith("busy\n    VKT2 that has no room for another session\n"));
     SimulatorProcess help({"--help"});
     EXPECT_THAT(help.Rest(), AllOf(HasSubstr("--scenario"), HasSubstr("Exit codes:"),
-                                   HasSubstr("--allow-remote"), HasSubstr("Example:")));
+                                   HasSubstr("--allow-remote"), HasSubstr("Examples:")));
     EXPECT_EQ(help.ExitCode(), 0);
     for (const char* const flag : {"-V", "--version"}) {
         SimulatorProcess version({flag});

@@ -398,7 +398,8 @@ void AddOutputFlags(CLI::App& app, Options& options, Flags& flags)
 
 void AddPageFlags(CLI::App& app, Options& options)
 {
-    app.add_option("--from", options.pageFrom, "Of JSON that was read before; - is standard input")
+    app.add_option("--from", options.pageFrom,
+                   "Make it from JSON in this file; - is standard input")
         ->check(NotEmpty())
         ->option_text("FILE")
         ->group(kPageOnly);
