@@ -208,8 +208,8 @@ struct Enclosure
     /// One a slot, in their order; empty when the module did not tell, or no section of them was
     /// asked.
     std::vector<PowerSupply> powerSupplies;
-    /// One a bay, in their order, or only Scope::node, wherefore Node::number tells which one it
-    /// is; empty when the module did not tell, or no section of them was asked.
+    /// One a bay, in their order, or only Scope::node: Node::number tells which one it is; empty
+    /// when the module did not tell, or no section of them was asked.
     std::vector<Node> nodes;
     Cost cost;  ///< What it took.
 };
