@@ -65,8 +65,8 @@ struct HttpServerOptions
     /// "127.0.0.1:9842", "[::1]:9842", "localhost:9842"; ":9842" for every address of the host.
     /// Port 0 is a free one.
     std::string listenAddress;
-    /// When there are as many, one that does nothing gives way to a new one. Two Prometheis that
-    /// read 512 enclosures at a time have room.
+    /// When there are as many, one that does nothing gives way to a new one. Two Prometheus servers
+    /// that read 512 enclosures at a time have room.
     std::size_t maxConnections = 1024;
     Patience patience = {};
     /// The web configuration file that Prometheus' exporters share; empty for none: plain HTTP, and
