@@ -151,7 +151,7 @@ struct Source
     std::string host;                         ///< As the target named it.
     std::uint16_t port = 0;                   ///< That was asked; never 0 after a read.
     bool overHttps = false;                   ///< Else over RMCP+.
-    std::optional<std::uint8_t> cipherSuite;  ///< RMCP+: what was agreed on.
+    std::optional<std::uint8_t> cipherSuite;  ///< RMCP+: agreed on, else asked for last.
     std::optional<Privilege> privilege;       ///< RMCP+: the session's ceiling.
 };
 

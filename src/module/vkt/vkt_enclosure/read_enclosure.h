@@ -2,10 +2,10 @@
 /// @file
 /// The two things that can be asked of an enclosure. Each call is one conversation: one log-in, all
 /// requests, one log-out, within one deadline. It blocks its thread, and starts none but to look a
-/// host's name up. Calls for different targets, or the same, may run
-/// side by side in any number of threads and share nothing. Neither throws for anything that module
-/// or network do; std::bad_alloc aside, nothing is thrown at all. Log records of a call name the
-/// target's host, and its port unless it is the transport's own, as LogRecord::target.
+/// host's name up. Calls for different targets, or the same, may run side by side in any number of
+/// threads and share nothing. Nothing is thrown but std::bad_alloc.
+/// Log records of a call name the target's host, and its port unless it is the transport's own, as
+/// LogRecord::target.
 #ifndef MODULE_VKT_VKT_ENCLOSURE_READ_ENCLOSURE_H
 #define MODULE_VKT_VKT_ENCLOSURE_READ_ENCLOSURE_H
 

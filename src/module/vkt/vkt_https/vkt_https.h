@@ -25,12 +25,12 @@ namespace Tulvo {
 enum VKTHttpsErrorCode : std::int32_t
 {
     VKT_HTTPS_SUCCESS = 0,                ///< An IPMI answer came, whatever its completion code.
-    VKT_HTTPS_TLS_ERROR = 1,              ///< The server could not prove that it is the module.
+    VKT_HTTPS_TLS_ERROR = 1,              ///< No proof that it is the module, or no handshake.
     VKT_HTTPS_AUTHENTICATION_FAILED = 2,  ///< 401 or 403, now or by an earlier log-in.
     VKT_HTTPS_TIMEOUT = 3,                ///< 408, 504, or a time limit of this side.
     VKT_HTTPS_HTTP_ERROR = 4,             ///< Any other status than 200.
-    VKT_HTTPS_MALFORMED_REPLY = 5,        ///< A 200 whose content is not an IPMI answer.
-    VKT_HTTPS_CONNECT_FAILED = 6,         ///< The address cannot be resolved or reached.
+    VKT_HTTPS_MALFORMED_REPLY = 5,        ///< A reply cut off, too large, or no IPMI answer.
+    VKT_HTTPS_CONNECT_FAILED = 6,         ///< Name not found, no connection, no reply began.
     VKT_HTTPS_INTERNAL_ERROR = 7,         ///< A fault on this side.
     VKT_HTTPS_NO_DATA = 8,                ///< A 200 with an empty body.
 };
