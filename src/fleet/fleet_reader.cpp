@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "common/config/toml_parser.h"
+#include "common/text/pin.h"
 #include "common/text/printable.h"
 #include "fleet/bounded_file.h"
 #include "fleet/fleet_file.h"
@@ -577,7 +578,7 @@ private:
     Fault Pin(const toml::node& node, Part& part)
     {
         const auto pin = node.value_exact<std::string>();
-        if (!pin || !IsPin(*pin)) {
+        if (!pin || !Text::ArePins(*pin)) {
             return "is to be sha256// and 44 characters of Base64";
         }
         return SetTrust(part, Enclosures::TrustPinnedKey{*pin});

@@ -5,10 +5,10 @@
 #include <sstream>
 #include <string_view>
 
+#include "common/text/pin.h"
 #include "common/text/printable.h"
 #include "fleet/bounded_file.h"
 #include "fleet/host_pattern.h"
-#include "fleet/settings.h"
 
 namespace Tulvo::Fleet {
 namespace {
@@ -30,7 +30,7 @@ std::string Take(const std::string& line, Pins& pins)
     if (!SplitPort(host)) {
         return std::string("\"").append(Text::PrintableAscii(host, kShown)).append("\" is no host");
     }
-    if (!IsPin(pin) || !more.empty()) {
+    if (!Text::IsOnePin(pin) || !more.empty()) {
         return "a host and its pin, sha256// and 44 characters of Base64, are to stand here";
     }
     return pins.emplace(host, pin).second ? "" : host + " has a line already";

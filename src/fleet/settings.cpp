@@ -106,15 +106,4 @@ std::optional<std::string> KgFrom(std::string_view typed)
     return key.size() <= kLongestKey ? std::optional(key) : std::nullopt;
 }
 
-bool IsPin(std::string_view pin)
-{
-    constexpr std::string_view kStart = "sha256//";
-    constexpr std::size_t kDigestCharacters = 43;  // and '=', for 32 bytes
-    constexpr std::string_view kBase64 =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    return pin.size() == kStart.size() + kDigestCharacters + 1 && pin.starts_with(kStart) &&
-           pin.substr(kStart.size()).find_first_not_of(kBase64) == kDigestCharacters &&
-           pin.back() == '=';
-}
-
 }  // namespace Tulvo::Fleet

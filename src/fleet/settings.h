@@ -86,9 +86,6 @@ Enclosures::Expectations ExpectationsOf(const Settings& settings);
 /// longer than a key may be, or no such pairs.
 std::optional<std::string> KgFrom(std::string_view typed);
 
-/// Whether `pin` is "sha256//" and 44 characters of Base64.
-bool IsPin(std::string_view pin);
-
 }  // namespace Tulvo::Fleet
 
 #endif

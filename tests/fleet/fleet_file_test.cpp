@@ -385,6 +385,16 @@ TEST_F(FleetSlips, OfFilesThatAreNamedAreFoundBeforeAnybodyIsAsked)
                       HasSubstr("pins: line 4: \":1\" is no host")));
 }
 
+TEST_F(FleetFiles, TrustBothPinsWhileAModuleChangesItsKey)
+{
+    const std::string pins = std::string(kPin) + ';' + kOtherPin;
+    const FleetFile fleet = Load("[defaults]\ninterface = \"https\"\npin = \"" + pins + "\"\n");
+    const auto target = TargetOf("h1", fleet.Resolve("h1").settings, "");
+    ASSERT_TRUE(std::holds_alternative<Enclosures::Target>(target));
+    const auto& https = std::get<Enclosures::Https>(std::get<Enclosures::Target>(target).transport);
+    EXPECT_EQ(std::get<Enclosures::TrustPinnedKey>(*https.trust).pin, pins);
+}
+
 TEST_F(FleetSlips, AHostWithoutItsPinIsNamed)
 {
     folder_.Write("pins", "h1 " + std::string(kPin) + "\n");
