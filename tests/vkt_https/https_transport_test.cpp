@@ -318,9 +318,9 @@ TEST_F(HttpsTransportTest, SaysThatNobodyListens)
     auto settings = Settings();
     server.reset();
     Make(settings);
-    ExpectTold(transport->Open(Within(kAmple)).failure, Cause::kUnreachable,
-               "https://127.0.0.1:" + std::to_string(settings.port) +
-                   ": no connection to the server (Connection refused)");
+    ExpectTold(
+        transport->Open(Within(kAmple)).failure, Cause::kUnreachable,
+        "https://127.0.0.1:" + std::to_string(settings.port) + ": nothing listens on that port");
     EXPECT_EQ(0U, transport->Cost().logIns);
     EXPECT_EQ(0U, transport->Cost().tlsHandshakes);
     ServeAs(Module());  // For the destructor.
@@ -575,9 +575,9 @@ TEST_F(HttpsTransportTest, FindsAModuleAgainThatStartsAnew)
         Open();
         ExpectAnswered(Ask());
         server.reset();
-        ExpectEnded(Ask(), End::kLost, Cause::kUnreachable, "Connection refused");
+        ExpectEnded(Ask(), End::kLost, Cause::kUnreachable, "nothing listens");
         const IpmiOpening opening = transport->Open(Within(kAmple));
-        ExpectTold(opening.failure, Cause::kUnreachable, "Connection refused");
+        ExpectTold(opening.failure, Cause::kUnreachable, "nothing listens");
         ServeAs(Module(), settings.port);
         Open();
         ExpectAnswered(Ask());

@@ -128,8 +128,7 @@ TEST_F(ServerPin, IsNotToldWhereNobodyListens)
     server.reset();
     const auto shown = ReadServerPin("127.0.0.1", port, {Clock::now() + kPinEndless});
     EXPECT_EQ(Cause::kUnreachable, std::get<Failure>(shown).cause);
-    EXPECT_EQ("https://127.0.0.1:" + std::to_string(port) +
-                  ": no connection to the server (Connection refused)",
+    EXPECT_EQ("https://127.0.0.1:" + std::to_string(port) + ": nothing listens on that port",
               std::get<Failure>(shown).message);
 }
 

@@ -148,10 +148,19 @@ bool OffersOnlyDigest(const Failure& failure)
            !Offers(failure.challenges, "Basic");
 }
 
+bool NobodyListens(const Failure& failure)
+{
+    return failure.result == CURLE_COULDNT_CONNECT && failure.systemError == ECONNREFUSED;
+}
+
 std::string What(const Failure& failure)
 {
     if (ClosedWithoutAnswer(failure)) {
         return "the server closed the connection without an answer";
+    }
+    if (failure.result == CURLE_COULDNT_CONNECT) {
+        return NobodyListens(failure) ? "nothing listens on that port"
+                                      : "the server cannot be reached";
     }
     const char* const what = RowOf(failure.status).what;
     return what == nullptr ? failure.what
@@ -162,7 +171,8 @@ std::string What(const Failure& failure)
 std::string Detail(const Failure& failure)
 {
     if (failure.result == CURLE_COULDNT_CONNECT) {
-        return failure.systemError == 0 ? "" : std::generic_category().message(failure.systemError);
+        const bool saysAll = failure.systemError == 0 || NobodyListens(failure);
+        return saysAll ? "" : std::generic_category().message(failure.systemError);
     }
     const bool saysNothing = failure.result == CURLE_OPERATION_TIMEDOUT ||
                              failure.result == CURLE_SSL_PINNEDPUBKEYNOTMATCH ||
@@ -172,6 +182,9 @@ std::string Detail(const Failure& failure)
 
 std::string Advice(const Failure& failure)
 {
+    if (NobodyListens(failure)) {
+        return "check address and port, or wait if the module is starting";
+    }
     const ResultRow* const result = RowOf(failure.result);
     const char* const advice = result != nullptr ? result->advice : RowOf(failure.status).advice;
     return advice == nullptr ? failure.advice : advice;
