@@ -268,6 +268,19 @@ TEST_F(HttpsTransportTest, ClosesAnEarlierSessionBeforeItOpensOne)
     EXPECT_EQ(2U, transport->Cost().logIns);
 }
 
+TEST_F(HttpsTransportTest, OpensASessionThoughTheLogOutOfTheEarlierOneIsNotAnswered)
+{
+    Open();
+    requests[2] = SayNothing;
+    CallLimit limit = Within(kAmple);
+    limit.longestSilence = 50ms;
+    const IpmiOpening opening = transport->Open(limit);
+    ASSERT_FALSE(opening.failure) << opening.failure->message;
+    ExpectAnswered(Ask());
+    EXPECT_THAT(Arrived(), ElementsAre(kLogin, kDelete1, kLogin, kAction));
+    EXPECT_THAT(log.Lines(2), SizeIs(1));
+}
+
 TEST_F(HttpsTransportTest, LeavesTheSessionToTheParentOfAChild)
 {
     Open();
@@ -562,6 +575,24 @@ TEST_F(HttpsTransportTest, OpensAConnectionAnewThatClosedBeforeTheHandshake)
         EXPECT_EQ(count == 4, failure.has_value());
         EXPECT_EQ(before + 4, connected);
         EXPECT_EQ(4U, transport->Cost().tlsHandshakes);
+    }
+}
+
+TEST_F(HttpsTransportTest, LosesNoSessionToConnectionsThatCloseBeforeTheHandshake)
+{
+    for (const bool basic : {false, true}) {
+        SCOPED_TRACE(basic);
+        auto settings = Settings();
+        settings.basicAuthentication = basic;
+        Make(settings);
+        Open();
+        ExpectAnswered(Ask());
+        requests[requested + 1] = CloseConnection;
+        for (int count = 1; count <= 3; ++count) {
+            connections[connected + count] = [](Peer& peer) { peer.Break(); };
+        }
+        ExpectEnded(Ask(), End::kSilent, Cause::kUnreachable, "within the TLS handshake");
+        ExpectAnswered(Ask());
     }
 }
 

@@ -175,7 +175,7 @@ LogInGate::End EndOfBasic(const std::optional<Failure>& failure)
 
 IpmiOpening HttpsTransport::Open(const CallLimit& limit)
 {
-    Close(limit);
+    Close(Patience(limit));
     hasAnswered_ = false;
     LogInPass pass(limit.gate);
     auto failure = client_.LookUpServer({limit.UntilFirstAnswer(), limit.stop});
@@ -322,7 +322,7 @@ bool HttpsTransport::MayBeSentAgain(const Failure& failure, Resend resend) const
 bool HttpsTransport::ConnectionBrokeOff(const Failure& failure) const
 {
     if (failure.result == CURLE_SSL_CONNECT_ERROR) {
-        return client_.ServerKey().empty();
+        return client_.Proof().Notes().certificate == nullptr;
     }
     return failure.code == VKT_HTTPS_CONNECT_FAILED && IsBrokenOff(failure.result);
 }
@@ -404,6 +404,11 @@ End HttpsTransport::EndAfter(const Failure& failure) const
     if (HasExpired(failure)) {
         return End::kLost;
     }
+    // Who was reached before may be starting anew.
+    const bool wasReached = isKnown_ || !IsBasic();
+    if (failure.result == CURLE_SSL_CONNECT_ERROR && ConnectionBrokeOff(failure) && wasReached) {
+        return End::kSilent;
+    }
     switch (CauseOf(failure)) {
         case Cause::kTimedOut:
             return End::kSilent;
@@ -411,8 +416,7 @@ End HttpsTransport::EndAfter(const Failure& failure) const
             if (ConnectionBrokeOff(failure)) {
                 return End::kSilent;
             }
-            // Nobody listens where a module did, which may be starting anew.
-            return IsBasic() && !isKnown_ ? End::kFailed : End::kLost;
+            return wasReached ? End::kLost : End::kFailed;
         case Cause::kMalformedAnswer:
             return IsBrokenOff(failure.result) ? End::kSilent : End::kUseless;
         default:
