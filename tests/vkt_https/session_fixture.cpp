@@ -23,7 +23,7 @@ Session::~Session()
 std::string Session::Answer(const Request& arrived)
 {
     if (arrived.line.starts_with("DELETE ")) {
-        return Reply(deletionStatus, "");
+        return Reply(deletionStatus, deletionBody);
     }
     if (arrived.line.starts_with(std::string(kLogin) + " ")) {
         const std::string number = std::to_string(++logins);

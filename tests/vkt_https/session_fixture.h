@@ -33,6 +33,7 @@ protected:
     std::string loginStatus = "201 Created";
     std::string loginBody = "{}";
     std::string deletionStatus = "204 No Content";
+    std::string deletionBody;
     std::string refusalStatus = "401 Unauthorized";  ///< For requests without the valid token.
     std::string refusal = "{}";
     std::string tokenField = "X-Auth-Token: token-";

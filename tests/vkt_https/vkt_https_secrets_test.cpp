@@ -100,6 +100,19 @@ TEST_F(Session, TokenOfASessionThatIsNotDeletedIsNotTold)
     }
 }
 
+TEST_F(Session, PasswordInTheReasonForNoDeletionIsNotTold)
+{
+    deletionStatus = "503 Service Unavailable";
+    deletionBody = R"({"error":{"message":"{\"Password\":\"a\\\"b\\\\c-s3cret\"}"}})";
+    ConnectAs(R"(a"b\c-s3cret)");
+    ExpectAnswer();
+    client.reset();
+    const Fakes::LogLines warnings = log.Lines(2);
+    ASSERT_THAT(warnings, SizeIs(1));
+    EXPECT_THAT(warnings.front().text, HasSubstr("the session was not deleted"));
+    EXPECT_THAT(warnings.front().text, Not(HasSubstr("s3cret")));
+}
+
 TEST(Secrets, OfABodyThatIsNoAnswerAreNotTold)
 {
     for (const char* body : {"T0p-s3cret", R"({"T0p-s3cret":1,"T0p-s3cret":2})",

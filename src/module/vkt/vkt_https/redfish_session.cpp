@@ -156,9 +156,10 @@ void RedfishSession::Delete(const CallLimit* limit)
         }
     }
     if (failure) {
+        const SecretText escaped = PasswordInLogin(info_.password);
         Log(2, __FILE__, __LINE__).Stream()
             << client_.Origin() << ": the session was not deleted: "
-            << Describe(*failure, {token_.text, formerToken_.text, info_.password})
+            << Describe(*failure, {token_.text, formerToken_.text, info_.password, escaped.text})
             << ". The module ends it after its own time limit.";
     }
 }
