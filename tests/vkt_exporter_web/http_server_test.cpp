@@ -359,6 +359,40 @@ TEST(HttpServer, LetsTheSilentGiveWayBeforeTheKeptAlive)
     EXPECT_EQ(third.UntilClosed(), "") << "it has been kept alive longest without a request";
 }
 
+TEST(HttpServer, LetsTheKeptAliveGiveWayBeforeThoseThatHaveJustCome)
+{
+    HttpServerOptions options = Anywhere();
+    options.maxConnections = 8;
+    options.patience.request = kPatience;
+    options.patience.grace = kPatience;
+    std::promise<void> waits;
+    std::promise<void> goOn;
+    const HttpServer server(options, [&](const HttpRequest& request, const Respond& respond) {
+        if (request.path == "/wait") {
+            waits.set_value();
+            goOn.get_future().wait();
+        }
+        respond(Text("good"));
+    });
+    std::deque<Client> keptAlive;
+    for (std::size_t i = 0; i < options.maxConnections; ++i) {
+        Ask(keptAlive.emplace_back(server.Address()));
+        keptAlive.back().Answer();
+    }
+    keptAlive.back().Send(Host("GET /wait HTTP/1.1") + "\r\n");
+    waits.get_future().wait();
+    std::deque<Client> together;  // the server sees them at once
+    for (int i = 0; i < 3; ++i) {
+        Ask(together.emplace_back(server.Address()));
+    }
+    goOn.set_value();
+    for (Client& client : together) {
+        EXPECT_EQ(Body(client.Answer()), "good");
+    }
+    EXPECT_EQ(Body(keptAlive.back().Answer()), "good");
+    EXPECT_EQ(keptAlive.front().UntilClosed(), "");
+}
+
 TEST(HttpServer, LetsNoRequestGiveWay)
 {
     HttpServerOptions options = Anywhere();

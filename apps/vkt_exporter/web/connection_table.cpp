@@ -64,6 +64,11 @@ bool ConnectionTable::CanGiveWay() const
     return !With(Activity::kSilent).empty() || !With(Activity::kKeptAlive).empty();
 }
 
+bool ConnectionTable::MostIdleAreSilent() const
+{
+    return With(Activity::kSilent).size() >= With(Activity::kKeptAlive).size();
+}
+
 bool ConnectionTable::GiveWay(std::chrono::milliseconds silence)
 {
     Connections& silent = With(Activity::kSilent);

@@ -52,12 +52,14 @@ public:
     /// Those that count against a bound: without the closing ones.
     std::size_t Open() const;
     bool CanGiveWay() const;
+    /// As when somebody only connects, again and again. Else those that are silent have just come.
+    bool MostIdleAreSilent() const;
     bool IsSending() const { return !With(Activity::kSending).empty(); }
     /// Ends the connection that is missed least: the one that has been silent longest, else the one
     /// that has been kept alive longest without a request.
     /// @param silence one that has been silent for less may be about to send its request.
     /// @return whether there was one.
-    bool GiveWay(std::chrono::milliseconds silence = {});
+    bool GiveWay(std::chrono::milliseconds silence);
     /// The server's library sees a connection that ended, and closes its socket.
     void Close(Connection& connection);
     /// Ends those that have been silent, kept alive or sending for too long.

@@ -42,8 +42,6 @@ constexpr std::size_t kMostRequestBytes = 16'384;
 constexpr unsigned kAcceptedAtOnce = 32;
 /// How long to accept nothing when the host has run out of something.
 constexpr auto kShortageRest = std::chrono::milliseconds(200);
-/// What a new connection has when the host has run out of something, before it gives way.
-constexpr auto kTimeToSpeak = std::chrono::seconds(1);
 /// Rounds without an event that are taken at once; then so many with a pause of a millisecond, of
 /// two, and so on. A long request takes about 60.
 constexpr unsigned kRoundsAtOnce = 16;
@@ -539,7 +537,8 @@ void HttpServer::Thread::AcceptOne(Clock::time_point now)
         return;
     }
     if (connections_.Open() >= options_.maxConnections) {
-        connections_.GiveWay();
+        connections_.GiveWay(connections_.MostIdleAreSilent() ? std::chrono::milliseconds()
+                                                              : options_.patience.grace);
     }
     settings_ = webFiles_.Current();
     MHD_add_connection(daemon_.get(), accepted, address, length);  // closes it on failure
@@ -548,7 +547,7 @@ void HttpServer::Thread::AcceptOne(Clock::time_point now)
 /// What still waits to be accepted would have poll() return at once, on and on.
 void HttpServer::Thread::Rest(Clock::time_point now, int fault)
 {
-    connections_.GiveWay(kTimeToSpeak);
+    connections_.GiveWay(options_.patience.grace);
     restUntil_ = now + kShortageRest;
     if (!lastWarning_ || *lastWarning_ + kBetweenWarnings <= now) {
         lastWarning_ = now;

@@ -54,6 +54,8 @@ using Handler = std::function<void(HttpRequest, Respond)>;
 struct Patience
 {
     std::chrono::milliseconds request{10'000};  ///< From the connection to its first whole request.
+    /// The first part of that, in which idle ones give way before it: its request is on its way.
+    std::chrono::milliseconds grace{1'000};
     /// From an answer to the next whole request. A scraper that comes every two minutes need not
     /// connect anew.
     std::chrono::milliseconds nextRequest{150'000};
