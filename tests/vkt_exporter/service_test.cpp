@@ -24,8 +24,10 @@ using Fleet::TemporaryFolder;
 using Test::FakeEnclosure;
 using testing::AllOf;
 using testing::ContainsRegex;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 /// An exporter of a fleet file, with enclosures that a test scripts. They take one password.
 class ServiceOfATest : public testing::Test
@@ -330,6 +332,39 @@ TEST_F(ServiceOfATest, SaysWhichPasswordFileIsMissing)
     EXPECT_EQ(logIns_, 0);
     folder_.Write("password", "secret\n");
     EXPECT_THAT(Probe("enc1"), HasSubstr("vkt_up 1\n"));
+}
+
+TEST_F(ServiceOfATest, LogsOnceThatAPasswordFileIsBadAndOnceThatItIsGoodAgain)
+{
+    std::vector<std::string> logged;
+    SetLogLevel(3);
+    SetLogSink(
+        [&logged](const LogRecord& record) { logged.push_back(record.target + record.text); });
+    Start();
+    const auto scrapeAll = [this] {
+        for (const char* target : {"enc1", "[::1]:624", "alone", "enc1"}) {
+            Probe(target);
+        }
+    };
+    const std::string path = folder_.Path("password");
+    std::filesystem::remove(path);
+    scrapeAll();
+    EXPECT_THAT(logged, ElementsAre(AllOf(StartsWith(folder_.Path("fleet.toml") + ":3: "),
+                                          HasSubstr(path + " cannot be read: No such file"))));
+    logged.clear();
+    folder_.Write("password", "");
+    scrapeAll();
+    EXPECT_THAT(logged, ElementsAre(HasSubstr(path + " is empty")));
+    logged.clear();
+    folder_.Write("password", "secret\n");
+    scrapeAll();
+    EXPECT_THAT(logged, ElementsAre("the password file " + path + " is good again"));
+    logged.clear();
+    std::filesystem::remove(path);
+    scrapeAll();
+    EXPECT_THAT(logged, ElementsAre(HasSubstr("No such file")));
+    service_.reset();
+    SetLogSink(nullptr);
 }
 
 TEST_F(ServiceOfATest, AnswersNoProbeAfterItsEnd)

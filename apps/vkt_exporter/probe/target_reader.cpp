@@ -29,12 +29,15 @@ Enclosures::Enclosure NotAsked(const Fleet::Mistake& mistake)
 
 std::variant<Enclosures::Target, Fleet::Mistake> TargetOf(const Fleet::Member& member,
                                                           const Wanted& wanted,
+                                                          PasswordFaults& faults,
                                                           const std::stop_token& stop)
 {
     std::string password;
     if (const auto& source = member.settings.password) {
         auto got = wanted.configuration->passwords->Get(*source, stop);
-        if (auto* const mistake = std::get_if<Fleet::Mistake>(&got)) {
+        auto* const mistake = std::get_if<Fleet::Mistake>(&got);
+        faults.Note(*source, mistake);
+        if (mistake != nullptr) {
             return std::move(*mistake);
         }
         password = std::move(std::get<std::string>(got));
@@ -79,9 +82,8 @@ ReadResult TargetReader::Read(const Wanted& wanted, const std::stop_token& stop)
 Enclosures::Enclosure TargetReader::ReadMember(const Fleet::Member& member, const Wanted& wanted,
                                                const std::stop_token& stop)
 {
-    const auto target = TargetOf(member, wanted, stop);
+    const auto target = TargetOf(member, wanted, passwordFaults_, stop);
     if (const auto* const mistake = std::get_if<Fleet::Mistake>(&target)) {
-        Log(kWarning, __FILE__, __LINE__).Stream() << mistake->message;
         return NotAsked(*mistake);
     }
     const auto& found = std::get<Enclosures::Target>(target);

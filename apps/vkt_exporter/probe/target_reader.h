@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "apps/vkt_exporter/metrics/exporter_metrics.h"
+#include "apps/vkt_exporter/probe/password_faults.h"
 #include "apps/vkt_exporter/probe/reads.h"
 #include "apps/vkt_exporter/probe/refusals.h"
 #include "fleet/settings.h"
@@ -40,6 +41,7 @@ private:
     ExporterMetrics& metrics_;
     const Renew renew_;
     Refusals refusals_;
+    PasswordFaults passwordFaults_;
 };
 
 }  // namespace Tulvo::Exporter
