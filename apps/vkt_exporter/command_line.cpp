@@ -99,7 +99,8 @@ void Describe(CLI::App& app, CommandLine& line)
         ->type_name("LEVEL")
         ->transform(OneOfLevels())
         ->default_str("info");
-    app.add_flag("--config.check", line.configCheck, "Look for mistakes in the files, and end");
+    app.add_flag("--config.check", line.configCheck,
+                 "Look for mistakes in flags and files, and end");
     app.add_flag("--web.enable-lifecycle", line.enableLifecycle,
                  "Allow POST /-/reload to whoever reaches the port");
     app.footer(Footer());

@@ -33,8 +33,9 @@ struct ExitCodeMeaning
 /// What --help and the manual page list.
 inline constexpr ExitCodeMeaning kExitCodes[] = {
     {ExitCode::kEndedOnRequest, "ended on request; with --config.check: no mistake"},
-    {ExitCode::kCannotRun, "could not start, or a mistake in a file"},
-    {ExitCode::kWrongUsage, "wrong usage"},
+    {ExitCode::kCannotRun,
+     "could not start for now: a port in use, a password command that failed"},
+    {ExitCode::kWrongUsage, "wrong usage, or a mistake in a file"},
 };
 
 struct Example

@@ -24,7 +24,7 @@ Fleet::FleetReading ReadingOfFleet()
 
 }  // namespace
 
-std::variant<Fleet::FleetFile, Fleet::Mistakes> LoadFleet(const std::string& fleetFile)
+FleetOrMistakes LoadFleet(const std::string& fleetFile)
 {
     auto loaded = Fleet::FleetFile::Load(fleetFile, ReadingOfFleet());
     const auto* const fleet = std::get_if<Fleet::FleetFile>(&loaded);
@@ -36,15 +36,14 @@ std::variant<Fleet::FleetFile, Fleet::Mistakes> LoadFleet(const std::string& fle
     return loaded;
 }
 
-std::variant<SharedConfiguration, Fleet::Mistakes> LoadConfiguration(const std::string& fleetFile,
-                                                                     const std::stop_token& stop)
+std::variant<SharedConfiguration, Fleet::Mistakes> ConfigurationOf(FleetOrMistakes fleet,
+                                                                   const std::stop_token& stop)
 {
-    auto loaded = LoadFleet(fleetFile);
-    if (auto* const mistakes = std::get_if<Fleet::Mistakes>(&loaded)) {
+    if (auto* const mistakes = std::get_if<Fleet::Mistakes>(&fleet)) {
         return std::move(*mistakes);
     }
     auto configuration = std::make_shared<Configuration>();
-    configuration->fleet = std::move(std::get<Fleet::FleetFile>(loaded));
+    configuration->fleet = std::move(std::get<Fleet::FleetFile>(fleet));
     std::vector<Fleet::Member> members;
     for (const std::string& name : configuration->fleet.HostNames()) {
         members.push_back(*configuration->fleet.Find(name));

@@ -25,15 +25,18 @@ struct Configuration
 };
 using SharedConfiguration = std::shared_ptr<const Configuration>;
 
+using FleetOrMistakes = std::variant<Fleet::FleetFile, Fleet::Mistakes>;
+
 /// A fleet file with at least one host, none of whose labels has the name of one of a metric; or
 /// all mistakes. Runs no password command.
-std::variant<Fleet::FleetFile, Fleet::Mistakes> LoadFleet(const std::string& fleetFile);
+FleetOrMistakes LoadFleet(const std::string& fleetFile);
 
 /// Everything, with every password asked for once, so that no scrape waits for a password command;
-/// or all mistakes.
+/// or all mistakes: those of the file, else those of its password commands, which may succeed
+/// later.
 /// @param stop ends a password command.
-std::variant<SharedConfiguration, Fleet::Mistakes> LoadConfiguration(
-    const std::string& fleetFile, const std::stop_token& stop = {});
+std::variant<SharedConfiguration, Fleet::Mistakes> ConfigurationOf(
+    FleetOrMistakes fleet, const std::stop_token& stop = {});
 
 /// The hosts of a fleet as Prometheus' HTTP service discovery takes them: a list of objects, one
 /// for all hosts in a row that have the same labels.

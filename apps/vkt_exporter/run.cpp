@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -17,6 +18,7 @@
 #include "apps/vkt_exporter/service.h"
 #include "apps/vkt_exporter/signals.h"
 #include "apps/vkt_exporter/web/http_server.h"
+#include "apps/vkt_exporter/web/listening_socket.h"
 #include "apps/vkt_exporter/web/web_files.h"
 #include "common/log/log.h"
 
@@ -31,8 +33,6 @@ constexpr int kNotice = 3;
 
 /// A log-out takes a second at most.
 constexpr std::chrono::seconds kLogOutLimit = 5s;
-
-using FleetOrMistakes = std::variant<Fleet::FleetFile, Fleet::Mistakes>;
 
 /// Reads and connections take a descriptor each, and more than a shell lets a program have unasked.
 void AllowManyDescriptors()
@@ -66,47 +66,33 @@ std::variant<std::string, Fleet::Mistake> FleetPathOf(const CommandLine& line)
 }
 
 /// The server takes changes of this file by itself; here its mistakes are found.
-Fleet::Mistakes MistakesInWebFile(const std::string& path)
+std::string MistakeInWebFile(const std::string& path)
 {
     try {
         if (!path.empty()) {
             ReadWebSettings(path);
         }
-        return {};
+        return "";
     } catch (const BadWebConfig& mistake) {
-        return {{mistake.what()}};
+        return mistake.what();
     }
 }
 
-/// All files of the program, or the mistakes in them.
-std::variant<SharedConfiguration, Fleet::Mistakes> LoadFiles(const std::string& fleetFile,
-                                                             const std::string& webConfigFile,
-                                                             const std::stop_token& stop)
+/// The fleet file; or all mistakes that stay until somebody mends them, wherever they are.
+FleetOrMistakes LoadFiles(const CommandLine& line, const std::string& fleetFile)
 {
-    Fleet::Mistakes mistakes = MistakesInWebFile(webConfigFile);
-    auto loaded = LoadConfiguration(fleetFile, stop);
-    if (auto* const more = std::get_if<Fleet::Mistakes>(&loaded)) {
-        more->insert(more->begin(), mistakes.begin(), mistakes.end());
-        return loaded;
+    Fleet::Mistakes mistakes;
+    for (std::string& mistake :
+         std::array{MistakeInAddress(line.listenAddress), MistakeInWebFile(line.webConfigFile)}) {
+        if (!mistake.empty()) {
+            mistakes.push_back({std::move(mistake)});
+        }
     }
-    return mistakes.empty() ? std::move(loaded) : mistakes;
-}
-
-ExitCode Check(const std::string& fleetFile, const std::string& webConfigFile)
-{
-    Fleet::Mistakes mistakes = MistakesInWebFile(webConfigFile);
-    const auto fleet = LoadFleet(fleetFile);
+    auto fleet = LoadFleet(fleetFile);
     if (const auto* const more = std::get_if<Fleet::Mistakes>(&fleet)) {
         mistakes.insert(mistakes.end(), more->begin(), more->end());
     }
-    if (!mistakes.empty()) {
-        Complain(mistakes);
-        return ExitCode::kCannotRun;
-    }
-    Log(kNotice, __FILE__, __LINE__).Stream()
-        << "no mistake was found (hosts: " << std::get<Fleet::FleetFile>(fleet).HostNames().size()
-        << ")";
-    return ExitCode::kEndedOnRequest;
+    return mistakes.empty() ? std::move(fleet) : mistakes;
 }
 
 bool HasTls(const std::string& webConfigFile)
@@ -114,13 +100,10 @@ bool HasTls(const std::string& webConfigFile)
     return !webConfigFile.empty() && ReadWebSettings(webConfigFile).tls != nullptr;
 }
 
-ExitCode Serve(const CommandLine& line, const std::string& fleetFile)
+ExitCode Serve(const CommandLine& line, const std::string& fleetFile, Fleet::FleetFile fleet)
 {
     Signals signals;
-    const auto load = [&line, &fleetFile](const std::stop_token& stop) {
-        return LoadFiles(fleetFile, line.webConfigFile, stop);
-    };
-    auto first = load(signals.StopToken());
+    auto first = ConfigurationOf(std::move(fleet), signals.StopToken());
     if (signals.StopToken().stop_requested()) {
         return ExitCode::kEndedOnRequest;
     }
@@ -129,7 +112,10 @@ ExitCode Serve(const CommandLine& line, const std::string& fleetFile)
         return ExitCode::kCannotRun;
     }
     Service service({line.maxInFlight, line.timeoutOffset, line.enableLifecycle},
-                    std::move(std::get<SharedConfiguration>(first)), load);
+                    std::move(std::get<SharedConfiguration>(first)),
+                    [&line, &fleetFile](const std::stop_token& stop) {
+                        return ConfigurationOf(LoadFiles(line, fleetFile), stop);
+                    });
     HttpServerOptions options;
     options.listenAddress = line.listenAddress;
     options.webConfigFile = line.webConfigFile;
@@ -162,13 +148,24 @@ ExitCode Run(const CommandLine& line)
     }
     AllowManyDescriptors();
     StartLogging(line.logLevel);
-    const auto fleetFile = FleetPathOf(line);
-    if (const auto* const mistake = std::get_if<Fleet::Mistake>(&fleetFile)) {
+    const auto found = FleetPathOf(line);
+    if (const auto* const mistake = std::get_if<Fleet::Mistake>(&found)) {
         Complain({*mistake});
-        return ExitCode::kCannotRun;
+        return ExitCode::kWrongUsage;
     }
-    const auto& path = std::get<std::string>(fleetFile);
-    return line.configCheck ? Check(path, line.webConfigFile) : Serve(line, path);
+    const auto& fleetFile = std::get<std::string>(found);
+    auto loaded = LoadFiles(line, fleetFile);
+    if (const auto* const mistakes = std::get_if<Fleet::Mistakes>(&loaded)) {
+        Complain(*mistakes);
+        return ExitCode::kWrongUsage;
+    }
+    auto& fleet = std::get<Fleet::FleetFile>(loaded);
+    if (line.configCheck) {
+        Log(kNotice, __FILE__, __LINE__).Stream()
+            << "no mistake was found (hosts: " << fleet.HostNames().size() << ")";
+        return ExitCode::kEndedOnRequest;
+    }
+    return Serve(line, fleetFile, std::move(fleet));
 }
 
 }  // namespace Tulvo::Exporter

@@ -152,6 +152,14 @@ class Service(unittest.TestCase):
         """The kernel hands cores to a pipe whatever the limit is, but for 1."""
         self.assertRegex(self.unit.read_text(), r"(?m)^LimitCORE=1$")
 
+    def test_is_started_again_but_after_a_mistake(self):
+        unit = self.unit.read_text()
+        self.assertRegex(unit, r"(?m)^Restart=on-failure$")
+        prevents = re.search(r"(?m)^RestartPreventExitStatus=(\d+)$", unit)[1]
+        ran = subprocess.run([os.environ["VKT_EXPORTER"], "--web.listen-address", "localhost", "--config.check"],
+                             stderr=subprocess.DEVNULL)
+        self.assertEqual(ran.returncode, int(prevents))
+
     def test_may_do_next_to_nothing(self):
         """What is left by systemd's own measure is the network; 9.6 is a unit that says nothing."""
         ran = self.analyze("security", "--offline=yes", "--threshold=15")

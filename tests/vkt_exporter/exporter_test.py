@@ -270,15 +270,19 @@ class Start(Fleet):
     def test_what_it_cannot_start_with_is_said(self):
         good = self.write_fleet()
         bad = self.write("bad.toml", '[[group]]\nname = "a"\nhosts = ["enc1"]\nlabels = { fan = "x" }\n')
+        locked = self.write("locked.toml", '[[host]]\nname = "enc1"\npassword-file = "none"\n')
+        command = self.write("command.toml", '[[host]]\nname = "enc1"\npassword-command = "false"\n')
         web = self.write("web.yml", "no_such_key: 1\n")
         with socket.create_server(("127.0.0.1", 0)) as taken:
             used = "%s:%s" % taken.getsockname()
             for words, code, said in (
-                (["--fleet", bad], CANNOT_RUN, "bad.toml:4: labels: fan has a meaning of its own"),
-                (["--fleet", good, "--web.config.file", web], CANNOT_RUN, "no_such_key"),
-                (["--fleet", self.folder.name + "/none"], CANNOT_RUN, "No such file"),
+                (["--fleet", bad], WRONG_USAGE, "bad.toml:4: labels: fan has a meaning of its own"),
+                (["--fleet", locked], WRONG_USAGE, "locked.toml:3: password-file"),
+                (["--fleet", good, "--web.config.file", web], WRONG_USAGE, "no_such_key"),
+                (["--fleet", self.folder.name + "/none"], WRONG_USAGE, "No such file"),
+                (["--fleet", good, "--web.listen-address", "nonsense"], WRONG_USAGE, "nonsense"),
                 (["--fleet", good, "--web.listen-address", used], CANNOT_RUN, used),
-                (["--fleet", good, "--web.listen-address", "nonsense"], CANNOT_RUN, "nonsense"),
+                (["--fleet", command], CANNOT_RUN, "command.toml:3: password-command"),
                 (["--fleet", good, "--max-in-flight", "0"], WRONG_USAGE, "--max-in-flight"),
                 (["--fleet", good, "something"], WRONG_USAGE, "something"),
             ):
@@ -286,7 +290,7 @@ class Start(Fleet):
                 self.assertEqual(self.run_exporter(*words)[0], code, words)
                 self.assertIn(said, self.run_exporter(*words)[1])
 
-    def test_files_can_be_checked_alone(self):
+    def test_flags_and_files_can_be_checked_alone(self):
         good = str(self.write_fleet())
         web = str(self.write("web.yml", "http_server_config:\n  headers:\n    X-Frame-Options: deny\n"))
         bad = str(self.write("bad.toml", "[[group]\n"))
@@ -295,9 +299,10 @@ class Start(Fleet):
         self.assertEqual(code, OK, said)
         self.assertIn("(hosts: 1)", said)
         self.write("web.yml", "users: {}\n")
-        code, said = self.run_exporter(*check, bad, "--web.config.file", web)
-        self.assertEqual(code, CANNOT_RUN)
-        self.assertRegex(said, r"web\.yml[^\n]*\n[^\n]*bad\.toml")
+        address = ("--web.listen-address", "localhost")
+        code, said = self.run_exporter(*check, bad, "--web.config.file", web, *address)
+        self.assertEqual(code, WRONG_USAGE)
+        self.assertRegex(said, r"cannot listen on localhost: [^\n]*\n[^\n]*web\.yml[^\n]*\n[^\n]*bad\.toml")
 
     def test_a_password_command_is_run_at_the_start_and_not_at_each_scrape(self):
         runs = pathlib.Path(self.folder.name, "runs")

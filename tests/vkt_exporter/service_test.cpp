@@ -69,7 +69,7 @@ protected:
     void Start(ServiceOptions options = {})
     {
         const auto load = [path = folder_.Path("fleet.toml")](const std::stop_token& stop) {
-            return LoadConfiguration(path, stop);
+            return ConfigurationOf(LoadFleet(path), stop);
         };
         auto first = load({});
         ASSERT_TRUE(std::holds_alternative<SharedConfiguration>(first))
@@ -296,15 +296,15 @@ TEST_F(ServiceOfATest, ReadsTheFilesOnceForAllThatAskBeforeItBegins)
     int loads = 0;
     std::promise<void> begun;
     std::promise<void> goOn;
-    Service service({},
-                    std::get<SharedConfiguration>(LoadConfiguration(folder_.Path("fleet.toml"))),
-                    [&](const std::stop_token& stop) {
-                        if (++loads == 1) {
-                            begun.set_value();
-                            goOn.get_future().wait();
-                        }
-                        return LoadConfiguration(folder_.Path("fleet.toml"), stop);
-                    });
+    Service service(
+        {}, std::get<SharedConfiguration>(ConfigurationOf(LoadFleet(folder_.Path("fleet.toml")))),
+        [&](const std::stop_token& stop) {
+            if (++loads == 1) {
+                begun.set_value();
+                goOn.get_future().wait();
+            }
+            return ConfigurationOf(LoadFleet(folder_.Path("fleet.toml")), stop);
+        });
     std::promise<void> all;
     int answered = 0;  // by one thread
     const auto reloaded = [&](const Fleet::Mistakes& mistakes) {

@@ -49,9 +49,14 @@ std::optional<HostAndPort> Split(const std::string& address)
     return HostAndPort{host, address.substr(colon + 1)};
 }
 
+std::string CannotListen(const std::string& address, const std::string& why)
+{
+    return "cannot listen on " + Text::PrintableAscii(address, 200) + ": " + why;
+}
+
 [[noreturn]] void Fail(const std::string& address, const std::string& why)
 {
-    throw std::runtime_error("cannot listen on " + Text::PrintableAscii(address, 200) + ": " + why);
+    throw std::runtime_error(CannotListen(address, why));
 }
 
 std::string Advice(int fault)
@@ -132,11 +137,19 @@ const addrinfo* FirstChoice(const addrinfo* found, bool everyAddress)
 
 }  // namespace
 
+std::string MistakeInAddress(const std::string& address)
+{
+    return Split(address) ? ""
+                          : CannotListen(address,
+                                         "that is not HOST:PORT, such as 127.0.0.1:9842, "
+                                         "[::1]:9842 or :9842");
+}
+
 ListeningSocket Listen(const std::string& address)
 {
     const auto parts = Split(address);
     if (!parts) {
-        Fail(address, "that is not HOST:PORT, such as 127.0.0.1:9842, [::1]:9842 or :9842");
+        throw std::runtime_error(MistakeInAddress(address));
     }
     const Addresses found = LookUp(address, *parts);
     const bool everyAddress = parts->host.empty();
