@@ -40,6 +40,8 @@ ReadResult Late()
         "the end of a read that it shared",
         "allow scrapes more time, or raise --max-in-flight",
         {}};
+    const Failure& late = *result.enclosure.error;
+    result.log = late.message + "; " + late.advice + "\n";
     return result;
 }
 

@@ -43,6 +43,7 @@ TEST(ProbeRequests, ThatAreBadSayWhatToDo)
              BadRow{{{"target", "a"}, {"target", "a"}}, "", "several targets are named"},
              BadRow{{{"target", "a"}, {"collect[]", "psu\r\n"}}, "", R"("psu\x0d\x0a"; there are)"},
              BadRow{{{"target", "a"}, {"collect[]", ""}}, "", "no section \"\""},
+             BadRow{{{"target", "a"}, {"collect", "psu"}}, "", "use collect[]=SECTION"},
              BadRow{{{"target", "a"}}, "soon", "\"soon\" is no number of seconds above 0"},
              BadRow{{{"target", "a"}}, "10s", "is no number"},
              BadRow{{{"target", "a"}}, " 10", "is no number"},
@@ -98,7 +99,7 @@ TEST(ProbeRequests, AskForEverythingOrForSections)
         {{{"collect[]", "psu"}, {"collect[]", "power"}}, kSupplies | kPower},
         {{{"collect[]", "identity"}, {"collect[]", "nodes"}, {"collect[]", "nodes"}},
          kIdentity | kNodes},
-        {{{"collect", "psu"}, {"module", "x"}}, kEverything},  // nobody's parameters
+        {{{"Collect[]", "psu"}, {"module", "x"}}, kEverything},  // nobody's parameters
     };
     for (const auto& [query, sections] : rows) {
         Query all = query;

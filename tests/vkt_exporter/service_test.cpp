@@ -78,14 +78,28 @@ protected:
                                              std::get<SharedConfiguration>(std::move(first)), load);
     }
 
+    HttpResponse AnswerTo(const HttpRequest& request)
+    {
+        auto answer = std::make_shared<std::promise<HttpResponse>>();
+        service_->Handle(
+            request, [answer](HttpResponse response) { answer->set_value(std::move(response)); });
+        return answer->get_future().get();
+    }
+
     HttpResponse Ask(const std::string& method, const std::string& path,
                      const std::vector<std::pair<std::string, std::string>>& query = {})
     {
-        auto answer = std::make_shared<std::promise<HttpResponse>>();
-        service_->Handle({method, path, query, {}}, [answer](HttpResponse response) {
-            answer->set_value(std::move(response));
-        });
-        return answer->get_future().get();
+        return AnswerTo({method, path, query, {}});
+    }
+
+    /// Of enc1, within so many seconds.
+    std::string ProbeIn(const std::string& seconds, const std::string& debug)
+    {
+        return AnswerTo({"GET",
+                         "/probe",
+                         {{"target", "enc1"}, {"debug", debug}},
+                         {{"X-Prometheus-Scrape-Timeout-Seconds", seconds}}})
+            .body;
     }
 
     std::string Probe(const std::string& target)
@@ -191,6 +205,25 @@ TEST_F(ServiceOfATest, ShowsTheLogOfAReadButNoSecret)
                 AllOf(HasSubstr("Log of reading enc1:\ntime="), HasSubstr("wrong password"),
                       HasSubstr("\nMetrics of this read:\n# HELP vkt_up"),
                       HasSubstr("\nvkt_up 0\n"), Not(HasSubstr("secret"))));
+}
+
+TEST_F(ServiceOfATest, SaysThatTheTimeOfAScrapeWasOverBeforeTheEndOfAnother)
+{
+    std::promise<void> begun;
+    std::promise<void> goOn;
+    FakeEnclosure::Current().onRead = [&] {
+        begun.set_value();
+        goOn.get_future().wait();
+    };
+    Start();
+    auto first = std::async(std::launch::async, [this] { return Probe("enc1"); });
+    begun.get_future().wait();
+    EXPECT_THAT(ProbeIn("0.1", "false"),
+                AllOf(HasSubstr("vkt_up 0\n"), HasSubstr("vkt_not_read{cause=\"timedOut\"} 1\n")));
+    EXPECT_THAT(ProbeIn("0.1", "true"),
+                HasSubstr("Log of reading enc1:\nthe time for this scrape was over before"));
+    goOn.set_value();
+    EXPECT_THAT(first.get(), HasSubstr("vkt_up 1\n"));
 }
 
 TEST_F(ServiceOfATest, ListsTheFleetForDiscovery)

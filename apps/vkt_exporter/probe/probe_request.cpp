@@ -84,6 +84,10 @@ std::variant<ProbeRequest, BadRequest> ParseProbe(const HttpRequest& request,
             std::string("; ask for /probe?target=HOST, with one host of /sd")};
     }
     probe.target = targets.front();
+    // Left aside it would have everything read, at many times the cost.
+    if (!ValuesOf(request, "collect").empty()) {
+        return BadRequest{"collect: use collect[]=SECTION; sections are " + SectionWords()};
+    }
     const std::vector<std::string> words = ValuesOf(request, "collect[]");
     probe.sections = words.empty() ? Enclosures::kEverything : Enclosures::kModuleOnly;
     for (const std::string& word : words) {
