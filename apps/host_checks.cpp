@@ -3,6 +3,8 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -56,6 +58,16 @@ void KeepTlsSecrets()
 }
 
 }  // namespace
+
+/// One byte, not none: the kernel takes 1 as "never", also where cores are piped to a program, for
+/// which 0 would still be a yes. Where the limit may not be raised to it, the second line is
+/// enough.
+void ForbidCores()
+{
+    const rlimit limit{1, 1};
+    setrlimit(RLIMIT_CORE, &limit);
+    prctl(PR_SET_DUMPABLE, 0);
+}
 
 void CheckHost()
 {

@@ -7,6 +7,10 @@
 
 namespace Tulvo {
 
+/// A core would hold passwords, and so would the memory that another process of the same user may
+/// look into: neither is given to anybody but root.
+void ForbidCores();
+
 /// To be called before anything is opened. Throws std::exception, with what to do about it.
 ///
 /// - Standard input, output and error that were closed are occupied, so that no file or socket gets

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <sys/resource.h>
-
 #include <exception>
 #include <new>
 #include <string_view>
@@ -15,14 +13,6 @@
 namespace {
 
 using Tulvo::Exporter::ExitCode;
-
-/// A core would hold passwords. One byte, not none: the kernel takes 1 as "never", also where cores
-/// are piped to a program, for which 0 would still be a yes.
-void ForbidCores()
-{
-    const rlimit limit{1, 1};
-    setrlimit(RLIMIT_CORE, &limit);
-}
 
 void Complain(std::string_view reason)
 {
@@ -45,7 +35,7 @@ ExitCode Run(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    ForbidCores();
+    Tulvo::ForbidCores();
     ExitCode code = ExitCode::kCannotRun;
     try {
         Tulvo::CheckHost();

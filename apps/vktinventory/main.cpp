@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <sys/resource.h>
-
 #include <exception>
 #include <new>
 #include <string_view>
@@ -11,14 +9,6 @@
 #include "apps/vktinventory/run.h"
 
 namespace {
-
-/// A core would hold the password. One byte, not none: the kernel takes 1 as "never", also where
-/// cores are piped to a program, for which 0 would still be a yes.
-void ForbidCores()
-{
-    const rlimit limit{1, 1};
-    setrlimit(RLIMIT_CORE, &limit);
-}
 
 int End(Tulvo::Cli::ExitCode code)
 {
@@ -35,7 +25,7 @@ int EndExhausted(std::string_view reason)
 
 int main(int argc, char** argv)
 {
-    ForbidCores();
+    Tulvo::ForbidCores();
     try {
         Tulvo::CheckHost();
         Tulvo::Cli::WatchForInterrupts();
