@@ -42,7 +42,7 @@ constexpr Meaning kMeanings[] = {
     {Cause::kRefused, {}, ExitCode::kRefused, "K_g key", "refused", "-k", "", ""},
     {Cause::kRefused, {}, ExitCode::kRefused, "password is right", "refused", "", "", ""},
     {Cause::kRefused, {}, ExitCode::kRefused, "privilege", "refused", "-U and -L", "-U", ""},
-    {Cause::kRefused, {}, ExitCode::kRefused, "not asked: ", "refused", "-U, -f and --keep-going", "-U, -f and --keep-going", ""},
+    {Cause::kRefused, {}, ExitCode::kRefused, "not asked", "refused", "-U, -f and --keep-going", "-U, -f and --keep-going", ""},
     {Cause::kRefused, {}, ExitCode::kRefused, "Digest", "refused", "", "--auth and -I", ""},
     {Cause::kRefused, {}, ExitCode::kRefused, "certificate of its client", "refused", "", "-I", ""},
     {Cause::kRefused, {}, ExitCode::kRefused, "", "refused", kAccount, kAccount, ""},

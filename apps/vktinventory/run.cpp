@@ -151,8 +151,8 @@ ExitCode RunWith(const Options& options, Arguments arguments)
         if (options.command->action == Action::kPins) {
             return RunPins(options, Targets(options));
         }
-        const Targets targets(
-            options, {*kg, [&] { return PasswordFor(options, std::move(arguments.password)); }});
+        Targets targets(options,
+                        {*kg, [&] { return PasswordFor(options, std::move(arguments.password)); }});
         if (targets.TrustAnybody()) {
             Complain(kTrustsAnybody);
         }

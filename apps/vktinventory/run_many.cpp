@@ -8,10 +8,12 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <stop_token>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "apps/vktinventory/ask.h"
 #include "apps/vktinventory/interrupt.h"
@@ -23,6 +25,7 @@
 #include "apps/vktinventory/output/renderer.h"
 #include "apps/vktinventory/output/time_text.h"
 #include "fleet/fan_out.h"
+#include "fleet/refusals.h"
 
 namespace Tulvo::Cli {
 namespace {
@@ -32,10 +35,11 @@ using Clock = std::chrono::steady_clock;
 class ManyRun
 {
 public:
-    ManyRun(const Options& options, const Targets& targets)
+    ManyRun(const Options& options, Targets& targets)
         : options_(options),
           targets_(targets),
-          renderer_(RendererFor(options, targets.AreMany(), WantsColour()))
+          renderer_(RendererFor(options, targets.AreMany(), WantsColour())),
+          gates_(targets.Count())
     {
     }
 
@@ -46,7 +50,7 @@ public:
         Clock::time_point beat = Clock::now();
         for (std::uint64_t round = 1;; ++round) {
             worst = std::max(worst, ReadRound(round));
-            if (!WaitForRound(round + 1, beat)) {
+            if (!WaitForRound(round + 1, beat) || !BeginAnotherRound()) {
                 break;
             }
         }
@@ -65,6 +69,17 @@ private:
         return !Stopped();
     }
 
+    /// False when somebody has ended the command meanwhile.
+    bool BeginAnotherRound()
+    {
+        refusals_.BeginRound();
+        for (const std::string& line :
+             targets_.Renew(std::exchange(refused_, {}), stop_.get_token())) {
+            Complain(line + "; the password before stays in use");
+        }
+        return !Stopped();
+    }
+
     /// Once stopped it only tells of all that they were cancelled, so that what was begun is
     /// closed.
     ExitCode ReadRound(std::uint64_t round)
@@ -80,6 +95,7 @@ private:
             Progress progress(targets_.Count());
             const auto deliver = [&](std::size_t index, Enclosures::Enclosure&& enclosure) {
                 Guarded([&] {
+                    NoteRefusal(index, enclosure.error);
                     const Report report = ReportFrom(index, std::move(enclosure));
                     const ExitCode code = ExitCodeOf(report);
                     codes.insert(code);
@@ -103,10 +119,7 @@ private:
 
     void FanOut(const Fleet::Deliver& deliver)
     {
-        const auto job = [this](std::size_t index) {
-            return Fleet::Job{targets_.Target(index), targets_.Timeout(index),
-                              targets_.ConnectTimeout(index)};
-        };
+        const auto job = [this](std::size_t index) { return JobFor(index); };
         const auto read = [this](const Enclosures::Target& target,
                                  const Enclosures::Limits& limits) {
             return Ask(options_, target, limits);
@@ -115,6 +128,29 @@ private:
                                             {.width = options_.fanOut, .stop = stop_.get_token()});
         if (shortage) {
             Complain(shortage->message + "; " + shortage->advice);
+        }
+    }
+
+    /// In the rounds of a repetition whoever refused is left alone for a while; called by many
+    /// threads, for different indices.
+    Fleet::Job JobFor(std::size_t index)
+    {
+        Fleet::Job job{targets_.Target(index), targets_.Timeout(index),
+                       targets_.ConnectTimeout(index)};
+        if (options_.repetition && !options_.keepGoing) {
+            gates_[index] = std::make_shared<Fleet::Refusals::Gate>(
+                refusals_, targets_.Member(index).name, job.target);
+            job.gate = gates_[index];
+        }
+        return job;
+    }
+
+    void NoteRefusal(std::size_t index, const std::optional<Failure>& error)
+    {
+        const auto gate = std::exchange(gates_[index], nullptr);
+        const bool refused = error && error->cause == Cause::kRefused;
+        if (gate != nullptr ? gate->Ended(error) : refused) {
+            refused_.insert(index);
         }
     }
 
@@ -182,10 +218,13 @@ private:
     }
 
     const Options& options_;
-    const Targets& targets_;
+    Targets& targets_;
     const std::unique_ptr<Renderer> renderer_;
     const Conversation conversation_{AtSignal::kPrintComplete};
     Fleet::AccountGuard guard_{options_.keepGoing};
+    Fleet::Refusals refusals_;
+    std::vector<std::shared_ptr<Fleet::Refusals::Gate>> gates_;  ///< By index.
+    std::set<std::size_t> refused_;                              ///< In this round; indices.
     std::stop_source stop_;
     const std::stop_callback<std::function<void()>> passOn_{conversation_.StopToken(),
                                                             [this] { stop_.request_stop(); }};
@@ -195,7 +234,7 @@ private:
 
 }  // namespace
 
-ExitCode RunMany(const Options& options, const Targets& targets)
+ExitCode RunMany(const Options& options, Targets& targets)
 {
     return ManyRun(options, targets).Run();
 }

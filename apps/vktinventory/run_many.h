@@ -11,7 +11,8 @@
 namespace Tulvo::Cli {
 
 /// Asks all targets, as many at a time as wanted, and prints each as soon as the format allows.
-ExitCode RunMany(const Options& options, const Targets& targets);
+/// Before another round their passwords are renewed.
+ExitCode RunMany(const Options& options, Targets& targets);
 
 }  // namespace Tulvo::Cli
 

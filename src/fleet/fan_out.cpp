@@ -97,10 +97,11 @@ std::optional<Failure> FanOut(std::size_t count, const JobOf& jobOf, const ReadO
     return CallInThreads(count, options.width, [&](std::size_t index) {
         const Job job = jobOf(index);
         AccountGuard::Place place(guard, job.target);
-        Enclosures::Enclosure enclosure = read(job.target, {.deadline = job.timeout,
-                                                            .stop = options.stop,
-                                                            .firstAnswer = job.connectTimeout,
-                                                            .gate = &place});
+        Enclosures::Enclosure enclosure =
+            read(job.target, {.deadline = job.timeout,
+                              .stop = options.stop,
+                              .firstAnswer = job.connectTimeout,
+                              .gate = job.gate ? job.gate.get() : &place});
         const std::lock_guard lock(delivering);
         deliver(index, std::move(enclosure));
     });

@@ -7,10 +7,12 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stop_token>
 
 #include "common/failure/failure.h"
+#include "common/failure/log_in_gate.h"
 #include "fleet/account_guard.h"
 #include "module/vkt/vkt_enclosure/enclosure.h"
 #include "module/vkt/vkt_enclosure/target.h"
@@ -36,6 +38,7 @@ struct Job
     Enclosures::Target target;
     std::chrono::milliseconds timeout{30'000};        ///< For all of the read.
     std::chrono::milliseconds connectTimeout{5'000};  ///< For the first answer.
+    std::shared_ptr<LogInGate> gate = {};             ///< Its own; without one it is the guard's.
 };
 
 /// How to fan out.

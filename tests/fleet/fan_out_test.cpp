@@ -12,12 +12,15 @@
 #include <future>
 #include <list>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <stop_token>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "tests/support/recording_gate.h"
 
 namespace {
 
@@ -183,6 +186,25 @@ TEST(FanOuts, GiveEachReadItsLimits)
             return Enclosure{};
         },
         [](std::size_t, Enclosure&&) {}, guard, {.width = 1, .stop = stop.get_token()});
+}
+
+TEST(FanOuts, GiveAReadTheGateOfItsJob)
+{
+    AccountGuard guard;
+    const auto own = std::make_shared<Tests::RecordingGate>();
+    FanOut(
+        2,
+        [&own](std::size_t index) {
+            Job job = JobFor(index);
+            job.gate = index == 1 ? own : nullptr;
+            return job;
+        },
+        [&own](const Target& target, const Limits& limits) {
+            EXPECT_NE(limits.gate, nullptr);
+            EXPECT_EQ(limits.gate == own.get(), target.host == "enc1");
+            return Enclosure{};
+        },
+        [](std::size_t, Enclosure&&) {}, guard);
 }
 
 TEST(FanOuts, DeliverWhatIsThereWhileOthersStillWait)

@@ -3,11 +3,22 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <array>
+#include <chrono>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <utility>
 
+#include "apps/vktinventory/input/command_line.h"
+#include "apps/vktinventory/input/password.h"
+#include "apps/vktinventory/input/targets.h"
+#include "common/failure/log_in_gate.h"
 #include "tests/vktinventory_command/fake_enclosure.h"
 #include "tests/vktinventory_command/run_command.h"
 
@@ -220,6 +231,101 @@ TEST_F(Fleet, HasNoGroupOfAnotherName)
     const Ran ran = RunOn({"--group", "rack2", "health"});
     EXPECT_EQ(ran.code, ExitCode::kWrongUsage);
     EXPECT_THAT(ran.error, HasSubstr("rack2"));
+}
+
+/// Modules that take one password, and how often each group was logged in to, by round.
+class LogIns
+{
+public:
+    static constexpr std::size_t kRounds = 3;
+    static constexpr std::size_t kHosts = 15;
+    using ByRound = std::array<int, kRounds>;
+
+    /// @param afterRound called with a round's number, from 1, when all have been asked.
+    explicit LogIns(std::function<void(std::size_t)> afterRound)
+        : healthy_(fake_.record), afterRound_(std::move(afterRound))
+    {
+        fake_.onRead = [this] { Read(*fake_.asked, *fake_.limits.gate); };
+    }
+
+    std::string accepted;
+    std::map<char, ByRound> counts;  ///< By the first letter of the host's name.
+
+private:
+    void Read(const Target& target, LogInGate& gate)
+    {
+        fake_.others[target.host] = healthy_;
+        if (const auto failure = LogIn(target, gate)) {
+            fake_.Refuse(target.host, *failure);
+        }
+        if (++reads_ % kHosts == 0) {
+            afterRound_(reads_ / kHosts);
+        }
+    }
+
+    std::optional<Failure> LogIn(const Target& target, LogInGate& gate)
+    {
+        auto failure = gate.Closed();
+        if (!failure) {
+            failure = gate.Enter(std::chrono::steady_clock::now(), {});
+        }
+        if (failure) {
+            return failure;
+        }
+        ++counts[target.host.front()].at(reads_ / kHosts);
+        const bool right = target.password == accepted;
+        gate.Leave(right ? LogInGate::End::kAccepted : LogInGate::End::kRefused);
+        return right ? std::nullopt
+                     : std::optional(Failure{Cause::kRefused, "the password is wrong", "", {}});
+    }
+
+    FakeEnclosure& fake_ = FakeEnclosure::Current();
+    const Enclosures::Enclosure healthy_;
+    const std::function<void(std::size_t)> afterRound_;
+    std::size_t reads_ = 0;
+};
+
+TEST_F(Fleet, IsNotLockedOutWhereAPasswordChangesBetweenTwoRounds)
+{
+    Write("fleet.toml",
+          "[[group]]\nname = \"file\"\nhosts = [\"f[1-5]\"]\nuser = \"f\"\n"
+          "password-file = \"all.password\"\n"
+          "[[group]]\nname = \"command\"\nhosts = [\"c[1-5]\"]\nuser = \"c\"\n"
+          "password-command = \"cat '" +
+              Path("all.password") +
+              "'\"\n"
+              "[[group]]\nname = \"text\"\nhosts = [\"t[1-5]\"]\nuser = \"t\"\n"
+              "password = \"from the file\"\n");
+    LogIns logIns([&](std::size_t round) {
+        logIns.accepted = "new";
+        if (round == 2) {
+            Write("all.password", "new\n");
+        }
+    });
+    logIns.accepted = "from the file";
+    const Ran ran = RunOn({"--all", "--every", "1", "--count", "3", "--format", "jsonl", "status"});
+    EXPECT_EQ(ran.code, ExitCode::kRefused);
+    EXPECT_EQ(logIns.counts, (std::map<char, LogIns::ByRound>{
+                                 {'f', {5, 3, 5}}, {'c', {5, 3, 5}}, {'t', {5, 3, 0}}}));
+    EXPECT_THAT(ran.error, HasSubstr("refused: not asked for "));
+    EXPECT_THAT(ran.error, HasSubstr("(see -U, -f and --keep-going)"));
+}
+
+TEST_F(Fleet, TakesTheFileOfAFlagAsItIsInEachRound)
+{
+    const auto parsed = Cli::ParseCommandLine(
+        {"--fleet", Path("fleet.toml"), "--group", "rack1", "-f", Path("typed"), "status"});
+    const auto& options = std::get<Cli::Options>(parsed);
+    Write("typed", "old\n");
+    Cli::Targets targets(options,
+                         {"", [&] { return Cli::PasswordFromFile(options.passwordFile); }});
+    Write("typed", "new\n");
+    EXPECT_EQ(targets.Target(0).password, "old");
+    EXPECT_THAT(targets.Renew({}, {}), testing::IsEmpty());
+    EXPECT_EQ(targets.Target(0).password, "new");
+    std::filesystem::remove(Path("typed"));
+    EXPECT_THAT(targets.Renew({}, {}), testing::ElementsAre(HasSubstr("cannot be opened")));
+    EXPECT_EQ(targets.Target(0).password, "new");
 }
 
 TEST_F(Fleet, NeverShowsItsPasswords)

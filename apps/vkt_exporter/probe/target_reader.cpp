@@ -87,7 +87,7 @@ Enclosures::Enclosure TargetReader::ReadMember(const Fleet::Member& member, cons
         return NotAsked(*mistake);
     }
     const auto& found = std::get<Enclosures::Target>(target);
-    Refusals::Gate gate(refusals_, member.name, found);
+    Fleet::Refusals::Gate gate(refusals_, member.name, found);
     Enclosures::Enclosure enclosure = Enclosures::ReadEnclosure(
         found, {.sections = wanted.sections},
         {.deadline = TimeFor(member, wanted),
@@ -106,7 +106,7 @@ Enclosures::Enclosure TargetReader::ReadMember(const Fleet::Member& member, cons
 }
 
 /// How the log-in ended, if there was to be one.
-void TargetReader::Count(const Refusals::Gate& gate, const Enclosures::Enclosure& enclosure)
+void TargetReader::Count(const Fleet::Refusals::Gate& gate, const Enclosures::Enclosure& enclosure)
 {
     if (gate.Accepted()) {
         metrics_.LogIns().Increment();

@@ -9,7 +9,7 @@
 #include "apps/vkt_exporter/metrics/exporter_metrics.h"
 #include "apps/vkt_exporter/probe/password_faults.h"
 #include "apps/vkt_exporter/probe/reads.h"
-#include "apps/vkt_exporter/probe/refusals.h"
+#include "fleet/refusals.h"
 #include "fleet/settings.h"
 
 namespace Tulvo::Exporter {
@@ -31,16 +31,16 @@ public:
     /// Never throws for what module, network or files do: the result has the error.
     ReadResult Read(const Wanted& wanted, const std::stop_token& stop);
 
-    Refusals& Refused() { return refusals_; }
+    Fleet::Refusals& Refused() { return refusals_; }
 
 private:
     Enclosures::Enclosure ReadMember(const Fleet::Member& member, const Wanted& wanted,
                                      const std::stop_token& stop);
-    void Count(const Refusals::Gate& gate, const Enclosures::Enclosure& enclosure);
+    void Count(const Fleet::Refusals::Gate& gate, const Enclosures::Enclosure& enclosure);
 
     ExporterMetrics& metrics_;
     const Renew renew_;
-    Refusals refusals_;
+    Fleet::Refusals refusals_;
     PasswordFaults passwordFaults_;
 };
 

@@ -2,13 +2,15 @@
 #include "apps/vktinventory/input/targets.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 #include <utility>
 #include <variant>
 
+#include "apps/vktinventory/input/password.h"
 #include "apps/vktinventory/interrupt.h"
 #include "fleet/host_pattern.h"
-#include "fleet/passwords.h"
 #include "fleet/settings.h"
 
 namespace Tulvo::Cli {
@@ -169,9 +171,14 @@ Targets::Targets(const Options& options, const Secrets& secrets) : many_(NameSev
     }
     RefuseFlagsOfNoUse(options, members_);
     AskForLackingPasswords(members_, secrets);
-    Fleet::Passwords passwords;
     const Conversation withCommands;  // for passwords: whatever they have started ends with us
-    targets_ = Right(Fleet::TargetsOf(members_, passwords, withCommands.StopToken()));
+    targets_ = Right(Fleet::TargetsOf(members_, passwords_, withCommands.StopToken()));
+    // A pipe gives its password once.
+    std::error_code error;
+    if (options.passwordSource == PasswordSource::kFile &&
+        std::filesystem::is_regular_file(options.passwordFile, error)) {
+        readAgain_ = secrets.password;
+    }
 }
 
 Targets::Targets(const Options& options) : many_(NameSeveral(options))
@@ -184,8 +191,56 @@ Targets::Targets(const Options& options) : many_(NameSeveral(options))
         member.settings.trust.reset();
         member.settings.https = member.settings.https.value_or(!fleet.Has(host));
     }
-    Fleet::Passwords none;
-    targets_ = Right(Fleet::TargetsOf(members_, none));
+    targets_ = Right(Fleet::TargetsOf(members_, passwords_));
+}
+
+std::vector<std::string> Targets::Renew(const std::set<std::size_t>& refused,
+                                        const std::stop_token& stop)
+{
+    Lines mistakes;
+    ReadFlagsFile(mistakes);
+    RunCommands(refused, stop, mistakes);
+    auto renewed = Fleet::TargetsOf(members_, passwords_, stop);
+    if (auto* const targets = std::get_if<std::vector<Enclosures::Target>>(&renewed)) {
+        targets_ = std::move(*targets);
+        return mistakes;
+    }
+    for (const Fleet::Mistake& mistake : std::get<Fleet::Mistakes>(renewed)) {
+        mistakes.push_back(mistake.message);
+    }
+    return mistakes;
+}
+
+void Targets::ReadFlagsFile(Lines& mistakes)
+{
+    if (!readAgain_) {
+        return;
+    }
+    try {
+        const Fleet::PasswordText text{readAgain_()};
+        for (Fleet::Member& member : members_) {
+            member.settings.password = text;
+        }
+    } catch (const NoPassword& reason) {
+        mistakes.emplace_back(reason.what());
+    }
+}
+
+void Targets::RunCommands(const std::set<std::size_t>& refused, const std::stop_token& stop,
+                          Lines& mistakes)
+{
+    std::set<std::string> ran;
+    for (const std::size_t index : refused) {
+        const auto& source = members_[index].settings.password;
+        const auto* const command =
+            source ? std::get_if<Fleet::PasswordCommand>(&*source) : nullptr;
+        if (command == nullptr || !ran.insert(command->command).second) {
+            continue;
+        }
+        if (const auto mistake = passwords_.Renew(*command, stop)) {
+            mistakes.push_back(mistake->message);
+        }
+    }
 }
 
 bool Targets::TrustAnybody() const

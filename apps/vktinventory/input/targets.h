@@ -7,12 +7,15 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <set>
 #include <stdexcept>
+#include <stop_token>
 #include <string>
 #include <vector>
 
 #include "apps/vktinventory/input/command_line.h"
 #include "fleet/fleet_file.h"
+#include "fleet/passwords.h"
 #include "module/vkt/vkt_enclosure/target.h"
 
 namespace Tulvo::Cli {
@@ -34,11 +37,12 @@ std::vector<std::string> NamesInFleet(const Options& options);
 /// What flags say of a secret: it comes from outside the command line's words.
 struct Secrets
 {
-    std::string kg;                         ///< Empty for none.
-    std::function<std::string()> password;  ///< Called once if needed; may throw.
+    std::string kg;  ///< Empty for none.
+    /// Called if needed; may throw NoPassword. Called again only for a file.
+    std::function<std::string()> password;
 };
 
-/// The enclosures to ask, each with all that is known of it. Never changes.
+/// The enclosures to ask, each with all that is known of it. Only passwords change, by Renew().
 class Targets
 {
 public:
@@ -48,6 +52,14 @@ public:
     /// the fleet file names is read. A host of which nobody says the interface is one over HTTPS,
     /// unless the fleet file has it. Throws WrongUsage.
     explicit Targets(const Options& options);
+
+    /// Takes passwords from files that have changed, and runs commands again whose passwords
+    /// modules have refused. What was typed, or stands in flags or environment, stays as it is.
+    /// @param refused indices of the enclosures that refused.
+    /// @param stop ends a command.
+    /// @return why there is no new password; then all stay as they were.
+    std::vector<std::string> Renew(const std::set<std::size_t>& refused,
+                                   const std::stop_token& stop);
 
     /// Whether they were named in a way that may name several.
     bool AreMany() const { return many_; }
@@ -64,8 +76,15 @@ public:
     std::chrono::seconds ConnectTimeout(std::size_t index) const;
 
 private:
+    using Lines = std::vector<std::string>;
+    void ReadFlagsFile(Lines& mistakes);
+    void RunCommands(const std::set<std::size_t>& refused, const std::stop_token& stop,
+                     Lines& mistakes);
+
     bool many_ = false;
     std::vector<Fleet::Member> members_;
+    std::function<std::string()> readAgain_;  ///< Empty unless a flag names a file that can be.
+    Fleet::Passwords passwords_;
     std::vector<Enclosures::Target> targets_;
 };
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vkt_exporter/probe/refusals.h"
+#include "fleet/refusals.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <string_view>
 #include <variant>
 
-namespace Tulvo::Exporter {
+namespace Tulvo::Fleet {
 namespace {
 
 using namespace std::chrono_literals;
@@ -76,6 +76,16 @@ void Refusals::Pause::Lengthen(Clock::time_point now)
 {
     until = now + std::min(kFirstPause * (1U << std::min(times, 10U)), kLongestPause);
     ++times;
+}
+
+void Refusals::BeginRound()
+{
+    const std::lock_guard lock(mutex_);
+    for (auto& [name, account] : accounts_) {
+        account.guard = std::make_shared<AccountGuard>();
+        account.refused = 0;
+        account.accepted = false;
+    }
 }
 
 void Refusals::KeepOnly(const std::set<std::string>& names)
@@ -196,11 +206,11 @@ void Refusals::Gate::CountRefusal()
     const bool isOld = guard_ != account.guard;  // it began before the account was closed
     const bool counts = !isOld && (hadAccepted || !account.accepted);
     if (counts && ++account.refused >= kMostRefused) {
-        account.guard = std::make_shared<Fleet::AccountGuard>();
+        account.guard = std::make_shared<AccountGuard>();
         account.refused = 0;
         account.accepted = false;
         account.pause.Lengthen(refusals_.now_());
     }
 }
 
-}  // namespace Tulvo::Exporter
+}  // namespace Tulvo::Fleet

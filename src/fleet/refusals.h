@@ -2,8 +2,8 @@
 /// @file
 /// Keeps a program that asks again and again from locking accounts: modules count refused log-ins,
 /// and some lock an account, or every account of one directory, after a few.
-#ifndef APPS_VKT_EXPORTER_PROBE_REFUSALS_H
-#define APPS_VKT_EXPORTER_PROBE_REFUSALS_H
+#ifndef FLEET_REFUSALS_H
+#define FLEET_REFUSALS_H
 
 #include <chrono>
 #include <functional>
@@ -21,7 +21,7 @@
 #include "module/vkt/vkt_enclosure/enclosure.h"
 #include "module/vkt/vkt_enclosure/target.h"
 
-namespace Tulvo::Exporter {
+namespace Tulvo::Fleet {
 
 /// - A target that refused is left alone for a minute, then, when it refuses again, for two, four
 ///   and so on up to fifteen; or until anything changes that its log-in depends on.
@@ -30,6 +30,9 @@ namespace Tulvo::Exporter {
 ///   so on, as above.
 /// - An account that was accepted counts as one that nobody has accepted when three targets that
 ///   had accepted it refuse it with no acceptance in between: it was changed or locked.
+/// - A program that asks all targets in rounds counts an acceptance for that round only
+///   (BeginRound): an account that was changed or locked since is tried three times, not
+///   everywhere.
 ///
 /// For any number of threads.
 class Refusals
@@ -41,6 +44,9 @@ public:
     using Now = std::function<Clock::time_point()>;
 
     explicit Refusals(Now now = Clock::now) : now_(std::move(now)) {}
+
+    /// From here on every account is one that nobody has accepted. No read is under way.
+    void BeginRound();
 
     /// Forgets targets that are not among `names`.
     void KeepOnly(const std::set<std::string>& names);
@@ -77,8 +83,8 @@ public:
         const std::string name_;
         const std::string credentials_;
         const std::pair<std::string, std::string> account_;
-        const std::shared_ptr<Fleet::AccountGuard> guard_;
-        Fleet::AccountGuard::Place place_;
+        const std::shared_ptr<AccountGuard> guard_;
+        AccountGuard::Place place_;
         bool keptOut_ = false;
         bool accepted_ = false;
     };
@@ -101,7 +107,7 @@ private:
     };
     struct Account
     {
-        std::shared_ptr<Fleet::AccountGuard> guard = std::make_shared<Fleet::AccountGuard>();
+        std::shared_ptr<AccountGuard> guard = std::make_shared<AccountGuard>();
         unsigned refused = 0;  ///< In a row.
         bool accepted = false;
         Pause pause;
@@ -118,6 +124,6 @@ private:
     std::map<AccountName, Account> accounts_;
 };
 
-}  // namespace Tulvo::Exporter
+}  // namespace Tulvo::Fleet
 
 #endif

@@ -1,18 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "apps/vkt_exporter/probe/refusals.h"
+#include "fleet/refusals.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace {
 
 using namespace Tulvo;
-using namespace Tulvo::Exporter;
+using namespace Tulvo::Fleet;
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 
@@ -180,12 +182,38 @@ TEST_F(RefusalsOfATest, KeepAtMostThreeLogInsOfAnUnknownAccountUnderWay)
         EXPECT_FALSE(gates.back()->Closed());
     }
     const auto now = Refusals::Clock::now();
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_FALSE(gates[static_cast<std::size_t>(i)]->Enter(now, {}));
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_FALSE(gates[i]->Enter(now, {}));
     }
     EXPECT_EQ(gates[3]->Enter(now, {})->cause, Cause::kTimedOut);
     gates[0]->Leave(LogInGate::End::kAccepted);
     EXPECT_FALSE(gates[3]->Enter(now, {}));
+}
+
+TEST_F(RefusalsOfATest, OfAnotherRoundAreThreeHoweverManyAreAskedAtATime)
+{
+    std::vector<std::unique_ptr<Refusals::Gate>> gates;
+    for (const char* const host : {"a", "b", "c", "d"}) {
+        EXPECT_EQ(Read(At(host)), "read");
+    }
+    refusals_.BeginRound();
+    const auto now = Refusals::Clock::now();
+    for (const char* const host : {"a", "b", "c", "d"}) {
+        gates.push_back(std::make_unique<Refusals::Gate>(refusals_, host, At(host)));
+        EXPECT_FALSE(gates.back()->Closed());
+    }
+    for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_FALSE(gates[i]->Enter(now, {}));
+    }
+    EXPECT_EQ(gates[3]->Enter(now, {})->cause, Cause::kTimedOut);
+    for (std::size_t i = 0; i < 3; ++i) {
+        gates[i]->Leave(LogInGate::End::kRefused);
+    }
+    EXPECT_EQ(gates[3]->Enter(now, {})->cause, Cause::kRefused);
+    refusals_.BeginRound();
+    EXPECT_THAT(Read(At("d")), HasSubstr("not asked for 60 s more"));
+    Pass(1min);
+    EXPECT_EQ(Read(At("d")), "read");
 }
 
 TEST_F(RefusalsOfATest, OfTargetsThatAreGoneAreForgotten)
