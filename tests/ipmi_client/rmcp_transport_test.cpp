@@ -26,6 +26,7 @@
 #include "module/ipmi/ipmi_client/rmcp_timing.h"
 #include "tests/ipmi_client/fake_rmcp_module.h"
 #include "tests/ipmi_client/fault_injecting_relay.h"
+#include "tests/support/few_descriptors.h"
 #include "tests/support/recording_gate.h"
 #include "tests/support/run_in_threads.h"
 
@@ -1018,6 +1019,17 @@ TEST(LogIn, WhereNobodyListensEndsAtOnce)
     EXPECT_EQ(opening.failure->cause, Cause::kUnreachable);
     EXPECT_THAT(opening.failure->message, HasSubstr("nothing listens"));
     EXPECT_FALSE(opening.noneFree);
+}
+
+TEST(LogIn, WithoutADescriptorIsAMatterOfThisSystemsLimits)
+{
+    const auto transport = Rmcp::MakeRmcpTransport(SettingsFor(Module(), DeadPort()), kPatient);
+    const FewDescriptors few(0);
+    const IpmiOpening opening = transport->Open(Ample());
+    ASSERT_TRUE(opening.failure);
+    EXPECT_EQ(opening.failure->cause, Cause::kLocal);
+    EXPECT_THAT(opening.failure->message, HasSubstr("Too many open files"));
+    EXPECT_THAT(opening.failure->advice, HasSubstr("limits of open files"));
 }
 
 TEST(LogIn, ThatNobodyAnswersEndsAtItsLimit)

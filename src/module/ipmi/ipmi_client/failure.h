@@ -41,6 +41,7 @@ struct Failure
     bool accountRefused = false;
     Cause cause = Cause::kLocal;
     LoginPoint point{};
+    bool exhausted = false;  ///< This system lacks descriptors or memory.
 };
 
 /// `what (detail); advice` on one line.

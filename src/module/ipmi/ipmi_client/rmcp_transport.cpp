@@ -461,6 +461,9 @@ Tulvo::Failure Transport::Told(const Failure& failure, const std::string& tried)
                RefusesSuite(point.status)) {
         told.what = "the module offers neither cipher suite 17 nor 3";
         told.advice = "allow one of them on the module";
+    } else if (failure.exhausted) {
+        told.advice =
+            "raise this system's limits of open files and memory, or ask fewer modules at a time";
     }
     std::string advice = std::exchange(told.advice, {});
     // What IPMI has no room for no module would take: it is refused before anything is sent.

@@ -22,8 +22,8 @@ Failure FailureOf(int error)
         failure = {CONNECTION_TRY_AGAIN, "nothing listens on that port",
                    "check address and port, or wait if the module is starting"};
     }
-    const bool local = error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
-    failure.cause = local ? Cause::kLocal : Cause::kUnreachable;
+    failure.exhausted = error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+    failure.cause = failure.exhausted ? Cause::kLocal : Cause::kUnreachable;
     return failure;
 }
 
