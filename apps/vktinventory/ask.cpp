@@ -44,6 +44,7 @@ Report ReportFor(const Options& options, const Fleet::Member& member,
     }
     report.labels = member.labels;
     report.withoutUser = !member.settings.user;
+    report.pinsFrom = member.settings.pinsFrom;
     if (options.command->action == Action::kSelectSupply) {
         report.selected = static_cast<std::uint8_t>(options.number);
     }

@@ -183,12 +183,16 @@ std::string_view WordsFor(const Failure& failure)
     return MeaningOf(failure).words;
 }
 
-std::string NoConversation(const Failure& failure, bool overHttps)
+std::string NoConversation(const Failure& failure, bool overHttps, const std::string& pinsFrom)
 {
     const Meaning& meaning = MeaningOf(failure);
+    std::string flags(overHttps ? meaning.httpsFlags : meaning.lanplusFlags);
+    if (overHttps && failure.cause == Cause::kNotTrusted && !pinsFrom.empty()) {
+        flags = pinsFrom + ", and vktinventory pins";
+    }
     std::string text(meaning.words);
     text += failure.cause == Cause::kCompletionCode ? ": asked for its status, " : ": ";
-    return text + Explained(failure, overHttps ? meaning.httpsFlags : meaning.lanplusFlags);
+    return text + Explained(failure, flags);
 }
 
 ExitCode ExitCodeOf(const Failure& failure)
@@ -213,7 +217,8 @@ ExitCode ExitCodeOf(const Report& report)
 std::vector<std::string> Messages(const Report& report)
 {
     if (const Failure* const why = report.WhyNothingWasRead()) {
-        return {NoConversation(Advised(*why, report), report.enclosure.source.overHttps)};
+        return {NoConversation(Advised(*why, report), report.enclosure.source.overHttps,
+                               report.pinsFrom)};
     }
     const auto& error = report.enclosure.error;
     const bool onThisSide = error && error->cause == Cause::kLocal && report.notRead.empty();

@@ -24,7 +24,9 @@ ExitCode ExitCodeOf(const Failure& failure);
 ExitCode CommonCode(const std::set<ExitCode>& codes);
 
 /// Why there was no conversation: "no connection: ...", and what to do.
-std::string NoConversation(const Failure& failure, bool overHttps);
+/// @param pinsFrom where the file of pins is named that says whom to trust; empty for none.
+std::string NoConversation(const Failure& failure, bool overHttps,
+                           const std::string& pinsFrom = {});
 
 /// Lines for standard error: why there was no conversation, else what could not be read. Equal
 /// failures share a line. Empty when all is well.

@@ -97,10 +97,7 @@ const std::string* FleetFile::Pin(const std::string& pinsFrom, const std::string
 Member FleetFile::MemberAt(const std::string& name, const Place& place) const
 {
     Member member{name, {}, {}, {}};
-    std::string pinsFrom;
     const auto lay = [&](const Part& part) {
-        const bool trusts = !member.settings.trust && part.settings.trust;
-        pinsFrom = trusts ? part.pinsFrom : pinsFrom;
         member.settings = Over(member.settings, part.settings);
         Add(member.labels, part.labels);
     };
@@ -112,10 +109,8 @@ Member FleetFile::MemberAt(const std::string& name, const Place& place) const
         lay(groups_[*place.group]);
     }
     lay(defaults_);
-    if (!pinsFrom.empty()) {
-        if (const std::string* const pin = Pin(pinsFrom, name)) {
-            member.settings.trust = Enclosures::TrustPinnedKey{*pin};
-        }
+    if (const std::string* const pin = Pin(member.settings.pinsFrom, name)) {
+        member.settings.trust = Enclosures::TrustPinnedKey{*pin};
     }
     return member;
 }

@@ -101,8 +101,6 @@ private:
         std::string name;  ///< Of the group.
         Labels labels;
         Settings settings;
-        /// Where its file of pins is named; empty without one. The pins are in pins_ under it.
-        std::string pinsFrom;
     };
     struct Place
     {
@@ -123,6 +121,7 @@ private:
     Hosts names_;
     Places places_;
     std::map<std::string, std::string, std::less<>> withoutPort_;  ///< The first name of each host.
+    /// By Settings::pinsFrom.
     std::map<std::string, std::map<std::string, std::string, std::less<>>> pins_;
 };
 

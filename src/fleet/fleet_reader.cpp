@@ -591,16 +591,18 @@ private:
             return fault;
         }
         const std::string path = Beside(named);
-        part.pinsFrom = where_ + ": " + path;
+        const std::string from = where_ + ": " + path;
+        part.settings.pinsFrom = from;
         if (!reading_.namesOnly) {
             std::vector<std::string> wrong;
-            fleet_.pins_[part.pinsFrom] = ReadPins(path, wrong);
+            fleet_.pins_[from] = ReadPins(path, wrong);
             for (const std::string& what : wrong) {
-                mistakes_.emplace_back(node.source().begin.line, part.pinsFrom + ": " + what);
+                mistakes_.emplace_back(node.source().begin.line,
+                                       std::string(from).append(": ").append(what));
             }
             unreadPins_ = unreadPins_ || !wrong.empty();
         }
-        return SetTrust(part, NoPin{part.pinsFrom});
+        return SetTrust(part, NoPin{from});
     }
 
     Fault Insecure(const toml::node& node, Part& part)

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <sstream>
-#include <string_view>
+#include <variant>
 
 #include "common/text/pin.h"
 #include "common/text/printable.h"
@@ -16,6 +16,21 @@ namespace {
 constexpr std::size_t kLargestFile = 32U << 20U;
 constexpr std::size_t kShown = 80;
 
+/// Why `word` is not one host; empty when it is.
+std::string NoHost(const std::string& word)
+{
+    const std::string quoted = "\"" + Text::PrintableAscii(word, kShown) + "\"";
+    if (!SplitPort(word)) {
+        return quoted + " is no host";
+    }
+    if (IsPattern(word)) {
+        return quoted + " is a pattern; each host has a line of its own";
+    }
+    const auto expanded = ExpandHosts({word}, {}, HostFiles::kRefused);
+    const auto* const mistake = std::get_if<Mistake>(&expanded);
+    return mistake == nullptr ? "" : mistake->message;
+}
+
 /// What is wrong with a line; empty when nothing is.
 std::string Take(const std::string& line, Pins& pins)
 {
@@ -27,8 +42,8 @@ std::string Take(const std::string& line, Pins& pins)
     if (host.empty() || host.front() == '#') {
         return {};
     }
-    if (!SplitPort(host)) {
-        return std::string("\"").append(Text::PrintableAscii(host, kShown)).append("\" is no host");
+    if (std::string wrong = NoHost(host); !wrong.empty()) {
+        return wrong;
     }
     if (!Text::IsOnePin(pin) || !more.empty()) {
         return "a host and its pin, sha256// and 44 characters of Base64, are to stand here";

@@ -52,6 +52,7 @@ Settings Over(const Settings& first, const Settings& second)
     Fill(over.cipherSuite, second.cipherSuite);
     Fill(over.privilege, second.privilege);
     Fill(over.kg, second.kg);
+    over.pinsFrom = over.trust ? over.pinsFrom : second.pinsFrom;
     Fill(over.trust, second.trust);
     Fill(over.authentication, second.authentication);
     Fill(over.timeout, second.timeout);

@@ -63,6 +63,7 @@ struct Settings
     std::optional<Enclosures::Privilege> privilege;  ///< RMCP+: the session's ceiling.
     std::optional<std::string> kg;                   ///< RMCP+: the key itself, not as typed.
     std::optional<TrustSetting> trust;               ///< HTTPS.
+    std::string pinsFrom;  ///< As NoPin has it, where trust is a pin of it.
     std::optional<Enclosures::HttpAuthentication> authentication;  ///< HTTPS.
     std::optional<std::chrono::seconds> timeout;                   ///< For a whole read.
     std::optional<std::chrono::seconds> connectTimeout;            ///< For the first answer.

@@ -377,12 +377,19 @@ TEST_F(FleetSlips, OfFilesThatAreNamedAreFoundBeforeAnybodyIsAsked)
                 AllOf(StartsWith("2: ca-file: "), HasSubstr("No such file")));
     EXPECT_THAT(MessagesFor("[defaults]\npins-file = \"none\"\n"),
                 AllOf(StartsWith("2: pins-file: "), HasSubstr("No such file")));
-    folder_.Write("pins",
-                  "h1 sha256//short\nh2 " + std::string(kPin) + "\nh2 " + kPin + "\n:1 x\n");
+    const std::string pin = kPin;
+    folder_.Write("pins", "h1 sha256//short\nh2 " + pin + "\nh2 " + pin + "\n:1 x\nh[3-4] " + pin +
+                              "\nh5,h6 " + pin + "\nhttps://h7 " + pin + "\nh@8 " + pin +
+                              "\nfe80::9%eth0 " + pin + "\n");
     EXPECT_THAT(MessagesFor("[defaults]\npins-file = \"pins\"\n"),
                 AllOf(HasSubstr("pins: line 1: a host and its pin"),
                       HasSubstr("pins: line 3: h2 has a line already"),
-                      HasSubstr("pins: line 4: \":1\" is no host")));
+                      HasSubstr("pins: line 4: \":1\" is no host"),
+                      HasSubstr("pins: line 5: \"h[3-4]\" is a pattern"),
+                      HasSubstr("pins: line 6: \"h5,h6\" is a pattern"),
+                      HasSubstr("pins: line 7: \"https://h7\" is no host"),
+                      HasSubstr("pins: line 8: host pattern \"h@8\", character 2: "),
+                      Not(HasSubstr("line 9"))));
 }
 
 TEST_F(FleetFiles, TrustBothPinsWhileAModuleChangesItsKey)

@@ -328,6 +328,22 @@ TEST_F(Fleet, TakesTheFileOfAFlagAsItIsInEachRound)
     EXPECT_EQ(targets.Target(0).password, "new");
 }
 
+TEST_F(Fleet, NamesTheFileOfPinsWhereAKeyIsAnother)
+{
+    const std::string pin = "sha256//" + std::string(43, 'A') + "=";
+    Write("remote.pins", "far " + pin + "\n");
+    Write("fleet.toml",
+          "[[group]]\nname = \"remote\"\nhosts = [\"far\"]\ninterface = \"https\"\n"
+          "password = \"x\"\npins-file = \"remote.pins\"\n");
+    FakeEnclosure::Current().Refuse({Cause::kNotTrusted, "another key", "pin that", {}});
+    const std::string named = Path("fleet.toml") + ":6: pins-file: " + Path("remote.pins");
+    EXPECT_EQ(RunOn({"-H", "far", "status"}).error,
+              "vktinventory: not trusted: another key; pin that (see " + named +
+                  ", and vktinventory pins)\n");
+    EXPECT_THAT(RunOn({"-H", "far", "--pin", pin, "status"}).error,
+                HasSubstr("(see --ca-file and --pin)"));
+}
+
 TEST_F(Fleet, NeverShowsItsPasswords)
 {
     FakeEnclosure::Current().Refuse({Cause::kRefused, "the password is wrong", "", {}});
