@@ -68,7 +68,11 @@ public:
     }
 
     /// How it ended, as waitpid() tells; nothing as long as it runs.
-    std::optional<int> Ended() { return ended_ ? status_ : Wait(WNOHANG); }
+    std::optional<int> Ended() { return ended_ ? status_ : Wait(WNOHANG | WUNTRACED); }
+
+    /// Whether it has been stopped for want of the terminal, which a process in the background must
+    /// neither read nor set up.
+    bool WantsTerminal() const { return wantsTerminal_; }
 
 private:
     std::optional<int> Wait(int how)
@@ -77,13 +81,17 @@ private:
         do {
             got = waitpid(process_, &status_, how);
         } while (got < 0 && errno == EINTR);
-        ended_ = got != 0;
+        const bool stopped = got > 0 && WIFSTOPPED(status_);
+        const int signal = stopped ? WSTOPSIG(status_) : 0;
+        wantsTerminal_ = wantsTerminal_ || signal == SIGTTIN || signal == SIGTTOU;
+        ended_ = got != 0 && !stopped;
         return ended_ ? std::optional(status_) : std::nullopt;
     }
 
     pid_t process_;
     int status_ = 0;
     bool ended_ = false;
+    bool wantsTerminal_ = false;
 };
 
 std::string Ending(int status)
@@ -113,6 +121,10 @@ public:
             }
             if (stop.stop_requested()) {
                 return "was cancelled";
+            }
+            if (shell.WantsTerminal()) {
+                return "asks on the terminal, which it cannot have; unlock what it needs before, "
+                       "as in an agent";
             }
             if (Clock::now() >= until) {
                 return "took longer than " +

@@ -3,9 +3,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <string>
 #include <thread>
 #include <vector>
@@ -169,6 +173,38 @@ TEST(PasswordCommandsInTime, EndWithAllThatTheyHaveStarted)
         std::this_thread::yield();
     }
     EXPECT_FALSE(runs());
+}
+
+/// In a process that a terminal belongs to.
+std::string OutcomeOnATerminal(const std::string& command)
+{
+    int ends[2];
+    int terminal = -1;
+    EXPECT_EQ(pipe(ends), 0);
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    EXPECT_GE(child, 0);
+    if (child == 0) {
+        const std::string told = Outcome(RunPasswordCommand(command, "here", {}));
+        _exit(write(ends[1], told.data(), told.size()) < 0 ? 1 : 0);
+    }
+    close(ends[1]);
+    std::string outcome(1000, '\0');
+    const ssize_t size = read(ends[0], outcome.data(), outcome.size());
+    outcome.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    close(terminal);
+    return outcome;
+}
+
+TEST(PasswordCommandsInTime, EndWhereTheyAskOnTheTerminal)
+{
+    EXPECT_EQ(OutcomeOnATerminal("echo secret"), "password secret");
+    for (const char* const command :
+         {"read word </dev/tty; echo \"$word\"", "stty -echo </dev/tty; echo secret"}) {
+        EXPECT_THAT(OutcomeOnATerminal(command),
+                    HasSubstr("here: the command asks on the terminal"));
+    }
 }
 
 TEST(PasswordCommandsInTime, EndWhenStopIsRequested)
