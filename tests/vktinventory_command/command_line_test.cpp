@@ -122,12 +122,13 @@ TEST(CommandLine, TakesSeveralHostsEachBehindItsFlag)
 TEST(CommandLine, TakesWhatToSelectFromTheFleetFile)
 {
     const Options options =
-        Parsed("--fleet f --group a --group b --label site=north --label a=b=c --all health");
+        Parsed("--fleet f --group a --group b --label site=north --label a=b=c health");
     EXPECT_EQ(options.fleetFile, "f");
     EXPECT_EQ(options.selection.groups, (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(options.selection.labels,
               (std::vector<std::pair<std::string, std::string>>{{"site", "north"}, {"a", "b=c"}}));
-    EXPECT_TRUE(options.selection.all);
+    EXPECT_FALSE(options.selection.all);
+    EXPECT_TRUE(Parsed("--all --label site=north health").selection.all);
 }
 
 TEST(CommandLine, TakesHowManyToAskAndHowOften)

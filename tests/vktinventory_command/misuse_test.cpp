@@ -107,6 +107,9 @@ INSTANTIATE_TEST_SUITE_P(
         MistypedCase{"TwoPasswords",
                      {"-H", "h", "-f", "x", "-E"},
                      "--password-file and --password-env contradict each other"},
+        MistypedCase{"AllAndAGroup",
+                     {"--all", "--group", "rack1", "health"},
+                     "--group and --all contradict each other"},
         MistypedCase{"NoHost", {"show"}, "-H HOST is missing: the address or name of the module"}),
     [](const auto& tested) { return std::string(tested.param.name); });
 

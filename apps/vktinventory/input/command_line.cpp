@@ -304,14 +304,17 @@ void AddFleetFlags(CLI::App& app, Options& options, Flags& flags)
         ->check(NotEmpty())
         ->option_text("FILE")
         ->group(kSeveral);
-    AddRepeatable(app, "--group", options.selection.groups, "Hosts of a group of the fleet file")
-        ->option_text("GROUP")
-        ->group(kSeveral);
+    auto* group = AddRepeatable(app, "--group", options.selection.groups,
+                                "Hosts of a group of the fleet file")
+                      ->option_text("GROUP")
+                      ->group(kSeveral);
     AddRepeatable(app, "--label", flags.labels, "Hosts with this label in the fleet file")
         ->check(IsKeyAndValue())
         ->option_text("KEY=VALUE")
         ->group(kSeveral);
-    app.add_flag("--all", options.selection.all, "All hosts of the fleet file")->group(kSeveral);
+    app.add_flag("--all", options.selection.all, "All hosts of the fleet file")
+        ->group(kSeveral)
+        ->excludes(group);
     app.add_option("--connect-timeout", flags.connectSeconds,
                    "Seconds for the first answer; default 5")
         ->transform(NumberFrom(1, kLongestTimeout))
