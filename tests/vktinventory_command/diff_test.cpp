@@ -164,6 +164,34 @@ TEST_F(Diff, DoesNotCompareWhatWasNotRead)
            "enc1: not compared, not read in the second\n");
 }
 
+TEST_F(Diff, FoldsHostsOfWhichTheSameIsToldOfTheWhole)
+{
+    const auto unread = [](const std::string& host) {
+        return Shown(host,
+                     [](FakeEnclosure& fake) {
+                         fake.Refuse({Cause::kTimedOut, "no answer", "", {}});
+                     })
+                   .dump() +
+               "\n";
+    };
+    const auto read = [](const std::string& host) { return Healthy(host).dump() + "\n"; };
+    const std::string before = unread("enc1") + unread("enc2") + read("enc3") + unread("enc4") +
+                               unread("enc5") + read("enc6") + read("enc7");
+    Json moved = Healthy("enc3");
+    moved["identity"]["name"] = "moved";
+    const std::string after = unread("enc1") + unread("enc2") + moved.dump() + "\n" +
+                              unread("enc4") + read("enc5") + unread("enc6") + read("enc10") +
+                              read("enc12");
+    Expect(Compare(before, after), ExitCode::kSomeQueriesFailed,
+           "enc[1-2]: not compared, not read in either\n"
+           "enc3 identity.name: \"Chassis A\" -> \"moved\"\n"
+           "enc4: not compared, not read in either\n"
+           "enc5: not compared, not read in the first\n"
+           "enc6: not compared, not read in the second\n"
+           "enc7: only in the first\n"
+           "enc[10,12]: only in the second\n");
+}
+
 TEST_F(Diff, TakesObjectsArraysAndLinesAndMatchesThemByHost)
 {
     const Json one = Healthy("enc1");

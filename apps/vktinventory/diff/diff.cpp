@@ -17,6 +17,7 @@
 #include "apps/vktinventory/page/files.h"
 #include "apps/vktinventory/page/readings.h"
 #include "common/text/printable.h"
+#include "fleet/host_folding.h"
 #include "module/vkt/vkt_enclosure/catalogue.h"
 
 namespace Tulvo::Cli {
@@ -164,6 +165,7 @@ public:
                 Different(entry.host, "", "only in the second");
             }
         }
+        TellOfWhole();
     }
 
 private:
@@ -242,9 +244,28 @@ private:
         }
     }
 
+    /// @param what empty for the whole enclosure: the same of hosts between which nothing else is
+    /// told stands on one line.
     void Line(const std::string& host, const std::string& what, const std::string& text)
     {
-        result_.text += Text::PrintableAscii(host) + what + ": " + text + "\n";
+        if (!what.empty() || text != textOfWhole_) {
+            TellOfWhole();
+        }
+        if (what.empty()) {
+            textOfWhole_ = text;
+            whole_.push_back(host);
+        } else {
+            result_.text += Text::PrintableAscii(host) + what + ": " + text + "\n";
+        }
+    }
+
+    void TellOfWhole()
+    {
+        if (!whole_.empty()) {
+            result_.text +=
+                Text::PrintableAscii(Fleet::FoldHosts(whole_)) + ": " + textOfWhole_ + "\n";
+        }
+        whole_.clear();
     }
 
     void Different(const std::string& host, const std::string& what, const std::string& text)
@@ -262,6 +283,8 @@ private:
     }
 
     Differences& result_;
+    std::vector<std::string> whole_;  ///< Hosts of which textOfWhole_ is still to be told.
+    std::string textOfWhole_;
 };
 
 std::vector<Entry> ReadingsOf(const std::string& file)
