@@ -172,6 +172,22 @@ TEST_F(Many, PrintsARowAnObject)
     EXPECT_THAT(supplies, HasSubstr("  enc1  PSU2     2  Power Supply 2"));
 }
 
+TEST_F(Many, PrintsRowsBelowHostsBesideWhichTheyHaveNoRoom)
+{
+    const std::string hosts = "rack12-enc[1,4].example.com:8443";
+    Fake().Refuse("rack12-enc4.example.com", kSilent);
+    EXPECT_EQ(RunOn(hosts, {"node", "2"}).out,
+              "Nodes\n"
+              "  Node  Power state  Width  Height  Permission  Minimum  Average  Maximum\n"
+              "  rack12-enc1.example.com:8443\n"
+              "     2  Power ON     Half        1           2       90      120      180\n"
+              "  rack12-enc4.example.com:8443\n"
+              "  not read: no answer in time\n");
+    for (const std::string& line : LinesOf(RunOn(hosts, {"psu"}).out)) {
+        EXPECT_LE(line.size(), 80U) << line;
+    }
+}
+
 TEST_F(Many, ShowsABlockAnEnclosureInTheOrderGiven)
 {
     Fake().Refuse("enc4", kSilent);

@@ -197,6 +197,17 @@ void Append(GridRow& row, const GridRow& more)
     row.insert(row.end(), more.begin(), more.end());
 }
 
+std::size_t WidestLine(std::string_view text)
+{
+    std::size_t widest = 0;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        widest = std::max(widest, end);
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return widest;
+}
+
 /// `identity`, `power`, `status`: a row an enclosure.
 class EnclosureRows : public Renderer
 {
@@ -251,29 +262,30 @@ public:
     {
         const ReportTable table(report);
         for (std::size_t block = 0; block < blocks_.size(); ++block) {
-            for (const GridRow& values : RowsOf(report, table, blocks_[block])) {
-                GridRow row{HostCell(report)};
-                Append(row, values);
-                rows_[block][index].push_back(std::move(row));
-            }
+            rows_[block][index] = {HostCell(report), RowsOf(report, table, blocks_[block])};
         }
         return {};
     }
 
     std::string End() override
     {
-        std::string text;
-        for (std::size_t block = 0; block < blocks_.size(); ++block) {
-            GridRow heading{{"Host"}};
-            Append(heading, HeadingOf(blocks_[block]));
-            text.append(text.empty() ? "" : "\n").append(blocks_[block].heading).append("\n");
-            text += RenderGrid(Below({heading}, rows_[block]), colour_);
-            rows_[block].clear();
+        const bool fits = WidestLine(Rendered(&BesideTheirHosts, false)) <= kLineWidth;
+        std::string text = Rendered(fits ? &BesideTheirHosts : &BelowTheirHosts, colour_);
+        for (auto& rows : rows_) {
+            rows.clear();
         }
         return text;
     }
 
 private:
+    struct Rows
+    {
+        GridCell host;
+        std::vector<GridRow> rows;
+    };
+    using ByIndex = std::map<std::size_t, Rows>;  ///< In the order given.
+    using Layout = std::vector<GridRow> (*)(const Block& block, const ByIndex& all);
+
     static std::vector<GridRow> RowsOf(const Report& report, const ReportTable& table,
                                        const Block& block)
     {
@@ -282,8 +294,41 @@ private:
                               : std::vector<GridRow>{NotReadRow(WordsFor(*why))};
     }
 
+    static std::vector<GridRow> BesideTheirHosts(const Block& block, const ByIndex& all)
+    {
+        std::vector<GridRow> grid{GridRow{{"Host"}}};
+        Append(grid.front(), HeadingOf(block));
+        for (const auto& [index, ofOne] : all) {
+            for (const GridRow& values : ofOne.rows) {
+                Append(grid.emplace_back(GridRow{ofOne.host}), values);
+            }
+        }
+        return grid;
+    }
+
+    /// For hosts with names so long that a row beside them would pass the end of the line.
+    static std::vector<GridRow> BelowTheirHosts(const Block& block, const ByIndex& all)
+    {
+        std::vector<GridRow> grid{HeadingOf(block)};
+        for (const auto& [index, ofOne] : all) {
+            grid.push_back({ofOne.host});
+            grid.insert(grid.end(), ofOne.rows.begin(), ofOne.rows.end());
+        }
+        return grid;
+    }
+
+    std::string Rendered(Layout layout, bool colour) const
+    {
+        std::string text;
+        for (std::size_t block = 0; block < blocks_.size(); ++block) {
+            text.append(text.empty() ? "" : "\n").append(blocks_[block].heading).append("\n");
+            text += RenderGrid(layout(blocks_[block], rows_[block]), colour);
+        }
+        return text;
+    }
+
     const std::vector<Block> blocks_;
-    std::vector<RowsByIndex> rows_;
+    std::vector<ByIndex> rows_;
     bool colour_;
 };
 

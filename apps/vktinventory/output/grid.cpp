@@ -8,7 +8,6 @@
 namespace Tulvo::Cli {
 namespace {
 
-constexpr std::size_t kLineWidth = 80;
 constexpr std::size_t kMargin = 2;
 constexpr std::size_t kGap = 2;
 /// Room that the last column keeps however wide the others are.

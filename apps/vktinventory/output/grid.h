@@ -4,6 +4,7 @@
 #ifndef APPS_VKTINVENTORY_OUTPUT_GRID_H
 #define APPS_VKTINVENTORY_OUTPUT_GRID_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -26,6 +27,9 @@ struct GridCell
 };
 
 using GridRow = std::vector<GridCell>;
+
+/// What an ordinary terminal has room for.
+inline constexpr std::size_t kLineWidth = 80;
 
 /// The rows, indented by two, with two blanks between columns. A text that would pass column 80 in
 /// the last column goes on below its beginning. The last cell of a row
