@@ -221,6 +221,18 @@ TEST_F(ConversationTest, TellsALostSessionFromALostAnswerWhenNothingElseIsLeft)
     EXPECT_EQ(Kind::kAnswer, outcomes[1].kind);
 }
 
+TEST_F(ConversationTest, TriesAPasswordOnceThatIsRefusedWhenALostSessionIsLookedFor)
+{
+    module.StaySilent(Numbered(1));
+    module.Fail(kGetDeviceId, kRefusedPassword);
+    const SharedFailure ended = AskFor(1);
+    EXPECT_THAT(Order(), ElementsAre(1, 0));
+    EXPECT_EQ(1, module.opened);
+    ASSERT_NE(nullptr, ended);
+    EXPECT_EQ(kRefusedPassword, *ended);
+    EXPECT_EQ(ended, outcomes[1].failure);
+}
+
 TEST_F(ConversationTest, OpensThreeNewSessionsAtMost)
 {
     for (std::uint8_t number = 1; number <= 4; ++number) {

@@ -336,10 +336,13 @@ bool Conversation::OnlySilentKindsAreLeft() const
 void Conversation::Probe()
 {
     const IpmiExchange exchange = Exchange(kGetDeviceId, Resend::kFreely);
+    const Failure failure = exchange.failure.value_or(Failure{});
     if (exchange.end == IpmiExchange::End::kAnswered) {
         silentBefore_.reset();
+    } else if (exchange.end == IpmiExchange::End::kFailed) {
+        End(failure);
     } else if (!IsOver()) {
-        Reopen(exchange.failure.value_or(Failure{}));
+        Reopen(failure);
     }
 }
 
