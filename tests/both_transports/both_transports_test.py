@@ -31,7 +31,7 @@ class Case:
     scenario: str = ""  # that comes with the simulator, if it is not named like the case
     changes: dict = dataclasses.field(default_factory=dict)  # made to the scenario
     options: tuple = ()  # of the run over HTTPS
-    time: int = 30  # seconds for each run
+    time: int = 100  # seconds for each run
 
 
 SHIPPED = [
@@ -71,7 +71,7 @@ SHIPPED = [
     Case(
         "busy",
         refusals={"rmcp": Refusal(3, "no session free"), "https": Refusal(3, "503")},
-        time=3,
+        time=10,
     ),
     # What is wrong with the HTTPS service alone hides nothing from RMCP+.
     Case("https-closed", refusals={"https": Refusal(3, "closed the connection without an answer")}),
@@ -83,7 +83,7 @@ SHIPPED = [
         options=("--auth", "basic"),
     ),
     Case("https-unauthorized", refusals={"https": Refusal(4, "401")}),
-    Case("https-unavailable", refusals={"https": Refusal(3, "503")}, time=3),
+    Case("https-unavailable", refusals={"https": Refusal(3, "503")}, time=10),
     Case("https-short-sessions"),
     Case("https-slow"),
 ]

@@ -17,6 +17,8 @@ from enclosures import COMMAND, TIMEOUT, Enclosure
 os.environ["PATH"] += ":/usr/sbin"
 DEFINITIONS = pathlib.Path(os.environ["VKT_MONITORING"])
 INSTALLED = "/usr/bin/vktinventory"
+# Seconds for a check: below TIMEOUT, and far above what one takes that does not wait in vain.
+AMPLE = 100
 
 NAGIOS = """
 log_file={folder}/log
@@ -33,6 +35,7 @@ nagios_user={user}
 nagios_group={group}
 interval_length=1
 service_inter_check_delay_method=n
+service_check_timeout={timeout}
 check_external_commands=0
 check_for_updates=0
 illegal_macro_output_chars=`~$&|'"<>
@@ -124,7 +127,7 @@ class Nagios(Monitoring):
         group = grp.getgrgid(os.getgid()).gr_name
         self.put("objects.cfg", NAGIOS_OBJECTS + "".join(services))
         return self.put(
-            "nagios.cfg", NAGIOS.format(folder=self.folder, user=getpass.getuser(), group=group)
+            "nagios.cfg", NAGIOS.format(folder=self.folder, user=getpass.getuser(), group=group, timeout=TIMEOUT)
         )
 
     def log(self):
@@ -155,7 +158,7 @@ class Nagios(Monitoring):
                 ("Usage", healthy, "-w power_average=20:10"),
             ):
                 endpoint = enclosure.endpoint
-                command = f"check_vkt!{endpoint['user']}!{password}!-p {endpoint['port']} {flags}"
+                command = f"check_vkt!{endpoint['user']}!{password}!-t {AMPLE} -p {endpoint['port']} {flags}"
                 services.append(NAGIOS_SERVICE.format(name=name, command=command))
             nagios = subprocess.Popen(
                 ["nagios4", self.configure(services)],

@@ -176,6 +176,15 @@ def arguments_once_hidden(pid):
     return arguments
 
 
+def wait_until_asleep(pid):
+    """Of a process that has begun, its main thread: until it waits for somebody."""
+    deadline = time.monotonic() + TIMEOUT
+    state = ""
+    while state != "S" and time.monotonic() < deadline:
+        time.sleep(0.01)
+        state = pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(") ")[2][0]
+
+
 def environment_with(changes=None):
     environment = {key: os.environ[key] for key in os.environ if key not in ("NO_COLOR", "TERM")}
     environment.update({"TERM": "xterm", "VKT_CONFIG": NO_CONFIGURATION.name, "VKT_FLEET": NO_FLEET.name, **(changes or {})})
@@ -250,8 +259,8 @@ def processes_of(group):
 
 
 def ends(group):
-    """Whether every process of a process group has ended after some seconds."""
-    until = time.monotonic() + 10
+    """Whether every process of a process group ends."""
+    until = time.monotonic() + TIMEOUT
     while processes_of(group) and time.monotonic() < until:
         time.sleep(0.02)
     return not processes_of(group)

@@ -24,6 +24,7 @@ from enclosures import (
     environment_with,
     slow,
     slow_log_in,
+    wait_until_asleep,
     written,
 )
 
@@ -82,7 +83,7 @@ class MixedFleet(unittest.TestCase):
             silent.bind(("127.0.0.1", 0))
             host = f"127.0.0.1:{silent.getsockname()[1]}"
             child = self.fleet.start("--group", "healthy-first", "-H", host, "-U", "admin", "-P", "enclosure",
-                                     "--timeout", "100", "--format", "jsonl", "status",
+                                     "--timeout", "1000", "--connect-timeout", "1000", "--format", "jsonl", "status",
                                      stdout=subprocess.PIPE, text=True)
             self.assertIsNone(json.loads(child.stdout.readline())["error"])
             self.assertIsNone(child.poll())
@@ -124,7 +125,7 @@ class MixedFleet(unittest.TestCase):
             silent.bind(("127.0.0.1", 0))
             ran, documents = self.documents(
                 "--group", "healthy-first", "-H", f"127.0.0.1:{silent.getsockname()[1]}", "-U", "admin",
-                "-P", "enclosure", "--timeout", "1000", "--connect-timeout", "1", "status")
+                "-P", "enclosure", "--timeout", "1000", "--connect-timeout", "5", "status")
         self.assertEqual(ran.returncode, 1)
         self.assertEqual([d["error"]["cause"] for d in documents if d["error"]], ["unreachable"])
 
@@ -211,13 +212,14 @@ class Interrupted(unittest.TestCase):
         child = self.over_rmcp.start("--all", "-P", "enclosure", "--format", "json", "show", stdout=writer)
         os.close(writer)
         arguments_once_hidden(child.pid)
-        time.sleep(0.3)  # until it waits to print the first bracket
+        wait_until_asleep(child.pid)  # to print the first bracket
         child.send_signal(signal.SIGINT)
         time.sleep(0.1)
         with os.fdopen(reader) as output:
             documents = json.loads(output.read()[filled:] or "[]")
         self.assertEqual(child.wait(TIMEOUT), 128 + signal.SIGINT)
-        self.assertEqual({document["error"]["cause"] for document in documents} | {"cancelled"}, {"cancelled"})
+        causes = {document["error"]["cause"] for document in documents if document["error"]}
+        self.assertLessEqual(causes, {"cancelled"})
 
 
 if __name__ == "__main__":

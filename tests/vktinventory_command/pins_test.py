@@ -67,7 +67,7 @@ class Pins(HttpsServers, unittest.TestCase):
         with socket.create_server(("127.0.0.1", 0)) as closed:
             nobody = closed.getsockname()[1]
         own = self.serve("own")
-        ran = self.pins(*map(address, (own, plain, closing, nobody)), self.silent(), flags=["--connect-timeout", "1"])
+        ran = self.pins(*map(address, (own, plain, closing, nobody)), self.silent(), flags=["--connect-timeout", "5"])
         self.assertEqual((ran.returncode, ran.stdout), (1, f"{address(own)} {self.certificates.pin('own')}\n"))
         complaints = {line.split(": ")[1]: line for line in ran.stderr.splitlines()}
         self.assertEqual(len(complaints), 4)
