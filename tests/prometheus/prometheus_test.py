@@ -3,6 +3,7 @@
 import concurrent.futures
 import json
 import math
+import os
 import pathlib
 import re
 import shutil
@@ -16,7 +17,10 @@ import unittest
 from definitions_test import RULES, dashboard_expressions, documented_metrics
 from running import SCENARIOS, SOURCE, TIMEOUT, Exporter, Prometheus, Simulator, get, wait_until
 
-INTERVAL = 2
+# Seconds between two scrapes, of which one may take nearly all. What the sanitizers slow down is given fewer
+# enclosures, or a busy host would not get through all of them in that time.
+INTERVAL = 5
+ENCLOSURES = 10 if os.environ["VKT_SANITIZE"] else 41
 CHANGING = json.loads((SCENARIOS / "healthy-vkt2-fe-2.json").read_text())
 # Supplies' status bits, and what everything begins with.
 NO_STATUS_BITS = {"netFn": 50, "command": 145, "kind": "completionCode", "completionCode": 193}
@@ -50,7 +54,8 @@ password = "wrong"
 
 
 class Scraped(unittest.TestCase):
-    """Forty enclosures and two that cannot be read; two exporters, of which Prometheus scrapes the first."""
+    """Enclosures, of which one refuses the log-in, and a dead host; two exporters, of which Prometheus scrapes the
+    first."""
 
     @classmethod
     def setUpClass(cls):
@@ -61,7 +66,7 @@ class Scraped(unittest.TestCase):
         cls.play()
         cls.fleet = cls.folder / "fleet.toml"
         scenarios = [cls.scenario, "faulty-vkt2", "wrong-completion-codes", "healthy-vkt2-fc-9"]
-        cls.simulator = Simulator(cls.fleet, scenarios + ["healthy-vkt2-fe-2"] * 37)
+        cls.simulator = Simulator(cls.fleet, scenarios + ["healthy-vkt2-fe-2"] * (ENCLOSURES - len(scenarios)))
         cls.addClassCleanup(cls.simulator.stop)
         cls.changing = cls.simulator.hosts[0]
         cls.faultless = cls.simulator.hosts[3]
@@ -113,8 +118,10 @@ class Scraped(unittest.TestCase):
             {t["labels"]["group"] for t in targets},
             {"changing", "dead", "faulty-vkt2", "wrong-completion-codes", "healthy-vkt2-fc-9", "healthy-vkt2-fe-2"},
         )
-        for target in targets:
-            self.assertEqual((target["health"], target["lastError"]), ("up", ""))
+        wait_until(
+            lambda: {(t["health"], t["lastError"]) for t in self.prometheus.targets()} == {("up", "")},
+            lambda: [(t["labels"], t["lastError"]) for t in self.prometheus.targets() if t["health"] != "up"],
+        )
         for path in (f"/probe?target={self.faultless}", "/metrics"):
             ran = subprocess.run(
                 ["promtool", "check", "metrics"], input=self.first.get(path)[1], capture_output=True, text=True
@@ -141,7 +148,7 @@ class Scraped(unittest.TestCase):
         ):
             self.prometheus.wait_for(f'ALERTS{{alertname="{alert}", alertstate="firing", instance="{host}"}}')
             self.prometheus.wait_for(f'count(ALERTS{{instance="{host}"}})', 1)
-            self.assertTrue(self.prometheus.query(f'vkt_not_read{{instance="{host}", cause="{cause}"}} > 0'))
+            self.prometheus.wait_for(f'vkt_not_read{{instance="{host}", cause="{cause}"}} > 0')
 
     def test_an_alert_stays_until_the_supply_is_back(self):
         alert = f'ALERTS{{alertname="VktPsuMissing", alertstate="firing", instance="{self.changing}"}}'
@@ -155,7 +162,7 @@ class Scraped(unittest.TestCase):
         for fault in (NO_STATUS_BITS, NO_STATUS):
             self.play([fault], present=False)
             self.prometheus.wait_for(f"absent({present})")
-            until = self.prometheus.value("time()") + 4
+            until = self.prometheus.value("time()") + 2 * INTERVAL
             wait_until(lambda: self.prometheus.value("time()") > until, lambda: "the time")
             self.assertEqual(self.prometheus.query(f"absent({present})")[0][1], 1)
             self.assertTrue(self.prometheus.query(alert), fault)
@@ -184,13 +191,15 @@ class Scraped(unittest.TestCase):
         self.assertEqual(set(readers.values()), {self.first.url, self.second.url})
         # Nobody else asks the second one: what it has read are the scrapes of its share, and of no other.
         share = [host for host in self.readable if readers[host] == self.second.url]
-        scrapes = sum(
-            number
-            for labels, number in prometheus.query('count_over_time(up{job="vkt"}[5m])')
-            if labels["instance"] in share
-        )
+
+        def of_share(expression):
+            return sum(n for labels, n in prometheus.query(expression) if labels["instance"] in share)
+
+        read = of_share('sum_over_time(vkt_up{job="vkt"}[10m])')
         after = self.second.number('vkt_exporter_log_ins_total{cause="none"}')
-        self.assertGreaterEqual(after - before, scrapes)
+        scrapes = of_share('count_over_time(up{job="vkt"}[10m])')
+        self.assertGreater(read, 0)
+        self.assertGreaterEqual(after - before, read)
         self.assertLessEqual(after - before, scrapes + 2 * len(share))
 
     def test_files_are_read_again_while_scrapes_run(self):
@@ -203,8 +212,9 @@ class Scraped(unittest.TestCase):
         stop = threading.Event()
 
         def scrape():
+            ample = {"X-Prometheus-Scrape-Timeout-Seconds": "100"}
             while not stop.is_set():
-                status, text = self.first.get(f"/probe?target={self.faultless}")
+                status, text = self.first.get(f"/probe?target={self.faultless}", **ample)
                 answers.append((status, "\nvkt_up 1\n" in text))
 
         with concurrent.futures.ThreadPoolExecutor() as threads:
@@ -251,20 +261,23 @@ class Stopped(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         folder = pathlib.Path(folder.name)
-        slow = {"netFn": 50, "command": 152, "kind": "latency", "milliseconds": 300}
+        slow = [
+            {"netFn": 50, "command": command, "kind": "latency", "milliseconds": 300}
+            for command in (145, 146, 152, 157, 165, 167, 168, 176)
+        ]
         scenario = folder / "slow.json"
-        scenario.write_text(json.dumps(CHANGING | {"sessions": 1, "faults": [slow]}))
+        scenario.write_text(json.dumps(CHANGING | {"sessions": 1, "faults": slow}))
         fleet = folder / "fleet.toml"
         simulator = Simulator(fleet, [scenario] * 4)
         self.addCleanup(simulator.stop)
         exporter = Exporter(fleet, folder / "log")
         with concurrent.futures.ThreadPoolExecutor() as threads:
-            header = {"X-Prometheus-Scrape-Timeout-Seconds": "60"}
+            header = {"X-Prometheus-Scrape-Timeout-Seconds": "100"}
             answers = [
                 threads.submit(exporter.get, f"/probe?target={host}", **header) for host in simulator.hosts
             ]
             wait_until(lambda: exporter.number("vkt_exporter_reads_in_flight") == 4, lambda: "reads")
-            time.sleep(0.5)  # A log-in takes next to nothing, the reading well over a second.
+            time.sleep(0.5)  # A log-in takes next to nothing, the reading many seconds.
             self.assertEqual(exporter.stop(), 0)
             for answer in answers:
                 self.assertIn(answer.result(TIMEOUT)[0], (200, 503))
@@ -272,7 +285,7 @@ class Stopped(unittest.TestCase):
         again = Exporter(fleet, folder / "again")
         self.addCleanup(again.stop)
         for host in simulator.hosts:
-            header = {"X-Prometheus-Scrape-Timeout-Seconds": "20"}
+            header = {"X-Prometheus-Scrape-Timeout-Seconds": "40"}
             status, text = again.get(f"/probe?target={host}&collect[]=identity", **header)
             self.assertEqual(status, 200)
             self.assertRegex(text, "(?m)^vkt_up 1$", text)

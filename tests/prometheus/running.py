@@ -103,23 +103,28 @@ class Prometheus(Process):
         file = folder / "prometheus.yml"
         file.write_text(configuration)
         self.log = folder / "log"
+        self.words = [
+            "prometheus",
+            f"--config.file={file}",
+            f"--storage.tsdb.path={folder / 'data'}",
+            "--log.level=warn",
+        ]
+        self.start()
+        wait_until(self.is_ready, self.log.read_text)
+
+    def start(self):
         with socket.create_server(("127.0.0.1", 0)) as free:
             address = f"127.0.0.1:{free.getsockname()[1]}"
         with open(self.log, "w") as errors:
             super().__init__(
-                "prometheus",
-                f"--config.file={file}",
-                f"--storage.tsdb.path={folder / 'data'}",
-                f"--web.listen-address={address}",
-                "--log.level=warn",
-                stderr=errors,
-                env={**os.environ, "GOMAXPROCS": "1"},
+                *self.words, f"--web.listen-address={address}", stderr=errors, env={**os.environ, "GOMAXPROCS": "1"}
             )
         self.url = f"http://{address}"
-        wait_until(self.is_ready, self.log.read_text)
 
     def is_ready(self):
-        assert self.process.poll() is None, self.log.read_text()
+        if self.process.poll() is not None:
+            assert "address already in use" in self.log.read_text(), self.log.read_text()
+            self.start()  # somebody was quicker to take the free port
         try:
             return get(self.url + "/-/ready")[0] == 200
         except OSError:

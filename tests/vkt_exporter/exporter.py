@@ -12,6 +12,8 @@ import urllib.parse
 from enclosures import TIMEOUT, environment_with
 
 EXPORTER = os.environ["VKT_EXPORTER"]
+# Seconds for a scrape: below TIMEOUT, and far above what one takes that does not wait in vain.
+AMPLE = 100
 
 
 class Exporter:
@@ -80,11 +82,10 @@ class Exporter:
         finally:
             connection.close()
 
-    def probe(self, target, timeout=None, **parameters):
+    def probe(self, target, timeout=AMPLE, **parameters):
         """The series of a scrape, which has to be answered with 200: name and labels -> number."""
         query = urllib.parse.urlencode({"target": target, **parameters}, doseq=True)
-        headers = {"X-Prometheus-Scrape-Timeout-Seconds": str(timeout)} if timeout else {}
-        status, text, _ = self.ask("/probe?" + query, headers=headers)
+        status, text, _ = self.ask("/probe?" + query, headers={"X-Prometheus-Scrape-Timeout-Seconds": str(timeout)})
         assert status == 200, (status, text)
         return series(text)
 

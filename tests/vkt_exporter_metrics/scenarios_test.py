@@ -37,8 +37,9 @@ UNREACHED = {
     "https-unavailable": "busy",
     "no-status": "completionCode",
 }
-# Reads that go on until there is no time left, so they get little.
+# Reads that go on until there is no time left, so they get little; but enough for a first answer.
 PATIENT = ("busy", "https-unavailable")
+LITTLE, AMPLE = 12, 100  # seconds
 # What one answer tells: lost, by cause, and how many values that is.
 LOST = {
     "dropped": {"timedOut": {"name": 1, "consumption": 1}},
@@ -209,7 +210,7 @@ class Played:
             stream.close()
         self.folder.cleanup()
 
-    def get(self, path, timeout=60):
+    def get(self, path, timeout=AMPLE):
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=120)
         connection.request("GET", path, headers={"X-Prometheus-Scrape-Timeout-Seconds": str(timeout)})
         answer = connection.getresponse()
@@ -220,7 +221,7 @@ class Played:
 
     def scrape(self, name):
         """Without what differs from run to run: the duration, and the number at the end of serial number and name."""
-        text = self.get(f"/probe?target={self.hosts[name]}", 3 if name in PATIENT else 60)
+        text = self.get(f"/probe?target={self.hosts[name]}", LITTLE if name in PATIENT else AMPLE)
         number = str(list(SCENARIOS).index(name) + 1).zfill(len(str(len(SCENARIOS))))
         text = re.sub(r"(?<=\nvkt_scrape_duration_seconds )\S+", "0", text)
         for label, member in (("serial_number", "serialNumber"), ("name", "name")):
