@@ -230,7 +230,7 @@ private:
 
 TEST_P(HostileShow, ReadsRightOrNamesWhatFailed)
 {
-    constexpr unsigned kSecondsToHang = 200;
+    constexpr unsigned kSecondsToHang = 400;
     const NetworkProfile& profile = GetParam();
     const Seeds seeds = SeedsOf(profile);
     RunInProcesses(

@@ -13,6 +13,9 @@ const axe = readFileSync(require.resolve("axe-core/axe.min.js"), "utf8");
 const inPage = readFileSync(fileURLToPath(new URL("in_page.js", import.meta.url)), "utf8");
 const widths = [390, 1280, 2560];
 
+// Milliseconds for whatever is waited for in the browser; only what hangs takes so long.
+const PATIENCE = 300_000;
+
 let browser;
 let readings;
 let page;
@@ -22,7 +25,7 @@ let requests;
 before(async () => {
   mkdirSync(inFolder("pages"), {recursive: true});
   [browser, readings] = await Promise.all([
-    chromium.launch({executablePath: process.env.CHROMIUM, args: ["--no-sandbox"]}),
+    chromium.launch({executablePath: process.env.CHROMIUM, args: ["--no-sandbox"], timeout: PATIENCE}),
     readScenarios(),
   ]);
 });
@@ -33,6 +36,7 @@ async function open(pageReadings, name, options = {}) {
   const file = await makePage(pageReadings, inFolder(`pages/${name}.html`));
   await page?.context().close();
   const context = await browser.newContext({viewport: {width: 1280, height: 900}, ...options});
+  context.setDefaultTimeout(PATIENCE);
   page = await context.newPage();
   messages = [];
   requests = [];
@@ -453,6 +457,7 @@ test("without JavaScript the overview is all there", async () => {
   const fleet = fleetOf(40, mixed());
   await open(fleet, "fleet");
   const still = await browser.newContext({javaScriptEnabled: false});
+  still.setDefaultTimeout(PATIENCE);
   const quiet = await still.newPage();
   await quiet.goto(page.url());
   assert.equal(await quiet.locator("#overview tbody tr").count(), 40);
