@@ -53,8 +53,12 @@ protected:
 TEST_F(HostLookUp, AtMostSixteenAreLeftBehind)
 {
     const int before = nameService.Asked();
-    LeaveBehind(40);
-    EXPECT_LE(nameService.Asked() - before, kMostLookUps);
+    while (nameService.Asked() - before < kMostLookUps) {
+        LeaveBehind(1);  // on a busy host its time may be over before it has begun
+    }
+    LeaveBehind(24);
+    EXPECT_EQ(nameService.Asked() - before, kMostLookUps);
+    WaitFor(500);
     const std::string error = ErrorOfConnect();
     EXPECT_THAT(error, HasSubstr("the address cannot be resolved (16 look-ups of this process"));
     EXPECT_THAT(error, HasSubstr("check its spelling and the name service"));

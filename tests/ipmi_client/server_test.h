@@ -66,7 +66,7 @@ protected:
 
     ServerTest()
     {
-        config.values = {{"IPMI_SESSION_TIMEOUT_MS", 2000},
+        config.values = {{"IPMI_SESSION_TIMEOUT_MS", 20'000},
                          {"IPMI_RETRANSMISSION_TIMEOUT_MS", 500}};
     }
 
@@ -91,7 +91,7 @@ protected:
     /// no session, so the client waits for a better reply until it would send a copy.
     std::size_t FreeSessions()
     {
-        config.values = {{"IPMI_SESSION_TIMEOUT_MS", 5000},
+        config.values = {{"IPMI_SESSION_TIMEOUT_MS", 20'000},
                          {"IPMI_RETRANSMISSION_TIMEOUT_MS", 500}};
         std::vector<std::unique_ptr<IpmiClient>> clients;
         while (clients.size() <= kServerSessions) {
