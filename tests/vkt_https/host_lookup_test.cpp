@@ -57,11 +57,14 @@ protected:
 TEST_F(HttpsHostLookUp, AtMostSixteenAreLeftBehind)
 {
     const int before = nameService.Asked();
-    for (int i = 0; i < 40; ++i) {
+    while (nameService.Asked() - before < kMostLookUps) {
+        EXPECT_TRUE(OpenWithin(5ms));  // on a busy host its time may be over before it has begun
+    }
+    for (int i = 0; i < 24; ++i) {
         EXPECT_TRUE(OpenWithin(5ms));
     }
-    EXPECT_LE(nameService.Asked() - before, kMostLookUps);
-    const auto failure = OpenWithin(5ms);
+    EXPECT_EQ(nameService.Asked() - before, kMostLookUps);
+    const auto failure = OpenWithin(500ms);
     ASSERT_TRUE(failure);
     EXPECT_EQ(Cause::kUnreachable, failure->cause);
     EXPECT_THAT(failure->message, HasSubstr("16 look-ups of this process"));

@@ -82,11 +82,11 @@ SSL_CTX* MakeContext(const Identity& identity, const ServerKind& kind)
     return context;
 }
 
-/// Asks `isSo` until it is, for ten seconds at most.
+/// Asks `isSo` until it is, for a minute at most.
 template <typename Condition>
 bool WaitFor(const Condition& isSo)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     while (!isSo()) {
         if (std::chrono::steady_clock::now() > end) {
             return false;
