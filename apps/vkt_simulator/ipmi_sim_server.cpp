@@ -23,7 +23,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto kStartLimit = std::chrono::seconds(20);
+constexpr auto kStartLimit = std::chrono::seconds(60);
 constexpr int kProbeMilliseconds = 50;
 constexpr std::size_t kStartedAtATime = 16;
 

@@ -30,7 +30,7 @@ TEST(HttpsServerChange, TellsWhenTheLastOldAnswerHasBeenSent)
     const Scenario healthy = HealthyEnclosure();
     Scenario slow = healthy;
     slow.enclosure.supplies[0].present = false;
-    slow.https.faults = {{HttpsFaultKind::kLatency, std::chrono::seconds(3), 0, {}}};
+    slow.https.faults = {{HttpsFaultKind::kLatency, std::chrono::seconds(10), 0, {}}};
     HttpsServer server("127.0.0.1", 0, {&slow});
     const nlohmann::json endpoint = {{"port", server.Port(0)},
                                      {"certificateFile", server.CertificateFile(0)},

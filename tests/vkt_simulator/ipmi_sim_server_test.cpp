@@ -36,9 +36,10 @@ IpmiSimOptions OneAdmin()
 }
 
 std::string GetDeviceId(const IpmiSimServer& server, const std::string& password,
-                        const std::string& address = "127.0.0.1")
+                        const std::string& address = "127.0.0.1", const char* waits = "-N 30 -R 1")
 {
-    return Ipmitool(server.Port(), "-N 1 -R 1 -P '" + password + "' -H " + address, "6 1");
+    return Ipmitool(server.Port(), waits + std::string(" -P '") + password + "' -H " + address,
+                    "6 1");
 }
 
 // "00 03 09 08 02 9f 91 12 ..." with the identity that the server is configured with.
@@ -186,7 +187,7 @@ TEST(IpmiSimServer, KillEndsItAtOnceAndTellsSo)
     server.Kill();
     EXPECT_FALSE(server.Running());
     EXPECT_FALSE(Exists(server.Pid()));
-    EXPECT_THAT(GetDeviceId(server, "secret"), HasSubstr("exit 1"));
+    EXPECT_THAT(GetDeviceId(server, "secret", "127.0.0.1", "-N 1 -R 1"), HasSubstr("exit 1"));
 }
 
 TEST(IpmiSimServer, SignalsItsOwnerWhenItEndsByItself)

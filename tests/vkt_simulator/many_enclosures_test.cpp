@@ -58,7 +58,7 @@ std::string FromHexadecimal(std::string digits)
 // A text of the enclosure, without the bytes around it: 1 the serial number, 11 the name.
 std::string TextOverRmcp(const json& endpoints, int item)
 {
-    const std::string account = "-P enclosure -H 127.0.0.1 -N 5";
+    const std::string account = "-P enclosure -H 127.0.0.1 -N 30";
     const std::string output =
         Ipmitool(PortOf(endpoints), account, "0x32 0xb0 5 " + std::to_string(item));
     std::string bytes;

@@ -20,7 +20,7 @@ namespace {
 using nlohmann::json;
 using testing::HasSubstr;
 
-const char* const kAccount = "-P enclosure -H 127.0.0.1 -N 5";
+const char* const kAccount = "-P enclosure -H 127.0.0.1 -N 30";
 const char* const kSupplies = "0x32 0x91";
 const char* const kBothPresent = " 00 00 03 03 00 00\nexit 0";
 const char* const kFirstPulled = " 00 00 02 03 00 00\nexit 0";
@@ -166,7 +166,7 @@ TEST_F(Reload, KeepsSessionsOverRmcpPlus)
     auto client =
         std::async(std::launch::async, Shell,
                    "stdbuf -oL ipmitool -I lanplus -C 3 -U admin -P enclosure "
-                   "-H 127.0.0.1 -N 5 -p " +
+                   "-H 127.0.0.1 -N 30 -p " +
                        std::to_string(simulator.Port()) + " exec " + pipe + " >" + answers);
     {
         std::ofstream commands(pipe);

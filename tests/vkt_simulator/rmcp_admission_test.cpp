@@ -26,10 +26,10 @@ using testing::Not;
 
 using Bytes = std::vector<std::uint8_t>;
 
-const char* const kAccount = "-P enclosure -H 127.0.0.1 -N 1 -R 3";
+const char* const kAccount = "-P enclosure -H 127.0.0.1 -N 30 -R 1";
 // The machine type of the scenario, over RMCP+ and in ipmitool's words.
 const char* const kMachineType = " 05 00 37 58 32 5a 00\nexit 0";
-constexpr int kAnswerMilliseconds = 300;
+constexpr int kGenerousMilliseconds = 60'000;
 
 class Datagrams
 {
@@ -49,13 +49,13 @@ public:
         static_cast<void>(send(socket_.Get(), datagram.data(), datagram.size(), 0));
     }
 
-    // Empty when there is none in time.
+    // Empty when there is none.
     Bytes AnswerTo(const Bytes& datagram) const
     {
         Send(datagram);
         pollfd readable = {socket_.Get(), POLLIN, 0};
         Bytes answer(512);
-        const ssize_t length = poll(&readable, 1, kAnswerMilliseconds) == 1
+        const ssize_t length = poll(&readable, 1, kGenerousMilliseconds) == 1
                                    ? recv(socket_.Get(), answer.data(), answer.size(), 0)
                                    : 0;
         answer.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
@@ -125,6 +125,14 @@ Bytes Activation(const Datagrams& socket, std::uint8_t authenticationType)
     return OfType(authenticationType, {given, given + 4}, Message({0x06, 0x3A}, data));
 }
 
+constexpr std::uint8_t kPingTag = 0x2A;
+const Bytes kPing = {0x06, 0x00, 0xFF, 0x06, 0x00, 0x00, 0x11, 0xBE, 0x80, kPingTag, 0x00, 0x00};
+
+bool IsPong(const Bytes& answer)
+{
+    return answer.size() == 28 && answer[8] == 0x40 && answer[9] == kPingTag;
+}
+
 TEST(RmcpAdmission, OutlivesDatagramsOfEveryAuthenticationType)
 {
     SimulatorProcess simulator({"--scenario", "healthy-vkt2-fe-2"});
@@ -151,20 +159,16 @@ TEST(RmcpAdmission, TellsNothingOutsideOfASession)
         EXPECT_EQ(answer[kCompletionCode], 0xD5);
     }
     for (const std::uint8_t session : Bytes{1, 2, 3}) {
-        EXPECT_EQ(socket.AnswerTo(OfType(0, {session}, Message(kStatus))), Bytes());
+        socket.Send(OfType(0, {session}, Message(kStatus)));
     }
+    EXPECT_TRUE(IsPong(socket.AnswerTo(kPing))) << "something before was answered";
 }
 
 TEST(RmcpAdmission, AnswersAPresencePing)
 {
     SimulatorProcess simulator({"--scenario", "healthy-vkt2-fe-2"});
     const Datagrams socket(simulator.Port());
-    constexpr std::uint8_t kTag = 0x2A;
-    const Bytes pong =
-        socket.AnswerTo({0x06, 0x00, 0xFF, 0x06, 0x00, 0x00, 0x11, 0xBE, 0x80, kTag, 0x00, 0x00});
-    ASSERT_EQ(pong.size(), 28U);
-    EXPECT_EQ(pong[8], 0x40);
-    EXPECT_EQ(pong[9], kTag);
+    EXPECT_TRUE(IsPong(socket.AnswerTo(kPing)));
 }
 
 struct ClientCase

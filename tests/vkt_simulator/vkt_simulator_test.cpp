@@ -26,7 +26,7 @@ using testing::Eq;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-const char* const kAccount = "-P enclosure -H 127.0.0.1 -N 1 -R 1";
+const char* const kAccount = "-P enclosure -H 127.0.0.1 -N 30 -R 1";
 
 // Runs with a folder of its own for temporary files, so that what is left of them can be seen.
 class VktSimulator : public testing::Test
@@ -125,7 +125,7 @@ TEST_F(VktSimulator, EndsOnRequestThoughItsOutputIsNotRead)
                     "exec 2>&1; " SIMULATOR_PROGRAM " --scenario healthy-first >&3 & simulator=$!; "
                     "until [ $(ls /proc/$simulator/task | wc -l) -gt 1 ]; do sleep 0.01; done; "
                     "sleep 0.2; kill -TERM $simulator; "
-                    "( sleep 20; kill -KILL $simulator ) >/dev/null 2>&1 3>&- & rescue=$!; "
+                    "( sleep 100; kill -KILL $simulator ) >/dev/null 2>&1 3>&- & rescue=$!; "
                     "wait $simulator; code=$?; kill $rescue; rm " +
                     pipe + "; exit $code"),
               "exit 0");
