@@ -154,8 +154,8 @@ TEST(PasswordCommandsInTime, EndWithAllThatTheyHaveStarted)
     const TemporaryFolder folder;
     const std::string command = "sleep 1000 & echo $! >" + folder.Path("child") + "; echo $! >" +
                                 folder.Path("ready") + "; wait";
-    EXPECT_THAT(Outcome(RunPasswordCommand(command, "here", {}, std::chrono::milliseconds(500))),
-                HasSubstr("took longer than 1 s"));
+    EXPECT_THAT(Outcome(RunPasswordCommand(command, "here", {}, std::chrono::milliseconds(2500))),
+                HasSubstr("took longer than 3 s"));
     std::ifstream text(folder.Path("child"));
     pid_t child = 0;
     text >> child;

@@ -73,7 +73,7 @@ public:
     std::unique_ptr<IpmiTransport> Transport() const override
     {
         // Long enough for a busy machine, and no longer than two turns of silence should take.
-        constexpr Rmcp::RmcpTiming kQuick{50ms, 50ms, 400ms, 10min, 10min};
+        constexpr Rmcp::RmcpTiming kQuick{200ms, 100ms, 800ms, 10min, 10min};
         constexpr Rmcp::RmcpTiming kPatient{10min, 10min, 10min, 10min, 10min};
         RmcpSettings settings;
         settings.host = "127.0.0.1";

@@ -46,7 +46,7 @@ protected:
                     .trusted = endpoint.at("pin")};
     }
 
-    Enclosure Read(const Limits& limits = {})
+    Enclosure Read(const Limits& limits = {.deadline = std::chrono::minutes(5)})
     {
         RealPace pace;
         return ReadOver(*MakeHttpsTransport(settings), pace, {}, limits);
@@ -123,7 +123,7 @@ TEST_F(HttpsReadTest, SaysWhyNothingCouldBeRead)
                                           Fault{"https-unavailable", Cause::kBusy}}) {
         SCOPED_TRACE(scenario);
         Play(scenario);
-        const Enclosure record = Read({.deadline = milliseconds(3000)});
+        const Enclosure record = Read({.deadline = milliseconds(10'000)});
         const auto missing = NotRead(record);
         ASSERT_FALSE(missing.empty());
         EXPECT_EQ(cause, missing.front().failure.cause) << missing.front().failure.message;
@@ -153,7 +153,7 @@ TEST_F(HttpsReadTest, KeepsThePinsOfTwoModulesApart)
                                       {TargetWith(pin), std::nullopt}};
     RunInThreads(16, [&](int number) {
         const auto& [target, generation] = reads[static_cast<std::size_t>(number) % reads.size()];
-        const Enclosure record = ReadEnclosure(target, {}, {});
+        const Enclosure record = ReadEnclosure(target, {}, {.deadline = std::chrono::minutes(5)});
         if (generation) {
             EXPECT_FALSE(record.error) << record.error->message;
             EXPECT_TRUE(NotRead(record).empty());

@@ -149,7 +149,7 @@ TEST_F(ReadOverRmcp, WaitsForAFreeSessionWithinItsDeadline)
     nlohmann::json scenario = Healthy();
     scenario["sessions"] = 0;
     const Enclosure record =
-        ReadEnclosure(TargetAt(Play(scenario)), {}, {.deadline = 2s, .stop = {}});
+        ReadEnclosure(TargetAt(Play(scenario)), {}, {.deadline = 5s, .stop = {}});
     ASSERT_TRUE(record.error);
     EXPECT_EQ(record.error->cause, Cause::kBusy) << record.error->message;
     EXPECT_EQ(record.cost.logIns, 0U);

@@ -177,7 +177,7 @@ INSTANTIATE_TEST_SUITE_P(Each, HttpServerRefuses, testing::ValuesIn(kBadRequests
 TEST(HttpServer, EndsAConnectionThatSendsNoHttp)
 {
     HttpServerOptions options = Anywhere();
-    options.patience.request = std::chrono::milliseconds(200);
+    options.patience.request = std::chrono::seconds(2);
     const HttpServer server(options, Echo);
     const std::string garbage[] = {
         "",
@@ -190,11 +190,15 @@ TEST(HttpServer, EndsAConnectionThatSendsNoHttp)
         "GET /a b HTTP/1.1\r\nHost: test\r\n\r\n",
         "GET / HTTP/1.1\r\nHost: test\r\nno colon\r\n\r\n",
     };
+    std::vector<Client> clients;
     for (const std::string& bytes : garbage) {
-        Client client(server.Address());
+        const Client& client = clients.emplace_back(server.Address());
         client.Send(bytes);
         client.EndSending();
-        EXPECT_THAT(client.UntilClosed(), Not(HasSubstr(" 200 "))) << testing::PrintToString(bytes);
+    }
+    for (std::size_t i = 0; i < clients.size(); ++i) {
+        EXPECT_THAT(clients[i].UntilClosed(), Not(HasSubstr(" 200 ")))
+            << testing::PrintToString(garbage[i]);
     }
     EXPECT_EQ(StatusLine(Get(server.Address(), "/")), "HTTP/1.1 200 OK");
 }
@@ -317,9 +321,10 @@ TEST(HttpServer, StopsWhileRequestsAreOutstanding)
 TEST(HttpServer, LeavesOutWhatASlowClientDoesNotSendOrTake)
 {
     HttpServerOptions options = Anywhere();
-    options.patience = {.request = std::chrono::milliseconds(200),
-                        .nextRequest = std::chrono::milliseconds(200),
-                        .answer = std::chrono::milliseconds(200)};
+    // An answer has been too slow long before the last of the others has been silent for too long.
+    options.patience = {.request = std::chrono::seconds(3),
+                        .nextRequest = std::chrono::seconds(3),
+                        .answer = std::chrono::milliseconds(500)};
     std::string large;
     large.resize(50'000'000, 'x');
     const HttpServer server(options, [&large](const HttpRequest& request, const Respond& respond) {
