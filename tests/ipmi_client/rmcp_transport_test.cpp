@@ -1033,6 +1033,7 @@ TEST(LogIn, WhereNobodyListensEndsAtOnce)
 TEST(LogIn, WithoutADescriptorIsAMatterOfThisSystemsLimits)
 {
     const auto transport = Rmcp::MakeRmcpTransport(SettingsFor(Module(), DeadPort()), kPatient);
+    transport->Open(Ample());  // opens what a process opens once
     const FewDescriptors few(0);
     const IpmiOpening opening = transport->Open(Ample());
     ASSERT_TRUE(opening.failure);
