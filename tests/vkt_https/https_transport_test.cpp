@@ -275,7 +275,7 @@ TEST_F(HttpsTransportTest, OpensASessionThoughTheLogOutOfTheEarlierOneIsNotAnswe
     Open();
     requests[2] = SayNothing;
     CallLimit limit = Within(kAmple);
-    limit.longestSilence = 50ms;
+    limit.longestSilence = kShort;
     const IpmiOpening opening = transport->Open(limit);
     ASSERT_FALSE(opening.failure) << opening.failure->message;
     ExpectAnswered(Ask());
