@@ -17,6 +17,7 @@ const std::vector<Target>& OtherTargets()
     static const std::vector<Target> targets = {
         {"HttpsReply", 1024, RunHttpsReply, HttpsReplySeeds},
         {"HttpsHeader", 1024, RunHttpsHeader, HttpsHeaderSeeds},
+        {"HttpsConversation", 1024, RunHttpsConversation, HttpsConversationSeeds},
         {"ConfigFile", 20'000, RunConfigFile, ConfigFileSeeds},
         {"WebConfig", 4096, RunWebConfig, WebConfigSeeds},
         {"ScenarioFile", 20'000, RunScenarioFile, ScenarioFileSeeds},

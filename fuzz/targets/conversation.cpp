@@ -1,33 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <chrono>
-#include <map>
 #include <set>
 #include <stop_token>
-#include <string>
-#include <string_view>
-#include <tuple>
 #include <utility>
-#include <variant>
 
 #include "fuzz/input_reader.h"
 #include "fuzz/played_answers.h"
 #include "fuzz/require.h"
+#include "fuzz/targets/read_promises.h"
 #include "fuzz/targets/targets.h"
-#include "module/vkt/vkt_enclosure/catalogue.h"
-#include "module/vkt/vkt_enclosure/health.h"
 #include "module/vkt/vkt_enclosure/impl/plan.h"
-#include "module/vkt/vkt_inventory/impl/vkt_inventory_requests.h"
 
 namespace Tulvo::Fuzz {
 
 namespace {
 
 using namespace std::chrono_literals;
-using Enclosures::Health;
-using Enclosures::Reading;
 using End = IpmiExchange::End;
-using RequestBytes = std::tuple<std::uint8_t, std::uint8_t, Bytes>;
 
 constexpr std::uint8_t kStop = 0x80;  // in front of any instruction
 constexpr std::uint8_t kSelects = 0x80;
@@ -44,11 +34,6 @@ enum AskedFor : std::uint8_t
     kFailure,  ///< And the cause.
     kKindsOfAnswer,
 };
-
-RequestBytes BytesOf(const IPMICOMMAND& request)
-{
-    return {request.netFn, request.cmd, request.data};
-}
 
 /// A clock that stands still but for what takes time in the conversation.
 class StillClock final : public Enclosures::Pace
@@ -85,6 +70,7 @@ public:
         isOpen_ = false;
         ++opened;
         Require(opened < 200, "sessions are not opened again and again");
+        Require(!hasFailed_, "a module of which nothing more can be asked is left alone");
         const std::uint8_t instruction = Instruction();
         Pass(answerTime_, limit);
         if (limit.stop.stop_requested()) {
@@ -102,7 +88,7 @@ public:
 
     IpmiExchange Ask(const IPMICOMMAND& request, Resend resend, const CallLimit& limit) override
     {
-        Require(isOpen_, "nothing is asked without a session");
+        Require(isOpen_ && !hasFailed_, "nothing is asked without a session");
         Require(clock_.Now() < limit.until, "nothing is asked when the time is over");
         Require(++asked < 1500, "requests are not asked again and again");
         Require(!wasAskedInVain.contains(BytesOf(request)),
@@ -116,6 +102,7 @@ public:
             exchange = Unanswered(End::kSilent, Cause::kTimedOut);
         }
         isOpen_ = isOpen_ && exchange.end != End::kLost;
+        hasFailed_ = hasFailed_ || exchange.end == End::kFailed;
         if (exchange.end == End::kAnswered && exchange.completionCode == 0) {
             answers[BytesOf(request)] = exchange.data;
         } else if (exchange.end != End::kAnswered && resend == Resend::kAsOneRequest) {
@@ -144,7 +131,7 @@ public:
     std::stop_token Stop() const { return stop_.get_token(); }
     bool IsOpen() const { return isOpen_; }
 
-    std::map<RequestBytes, Bytes> answers;  ///< With completion code 0.
+    GoodAnswers answers;
     std::set<RequestBytes> wasAskedInVain;  ///< And may not be asked in another session.
     std::uint64_t asked = 0;
     unsigned opened = 0;
@@ -208,104 +195,8 @@ private:
     std::chrono::milliseconds answerTime_;
     std::stop_source stop_;
     bool isOpen_ = false;
+    bool hasFailed_ = false;
 };
-
-/// What the decoders' table says of an answer, which was written apart from what reads it here.
-class AnswerLengths
-{
-public:
-    AnswerLengths(const PlayedTransport& transport, VKTIype vktType)
-        : transport_(transport), vktType_(vktType)
-    {
-    }
-
-    template <class T>
-    void RequireFilled(const Reading<T>& reading, const IPMICOMMAND& request,
-                       std::string_view routine) const
-    {
-        if (!reading.HasValue()) {
-            return;
-        }
-        const auto answer = transport_.answers.find(BytesOf(request));
-        Require(answer != transport_.answers.end(), "a value has an answer with completion code 0");
-        Require(Tests::DecoderOf(routine).verdict({vktType_, 0, answer->second}).filled,
-                "a value has an answer of the right length");
-    }
-
-private:
-    const PlayedTransport& transport_;
-    VKTIype vktType_;
-};
-
-void RequireAnswers(const Enclosures::Enclosure& record, const PlayedTransport& transport)
-{
-    const auto* const generation = record.module.generation.Get();
-    const VKTIype type = generation != nullptr && *generation == Enclosures::Generation::kVkt2
-                             ? VKT_TYPE_VKT2
-                             : VKT_TYPE_FIRST_GENERATION;
-    const AnswerLengths lengths(transport, type);
-    const std::int32_t platform =
-        record.module.platformId.HasValue() ? *record.module.platformId.Get() : 0;
-    lengths.RequireFilled(record.module.platformId, Requests::VKTStatus(), "ParseVKTStatusImp");
-    lengths.RequireFilled(record.identity.firmwareVersion, Requests::VKTStatus(),
-                          "ParseGetFirmwareVersion");
-    lengths.RequireFilled(record.identity.machineType, Requests::MachineType(), "ParseMachineType");
-    lengths.RequireFilled(record.identity.serialNumber, Requests::SerialNumber(),
-                          "ParseGetSerialNumber");
-    lengths.RequireFilled(record.identity.name, Requests::Name(), "ParseName");
-    lengths.RequireFilled(record.consumption, Requests::ChassisPowerConsumption(platform),
-                          "ParseChassisPowerConsumption");
-    lengths.RequireFilled(record.caps, Requests::ChassisPowerCap(platform), "ParseChassisPowerCap");
-    for (const Enclosures::PowerSupply& supply : record.powerSupplies) {
-        if (supply.number <= Enclosures::kSuppliesWithBits) {
-            lengths.RequireFilled(supply.present, Requests::PSUStatus(), "ParsePSUStatus");
-        }
-        lengths.RequireFilled(supply.fans, Requests::PSUFanSpeed(supply.number),
-                              "ParsePSUFanSpeed");
-        lengths.RequireFilled(supply.version, Requests::PSUVersion(type, supply.number),
-                              "ParsePSUVersion");
-        lengths.RequireFilled(supply.manufacturer, Requests::PSUManufacture(type, supply.number),
-                              "ParsePSUManufacture");
-        lengths.RequireFilled(supply.position, Requests::PSUPosition(type, supply.number),
-                              "ParsePSUPosition");
-    }
-    for (const Enclosures::Node& node : record.nodes) {
-        lengths.RequireFilled(node.state, Requests::NodeStatus(node.number), "ParseNodeStatus");
-        lengths.RequireFilled(node.power, Requests::NodePowerConsumption(node.number),
-                              "ParseNodePowerConsumption");
-    }
-}
-
-/// Takes every value as a table or JSON would.
-void Render(const Enclosures::Enclosure& record)
-{
-    for (const Enclosures::Object& object : ObjectsOf(record)) {
-        for (const Enclosures::Field& field : Enclosures::Fields()) {
-            if (field.object == object.Kind()) {
-                const Enclosures::Datum datum = field.get(object);
-                const auto* const word = std::get_if<const Enclosures::StateWord*>(&datum);
-                Require(word == nullptr || *word != nullptr, "a state has a word");
-                Require(!NameOf(object, field).empty(), "an object has a name");
-            }
-        }
-    }
-}
-
-void RequireHonestHealth(const Enclosures::Enclosure& record)
-{
-    const auto missing = NotRead(record);
-    const Enclosures::Judgement judgement = Judge(record, {.powerSupplies = 2, .nodes = 4});
-    for (const auto& one : missing) {
-        Require(!one.failure.message.empty() && !one.object.empty() && !one.field.empty(),
-                "what is missing is named, with its reason");
-    }
-    for (const auto& finding : judgement.findings) {
-        Require(finding.severity != Health::kOk, "a finding is bad");
-    }
-    Require(missing.empty() || judgement.status >= Health::kUnknown,
-            "what could not be read is not good");
-    Require(judgement.status != Health::kOk || !record.error, "a read that failed is not good");
-}
 
 }  // namespace
 
@@ -326,9 +217,7 @@ void RunConversation(Input input)
         Require(selection.failure || transport.asked >= 2, "what was not asked is not selected");
     } else {
         const auto record = ReadOver(transport, clock, {sections, mode}, limits);
-        RequireAnswers(record, transport);
-        Render(record);
-        RequireHonestHealth(record);
+        RequireHonestRecord(record, transport.answers);
     }
     Require(!transport.IsOpen(), "the session is given back");
     Require(clock.Now() <= begin + kDeadline, "a read ends in time");

@@ -22,6 +22,11 @@ std::vector<Bytes> HttpsReplySeeds();
 void RunHttpsHeader(Input input);
 std::vector<Bytes> HttpsHeaderSeeds();
 
+/// All that an HTTPS server does in the course of a read or a selection, with connections, TLS and
+/// HTTP as much as with what it answers.
+void RunHttpsConversation(Input input);
+std::vector<Bytes> HttpsConversationSeeds();
+
 void RunConfigFile(Input input);
 std::vector<Bytes> ConfigFileSeeds();
 
