@@ -19,7 +19,8 @@ constexpr std::size_t kShown = 80;
 /// Why `word` is not one host; empty when it is.
 std::string NoHost(const std::string& word)
 {
-    const std::string quoted = "\"" + Text::PrintableAscii(word, kShown) + "\"";
+    const std::string quoted =
+        std::string("\"").append(Text::PrintableAscii(word, kShown)).append("\"");
     if (!SplitPort(word)) {
         return quoted + " is no host";
     }
