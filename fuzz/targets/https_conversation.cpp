@@ -51,6 +51,7 @@ constexpr std::string_view kOrigin = "https://192.0.2.7:443";
 constexpr const char* kUser = "monitor";
 constexpr const char* kPassword = "T0p-\"s3cret";
 constexpr unsigned kMostRequests = 1500;
+constexpr unsigned kMostAtOnce = 100;
 constexpr std::uint8_t kStopNow = 0x80;  // in front of any instruction
 constexpr std::uint8_t kSelection = 0x80;
 constexpr std::size_t kPiece = 100;
@@ -307,6 +308,8 @@ private:
     bool isAccepted_ = false;                      ///< Likewise.
     bool wasSelected_ = false;                     ///< Or may have been.
     unsigned connections_ = 0;
+    unsigned connectionsInARow_ = 0;  ///< Without any time between them.
+    Time connectedAt_{};
     unsigned requests_ = 0;
 
     // Of the present request.
@@ -346,6 +349,10 @@ PlayedConnection Service::Connect()
 {
     RequireTime();
     Require(++connections_ < kMostRequests, "connections are not opened again and again");
+    connectionsInARow_ =
+        connectedAt_ == std::chrono::steady_clock::now() ? connectionsInARow_ + 1 : 1;
+    connectedAt_ = std::chrono::steady_clock::now();
+    Require(connectionsInARow_ < kMostAtOnce, "connections are not opened in a circle");
     PlayedConnection connection;
     connection.takes = answerTime_;
     const std::uint8_t meeting = script_.Next() % kMeetings;
@@ -364,7 +371,7 @@ PlayedConnection Service::Connect()
     } else if (meeting == kIsMistaken) {
         connection.result = CURLE_PEER_FAILED_VERIFICATION;
         connection.verdict = script_.Next();
-        const std::size_t length = script_.Next() * 256U;
+        const std::size_t length = script_.Next() * std::size_t{256};
         const Bytes der = script_.Input().Some(length + script_.Next());
         const unsigned char* at = der.data();
         connection.certificate = {d2i_X509(nullptr, &at, static_cast<long>(der.size())), X509_free};
@@ -564,7 +571,7 @@ PlayedReply Service::AnyReply()
          line = script_.Line()) {
         fields.push_back(line);
     }
-    const Bytes body = script_.Input().Some(script_.Next() * 4U);
+    const Bytes body = script_.Input().Some(script_.Next() * std::size_t{4});
     return HttpReply(status, {reinterpret_cast<const char*>(body.data()), body.size()}, fields);
 }
 

@@ -293,6 +293,7 @@ std::optional<Failure> HttpsTransport::Persist(const Attempt& attempt, const Log
 {
     const std::uint64_t mostHandshakes =
         client_.Handshakes() + kMostNewConnections + (client_.ConnectionIsUsable() ? 0 : 1);
+    unsigned newConnections = 0;  // On some no handshake begins.
     for (;; ++cost_.copies) {
         auto failure = attempt(limit);
         if (!failure || pass.Refusal() || limit.Over()) {
@@ -303,7 +304,8 @@ std::optional<Failure> HttpsTransport::Persist(const Attempt& attempt, const Log
             if (!comesBack || !WaitAsTold(*failure, limit)) {
                 return failure;
             }
-        } else if (!MayBeSentAgain(*failure, resend) || client_.Handshakes() >= mostHandshakes) {
+        } else if (!MayBeSentAgain(*failure, resend) || client_.Handshakes() >= mostHandshakes ||
+                   newConnections++ == kMostNewConnections) {
             return failure;
         }
     }
