@@ -48,10 +48,11 @@ Simulator::IpmiSimOptions OptionsFor(const std::string& scenario)
     return options;
 }
 
-Test::Ran Show(std::uint16_t port)
+Test::Ran Show(std::uint16_t port, int seconds)
 {
     return Test::RunCommand({"-H", "127.0.0.1", "-p", std::to_string(port), "-U", kUser, "-P",
-                             kPassword, "--timeout", "10", "--format", "json", "show"});
+                             kPassword, "--timeout", std::to_string(seconds), "--format", "json",
+                             "show"});
 }
 
 std::size_t SessionsOn(const Simulator::IpmiSimServer& server)

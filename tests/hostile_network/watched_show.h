@@ -17,7 +17,8 @@ namespace Tulvo {
 /// For a module that plays a scenario that comes with the simulator.
 Simulator::IpmiSimOptions OptionsFor(const std::string& scenario);
 
-Test::Ran Show(std::uint16_t port);
+/// @param seconds that it may take.
+Test::Ran Show(std::uint16_t port, int seconds);
 
 /// How many sessions the module has beside the one that asks.
 std::size_t SessionsOn(const Simulator::IpmiSimServer& server);
