@@ -15,8 +15,6 @@
 namespace Tulvo::Exporter {
 namespace {
 
-constexpr int kWarning = 2;
-constexpr int kTrace = 4;
 constexpr std::size_t kMostKept = std::size_t{1} << 20U;
 
 /// What is in force without collectors.
@@ -41,7 +39,7 @@ std::string TimeText(std::chrono::system_clock::time_point time)
     return std::string(text.data(), length).append(fraction, 1).append("Z");
 }
 
-std::string Quoted(std::string_view text)
+std::string LogfmtValue(std::string_view text)
 {
     std::string quoted = "\"";
     for (const char character : text) {
@@ -99,9 +97,9 @@ std::string LineOf(const LogRecord& record, std::chrono::system_clock::time_poin
     line.append(" level=").append(known ? kLevels[static_cast<std::size_t>(record.level)]
                                         : "debug");
     if (!record.target.empty()) {
-        line.append(" target=").append(Quoted(record.target));
+        line.append(" target=").append(LogfmtValue(record.target));
     }
-    return line.append(" msg=").append(Quoted(record.text)).append("\n");
+    return line.append(" msg=").append(LogfmtValue(record.text)).append("\n");
 }
 
 void StartLogging(LogLevel level)

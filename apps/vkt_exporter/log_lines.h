@@ -13,6 +13,12 @@
 
 namespace Tulvo::Exporter {
 
+/// The levels of records.
+inline constexpr int kError = 1;
+inline constexpr int kWarning = 2;
+inline constexpr int kNotice = 3;
+inline constexpr int kTrace = 4;
+
 /// `time=2026-11-21T19:07:03.250Z level=warn target=enc017 msg="..."`, with a line feed.
 std::string LineOf(const LogRecord& record, std::chrono::system_clock::time_point time);
 

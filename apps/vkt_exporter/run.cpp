@@ -27,10 +27,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr int kError = 1;
-constexpr int kWarning = 2;
-constexpr int kNotice = 3;
-
 /// A log-out takes a second at most.
 constexpr std::chrono::seconds kLogOutLimit = 5s;
 

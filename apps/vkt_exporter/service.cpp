@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "apps/vkt_exporter/front_page.h"
+#include "apps/vkt_exporter/log_lines.h"
 #include "apps/vkt_exporter/metrics/enclosure_metrics.h"
 #include "common/log/log.h"
 #include "common/text/printable.h"
@@ -17,10 +18,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kError = 1;
-constexpr int kWarning = 2;
-constexpr int kNotice = 3;
-constexpr std::size_t kShown = 80;
 constexpr const char* kPlainText = "text/plain; charset=utf-8";
 
 /// @param text a line of printable text, without its end.
@@ -128,9 +125,10 @@ void Service::Handle(const HttpRequest& request, const Respond& respond)
         std::find_if(std::begin(kRoutes), std::end(kRoutes),
                      [&request](const Route& known) { return known.path == request.path; });
     if (route == std::end(kRoutes)) {
-        return respond(Plain(
-            404, std::string("there is no ").append(Text::PrintableAscii(request.path, kShown)) +
-                     " here; / lists what there is"));
+        return respond(
+            Plain(404, std::string("there is no ")
+                               .append(Text::PrintableAscii(request.path, Text::kMostShown)) +
+                           " here; / lists what there is"));
     }
     if (route->methods.find(request.method) == std::string_view::npos) {
         HttpResponse response = Plain(
@@ -157,10 +155,9 @@ void Service::Probe(const HttpRequest& request, const Respond& respond)
     const auto& probe = std::get<ProbeRequest>(parsed);
     SharedConfiguration configuration = Current();
     if (!configuration->fleet.Find(probe.target)) {
-        return respond(
-            Plain(400, std::string("\"").append(Text::PrintableAscii(probe.target, kShown)) +
-                           "\" is no host of the fleet file; /sd lists them, to be named "
-                           "just so"));
+        return respond(Plain(400, Text::Quoted(probe.target) +
+                                      " is no host of the fleet file; /sd lists them, to be named "
+                                      "just so"));
     }
     reads_.Ask({.target = probe.target,
                 .configuration = std::move(configuration),

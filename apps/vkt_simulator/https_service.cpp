@@ -48,10 +48,10 @@ HttpsReply FaultyReply(const HttpsFault& fault)
 
 bool IsJson(const std::string& contentType)
 {
-    constexpr std::string_view kJson = "application/json";
-    return StartsWithIgnoringCase(contentType, kJson) &&
-           (contentType.size() == kJson.size() ||
-            std::string_view("; ").find(contentType[kJson.size()]) != std::string_view::npos);
+    constexpr std::string_view kType = "application/json";
+    return StartsWithIgnoringCase(contentType, kType) &&
+           (contentType.size() == kType.size() ||
+            std::string_view("; ").find(contentType[kType.size()]) != std::string_view::npos);
 }
 
 nlohmann::json ParseBody(const HttpsRequest& request)
@@ -114,7 +114,7 @@ HttpsReply RawAnswer(const RawRequest& request, const Delivery& delivery)
 
 std::string LocationOf(const RedfishSession& session)
 {
-    return std::string(kSessionsPath) + '/' + session.id;
+    return std::string(kSessionsPath).append("/").append(session.id);
 }
 
 std::string SessionResource(const RedfishSession& session, const std::string& user)

@@ -13,8 +13,6 @@
 namespace Tulvo::Fleet {
 namespace {
 
-constexpr std::size_t kShown = 80;
-
 std::string HostOf(std::string_view name)
 {
     const std::optional<HostPort> divided = SplitPort(name);
@@ -39,11 +37,6 @@ bool HasAll(const Labels& labels, const std::vector<std::pair<std::string, std::
         const auto found = labels.find(label.first);
         return found != labels.end() && found->second == label.second;
     });
-}
-
-std::string Quoted(std::string_view text)
-{
-    return std::string("\"").append(Text::PrintableAscii(text, kShown)).append("\"");
 }
 
 std::string Variable(const char* name)
@@ -159,7 +152,7 @@ std::variant<Hosts, Mistakes> FleetFile::Select(const Selection& selection) cons
         const auto group = std::find_if(groups_.begin(), groups_.end(),
                                         [&name](const Part& part) { return part.name == name; });
         if (group == groups_.end()) {
-            mistakes.push_back({path_ + " has no group " + Quoted(name)});
+            mistakes.push_back({path_ + " has no group " + Text::Quoted(name)});
         }
         groups.insert(static_cast<std::size_t>(group - groups_.begin()));
     }
@@ -177,7 +170,7 @@ std::variant<Hosts, Mistakes> FleetFile::Select(const Selection& selection) cons
     if (mistakes.empty() && hosts.empty() && !selection.labels.empty()) {
         const auto& [name, value] = selection.labels.front();
         mistakes.push_back(
-            {path_ + " has no such host with the label " + Quoted(name + "=" + value)});
+            {path_ + " has no such host with the label " + Text::Quoted(name + "=" + value)});
     }
     return mistakes.empty() ? std::variant<Hosts, Mistakes>(std::move(hosts)) : mistakes;
 }

@@ -19,17 +19,12 @@
 namespace Tulvo::Fleet {
 namespace {
 
-constexpr std::size_t kLargestFile = 10U << 20U;
+constexpr std::size_t kLargestFleetFile = 10U << 20U;
 constexpr std::size_t kMostTold = 100;
-constexpr std::size_t kShown = 80;
 constexpr std::int64_t kLongestTimeout = 86400;
 
 using Text::PrintableAscii;
-
-std::string Quoted(std::string_view text)
-{
-    return "\"" + PrintableAscii(text, kShown) + "\"";
-}
+using Text::Quoted;
 
 bool IsOneLine(std::string_view text)
 {
@@ -168,7 +163,7 @@ public:
 
     std::variant<FleetFile, Mistakes> Read()
     {
-        const auto file = ReadFile(fleet_.path_, kLargestFile);
+        const auto file = ReadFile(fleet_.path_, kLargestFleetFile);
         if (const auto* const reason = std::get_if<std::string>(&file)) {
             return Mistakes{{fleet_.path_ + ": cannot be read: " + *reason}};
         }
@@ -247,7 +242,7 @@ private:
         ForEachTable(root, "host", [this](const toml::table& table) { ReadHost(table); });
         for (const auto& [key, node] : root) {
             if (key.str() != "defaults" && key.str() != "group" && key.str() != "host") {
-                Tell(key.source().begin.line, PrintableAscii(key.str(), kShown),
+                Tell(key.source().begin.line, PrintableAscii(key.str(), Text::kMostShown),
                      "is none of [defaults], [[group]] and [[host]]");
             }
         }
@@ -285,7 +280,7 @@ private:
             }
             const Key* const known = FindKey(name);
             if (known == nullptr) {
-                Tell(line, PrintableAscii(name, kShown), "is no key that can stand here");
+                Tell(line, PrintableAscii(name, Text::kMostShown), "is no key that can stand here");
                 continue;
             }
             where_ = fleet_.path_ + ":" + std::to_string(line) + ": " + std::string(name);
@@ -394,7 +389,7 @@ private:
         }
         for (const auto& [other, hosts] : elsewhere) {
             Tell(line, "hosts",
-                 PrintableAscii(FoldHosts(hosts), kShown) + " stands in the group " +
+                 PrintableAscii(FoldHosts(hosts), Text::kMostShown) + " stands in the group " +
                      Quoted(fleet_.groups_[other].name) + ", too; a host is in one group");
         }
         if (fleet_.names_.size() > kMostHosts) {
@@ -623,7 +618,7 @@ private:
         for (const auto& [key, value] : *labels) {
             const std::string name(key.str());
             const auto text = value.value_exact<std::string>();
-            const std::string shown = PrintableAscii(name, kShown);
+            const std::string shown = PrintableAscii(name, Text::kMostShown);
             if (!IsLabelName(name)) {
                 return shown + " is no name for a label: letters, digits and _ make one";
             }
@@ -682,7 +677,7 @@ private:
         }
         for (const auto& [where, hosts] : without) {
             mistakes_.emplace_back(
-                0, where + ": no line for " + PrintableAscii(FoldHosts(hosts), kShown));
+                0, where + ": no line for " + PrintableAscii(FoldHosts(hosts), Text::kMostShown));
         }
     }
 

@@ -20,17 +20,10 @@ namespace {
 constexpr std::size_t kLongestName = 300;  // a domain name, a zone, brackets and port
 /// Hosts may be named twice, but not without end.
 constexpr std::size_t kMostNamings = 10 * kMostHosts;
-constexpr std::size_t kLargestFile = 10U << 20U;
-constexpr std::size_t kShown = 80;
+constexpr std::size_t kLargestHostFile = 10U << 20U;
 
 using Text::PrintableAscii;
-
-std::string Quoted(std::string_view text)
-{
-    std::string quoted = "\"";
-    quoted += PrintableAscii(text, kShown);
-    return quoted += '"';
-}
+using Text::Quoted;
 
 /// Thrown and caught within this file.
 struct Wrong
@@ -508,9 +501,10 @@ std::string_view Trimmed(std::string_view line)
 void AddFile(Collection& hosts, const std::string& file)
 {
     const bool standardInput = file == "-";
-    const std::string name = standardInput ? "standard input" : PrintableAscii(file, kShown);
+    const std::string name =
+        standardInput ? "standard input" : PrintableAscii(file, Text::kMostShown);
     const auto read =
-        standardInput ? ReadStandardInput(kLargestFile) : ReadFile(file, kLargestFile);
+        standardInput ? ReadStandardInput(kLargestHostFile) : ReadFile(file, kLargestHostFile);
     if (const auto* const reason = std::get_if<std::string>(&read)) {
         throw Wrong{"the patterns of " + name + " cannot be read: " + *reason};
     }

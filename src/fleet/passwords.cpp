@@ -12,7 +12,7 @@
 namespace Tulvo::Fleet {
 namespace {
 
-constexpr std::size_t kLargestFile = 65536;
+constexpr std::size_t kLargestPasswordFile = 65536;
 
 struct Mark
 {
@@ -44,7 +44,7 @@ std::variant<ReadLine, Mistake> FirstLineOf(const PasswordFile& file)
 {
     const std::string name =
         (file.where.empty() ? "" : file.where + ": ") + "the password file " + file.path + " ";
-    auto read = ReadFile(file.path, kLargestFile);
+    auto read = ReadFile(file.path, kLargestPasswordFile);
     if (const auto* const reason = std::get_if<std::string>(&read)) {
         return Mistake{name + "cannot be read: " + *reason};
     }

@@ -13,14 +13,12 @@
 namespace Tulvo::Fleet {
 namespace {
 
-constexpr std::size_t kLargestFile = 32U << 20U;
-constexpr std::size_t kShown = 80;
+constexpr std::size_t kLargestPinsFile = 32U << 20U;
 
 /// Why `word` is not one host; empty when it is.
 std::string NoHost(const std::string& word)
 {
-    const std::string quoted =
-        std::string("\"").append(Text::PrintableAscii(word, kShown)).append("\"");
+    const std::string quoted = Text::Quoted(word);
     if (!SplitPort(word)) {
         return quoted + " is no host";
     }
@@ -56,7 +54,7 @@ std::string Take(const std::string& line, Pins& pins)
 
 Pins ReadPins(const std::string& path, std::vector<std::string>& mistakes)
 {
-    const auto read = ReadFile(path, kLargestFile);
+    const auto read = ReadFile(path, kLargestPinsFile);
     if (const auto* const reason = std::get_if<std::string>(&read)) {
         mistakes.push_back("cannot be read: " + *reason);
         return {};

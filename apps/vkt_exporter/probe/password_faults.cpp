@@ -3,15 +3,10 @@
 
 #include <variant>
 
+#include "apps/vkt_exporter/log_lines.h"
 #include "common/log/log.h"
 
 namespace Tulvo::Exporter {
-namespace {
-
-constexpr int kWarning = 2;
-constexpr int kNotice = 3;
-
-}  // namespace
 
 /// All other passwords were had when the fleet file was read, and do not go.
 void PasswordFaults::Note(const Fleet::PasswordSource& source, const Fleet::Mistake* fault)

@@ -16,7 +16,6 @@ namespace {
 constexpr std::string_view kTimeoutHeader = "X-Prometheus-Scrape-Timeout-Seconds";
 constexpr std::string_view kUsualTimeout = "10";
 constexpr double kLongestTimeout = 86400;
-constexpr std::size_t kShown = 80;
 
 struct Section
 {
@@ -30,11 +29,6 @@ constexpr Section kSections[] = {
     {"psu", Enclosures::kSupplies},      {"nodes", Enclosures::kNodes},
     {"health", Enclosures::kHealth},     {"status", Enclosures::kModuleOnly},
 };
-
-std::string Quoted(std::string_view text)
-{
-    return std::string("\"").append(Text::PrintableAscii(text, kShown)).append("\"");
-}
 
 std::vector<std::string> ValuesOf(const HttpRequest& request, std::string_view name)
 {
@@ -95,8 +89,8 @@ std::variant<ProbeRequest, BadRequest> ParseProbe(const HttpRequest& request,
             std::find_if(std::begin(kSections), std::end(kSections),
                          [&word](const Section& section) { return section.word == word; });
         if (known == std::end(kSections)) {
-            return BadRequest{"collect[]: there is no section " + Quoted(word) + "; there are " +
-                              SectionWords()};
+            return BadRequest{"collect[]: there is no section " + Text::Quoted(word) +
+                              "; there are " + SectionWords()};
         }
         probe.sections |= known->sections;
     }
@@ -105,7 +99,7 @@ std::variant<ProbeRequest, BadRequest> ParseProbe(const HttpRequest& request,
     const std::string_view timeout = TimeoutIn(request);
     const std::optional<double> seconds = SecondsIn(timeout);
     if (!seconds) {
-        return BadRequest{std::string(kTimeoutHeader) + ": " + Quoted(timeout) +
+        return BadRequest{std::string(kTimeoutHeader) + ": " + Text::Quoted(timeout) +
                           " is no number of seconds above 0"};
     }
     const auto all = std::chrono::milliseconds(

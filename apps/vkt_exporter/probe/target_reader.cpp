@@ -15,8 +15,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr int kWarning = 2;
-constexpr int kTrace = 4;
 constexpr std::chrono::seconds kUsualConnectTimeout = 5s;
 
 Enclosures::Enclosure NotAsked(const Fleet::Mistake& mistake)

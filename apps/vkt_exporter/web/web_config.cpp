@@ -94,11 +94,6 @@ std::string Names(const Range& range, const Name& nameOf)
     return names;
 }
 
-std::string Quoted(std::string_view text)
-{
-    return '"' + Text::PrintableAscii(text, 60) + '"';
-}
-
 /// "$2y$10$" and 53 digits; what crypt(3) is given.
 bool IsBcryptHash(std::string_view hash)
 {
@@ -183,7 +178,7 @@ void Parser::ForEach(
         }
         const std::string& name = member.first.Scalar();
         if (std::find(seen.begin(), seen.end(), name) != seen.end()) {
-            Fail(member.first.Mark(), Quoted(name) + " is there twice");
+            Fail(member.first.Mark(), Text::Quoted(name) + " is there twice");
         }
         seen.push_back(name);
         take(name, member.first, member.second);
@@ -196,7 +191,7 @@ void Parser::TakeKeys(const YAML::Node& map, const std::string& what, std::span<
         const auto key = std::find_if(keys.begin(), keys.end(),
                                       [&name](const Key& each) { return each.name == name; });
         if (key == keys.end()) {
-            Fail(at.Mark(), "unknown key " + Quoted(name) + " in " + what);
+            Fail(at.Mark(), "unknown key " + Text::Quoted(name) + " in " + what);
         }
         if (key->take == nullptr) {
             Fail(at.Mark(), name + " is not offered by this exporter; remove it");
@@ -263,7 +258,7 @@ void Parser::TakeClientAuthType(const YAML::Node& value)
                      [&name](const ClientAuthTypeName& each) { return each.name == name; });
     if (found == std::end(kClientAuthTypes)) {
         Fail(value.Mark(),
-             "unknown client_auth_type " + Quoted(name) + "; there are " +
+             "unknown client_auth_type " + Text::Quoted(name) + "; there are " +
                  Names(kClientAuthTypes, [](const ClientAuthTypeName& each) { return each.name; }));
     }
     Tls().clientAuthType = found->type;
@@ -276,7 +271,8 @@ void Parser::TakeMinVersion(const YAML::Node& value)
         Fail(value.Mark(), name + " is broken and not offered; min_version is TLS12 or TLS13");
     }
     if (name != "TLS12" && name != "TLS13") {
-        Fail(value.Mark(), "unknown min_version " + Quoted(name) + "; there are TLS12 and TLS13");
+        Fail(value.Mark(),
+             "unknown min_version " + Text::Quoted(name) + "; there are TLS12 and TLS13");
     }
     Tls().onlyVersion13 = name == "TLS13";
 }
@@ -305,7 +301,7 @@ void Parser::TakeHeaders(const YAML::Node& map)
         map, "headers",
         [this](const std::string& name, const YAML::Node& at, const YAML::Node& value) {
             if (std::find(std::begin(kHeaders), std::end(kHeaders), name) == std::end(kHeaders)) {
-                Fail(at.Mark(), "unknown header " + Quoted(name) + "; there are " +
+                Fail(at.Mark(), "unknown header " + Text::Quoted(name) + "; there are " +
                                     Names(kHeaders, [](std::string_view each) { return each; }));
             }
             const std::string text = value.IsNull() ? "" : TextOf(value, name);
@@ -333,13 +329,13 @@ void Parser::TakeUser(const std::string& user, const YAML::Node& at, const YAML:
                      [](char letter) { return letter < 0 || Text::IsPrintableAscii(letter); })) {
         Fail(at.Mark(), "a user's name cannot be empty or hold colons or control characters");
     }
-    const std::string hash = TextOf(value, "the hash of " + Quoted(user));
+    const std::string hash = TextOf(value, "the hash of " + Text::Quoted(user));
     if (!IsBcryptHash(hash)) {
-        Fail(value.Mark(), "what " + Quoted(user) +
+        Fail(value.Mark(), "what " + Text::Quoted(user) +
                                " has is no bcrypt hash; make one with htpasswd -nBC 10 NAME");
     }
     if (CostOf(hash) < kLowestCost || CostOf(hash) > kHighestCost) {
-        Fail(value.Mark(), "the hash of " + Quoted(user) + " has cost " +
+        Fail(value.Mark(), "the hash of " + Text::Quoted(user) + " has cost " +
                                std::to_string(CostOf(hash)) + "; the cost has to be " +
                                std::to_string(kLowestCost) + " to " + std::to_string(kHighestCost));
     }

@@ -46,6 +46,15 @@ inline std::string PrintableAscii(std::string_view text, std::size_t most = std:
     return text.size() > most ? printable + "..." : printable;
 }
 
+/// How much of a name, a value or another word a message shows.
+inline constexpr std::size_t kMostShown = 80;
+
+/// As much of `text` as a message shows, in double quotes.
+inline std::string Quoted(std::string_view text)
+{
+    return std::string("\"").append(PrintableAscii(text, kMostShown)).append("\"");
+}
+
 namespace Utf8 {
 
 struct Range
