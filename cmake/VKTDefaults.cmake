@@ -50,7 +50,9 @@ endblock()
 
 function(vkt_target_defaults target)
   target_compile_features(${target} PRIVATE cxx_std_20)
-  target_compile_options(${target} PRIVATE ${VKT_COMPILE_OPTIONS})
+  target_compile_options(${target} PRIVATE ${VKT_COMPILE_OPTIONS}
+    # A source that another one includes is no header, whose classes others would see.
+    "$<$<AND:$<CXX_COMPILER_ID:GNU>,$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wno-subobject-linkage>")
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
     CXX_VISIBILITY_PRESET hidden
@@ -108,6 +110,9 @@ function(vkt_add_library target)
   endif()
   add_library(${target}_objects OBJECT ${arg_SOURCES})
   vkt_target_defaults(${target}_objects)
+  # An object for each source, also where a host compiles several as one: others take some in by name,
+  # a program takes out of an archive those that it calls, and abidw describes every enumeration whole.
+  set_target_properties(${target}_objects PROPERTIES UNITY_BUILD OFF)
   add_library(${target} SHARED $<TARGET_OBJECTS:${target}_objects>)
   add_library(VKTInventory::${target} ALIAS ${target})
   vkt_target_defaults(${target})
