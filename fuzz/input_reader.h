@@ -5,6 +5,7 @@
 #define FUZZ_INPUT_READER_H
 
 #include <algorithm>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
@@ -68,6 +69,20 @@ private:
 
     Input rest_;
 };
+
+/// Stands in front of any instruction of a conversation.
+inline constexpr std::uint8_t kStopNow = 0x80;
+
+/// The next byte of a conversation; a stop in front of it is requested.
+inline std::uint8_t NextInstruction(InputReader& reader, std::stop_source& stop)
+{
+    const std::uint8_t byte = reader.Byte();
+    if (byte != kStopNow) {
+        return byte;
+    }
+    stop.request_stop();
+    return reader.Byte();
+}
 
 /// A text in a buffer of exactly its size, which a std::string is not.
 class ExactText

@@ -19,7 +19,6 @@ namespace {
 using namespace std::chrono_literals;
 using End = IpmiExchange::End;
 
-constexpr std::uint8_t kStop = 0x80;  // in front of any instruction
 constexpr std::uint8_t kSelects = 0x80;
 
 enum AskedFor : std::uint8_t
@@ -137,15 +136,7 @@ public:
     unsigned opened = 0;
 
 private:
-    std::uint8_t Instruction()
-    {
-        std::uint8_t instruction = reader_.Byte();
-        if (instruction == kStop) {
-            stop_.request_stop();
-            instruction = reader_.Byte();
-        }
-        return instruction;
-    }
+    std::uint8_t Instruction() { return NextInstruction(reader_, stop_); }
 
     Cause SomeCause() { return static_cast<Cause>(reader_.Byte() % 10); }
 
@@ -242,7 +233,7 @@ std::vector<Bytes> ConversationSeeds()
     for (const std::uint8_t code : Bytes{0x81, 0xC0, 0xC1, 0xC3, 0xCB, 0xD1, 0xD4}) {
         seeds.push_back({0, 0, 0xFF, 1, 0, kRefusal, code, 0, kRefusal, code, kSilence, kSilence});
     }
-    seeds.push_back({0, 0, 0xFF, 1, 1, 1, 1, 0, 0, kLostSession, 1, 2, 0, 2, 0, 0, kStop, 0});
+    seeds.push_back({0, 0, 0xFF, 1, 1, 1, 1, 0, 0, kLostSession, 1, 2, 0, 2, 0, 0, kStopNow, 0});
     return seeds;
 }
 

@@ -52,7 +52,6 @@ constexpr const char* kUser = "monitor";
 constexpr const char* kPassword = "T0p-\"s3cret";
 constexpr unsigned kMostRequests = 1500;
 constexpr unsigned kMostAtOnce = 100;
-constexpr std::uint8_t kStopNow = 0x80;  // in front of any instruction
 constexpr std::uint8_t kSelection = 0x80;
 constexpr std::size_t kPiece = 100;
 
@@ -123,15 +122,7 @@ class Script
 public:
     explicit Script(InputReader& reader) : reader_(reader) {}
 
-    std::uint8_t Next()
-    {
-        std::uint8_t byte = reader_.Byte();
-        if (byte == kStopNow) {
-            stop_.request_stop();
-            byte = reader_.Byte();
-        }
-        return byte;
-    }
+    std::uint8_t Next() { return NextInstruction(reader_, stop_); }
 
     std::string Line()
     {

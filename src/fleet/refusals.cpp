@@ -65,8 +65,7 @@ Failure LeftAlone(std::string what)
 {
     return {Cause::kRefused,
             std::move(what),
-            "check user and password; once changed, they are used "
-            "at once",
+            "check user and password; what changes in a password file is used at once",
             {}};
 }
 

@@ -135,7 +135,7 @@ protected:
         return known ? GoodReply() : Reply("401 Unauthorized", "{}");
     }
 
-    HttpsSettings Settings() const
+    HttpsSettings Settings(bool basic = false) const
     {
         HttpsSettings settings;
         settings.host = "127.0.0.1";
@@ -144,6 +144,7 @@ protected:
         settings.password = kPassword;
         settings.trust = HttpsTrust::kPinnedKey;
         settings.trusted = Module().Pin();
+        settings.basicAuthentication = basic;
         return settings;
     }
 
@@ -242,9 +243,7 @@ TEST_F(HttpsTransportTest, AsksAllInOneSessionOverOneConnection)
 
 TEST_F(HttpsTransportTest, SendsThePasswordWithEveryRequestOverBasic)
 {
-    auto settings = Settings();
-    settings.basicAuthentication = true;
-    Make(settings);
+    Make(Settings(true));
     Open();
     ExpectAnswered(Ask());
     ExpectAnswered(Ask());
@@ -398,9 +397,8 @@ TEST_F(HttpsTransportTest, KeepsThePinsOfTwoModulesApart)
 TEST_F(HttpsTransportTest, SendsARefusedPasswordOnce)
 {
     for (const bool basic : {false, true}) {
-        auto settings = Settings();
+        auto settings = Settings(basic);
         settings.password = "wr0ng";
-        settings.basicAuthentication = basic;
         Make(settings);
         requests[requested + 1] =
             Send(Reply("401 Unauthorized", R"({"error": {"message": "not wr0ng"}})"));
@@ -584,9 +582,7 @@ TEST_F(HttpsTransportTest, LosesNoSessionToConnectionsThatCloseBeforeTheHandshak
 {
     for (const bool basic : {false, true}) {
         SCOPED_TRACE(basic);
-        auto settings = Settings();
-        settings.basicAuthentication = basic;
-        Make(settings);
+        Make(Settings(basic));
         Open();
         ExpectAnswered(Ask());
         requests[requested + 1] = CloseConnection;
@@ -602,16 +598,15 @@ TEST_F(HttpsTransportTest, FindsAModuleAgainThatStartsAnew)
 {
     for (const bool basic : {false, true}) {
         SCOPED_TRACE(basic);
-        auto settings = Settings();
-        settings.basicAuthentication = basic;
-        Make(settings);
+        Make(Settings(basic));
         Open();
         ExpectAnswered(Ask());
+        const std::uint16_t port = server->Port();
         server.reset();
         ExpectEnded(Ask(), End::kLost, Cause::kUnreachable, "nothing listens");
         const IpmiOpening opening = transport->Open(Within(kAmple));
         ExpectTold(opening.failure, Cause::kUnreachable, "nothing listens");
-        ServeAs(Module(), settings.port);
+        ServeAs(Module(), port);
         Open();
         ExpectAnswered(Ask());
     }
@@ -814,9 +809,7 @@ TEST_F(HttpsTransportTest, WantsTheFirstAnswerInItsTime)
                                 Case{"never", kShort, kEndless, false, Cause::kUnreachable},
                                 Case{"never, and any time", {}, kShort, false, Cause::kTimedOut}}) {
             SCOPED_TRACE(std::string(one.name) + (basic ? " over Basic" : ""));
-            auto settings = Settings();
-            settings.basicAuthentication = basic;
-            Make(settings);
+            Make(Settings(basic));
             if (!one.handshakes) {
                 connections[connected + 1] = waitForClient;
             }
@@ -850,9 +843,7 @@ TEST_F(HttpsTransportTest, AsksTheGateBeforeUserAndPasswordLeave)
               Case{"silent", SayNothing, {GateEnd::kUnknown}}}) {
             SCOPED_TRACE(std::string(one.name) + (basic ? " over Basic" : ""));
             RecordingGate gate;
-            auto settings = Settings();
-            settings.basicAuthentication = basic;
-            Make(settings);
+            Make(Settings(basic));
             if (one.reply) {
                 requests[requested + 1] = one.reply;
             }
@@ -878,9 +869,7 @@ TEST_F(HttpsTransportTest, SendsNothingWhereTheGateGivesNoLeave)
     for (const bool basic : {false, true}) {
         RecordingGate gate;
         gate.refusal = Failure{Cause::kRefused, "not asked", "check the password", {}};
-        auto settings = Settings();
-        settings.basicAuthentication = basic;
-        Make(settings);
+        Make(Settings(basic));
         CallLimit limit = Within(kAmple);
         limit.gate = &gate;
         auto failure = transport->Open(limit).failure;
