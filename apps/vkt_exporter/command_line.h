@@ -34,7 +34,7 @@ struct ExitCodeMeaning
 inline constexpr ExitCodeMeaning kExitCodes[] = {
     {ExitCode::kEndedOnRequest, "ended on request; with --config.check: no mistake"},
     {ExitCode::kCannotRun,
-     "could not start for now: a port in use, a password command that failed"},
+     "cannot start for now: port in use, failed password command, unmatched key"},
     {ExitCode::kWrongUsage, "wrong usage, or a mistake in a file"},
 };
 

@@ -293,6 +293,32 @@ class Start(Fleet):
                 self.assertEqual(self.run_exporter(*words)[0], code, words)
                 self.assertIn(said, self.run_exporter(*words)[1])
 
+    def test_a_certificate_that_is_being_renewed_keeps_it_from_starting_for_now(self):
+        """Its key is still the old one."""
+        good = str(self.write_fleet())
+        bad = str(self.write("bad.toml", "[[group]\n"))
+        web = ("--web.config.file", str(self.write(
+            "web.yml", "tls_server_config:\n  cert_file: new.crt\n  key_file: web.key\n")))
+        for name in ("old", "new"):
+            subprocess.run(
+                ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-subj",
+                 "/CN=exporter", "-keyout", f"{self.folder.name}/{name}.key", "-out", f"{self.folder.name}/{name}.crt"],
+                check=True, capture_output=True)
+        self.write("web.key", pathlib.Path(self.folder.name, "old.key").read_text())
+        unmatched = r"certificate \S+/new\.crt with key \S+/web\.key: the key is another's"
+        code, said = self.run_exporter("--fleet", good, *web)
+        self.assertEqual(code, CANNOT_RUN, said)
+        self.assertRegex(said, unmatched)
+        code, said = self.run_exporter("--fleet", good, *web, "--config.check")
+        self.assertEqual(code, WRONG_USAGE, said)
+        self.assertRegex(said, unmatched)
+        self.assertEqual(self.run_exporter("--fleet", bad, *web)[0], WRONG_USAGE)
+        self.write("web.key", pathlib.Path(self.folder.name, "new.key").read_text())
+        with Exporter(good, *web) as exporter:
+            self.assertIn("listening on https://", exporter.log)
+            self.write("web.key", pathlib.Path(self.folder.name, "old.key").read_text())
+            self.assertRegex(exporter.reload(), unmatched + r".*the old files stay in use")
+
     def test_flags_and_files_can_be_checked_alone(self):
         good = str(self.write_fleet())
         web = str(self.write("web.yml", "http_server_config:\n  headers:\n    X-Frame-Options: deny\n"))

@@ -238,8 +238,9 @@ TEST_F(WebSecurity, ServesARenewedCertificateToNewConnections)
     folder_.Write("server.crt", renewed.Pem());
     EXPECT_EQ(Curl("--cacert old.crt"), kGood);
     ASSERT_THAT(said_.Texts(),
-                ElementsAre(AllOf(HasSubstr("server.crt with key"),
+                ElementsAre(AllOf(HasSubstr("server.crt with key"), HasSubstr("is another's"),
                                   HasSubstr("; what was read before stays in force"))));
+    EXPECT_TRUE(server_->SpeaksTls());
     folder_.Write("server.key", KeyPem(renewed));
     EXPECT_EQ(Curl("--cacert server.crt"), kGood);
     EXPECT_THAT(Curl("--cacert old.crt"), HasSubstr("exit 60"));

@@ -327,6 +327,7 @@ public:
     ~Thread() { Stop(); }
 
     const std::string& Address() const { return listening_.address; }
+    bool SpeaksTls() const { return tls_; }
 
     void Stop()
     {
@@ -371,6 +372,7 @@ private:
     WebFiles webFiles_;
     BasicAuth basicAuth_;
     std::shared_ptr<const WebSettings> settings_ = webFiles_.Current();
+    const bool tls_ = settings_->tls != nullptr;
     ConnectionTable connections_;
     ListeningSocket listening_;
     std::unordered_map<std::uint64_t, Exchange> exchanges_;
@@ -409,7 +411,7 @@ HttpServer::Thread::Daemon HttpServer::Thread::StartDaemon()
     };
     // The library's own bound is never reached.
     const auto most = static_cast<unsigned>(2 * options_.maxConnections + kAcceptedAtOnce);
-    const unsigned tls = webFiles_.Current()->tls == nullptr ? 0U : unsigned{MHD_USE_TLS};
+    const unsigned tls = tls_ ? unsigned{MHD_USE_TLS} : 0U;
     const MHD_OptionItem tlsOptions[] = {
         {MHD_OPTION_HTTPS_CERT_CALLBACK, 0, reinterpret_cast<void*>(NoCertificate)},
         {MHD_OPTION_END, 0, nullptr},
@@ -728,6 +730,11 @@ HttpServer::~HttpServer() = default;
 const std::string& HttpServer::Address() const
 {
     return thread_->Address();
+}
+
+bool HttpServer::SpeaksTls() const
+{
+    return thread_->SpeaksTls();
 }
 
 void HttpServer::Stop()

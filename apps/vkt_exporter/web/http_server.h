@@ -94,6 +94,8 @@ public:
 
     /// Where it listens, with the port that was chosen: "127.0.0.1:9842".
     const std::string& Address() const;
+    /// Which does not change as long as it runs.
+    bool SpeaksTls() const;
     /// Answers what is outstanding with 503, closes all connections and returns when its own thread
     /// has ended. Handlers are not called any more then. For any thread but the server's.
     void Stop();

@@ -89,10 +89,14 @@ void LoadIdentity(gnutls_certificate_credentials_t credentials, const TlsConfig&
     KeyText key(tls.keyFile);
     const gnutls_datum_t certificateDatum = Datum(certificate);
     const gnutls_datum_t keyDatum = key.Get();
-    Check(gnutls_certificate_set_x509_key_mem(credentials, &certificateDatum, &keyDatum,
-                                              GNUTLS_X509_FMT_PEM),
-          "certificate " + Text::PrintableAscii(tls.certFile) + " with key " +
-              Text::PrintableAscii(tls.keyFile));
+    const std::string what = "certificate " + Text::PrintableAscii(tls.certFile) + " with key " +
+                             Text::PrintableAscii(tls.keyFile);
+    const int result = gnutls_certificate_set_x509_key_mem(credentials, &certificateDatum,
+                                                           &keyDatum, GNUTLS_X509_FMT_PEM);
+    if (result == GNUTLS_E_CERTIFICATE_KEY_MISMATCH) {
+        throw UnmatchedKey(what + ": the key is another's; they have to be replaced together");
+    }
+    Check(result, what);
 }
 
 void LoadAuthorities(gnutls_certificate_credentials_t credentials, const std::string& path)

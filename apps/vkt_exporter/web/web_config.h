@@ -48,6 +48,13 @@ class BadWebConfig : public std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
+/// A certificate with the key of another one: a mistake, or the middle of a renewal, which replaces
+/// one file after the other.
+class UnmatchedKey : public BadWebConfig
+{
+    using BadWebConfig::BadWebConfig;
+};
+
 /// @param path of the file with this text: for messages, and for the paths in it, which are
 /// relative to its folder.
 /// @throws BadWebConfig
