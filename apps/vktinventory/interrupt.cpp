@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstddef>
+#include <ctime>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -29,8 +30,16 @@ constexpr int kBackgroundSignals[] = {SIGTTIN, SIGTTOU};
 /// What a shell reports for a program that a signal ended: this and the signal's number.
 constexpr int kSignalBase = 128;
 
-/// How long a log-out may take; a module that does not answer keeps nobody waiting for longer.
-constexpr std::chrono::seconds kLogOutLimit{3};
+/// Every conversation bounds its own log-out by far less: this ends what a busy computer, or a
+/// print that nobody reads, keeps from ending.
+constexpr std::chrono::seconds kLogOutLimit{10};
+
+/// Signals that follow within this time are the same request to end: timeout(1), and a shell whose
+/// terminal is closed, send theirs twice.
+constexpr std::chrono::seconds kSameRequest{1};
+
+/// So often it is looked for another signal.
+constexpr std::chrono::milliseconds kSlice{100};
 
 struct Conversations
 {
@@ -94,6 +103,33 @@ void Stop()
     HideTypingAgain();
 }
 
+bool AllHaveEnded(std::chrono::milliseconds within)
+{
+    Conversations& all = All();
+    std::unique_lock lock(all.mutex);
+    return all.ended.wait_for(lock, within, [&all] { return all.count == 0; });
+}
+
+/// Waits for the conversations' ends, unless the process is asked to end again.
+/// @return the signal that asked last.
+int WaitForLogOuts(int signal)
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    AddTo(signals, kEndingSignals);
+    constexpr timespec kNow{};
+    for (std::chrono::milliseconds waited{0}; waited < kLogOutLimit; waited += kSlice) {
+        if (AllHaveEnded(kSlice)) {
+            break;
+        }
+        const int again = sigtimedwait(&signals, nullptr, &kNow);
+        if (again > 0 && waited >= kSameRequest) {
+            return again;
+        }
+    }
+    return signal;
+}
+
 [[noreturn]] void EndAt(int signal)
 {
     ShowTyping();
@@ -108,12 +144,9 @@ void Stop()
         EndOutput();
     }
     all.stop.request_stop();
-    {
-        std::unique_lock lock(all.mutex);
-        all.ended.wait_for(lock, kLogOutLimit, [&all] { return all.count == 0; });
-    }
+    const int last = WaitForLogOuts(signal);
     EndOutput();
-    _exit(kSignalBase + signal);
+    _exit(kSignalBase + last);
 }
 
 [[noreturn]] void Watch(const sigset_t& signals)

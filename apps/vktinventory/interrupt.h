@@ -26,7 +26,8 @@ enum class AtSignal : std::uint8_t
     kPrintComplete,  ///< Whoever reads prints what it has, as long as the Conversation lives.
 };
 
-/// While one lives, a signal has it stopped and waits for its end, as long as a log-out may take.
+/// While one lives, a signal has it stopped and waits for its end, as long as a log-out may take or
+/// until another signal comes.
 class Conversation
 {
 public:

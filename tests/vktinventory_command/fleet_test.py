@@ -216,7 +216,8 @@ class Interrupted(unittest.TestCase):
             print(f"{len(too_slow)} of {self.MOMENTS} moments show nothing: this computer was too busy to log out "
                   f"within {self.LOG_OUT} s")
 
-    def test_closes_an_array_in_which_nothing_stands(self):
+    def start_with_full_pipe(self):
+        """A command that waits to print its first bracket, the pipe, and how much stands in it before that."""
         reader, writer = os.pipe()
         os.set_blocking(writer, False)
         filled = os.write(writer, b" " * 1_000_000)
@@ -224,8 +225,25 @@ class Interrupted(unittest.TestCase):
         child = self.over_rmcp.start("--all", "-P", "enclosure", "--format", "json", "show", stdout=writer)
         os.close(writer)
         arguments_once_hidden(child.pid)
-        wait_until_asleep(child.pid)  # to print the first bracket
+        wait_until_asleep(child.pid)
+        return child, reader, filled
+
+    def test_a_further_signal_ends_it_though_nobody_reads(self):
+        child, reader, _ = self.start_with_full_pipe()
+        self.addCleanup(os.close, reader)
         child.send_signal(signal.SIGINT)
+        code = None
+        while code is None:  # by its own limit it ends with the first
+            child.send_signal(signal.SIGTERM)
+            with contextlib.suppress(subprocess.TimeoutExpired):
+                code = child.wait(0.2)
+        self.assertEqual(code, 128 + signal.SIGTERM)
+
+    def test_closes_an_array_in_which_nothing_stands(self):
+        child, reader, filled = self.start_with_full_pipe()
+        child.send_signal(signal.SIGSTOP)
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGCONT):  # two at a time are one request to end
+            child.send_signal(number)
         time.sleep(0.1)
         with os.fdopen(reader) as output:
             documents = json.loads(output.read()[filled:] or "[]")
