@@ -7,6 +7,7 @@ import re
 import shutil
 import subprocess
 import tempfile
+import textwrap
 import unittest
 
 SOURCE = pathlib.Path(os.environ["VKT_SOURCE"])
@@ -125,6 +126,21 @@ class Examples(unittest.TestCase):
             with self.subTest(path.name):
                 ran = promtool("check", "config", "--syntax-only", path)
                 self.assertEqual(ran.returncode, 0, ran.stdout + ran.stderr)
+
+    def test_with_tls_discover_by_what_they_scrape_by(self):
+        text = (SOURCE / "docs" / "exporter-web.md").read_text()
+        block = re.search(r"(?m)^    scrape_configs:\n(?:     .*\n)+", text)[0]
+        with tempfile.NamedTemporaryFile("w", suffix=".yml") as file:
+            file.write(textwrap.dedent(block))
+            file.flush()
+            ran = promtool("check", "config", "--syntax-only", file.name)
+        self.assertEqual(ran.returncode, 0, ran.stdout + ran.stderr)
+        scrapes, _, discovery = block.partition("http_sd_configs:")
+        self.assertIn("scheme: https\n", scrapes)
+        self.assertIn("url: https://", discovery)
+        for key in ("tls_config", "basic_auth"):
+            line = rf"(?m)^ *{key}: .*$"
+            self.assertEqual(re.search(line, scrapes)[0].strip(), re.search(line, discovery)[0].strip())
 
 
 @unittest.skipIf(shutil.which("systemd-analyze") is None, "no systemd-analyze here")
