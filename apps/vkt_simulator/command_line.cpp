@@ -48,9 +48,11 @@ void Describe(CLI::App& app, CommandLine& line)
     app.add_flag("--list", line.list, "List the scenarios that come with the simulator");
     app.add_option("-p,--port", line.port, "First UDP port for RMCP+; 0 picks free ones")
         ->type_name("PORT")
+        ->check(CLI::Range(0, int{kHighestPort}).description(""))
         ->capture_default_str();
     app.add_option("--https-port", line.httpsPort, "First TCP port for HTTPS; 0 picks free ones")
         ->type_name("PORT")
+        ->check(CLI::Range(0, int{kHighestPort}).description(""))
         ->capture_default_str();
     app.add_flag("--no-rmcp", line.noRmcp, "Play nothing over RMCP+");
     app.add_flag("--no-https", line.noHttps, "Play nothing over HTTPS");

@@ -51,6 +51,8 @@ inline constexpr Example kExamples[] = {
      "vkt-simulator -s healthy-first -s faulty-vkt2 -n 8 --write-fleet fleet.toml"},
 };
 
+inline constexpr std::uint16_t kHighestPort = 65535;
+
 struct CommandLine
 {
     std::vector<std::string> scenarios;

@@ -313,7 +313,7 @@ private:
         const auto validity =
             scenario.https.expiredCertificate ? Validity::kExpired : Validity::kCurrent;
         const std::size_t number = places_.size();
-        const std::size_t port = firstPort == 0 ? 0 : firstPort + number;
+        const auto port = static_cast<std::uint16_t>(firstPort == 0 ? 0 : firstPort + number);
         places_.emplace_back(Bind(address, port), IdentityOf(address, validity), scenario);
     }
 
@@ -324,16 +324,15 @@ private:
         return identity ? *identity : identity.emplace(address, validity);
     }
 
-    std::uint16_t Bind(const std::string& address, std::size_t port)
+    std::uint16_t Bind(const std::string& address, std::uint16_t port)
     {
         try {
-            return listeners_.Add(SocketAddress(address, static_cast<std::uint16_t>(port)));
+            return listeners_.Add(SocketAddress(address, port));
         } catch (const std::system_error& fault) {
             if (fault.code() == std::errc::too_many_files_open) {
                 throw;
             }
-            throw std::runtime_error("cannot listen on TCP port " + std::to_string(port) + " of " +
-                                     address + "; choose another with --https-port");
+            throw CannotListen("TCP", address, port, fault.code(), "--https-port");
         }
     }
 

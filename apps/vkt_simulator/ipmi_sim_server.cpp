@@ -58,6 +58,18 @@ private:
     std::string path_;
 };
 
+PortReservation Reserve(const IpmiSimOptions& options)
+{
+    try {
+        return PortReservation(SocketAddress(options.address, options.port));
+    } catch (const std::system_error& fault) {
+        if (fault.code() == std::errc::too_many_files_open) {
+            throw;
+        }
+        throw CannotListen("UDP", options.address, options.port, fault.code(), "--port");
+    }
+}
+
 IpmiSimOptions WithPort(IpmiSimOptions options, std::uint16_t port)
 {
     options.port = port;
@@ -69,8 +81,7 @@ IpmiSimOptions WithPort(IpmiSimOptions options, std::uint16_t port)
 class IpmiSimServer::Impl
 {
 public:
-    explicit Impl(const IpmiSimOptions& options)
-        : guid_(RandomId()), reservation_(SocketAddress(options.address, options.port))
+    explicit Impl(const IpmiSimOptions& options) : guid_(RandomId()), reservation_(Reserve(options))
     {
         const FileDescriptor input = MakeMemoryFile("input", options.moduleInput);
         auto [own, modules] = MakeModuleChannel();

@@ -18,8 +18,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::uint16_t kHighestPort = 65535;
-
 // The usual limit of 1024 descriptors is for programs that use select().
 void AllowDescriptors(std::size_t enclosures)
 {

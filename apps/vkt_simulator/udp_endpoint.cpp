@@ -100,6 +100,16 @@ SocketAddress SocketAddress::Reachable() const
     return *this;
 }
 
+std::runtime_error CannotListen(const std::string& transport, const std::string& address,
+                                std::uint16_t port, const std::error_code& why,
+                                const std::string& portOption)
+{
+    const bool isPort = why == std::errc::address_in_use || why == std::errc::permission_denied;
+    return std::runtime_error("cannot listen on " + transport + " port " + std::to_string(port) +
+                              " of " + address + ": " + why.message() + "; choose another with " +
+                              (isPort ? portOption : "--listen"));
+}
+
 PortReservation::PortReservation(SocketAddress address)
     : address_(address), socket_(OpenUdp(address))
 {

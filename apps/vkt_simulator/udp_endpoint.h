@@ -7,7 +7,9 @@
 #include <sys/socket.h>
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 
 #include "common/platform/file_descriptor.h"
 
@@ -29,6 +31,12 @@ struct SocketAddress
     sockaddr_storage storage = {};
     socklen_t length = 0;
 };
+
+/// What is said when a server cannot listen: where, why, and the option that names another place;
+/// `portOption` is the one for ports.
+std::runtime_error CannotListen(const std::string& transport, const std::string& address,
+                                std::uint16_t port, const std::error_code& why,
+                                const std::string& portOption);
 
 /// Keeps a UDP port from all but a server that binds it with SO_REUSEADDR, and takes none of
 /// the server's packets. Without it, two servers started at the same time could be given the same

@@ -143,7 +143,8 @@ TEST(IpmiSimServer, SaysThatAPortIsTaken)
     const IpmiSimServer first(OneAdmin());
     IpmiSimOptions options = OneAdmin();
     options.port = first.Port();
-    EXPECT_THAT(MessageOf(options), HasSubstr("cannot have the UDP port"));
+    EXPECT_THAT(MessageOf(options),
+                HasSubstr("cannot listen on UDP port " + std::to_string(options.port)));
 }
 
 TEST(IpmiSimServer, RefusesAnAddressThatIsAName)

@@ -491,7 +491,8 @@ TEST(SimulatorHttps, TakesThePortItIsGiven)
     EXPECT_EQ(second.ExitCode(), 1);
     EXPECT_EQ(second.Line(), "");
     EXPECT_EQ(second.ErrorText(), "vkt-simulator: cannot listen on TCP port " + port +
-                                      " of 127.0.0.1; choose another with --https-port\n");
+                                      " of 127.0.0.1: Address already in use; choose another "
+                                      "with --https-port\n");
     first.Process().Signal(SIGTERM);
     first.Process().ExitCode();
     Https third("healthy-first", {"--https-port", port});

@@ -159,7 +159,9 @@ TEST_F(VktSimulator, TakesThePortItIsGiven)
     SimulatorProcess second({"--scenario", "healthy-first", "--port", port});
     EXPECT_EQ(second.ExitCode(), 1);
     EXPECT_EQ(second.Line(), "");
-    EXPECT_THAT(second.ErrorText(), HasSubstr("cannot have the UDP port"));
+    EXPECT_EQ(second.ErrorText(),
+              "vkt-simulator: cannot listen on UDP port " + port +
+                  " of 127.0.0.1: Address already in use; choose another with --port\n");
     first.Signal(SIGTERM);
     first.ExitCode();
     SimulatorProcess third({"--scenario", "healthy-first", "--port", port});
@@ -183,10 +185,14 @@ TEST_F(VktSimulator, ListensToOtherMachinesOnlyWhenToldSo)
                                              "--allow-remote permits it\n");
     }
     // An address for documentation, which no machine has: permitted, and then not to be had.
-    SimulatorProcess simulator(
-        {"--scenario", "healthy-first", "--listen", "192.0.2.1", "--allow-remote"});
-    EXPECT_EQ(simulator.ExitCode(), 1);
-    EXPECT_THAT(simulator.ErrorText(), HasSubstr("cannot have the UDP port"));
+    for (const std::string transport : {"rmcp", "https"}) {
+        SimulatorProcess simulator({"--scenario", "healthy-first", "--listen", "192.0.2.1",
+                                    "--allow-remote", "--no-" + transport});
+        EXPECT_EQ(simulator.ExitCode(), 1);
+        EXPECT_THAT(simulator.ErrorText(),
+                    HasSubstr(" port 0 of 192.0.2.1: Cannot assign requested address; choose "
+                              "another with --listen\n"));
+    }
 }
 
 TEST_F(VktSimulator, RefusesWrongUsage)
@@ -198,7 +204,7 @@ TEST_F(VktSimulator, RefusesWrongUsage)
     } cases[] = {
         {{}, "--scenario is missing"},
         {{"--scenario", "no-such-thing"}, "no-such-thing: no such file, and no scenario"},
-        {{"--scenario", "healthy-first", "--port", "65536"}, "--port"},
+        {{"--scenario", "healthy-first", "--port", "65536"}, "--port: Value 65536 not in range"},
         {{"--scenario", "healthy-first", "--listen", "localhost"}, "is not a numeric"},
         {{"--colour"}, "--colour"},
     };
