@@ -13,6 +13,7 @@ namespace {
 constexpr std::size_t kMaxNameLength = 15;
 // A password of 20 bytes is read, but no log-in with it succeeds.
 constexpr std::size_t kMaxPasswordLength = 19;
+constexpr const char* kSessionsOfAUser = " 10\n";  // `ipmi_sim` wants a number and enforces none
 
 bool IsWordCharacter(char character)
 {
@@ -53,7 +54,7 @@ std::string UserLine(std::size_t number, const IpmiSimUser& user)
     CheckWord(user.name, kMaxNameLength, "a user name");
     CheckWord(user.password, kMaxPasswordLength, "the password of user " + user.name);
     return "user " + std::to_string(number) + " true \"" + user.name + "\" \"" + user.password +
-           "\" " + PrivilegeWord(user.privilege) + ' ' + std::to_string(user.maxSessions) + '\n';
+           "\" " + PrivilegeWord(user.privilege) + kSessionsOfAUser;
 }
 
 std::string LoadLine(const IpmiSimOptions& options)
@@ -74,8 +75,7 @@ std::string IpmiSimConfiguration(const IpmiSimOptions& options, const std::strin
     std::ostringstream text;
     text << "name \"vkt\"\nset_working_mc 0x20\n"
          << LoadLine(options) << "startlan 1\naddr " << options.address << ' ' << options.port
-         << "\npriv_limit " << PrivilegeWord(options.channelPrivilegeLimit) << "\nguid " << guid
-         << "\nendlan\n";
+         << "\npriv_limit admin\nguid " << guid << "\nendlan\n";
     // Number 1 is the anonymous user, which this server must have and must not let in.
     text << "user 1 false \"\" \"\" user 1\n";
     for (std::size_t i = 0; i < options.users.size(); ++i) {

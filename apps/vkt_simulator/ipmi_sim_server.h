@@ -21,10 +21,9 @@ struct IpmiSimUser
 {
     std::string name;
     std::string password;
-    /// 2 user, 3 operator, 4 admin. As the next one, it is written to the configuration, but over
-    /// RMCP+ `ipmi_sim` enforces neither: a session of a lower level must be asked for.
+    /// 2 user, 3 operator, 4 admin. It is written to the configuration, but over RMCP+ `ipmi_sim`
+    /// does not enforce it: a session of a lower level must be asked for.
     int privilege = 4;
-    int maxSessions = 10;
 };
 
 struct IpmiSimOptions
@@ -40,7 +39,6 @@ struct IpmiSimOptions
     std::string moduleInput;
     /// When this descriptor becomes readable while the server starts, the start is given up.
     int cancelDescriptor = -1;
-    int channelPrivilegeLimit = 4;  ///< not enforced over RMCP+ either
 };
 
 /// Runs one server for the life of the object. Accounts and passwords never reach a disk: the

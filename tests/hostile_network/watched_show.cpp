@@ -42,7 +42,7 @@ std::string ScenarioText(const std::string& name)
 Simulator::IpmiSimOptions OptionsFor(const std::string& scenario)
 {
     Simulator::IpmiSimOptions options;
-    options.users = {{kUser, kPassword, 4, 10}};
+    options.users = {{kUser, kPassword}};
     options.modulePath = SIMULATOR_MODULE;
     options.moduleInput = ScenarioText(scenario);
     return options;

@@ -20,7 +20,6 @@ inline constexpr std::size_t kPayloadType = 5;
 /// Where a log-in message keeps the fields that tests touch.
 inline constexpr std::size_t kTag = 16;
 inline constexpr std::size_t kStatus = 17;
-inline constexpr std::size_t kOpenSessionPrivilege = 17;
 /// Where a reply of the log-in names the client's session.
 inline constexpr std::size_t kConsoleSessionId = 20;
 /// Where it names the module's: the reply that opens it, and the requests of the log-in after that.

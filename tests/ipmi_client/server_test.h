@@ -58,9 +58,9 @@ protected:
     static Simulator::IpmiSimOptions Options()
     {
         Simulator::IpmiSimOptions options;
-        options.users = {{kUser, kPassword, 4, 10},
-                         {kOperator, kPassword, 3, 10},
-                         {"longest-name-15", "a-password-19-bytes", 4, 10}};
+        options.users = {{kUser, kPassword},
+                         {kOperator, kPassword, 3},
+                         {"longest-name-15", "a-password-19-bytes"}};
         return options;
     }
 

@@ -133,7 +133,7 @@ TEST_F(ReadOverRmcp, WithAWrongPasswordSendsNoProof)
 TEST_F(ReadOverRmcp, OfAnotherMakersModuleSaysWhoseItIs)
 {
     Simulator::IpmiSimOptions options;
-    options.users = {{"admin", "enclosure", 4, 10}};
+    options.users = {{"admin", "enclosure"}};
     const Simulator::IpmiSimServer other(options);
     const Enclosure record = ReadEnclosure(TargetAt(other.Port()), {}, kAmple);
     ASSERT_TRUE(record.error);
