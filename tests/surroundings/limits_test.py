@@ -8,7 +8,6 @@ import socket
 import tempfile
 import unittest
 
-from enclosures import Enclosure
 from surroundings import (
     EXHAUSTED,
     NO_CONNECTION,
@@ -16,6 +15,7 @@ from surroundings import (
     READ,
     SIMULATE,
     TIMEOUT,
+    CommandTest,
     Simulation,
     commands,
     few_threads,
@@ -42,13 +42,7 @@ EXHAUSTION = {
 SETTING_NOT_READ = r"\A(vktinventory: [^\n]+ cannot be [^\n]*Too many open files[^\n]*\n)?\Z"
 
 
-class Command(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.enclosure = Enclosure("healthy-first")
-        cls.addClassCleanup(cls.enclosure.__exit__)
-        cls.undisturbed = cls.enclosure.run("show").stdout
-
+class Command(CommandTest):
     def check(self, words, prepare):
         """Runs the command; its exit code, when output and complaint go with it."""
         ran = run(words, prepare)

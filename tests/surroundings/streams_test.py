@@ -9,11 +9,12 @@ import re
 import shlex
 import unittest
 
-from enclosures import COMMAND, SIMULATOR, Enclosure
+from enclosures import COMMAND, SIMULATOR
 from surroundings import (
     NOT_WRITTEN,
     READ,
     SIMULATE,
+    CommandTest,
     Simulation,
     closing,
     commands,
@@ -68,13 +69,7 @@ def broken(case):
         yield {"prepare": closing(*closed), **streams}
 
 
-class Command(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.enclosure = Enclosure("healthy-first")
-        cls.addClassCleanup(cls.enclosure.__exit__)
-        cls.undisturbed = cls.enclosure.run("show").stdout
-
+class Command(CommandTest):
     def check(self, case, words, results):
         with broken(case) as streams:
             ran = run(words, **streams)

@@ -4,8 +4,9 @@ import os
 import resource
 import signal
 import subprocess
+import unittest
 
-from enclosures import COMMAND, TIMEOUT, SIMULATOR, environment_with
+from enclosures import COMMAND, TIMEOUT, SIMULATOR, Enclosure, environment_with
 
 # The exit codes' meanings are in --help.
 READ, QUERIES_FAILED, NO_CONNECTION, REFUSED, NOT_WRITTEN, EXHAUSTED = 0, 1, 3, 4, 5, 6
@@ -65,6 +66,16 @@ def run(words, prepare=None, **streams):
             **streams,
         },
     )
+
+
+class CommandTest(unittest.TestCase):
+    """Of the command, with an enclosure to ask and what `show` prints of it when nothing fails."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.enclosure = Enclosure("healthy-first")
+        cls.addClassCleanup(cls.enclosure.__exit__)
+        cls.undisturbed = cls.enclosure.run("show").stdout
 
 
 class Simulation:
