@@ -2,8 +2,6 @@
 // What the client does with a name service that does not answer.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <thread>
 
@@ -11,6 +9,7 @@
 #include "tests/fakes/fake_config.h"
 #include "tests/fakes/fake_log.h"
 #include "tests/support/hanging_name_service.h"
+#include "tests/support/run_in_child.h"
 
 namespace Tulvo {
 namespace {
@@ -78,15 +77,8 @@ TEST_F(HostLookUp, AFurtherOneHasThePlaceOfOneThatEnds)
 TEST_F(HostLookUp, AChildHasPlacesOfItsOwn)
 {
     LeaveBehind(kMostLookUps);
-    const pid_t child = fork();
-    if (child == 0) {
-        const std::string error = ErrorOfConnect();
-        _exit(error.find("look-ups of this process") == std::string::npos ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_TRUE(RunsWellInAChild(
+        [] { return ErrorOfConnect().find("look-ups of this process") == std::string::npos; }));
 }
 
 }  // namespace

@@ -3,15 +3,14 @@
 // interrupted is a process of its own. Its waits are longer than the tests' time limit: one that is
 // not cut short shows.
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <functional>
 #include <thread>
 
 #include "tests/ipmi_client/fault_injecting_relay.h"
 #include "tests/ipmi_client/server_test.h"
+#include "tests/support/run_in_child.h"
 
 namespace Tulvo {
 namespace {
@@ -23,17 +22,6 @@ protected:
     {
         config.values = {{"IPMI_SESSION_TIMEOUT_MS", 600'000},
                          {"IPMI_RETRANSMISSION_TIMEOUT_MS", 600'000}};
-    }
-
-    /// Runs a program in a child process: whether it did what it should.
-    static bool RunsWell(const std::function<bool()>& program)
-    {
-        const pid_t child = fork();
-        if (child == 0) {
-            _exit(program() ? 0 : 1);
-        }
-        int status = 0;
-        return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
     }
 
     /// A module that does not answer until Resume().
@@ -48,7 +36,7 @@ bool EndsInterrupted(IpmiClient& client)
 
 TEST_F(InterruptionTest, EndsASendInAnotherThreadAndClosesItsSession)
 {
-    EXPECT_TRUE(RunsWell([this] {
+    EXPECT_TRUE(RunsWellInAChild([this] {
         const auto client = Client();
         bool good = client->connect() == CONNECTION_CONNECTED;
         Stop();
@@ -63,7 +51,7 @@ TEST_F(InterruptionTest, EndsASendInAnotherThreadAndClosesItsSession)
 
 TEST_F(InterruptionTest, CanBeCausedByASignalHandler)
 {
-    EXPECT_TRUE(RunsWell([this] {
+    EXPECT_TRUE(RunsWellInAChild([this] {
         struct sigaction action
         {
         };
@@ -83,7 +71,7 @@ TEST_F(InterruptionTest, CanBeCausedByASignalHandler)
 
 TEST_F(InterruptionTest, EndsALogInThatTheModuleDoesNotAnswer)
 {
-    EXPECT_TRUE(RunsWell([this] {
+    EXPECT_TRUE(RunsWellInAChild([this] {
         Stop();
         const auto client = Client();
         CONNECTIONSTATE state = CONNECTION_CONNECTED;
@@ -98,7 +86,7 @@ TEST_F(InterruptionTest, EndsALogInThatTheModuleDoesNotAnswer)
 TEST_F(InterruptionTest, EndsALogInAtEveryStepWithoutALeftOver)
 {
     for (const PayloadType step : {kOpenSessionResponse, kRakp2, kRakp4, kSealedIpmi}) {
-        EXPECT_TRUE(RunsWell([&] {
+        EXPECT_TRUE(RunsWellInAChild([&] {
             // The stop request comes while the client waits for this packet, which has been sent.
             const FaultInjectingRelay relay(server.Port(), FaultInjectingRelay::PassOn,
                                             [=](const Datagram& d) -> std::vector<Datagram> {
@@ -116,7 +104,7 @@ TEST_F(InterruptionTest, EndsALogInAtEveryStepWithoutALeftOver)
 
 TEST_F(InterruptionTest, MakesEveryLaterLogInFail)
 {
-    EXPECT_TRUE(RunsWell([this] {
+    EXPECT_TRUE(RunsWellInAChild([this] {
         IpmiClient::interruptAll();
         const auto client = Client();
         return client->connect() == CONNECTION_FAILED && client->connect() == CONNECTION_FAILED &&
@@ -126,7 +114,7 @@ TEST_F(InterruptionTest, MakesEveryLaterLogInFail)
 
 TEST_F(InterruptionTest, ASessionThatNobodyUsesIsClosedByItsOwner)
 {
-    EXPECT_TRUE(RunsWell([this] {
+    EXPECT_TRUE(RunsWellInAChild([this] {
         const auto client = Client();
         bool good = client->connect() == CONNECTION_CONNECTED;
         IpmiClient::interruptAll();
@@ -141,7 +129,7 @@ TEST_F(InterruptionTest, OfAChildDoesNotReachItsParent)
 {
     const auto client = Client();
     ASSERT_EQ(client->connect(), CONNECTION_CONNECTED);
-    EXPECT_TRUE(RunsWell([] {
+    EXPECT_TRUE(RunsWellInAChild([] {
         IpmiClient::interruptAll();
         return true;
     }));
@@ -150,7 +138,7 @@ TEST_F(InterruptionTest, OfAChildDoesNotReachItsParent)
 
 TEST_F(InterruptionTest, ManyThreadsEndAtOnce)
 {
-    EXPECT_TRUE(RunsWell([this] {
+    EXPECT_TRUE(RunsWellInAChild([this] {
         constexpr std::size_t kThreads = 16;
         std::vector<std::unique_ptr<IpmiClient>> clients;
         for (std::size_t i = 0; i < kThreads; ++i) {

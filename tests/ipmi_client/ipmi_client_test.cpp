@@ -6,7 +6,6 @@
 #include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,6 +17,7 @@
 
 #include "tests/fakes/fake_log.h"
 #include "tests/ipmi_client/server_test.h"
+#include "tests/support/run_in_child.h"
 
 namespace Tulvo {
 namespace {
@@ -281,12 +281,10 @@ TEST_F(IpmiClientTest, AChildThatEndsLeavesItsParentTheSession)
 {
     auto client = Client();
     ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
-    const pid_t child = fork();
-    if (child == 0) {
+    EXPECT_TRUE(RunsWellInAChild([&client] {
         client.reset();
-        _exit(0);
-    }
-    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+        return true;
+    }));
     EXPECT_TRUE(Serves(*client)) << client->lastError();
 }
 

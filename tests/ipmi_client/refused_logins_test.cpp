@@ -2,10 +2,9 @@
 #include "module/ipmi/ipmi_client/refused_logins.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "module/ipmi/ipmi_client/local_host.h"
+#include "tests/support/run_in_child.h"
 
 namespace Tulvo::Rmcp {
 namespace {
@@ -101,14 +100,7 @@ TEST_F(RefusedLogIns, AreTheLatestSixtyFour)
 
 TEST_F(RefusedLogIns, AreNotHandedToAChild)
 {
-    const pid_t child = fork();
-    if (child == 0) {
-        _exit(EarlierRefusal(User(), Settings(), start) ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_TRUE(RunsWellInAChild([this] { return !EarlierRefusal(User(), Settings(), start); }));
 }
 
 }  // namespace

@@ -6,8 +6,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -28,6 +26,7 @@
 #include "tests/ipmi_client/fault_injecting_relay.h"
 #include "tests/support/few_descriptors.h"
 #include "tests/support/recording_gate.h"
+#include "tests/support/run_in_child.h"
 #include "tests/support/run_in_threads.h"
 
 namespace Tulvo {
@@ -1450,15 +1449,11 @@ TEST(Session, IsTheParentsAfterAFork)
 {
     Peer peer(Module());
     ASSERT_TRUE(Opens(peer));
-    const pid_t child = fork();
-    if (child == 0) {
+    EXPECT_TRUE(RunsWellInAChild([&peer] {
         const IpmiExchange exchange = peer.Ask();
         peer.transport.reset();
-        _exit(exchange.end == End::kFailed && exchange.failure->cause == Cause::kLocal ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+        return exchange.end == End::kFailed && exchange.failure->cause == Cause::kLocal;
+    }));
     EXPECT_EQ(peer.Ask().end, End::kAnswered);
     EXPECT_EQ(peer.module.OpenSessions(), 1U);
 }

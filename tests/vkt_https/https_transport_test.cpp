@@ -5,8 +5,6 @@
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -24,6 +22,7 @@
 #include "common/platform/file_descriptor.h"
 #include "module/vkt/vkt_https/retry_after.h"
 #include "tests/support/recording_gate.h"
+#include "tests/support/run_in_child.h"
 #include "tests/vkt_https/session_fixture.h"
 
 namespace Tulvo::Tests {
@@ -285,15 +284,11 @@ TEST_F(HttpsTransportTest, OpensASessionThoughTheLogOutOfTheEarlierOneIsNotAnswe
 TEST_F(HttpsTransportTest, LeavesTheSessionToTheParentOfAChild)
 {
     Open();
-    const pid_t child = fork();
-    if (child == 0) {
+    EXPECT_TRUE(RunsWellInAChild([this] {
         const bool isLost = Ask().end == End::kLost;
         transport.reset();
-        _exit(isLost ? 0 : 1);
-    }
-    int status = 0;
-    ASSERT_EQ(child, waitpid(child, &status, 0));
-    EXPECT_EQ(0, status);
+        return isLost;
+    }));
     ExpectAnswered(Ask());
     EXPECT_THAT(Arrived(), ElementsAre(kLogin, kAction));
 }

@@ -1,36 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a child made by fork() does to the connection and the session of its parent: nothing.
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <functional>
-
+#include "tests/support/run_in_child.h"
 #include "tests/vkt_https/session_fixture.h"
 
 namespace Tulvo::Tests {
 namespace {
 
 using ::testing::ElementsAre;
-
-class Fork : public Session
-{
-protected:
-    /// Whether `program` says so, run in a child.
-    static bool RunsWell(const std::function<bool()>& program)
-    {
-        const pid_t child = fork();
-        if (child == 0) {
-            _exit(program() ? 0 : 1);
-        }
-        int status = 0;
-        return waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    }
-};
+using Fork = Session;
 
 TEST_F(Fork, ChildThatEndsItsCopyLeavesConnectionAndSession)
 {
     ExpectAnswer();
-    EXPECT_TRUE(RunsWell([this] {
+    EXPECT_TRUE(RunsWellInAChild([this] {
         client.reset();
         return log.Lines().empty() && VKTHttps::WaitUntilAllClosed(0);
     }));
@@ -44,7 +26,7 @@ TEST_F(Fork, ChildThatAsksOpensAConnectionAndASessionOfItsOwn)
 {
     ExpectAnswer();
     validLogin = 2;
-    EXPECT_TRUE(RunsWell([this] {
+    EXPECT_TRUE(RunsWellInAChild([this] {
         ExpectAnswer();
         client.reset();
         return !HasFailure() && VKTHttps::WaitUntilAllClosed(0);

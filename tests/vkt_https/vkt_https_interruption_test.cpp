@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // How a program ends at once and leaves no session open. Interruption is permanent, so each case
 // runs in a child process, which the module interrupts at a moment that the test chooses.
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <csignal>
 #include <functional>
@@ -11,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/run_in_child.h"
 #include "tests/vkt_https/session_fixture.h"
 
 namespace Tulvo::Tests {
@@ -84,15 +82,14 @@ protected:
     /// Runs a program in a child process: whether it did what it should.
     bool RunsWell(const std::function<bool()>& program)
     {
-        const pid_t pid = fork();
-        if (pid == 0) {
+        const auto interruptible = [&program] {
             std::signal(SIGINT, [](int) { VKTHttps::InterruptAll(); });
-            _exit(program() ? 0 : 1);
-        }
-        child = pid;
-        child.notify_all();
-        int status = 0;
-        return waitpid(pid, &status, 0) == pid && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+            return program();
+        };
+        return RunsWellInAChild(interruptible, [this](pid_t pid) {
+            child = pid;
+            child.notify_all();
+        });
     }
 
     std::vector<std::string> Arrived() const
