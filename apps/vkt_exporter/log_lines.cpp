@@ -61,27 +61,11 @@ bool IsForStandardError(const LogRecord& record)
     return record.level <= threshold && (!ofRead || threshold == kTrace);
 }
 
-}  // namespace
-
-/// Drops what nobody has room for.
-void KeepRecord(const std::string& line)
-{
-    constexpr std::string_view kTooLong = "(the log goes on, and is too long)\n";
-    std::string& text = collector->text_;
-    if (text.size() + line.size() <= kMostKept) {
-        text += line;
-    } else if (!text.ends_with(kTooLong)) {
-        text += kTooLong;
-    }
-}
-
-namespace {
-
 void TakeRecord(const LogRecord& record)
 {
     const std::string line = LineOf(record, std::chrono::system_clock::now());
     if (collector != nullptr) {
-        KeepRecord(line);
+        collector->Keep(line);
     }
     if (IsForStandardError(record)) {
         [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line.data(), line.size());
@@ -115,6 +99,16 @@ LogCollector::LogCollector()
     collector = this;
     ++collectors;
     SetLogLevel(kTrace);
+}
+
+void LogCollector::Keep(const std::string& line)
+{
+    constexpr std::string_view kTooLong = "(the log goes on, and is too long)\n";
+    if (text_.size() + line.size() <= kMostKept) {
+        text_ += line;
+    } else if (!text_.ends_with(kTooLong)) {
+        text_ += kTooLong;
+    }
 }
 
 LogCollector::~LogCollector()

@@ -35,12 +35,11 @@ public:
     LogCollector& operator=(const LogCollector&) = delete;
     ~LogCollector();
 
+    void Keep(const std::string& line);
     /// The lines up to now. Of very many the last are left out, which the text then says.
     const std::string& Text() const { return text_; }
 
 private:
-    friend void KeepRecord(const std::string& line);
-
     std::string text_;
 };
 

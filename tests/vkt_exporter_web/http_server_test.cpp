@@ -32,7 +32,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr auto kPatience = std::chrono::seconds(60);
+constexpr auto kLongestWait = std::chrono::seconds(60);
 
 HttpServerOptions Anywhere()
 {
@@ -94,7 +94,7 @@ TEST(HttpServer, AnswersLaterFromAnotherThread)
     Client slow(server.Address());
     slow.Send("GET /slow HTTP/1.1\r\nHost: test\r\n\r\n");
     std::future<Respond> waiting = asked.get_future();
-    ASSERT_EQ(waiting.wait_for(kPatience), std::future_status::ready);
+    ASSERT_EQ(waiting.wait_for(kLongestWait), std::future_status::ready);
     EXPECT_EQ(Body(Get(server.Address(), "/quick")), "GET /quick\nHost: test\n");
     std::thread([respond = waiting.get()] {
         respond({.status = 200, .contentType = "", .body = "first", .headers = {}});
@@ -177,7 +177,7 @@ INSTANTIATE_TEST_SUITE_P(Each, HttpServerRefuses, testing::ValuesIn(kBadRequests
 TEST(HttpServer, EndsAConnectionThatSendsNoHttp)
 {
     HttpServerOptions options = Anywhere();
-    options.patience.request = std::chrono::seconds(2);
+    options.timeouts.request = std::chrono::seconds(2);
     const HttpServer server(options, Echo);
     const std::string garbage[] = {
         "",
@@ -256,7 +256,7 @@ public:
     Respond Next()
     {
         std::unique_lock lock(mutex_);
-        if (!changed_.wait_for(lock, kPatience, [this] { return !held_.empty(); })) {
+        if (!changed_.wait_for(lock, kLongestWait, [this] { return !held_.empty(); })) {
             throw std::runtime_error("no request came");
         }
         Respond next = std::move(held_.front());
@@ -322,7 +322,7 @@ TEST(HttpServer, LeavesOutWhatASlowClientDoesNotSendOrTake)
 {
     HttpServerOptions options = Anywhere();
     // An answer has been too slow long before the last of the others has been silent for too long.
-    options.patience = {.request = std::chrono::seconds(3),
+    options.timeouts = {.request = std::chrono::seconds(3),
                         .nextRequest = std::chrono::seconds(3),
                         .answer = std::chrono::milliseconds(500)};
     std::string large;
@@ -368,8 +368,8 @@ TEST(HttpServer, LetsTheKeptAliveGiveWayBeforeThoseThatHaveJustCome)
 {
     HttpServerOptions options = Anywhere();
     options.maxConnections = 8;
-    options.patience.request = kPatience;
-    options.patience.grace = kPatience;
+    options.timeouts.request = kLongestWait;
+    options.timeouts.grace = kLongestWait;
     std::promise<void> waits;
     std::promise<void> goOn;
     const HttpServer server(options, [&](const HttpRequest& request, const Respond& respond) {
@@ -475,7 +475,7 @@ TEST(HttpServer, RestsWithoutDescriptorsAndRecovers)
     Client second(server.Address());
     Ask(second);
     std::future<std::string> warning = warned.get_future();
-    ASSERT_EQ(warning.wait_for(kPatience), std::future_status::ready);
+    ASSERT_EQ(warning.wait_for(kLongestWait), std::future_status::ready);
     EXPECT_THAT(warning.get(), HasSubstr("Too many open files"));
 
     const auto before = ProcessorTime();

@@ -8,11 +8,11 @@
 
 namespace Tulvo::Exporter {
 
-ConnectionTable::ConnectionTable(const Patience& patience)
+ConnectionTable::ConnectionTable(const Timeouts& timeouts)
     : limits_({{
-          {Activity::kSilent, patience.request},
-          {Activity::kKeptAlive, patience.nextRequest},
-          {Activity::kSending, patience.answer},
+          {Activity::kSilent, timeouts.request},
+          {Activity::kKeptAlive, timeouts.nextRequest},
+          {Activity::kSending, timeouts.answer},
       }})
 {
 }

@@ -42,7 +42,7 @@ class ConnectionTable
 public:
     using Clock = std::chrono::steady_clock;
 
-    explicit ConnectionTable(const Patience& patience);
+    explicit ConnectionTable(const Timeouts& timeouts);
 
     /// @param socket stays open as long as the connection is in the table.
     Connection& Add(int socket);

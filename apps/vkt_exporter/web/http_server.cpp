@@ -311,7 +311,7 @@ public:
           handler_(std::move(handler)),
           webFiles_(options_.webConfigFile, options_.warn),
           basicAuth_(mailbox_),
-          connections_(options_.patience),
+          connections_(options_.timeouts),
           listening_(Listen(options_.listenAddress)),
           daemon_(StartDaemon())
     {
@@ -540,7 +540,7 @@ void HttpServer::Thread::AcceptOne(Clock::time_point now)
     }
     if (connections_.Open() >= options_.maxConnections) {
         connections_.GiveWay(connections_.MostIdleAreSilent() ? std::chrono::milliseconds()
-                                                              : options_.patience.grace);
+                                                              : options_.timeouts.grace);
     }
     settings_ = webFiles_.Current();
     MHD_add_connection(daemon_.get(), accepted, address, length);  // closes it on failure
@@ -549,7 +549,7 @@ void HttpServer::Thread::AcceptOne(Clock::time_point now)
 /// What still waits to be accepted would have poll() return at once, on and on.
 void HttpServer::Thread::Rest(Clock::time_point now, int fault)
 {
-    connections_.GiveWay(options_.patience.grace);
+    connections_.GiveWay(options_.timeouts.grace);
     restUntil_ = now + kShortageRest;
     if (!lastWarning_ || *lastWarning_ + kBetweenWarnings <= now) {
         lastWarning_ = now;

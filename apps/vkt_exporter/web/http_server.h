@@ -51,7 +51,7 @@ using Respond = std::function<void(HttpResponse)>;
 using Handler = std::function<void(HttpRequest, Respond)>;
 
 /// How long a connection may take.
-struct Patience
+struct Timeouts
 {
     std::chrono::milliseconds request{10'000};  ///< From the connection to its first whole request.
     /// The first part of that, in which idle ones give way before it: its request is on its way.
@@ -70,7 +70,7 @@ struct HttpServerOptions
     /// When there are as many, one that does nothing gives way to a new one. Two Prometheus servers
     /// that read 512 enclosures at a time have room.
     std::size_t maxConnections = 1024;
-    Patience patience = {};
+    Timeouts timeouts = {};
     /// The web configuration file that Prometheus' exporters share; empty for none: plain HTTP, and
     /// nobody logs in. It is read anew when it or a file that it names changes.
     std::string webConfigFile = {};
