@@ -147,6 +147,8 @@ TEST_F(Fleet, SaysHowEachHostIsAsked)
     RunOn({"-H", "enc002", "status"});
     EXPECT_EQ(Asked().user, "service");
     EXPECT_EQ(FakeEnclosure::Current().limits.deadline, std::chrono::seconds(7));
+    RunOn({"-H", "enc002", "check"});
+    EXPECT_EQ(FakeEnclosure::Current().limits.deadline, std::chrono::seconds(7));
     RunOn({"-H", "far1:8443", "status"});
     EXPECT_EQ(Asked().host, "far1");
     EXPECT_EQ(Asked().port, 8443);

@@ -183,6 +183,13 @@ TEST_F(Many, PrintsRowsBelowHostsBesideWhichTheyHaveNoRoom)
               "     2  Power ON     Half        1           2       90      120      180\n"
               "  rack12-enc4.example.com:8443\n"
               "  not read: no answer in time\n");
+    EXPECT_EQ(RunOn(hosts, {"power"}).out,
+              "                             Lowest  Highest  Protective  User  Thermal\n"
+              "  Minimum  Average  Maximum     cap      cap         cap   cap      cap\n"
+              "  rack12-enc1.example.com:8443\n"
+              "      300      400      500     N/A     1200         N/A  1000    65535\n"
+              "  rack12-enc4.example.com:8443\n"
+              "  not read: no answer in time\n");
     for (const std::string& line : LinesOf(RunOn(hosts, {"psu"}).out)) {
         EXPECT_LE(line.size(), 80U) << line;
     }

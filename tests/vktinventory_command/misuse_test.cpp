@@ -110,7 +110,10 @@ INSTANTIATE_TEST_SUITE_P(
         MistypedCase{"AllAndAGroup",
                      {"--all", "--group", "rack1", "health"},
                      "--group and --all contradict each other"},
-        MistypedCase{"NoHost", {"show"}, "-H HOST is missing: the address or name of the module"}),
+        MistypedCase{"NoHost",
+                     {"show"},
+                     "-H HOST is missing: the address or name of the module; --all, --group and "
+                     "--label take hosts from the fleet file"}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST(Help, IsStillWhatShortHPrints)

@@ -521,7 +521,9 @@ void RequireHost(const Options& options)
                        !selection.groups.empty() || !selection.labels.empty() ||
                        options.command->action == Action::kDiff;
     if (!named) {
-        throw CLI::ValidationError("-H HOST is missing: the address or name of the module");
+        throw CLI::ValidationError(
+            "-H HOST is missing: the address or name of the module; --all, --group and --label "
+            "take hosts from the fleet file");
     }
 }
 

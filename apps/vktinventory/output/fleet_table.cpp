@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <span>
@@ -30,14 +31,6 @@ constexpr std::size_t kHostWidthAlone = 74;
 
 /// So many values that could not be read are named; more are counted.
 constexpr std::size_t kMostUnread = 3;
-
-/// Rows of several enclosures, in the order given.
-using RowsByIndex = std::map<std::size_t, std::vector<GridRow>>;
-
-GridCell HostCell(const Report& report)
-{
-    return {Text::PrintableAscii(report.host)};
-}
 
 /// How many of the first hosts one pattern of that width names; one host may be wider.
 std::size_t CountWithin(std::size_t width, std::span<const std::string> hosts)
@@ -184,14 +177,6 @@ std::vector<GridRow> OnTwoLines(const GridRow& heading)
     return {upper, lower};
 }
 
-std::vector<GridRow> Below(std::vector<GridRow> rows, const RowsByIndex& all)
-{
-    for (const auto& [index, ofOne] : all) {
-        rows.insert(rows.end(), ofOne.begin(), ofOne.end());
-    }
-    return rows;
-}
-
 void Append(GridRow& row, const GridRow& more)
 {
     row.insert(row.end(), more.begin(), more.end());
@@ -208,61 +193,59 @@ std::size_t WidestLine(std::string_view text)
     return widest;
 }
 
-/// `identity`, `power`, `status`: a row an enclosure.
-class EnclosureRows : public Renderer
+/// A table in which each enclosure has its rows.
+struct HostTable
 {
-public:
-    EnclosureRows(const Command& command, bool colour)
-        : blocks_(PrintedBlocks(command)), colour_(colour)
+    struct Rows
     {
-    }
+        GridCell host;
+        std::vector<GridRow> rows;
+    };
 
-    std::string Add(std::size_t index, const Report& report) override
-    {
-        GridRow row{HostCell(report)};
-        if (const Failure* const why = report.WhyNothingWasRead()) {
-            Append(row, NotReadRow(WordsFor(*why)));
-        } else {
-            const ReportTable table(report);
-            for (const Block& block : blocks_) {
-                Append(row, table.EnclosureRow(block));
-            }
-        }
-        rows_[index] = {std::move(row)};
-        return {};
-    }
-
-    std::string End() override
-    {
-        GridRow heading{{"Host"}};
-        for (const Block& block : blocks_) {
-            Append(heading, HeadingOf(block));
-        }
-        std::string text = RenderGrid(Below(OnTwoLines(heading), rows_), colour_);
-        rows_.clear();
-        return text;
-    }
-
-private:
-    const std::vector<Block> blocks_;
-    RowsByIndex rows_;
-    bool colour_;
+    std::string title;
+    std::vector<GridRow> heading;
+    std::function<std::vector<GridRow>(const Report&)> rowsOf;
+    std::map<std::size_t, Rows> rows = {};  ///< In the order given.
 };
 
-/// `psu`, `nodes`, `node N`: in each block a row an object.
-class ObjectRows : public Renderer
+std::vector<GridRow> BesideTheirHosts(const HostTable& table)
+{
+    std::vector<GridRow> grid;
+    for (const GridRow& heading : table.heading) {
+        const bool last = &heading == &table.heading.back();
+        Append(grid.emplace_back(GridRow{{last ? "Host" : ""}}), heading);
+    }
+    for (const auto& [index, ofOne] : table.rows) {
+        for (const GridRow& values : ofOne.rows) {
+            Append(grid.emplace_back(GridRow{ofOne.host}), values);
+        }
+    }
+    return grid;
+}
+
+/// For hosts with names so long that a row beside them would pass the end of the line.
+std::vector<GridRow> BelowTheirHosts(const HostTable& table)
+{
+    std::vector<GridRow> grid = table.heading;
+    for (const auto& [index, ofOne] : table.rows) {
+        grid.push_back({ofOne.host});
+        grid.insert(grid.end(), ofOne.rows.begin(), ofOne.rows.end());
+    }
+    return grid;
+}
+
+class HostTables : public Renderer
 {
 public:
-    ObjectRows(const Command& command, bool colour)
-        : blocks_(PrintedBlocks(command)), rows_(blocks_.size()), colour_(colour)
+    HostTables(std::vector<HostTable> tables, bool colour)
+        : tables_(std::move(tables)), colour_(colour)
     {
     }
 
     std::string Add(std::size_t index, const Report& report) override
     {
-        const ReportTable table(report);
-        for (std::size_t block = 0; block < blocks_.size(); ++block) {
-            rows_[block][index] = {HostCell(report), RowsOf(report, table, blocks_[block])};
+        for (HostTable& table : tables_) {
+            table.rows[index] = {{Text::PrintableAscii(report.host)}, table.rowsOf(report)};
         }
         return {};
     }
@@ -271,108 +254,92 @@ public:
     {
         const bool fits = WidestLine(Rendered(&BesideTheirHosts, false)) <= kLineWidth;
         std::string text = Rendered(fits ? &BesideTheirHosts : &BelowTheirHosts, colour_);
-        for (auto& rows : rows_) {
-            rows.clear();
+        for (HostTable& table : tables_) {
+            table.rows.clear();
         }
         return text;
     }
 
 private:
-    struct Rows
-    {
-        GridCell host;
-        std::vector<GridRow> rows;
-    };
-    using ByIndex = std::map<std::size_t, Rows>;  ///< In the order given.
-    using Layout = std::vector<GridRow> (*)(const Block& block, const ByIndex& all);
-
-    static std::vector<GridRow> RowsOf(const Report& report, const ReportTable& table,
-                                       const Block& block)
-    {
-        const Failure* const why = report.WhyNothingWasRead();
-        return why == nullptr ? table.ObjectRows(block)
-                              : std::vector<GridRow>{NotReadRow(WordsFor(*why))};
-    }
-
-    static std::vector<GridRow> BesideTheirHosts(const Block& block, const ByIndex& all)
-    {
-        std::vector<GridRow> grid{GridRow{{"Host"}}};
-        Append(grid.front(), HeadingOf(block));
-        for (const auto& [index, ofOne] : all) {
-            for (const GridRow& values : ofOne.rows) {
-                Append(grid.emplace_back(GridRow{ofOne.host}), values);
-            }
-        }
-        return grid;
-    }
-
-    /// For hosts with names so long that a row beside them would pass the end of the line.
-    static std::vector<GridRow> BelowTheirHosts(const Block& block, const ByIndex& all)
-    {
-        std::vector<GridRow> grid{HeadingOf(block)};
-        for (const auto& [index, ofOne] : all) {
-            grid.push_back({ofOne.host});
-            grid.insert(grid.end(), ofOne.rows.begin(), ofOne.rows.end());
-        }
-        return grid;
-    }
+    using Layout = std::vector<GridRow> (*)(const HostTable& table);
 
     std::string Rendered(Layout layout, bool colour) const
     {
         std::string text;
-        for (std::size_t block = 0; block < blocks_.size(); ++block) {
-            text.append(text.empty() ? "" : "\n").append(blocks_[block].heading).append("\n");
-            text += RenderGrid(layout(blocks_[block], rows_[block]), colour);
+        for (const HostTable& table : tables_) {
+            if (!table.title.empty()) {
+                text.append(text.empty() ? "" : "\n").append(table.title).append("\n");
+            }
+            text += RenderGrid(layout(table), colour);
         }
         return text;
     }
 
-    const std::vector<Block> blocks_;
-    std::vector<ByIndex> rows_;
+    std::vector<HostTable> tables_;
     bool colour_;
 };
 
 /// `select-psu N`.
-class Selections : public Renderer
+HostTable SelectionTable()
 {
-public:
-    explicit Selections(bool colour) : colour_(colour) {}
+    return {"", {}, [](const Report& report) { return ReportTable(report).SelectionRows(); }};
+}
 
-    std::string Add(std::size_t index, const Report& report) override
-    {
-        GridRow row{HostCell(report)};
-        Append(row, ReportTable(report).SelectionRows().front());
-        rows_[index] = {std::move(row)};
-        return {};
+/// `identity`, `power`, `status`: a row an enclosure.
+HostTable EnclosureTable(const std::vector<Block>& blocks)
+{
+    GridRow heading;
+    for (const Block& block : blocks) {
+        Append(heading, HeadingOf(block));
     }
+    const auto rowsOf = [blocks](const Report& report) -> std::vector<GridRow> {
+        if (const Failure* const why = report.WhyNothingWasRead()) {
+            return {NotReadRow(WordsFor(*why))};
+        }
+        GridRow row;
+        for (const Block& block : blocks) {
+            Append(row, ReportTable(report).EnclosureRow(block));
+        }
+        return {row};
+    };
+    return {"", OnTwoLines(heading), rowsOf};
+}
 
-    std::string End() override
-    {
-        std::string text = RenderGrid(Below({}, rows_), colour_);
-        rows_.clear();
-        return text;
+/// `psu`, `nodes`, `node N`: a row an object.
+HostTable ObjectTable(const Block& block)
+{
+    const auto rowsOf = [block](const Report& report) -> std::vector<GridRow> {
+        const Failure* const why = report.WhyNothingWasRead();
+        return why == nullptr ? ReportTable(report).ObjectRows(block)
+                              : std::vector<GridRow>{NotReadRow(WordsFor(*why))};
+    };
+    return {std::string(block.heading), {HeadingOf(block)}, rowsOf};
+}
+
+std::vector<HostTable> TablesOf(const Command& command)
+{
+    const std::vector<Block> blocks = PrintedBlocks(command);
+    if (command.action == Action::kSelectSupply) {
+        return {SelectionTable()};
     }
-
-private:
-    RowsByIndex rows_;
-    bool colour_;
-};
+    if (blocks.front().object == ObjectKind::kEnclosure) {
+        return {EnclosureTable(blocks)};
+    }
+    std::vector<HostTable> tables;
+    std::transform(blocks.begin(), blocks.end(), std::back_inserter(tables), ObjectTable);
+    return tables;
+}
 
 }  // namespace
 
 std::unique_ptr<Renderer> FleetTable(const Command& command, bool colour)
 {
-    if (command.action == Action::kSelectSupply) {
-        return std::make_unique<Selections>(colour);
-    }
-    const std::vector<Block> blocks = PrintedBlocks(command);
-    if (blocks.empty()) {
+    const bool foldsHosts =
+        command.action != Action::kSelectSupply && PrintedBlocks(command).empty();
+    if (foldsHosts) {
         return std::make_unique<FoldedHealth>(colour);
     }
-    if (blocks.front().object == ObjectKind::kEnclosure) {
-        return std::make_unique<EnclosureRows>(command, colour);
-    }
-    return std::make_unique<ObjectRows>(command, colour);
+    return std::make_unique<HostTables>(TablesOf(command), colour);
 }
 
 }  // namespace Tulvo::Cli
