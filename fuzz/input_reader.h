@@ -73,16 +73,28 @@ private:
 /// Stands in front of any instruction of a conversation.
 inline constexpr std::uint8_t kStopNow = 0x80;
 
-/// The next byte of a conversation; a stop in front of it is requested.
-inline std::uint8_t NextInstruction(InputReader& reader, std::stop_source& stop)
+/// An input as what all who take part in a conversation do next.
+class Script : public InputReader
 {
-    const std::uint8_t byte = reader.Byte();
-    if (byte != kStopNow) {
-        return byte;
+public:
+    using InputReader::InputReader;
+
+    /// The next byte; a stop in front of it is requested.
+    std::uint8_t Next()
+    {
+        const std::uint8_t byte = Byte();
+        if (byte != kStopNow) {
+            return byte;
+        }
+        stop_.request_stop();
+        return Byte();
     }
-    stop.request_stop();
-    return reader.Byte();
-}
+
+    std::stop_token Stop() const { return stop_.get_token(); }
+
+private:
+    std::stop_source stop_;
+};
 
 /// A text in a buffer of exactly its size, which a std::string is not.
 class ExactText

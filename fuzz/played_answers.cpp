@@ -106,4 +106,9 @@ const std::vector<PlayedAnswer>& PlayedAnswers()
     return answers;
 }
 
+RequestBytes BytesOf(const IPMICOMMAND& request)
+{
+    return {request.netFn, request.cmd, request.data};
+}
+
 }  // namespace Tulvo::Fuzz

@@ -4,10 +4,14 @@
 #ifndef FUZZ_PLAYED_ANSWERS_H
 #define FUZZ_PLAYED_ANSWERS_H
 
+#include <cstdint>
+#include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "apps/vkt_simulator/scenario.h"
+#include "fuzz/target.h"
 #include "module/ipmi/ipmi_client/ipmi_command.h"
 #include "module/vkt/vkt_info/vkt_info.h"
 
@@ -34,6 +38,14 @@ struct PlayedAnswer
 
 /// The answers of all scenarios, each once for all requests that get it from a type of module.
 const std::vector<PlayedAnswer>& PlayedAnswers();
+
+/// Network function, command and data.
+using RequestBytes = std::tuple<std::uint8_t, std::uint8_t, Bytes>;
+
+RequestBytes BytesOf(const IPMICOMMAND& request);
+
+/// The last answer with completion code 0 to each request of a conversation.
+using GoodAnswers = std::map<RequestBytes, Bytes>;
 
 }  // namespace Tulvo::Fuzz
 

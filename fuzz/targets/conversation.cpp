@@ -2,24 +2,22 @@
 #include <algorithm>
 #include <chrono>
 #include <set>
-#include <stop_token>
-#include <utility>
 
 #include "fuzz/input_reader.h"
 #include "fuzz/played_answers.h"
+#include "fuzz/played_clock.h"
 #include "fuzz/require.h"
 #include "fuzz/targets/read_promises.h"
 #include "fuzz/targets/targets.h"
-#include "module/vkt/vkt_enclosure/impl/plan.h"
+#include "module/ipmi/ipmi_client/ipmi_transport.h"
 
 namespace Tulvo::Fuzz {
 
 namespace {
 
 using namespace std::chrono_literals;
+using Clock = CallLimit::Clock;
 using End = IpmiExchange::End;
-
-constexpr std::uint8_t kSelects = 0x80;
 
 enum AskedFor : std::uint8_t
 {
@@ -34,33 +32,13 @@ enum AskedFor : std::uint8_t
     kKindsOfAnswer,
 };
 
-/// A clock that stands still but for what takes time in the conversation.
-class StillClock final : public Enclosures::Pace
-{
-public:
-    Time Now() override { return now_; }
-    void WaitUntil(Time until, const std::stop_token& stop) override
-    {
-        if (!stop.stop_requested()) {
-            now_ = std::max(now_, until);
-        }
-    }
-    Span PartOf(Span span) override { return span; }
-
-private:
-    Time now_{1h};
-};
-
 /// A transport to a module whose every move the input says, and after its end a good one.
 class PlayedTransport final : public IpmiTransport
 {
 public:
-    PlayedTransport(InputReader& reader, StillClock& clock, const Simulator::Scenario& scenario,
+    PlayedTransport(Script& script, const Simulator::Scenario& scenario,
                     std::chrono::milliseconds answerTime)
-        : reader_(reader),
-          clock_(clock),
-          enclosure_(scenario.enclosure, scenario.faults),
-          answerTime_(answerTime)
+        : script_(script), enclosure_(scenario.enclosure, scenario.faults), answerTime_(answerTime)
     {
     }
 
@@ -70,7 +48,7 @@ public:
         ++opened;
         Require(opened < 200, "sessions are not opened again and again");
         Require(!hasFailed_, "a module of which nothing more can be asked is left alone");
-        const std::uint8_t instruction = Instruction();
+        const std::uint8_t instruction = script_.Next();
         Pass(answerTime_, limit);
         if (limit.stop.stop_requested()) {
             return {.failure = Told(Cause::kCancelled)};
@@ -88,16 +66,16 @@ public:
     IpmiExchange Ask(const IPMICOMMAND& request, Resend resend, const CallLimit& limit) override
     {
         Require(isOpen_ && !hasFailed_, "nothing is asked without a session");
-        Require(clock_.Now() < limit.until, "nothing is asked when the time is over");
+        Require(Clock::now() < limit.until, "nothing is asked when the time is over");
         Require(++asked < 1500, "requests are not asked again and again");
         Require(!wasAskedInVain.contains(BytesOf(request)),
                 "what may be asked once is not asked again");
-        const std::uint8_t instruction = Instruction();
+        const std::uint8_t instruction = script_.Next();
         IpmiExchange exchange = limit.stop.stop_requested()
                                     ? Unanswered(End::kSilent, Cause::kCancelled)
                                     : Played(instruction, request);
         Pass(exchange.end == End::kSilent ? 3000ms : answerTime_, limit);
-        if (exchange.end == End::kAnswered && clock_.Now() >= limit.until) {
+        if (exchange.end == End::kAnswered && Clock::now() >= limit.until) {
             exchange = Unanswered(End::kSilent, Cause::kTimedOut);
         }
         isOpen_ = isOpen_ && exchange.end != End::kLost;
@@ -112,14 +90,14 @@ public:
 
     std::optional<Failure> RaisePrivilege(const CallLimit& limit) override
     {
-        const std::uint8_t instruction = Instruction();
+        const std::uint8_t instruction = script_.Next();
         Pass(answerTime_, limit);
         return instruction == 0 ? std::nullopt : std::optional(Told(SomeCause()));
     }
 
     void Close(const CallLimit& limit) override
     {
-        Require(!isOpen_ || (clock_.Now() < limit.until && !limit.stop.stop_requested()),
+        Require(!isOpen_ || (Clock::now() < limit.until && !limit.stop.stop_requested()),
                 "there is time for the log-out");
         isOpen_ = false;
     }
@@ -127,7 +105,6 @@ public:
     IpmiSessionInfo Info() const override { return {}; }
     IpmiCost Cost() const override { return {.requests = asked}; }
 
-    std::stop_token Stop() const { return stop_.get_token(); }
     bool IsOpen() const { return isOpen_; }
 
     GoodAnswers answers;
@@ -136,9 +113,7 @@ public:
     unsigned opened = 0;
 
 private:
-    std::uint8_t Instruction() { return NextInstruction(reader_, stop_); }
-
-    Cause SomeCause() { return static_cast<Cause>(reader_.Byte() % 10); }
+    Cause SomeCause() { return static_cast<Cause>(script_.Byte() % 10); }
 
     static Failure Told(Cause cause) { return {cause, "what the input said", "", {}}; }
 
@@ -151,16 +126,16 @@ private:
         IpmiExchange exchange{End::kAnswered, right.completionCode, right.bytes, {}};
         switch (instruction % kKindsOfAnswer) {
             case kRefusal:
-                exchange.completionCode = reader_.Byte();
+                exchange.completionCode = script_.Byte();
                 exchange.data.clear();
                 return exchange;
             case kAnyAnswer:
-                exchange.completionCode = reader_.Byte();
-                exchange.data = reader_.Some(reader_.Byte() % 64);
+                exchange.completionCode = script_.Byte();
+                exchange.data = script_.Some(script_.Byte() % 64);
                 return exchange;
             case kCutAnswer:
                 exchange.data.resize(
-                    std::min<std::size_t>(exchange.data.size(), reader_.Byte() % 16));
+                    std::min<std::size_t>(exchange.data.size(), script_.Byte() % 16));
                 return exchange;
             case kSilence:
                 return Unanswered(End::kSilent, Cause::kTimedOut);
@@ -175,16 +150,16 @@ private:
         }
     }
 
-    void Pass(std::chrono::milliseconds span, const CallLimit& limit)
+    static void Pass(std::chrono::milliseconds span, const CallLimit& limit)
     {
-        clock_.WaitUntil(std::min(clock_.Now() + span, limit.until), limit.stop);
+        if (!limit.stop.stop_requested()) {
+            PlayedClock::MoveTo(std::min(Clock::now() + span, limit.until));
+        }
     }
 
-    InputReader& reader_;
-    StillClock& clock_;
+    Script& script_;
     Simulator::FaultyEnclosure enclosure_;
     std::chrono::milliseconds answerTime_;
-    std::stop_source stop_;
     bool isOpen_ = false;
     bool hasFailed_ = false;
 };
@@ -194,29 +169,19 @@ private:
 void RunConversation(Input input)
 {
     constexpr auto kDeadline = 30s;
-    InputReader reader(input);
-    const Simulator::Scenario& scenario = Scenarios()[reader.Byte() % Scenarios().size()];
-    const std::uint8_t mode = reader.Byte();
-    const auto sections = static_cast<Enclosures::Sections>(reader.Byte());
-    StillClock clock;
-    PlayedTransport transport(reader, clock, scenario, 20ms * reader.Byte());
-    const Enclosures::Limits limits{.deadline = kDeadline, .stop = transport.Stop()};
-    const auto begin = clock.Now();
-    if ((mode & kSelects) != 0) {
-        const auto selection =
-            SelectOver(transport, clock, static_cast<std::uint8_t>(mode & ~kSelects), limits);
-        Require(selection.failure || transport.asked >= 2, "what was not asked is not selected");
-    } else {
-        const auto record = ReadOver(transport, clock, {sections, mode}, limits);
-        RequireHonestRecord(record, transport.answers);
-    }
+    Script script(input);
+    const Task task(script);
+    const PlayedClock clock;
+    PlayedTransport transport(script, task.scenario, 20ms * script.Byte());
+    const Enclosures::Limits limits{.deadline = kDeadline, .stop = script.Stop()};
+    const auto begin = Clock::now();
+    Converse(task, transport, limits, transport.answers);
     Require(!transport.IsOpen(), "the session is given back");
-    Require(clock.Now() <= begin + kDeadline, "a read ends in time");
+    Require(Clock::now() <= begin + kDeadline, "a conversation ends in time");
 }
 
-// The input is a byte for the scenario; one for the only node that is read, 0 for all, or 0x80 and
-// the supply that is selected; the sections; how many times 20 ms an answer takes. Then a byte for
-// every session that is opened, request that is asked and privilege that is raised, as AskedFor and
+// The input is its task, and a byte for how many times 20 ms an answer takes. Then a byte for every
+// session that is opened, request that is asked and privilege that is raised, as AskedFor and
 // Open() have them, and what belongs to it.
 std::vector<Bytes> ConversationSeeds()
 {

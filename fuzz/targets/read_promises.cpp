@@ -1,12 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fuzz/targets/read_promises.h"
 
+#include <algorithm>
+#include <chrono>
+#include <stop_token>
+#include <string>
 #include <string_view>
 #include <variant>
 
+#include "common/text/printable.h"
+#include "fuzz/played_clock.h"
 #include "fuzz/require.h"
 #include "module/vkt/vkt_enclosure/catalogue.h"
 #include "module/vkt/vkt_enclosure/health.h"
+#include "module/vkt/vkt_enclosure/impl/pace.h"
+#include "module/vkt/vkt_enclosure/impl/plan.h"
 #include "module/vkt/vkt_inventory/impl/vkt_inventory_requests.h"
 #include "tests/decoders/decoders.h"
 
@@ -114,18 +122,83 @@ void RequireHonestHealth(const Enclosures::Enclosure& record)
     Require(judgement.status != Health::kOk || !record.error, "a read that failed is not good");
 }
 
-}  // namespace
-
-RequestBytes BytesOf(const IPMICOMMAND& request)
-{
-    return {request.netFn, request.cmd, request.data};
-}
-
 void RequireHonestRecord(const Enclosures::Enclosure& record, const GoodAnswers& answers)
 {
     RequireAnswers(record, answers);
     Render(record);
     RequireHonestHealth(record);
+}
+
+void RequireOneLine(const Failure& failure)
+{
+    constexpr std::size_t kMost = 1000;
+    for (const std::string& text : {failure.message, failure.advice}) {
+        Require(
+            text.size() < kMost && std::all_of(text.begin(), text.end(), Text::IsPrintableAscii),
+            "a failure is told in one printable line");
+    }
+    Require(!failure.message.empty(), "a failure says what came back");
+}
+
+/// Waits, when it is told to, without waiting.
+class PlayedPace final : public Enclosures::Pace
+{
+public:
+    Time Now() override { return std::chrono::steady_clock::now(); }
+    void WaitUntil(Time until, const std::stop_token& stop) override
+    {
+        if (!stop.stop_requested()) {
+            PlayedClock::MoveTo(until);
+        }
+    }
+    Span PartOf(Span span) override { return span; }
+};
+
+std::vector<Failure> Read(const Task& task, IpmiTransport& transport,
+                          const Enclosures::Limits& limits, const GoodAnswers& answers)
+{
+    PlayedPace pace;
+    const auto record = ReadOver(transport, pace, {task.sections, task.object}, limits);
+    RequireHonestRecord(record, answers);
+    std::vector<Failure> failures;
+    for (const auto& missing : NotRead(record)) {
+        failures.push_back(missing.failure);
+    }
+    if (record.error) {
+        failures.push_back(*record.error);
+    }
+    return failures;
+}
+
+std::vector<Failure> Select(const Task& task, IpmiTransport& transport,
+                            const Enclosures::Limits& limits, const GoodAnswers& answers)
+{
+    PlayedPace pace;
+    const auto supply = static_cast<std::uint8_t>(task.object & ~kSelects);
+    const auto selected = SelectOver(transport, pace, supply, limits);
+    if (selected.failure) {
+        return {*selected.failure};
+    }
+    Require(answers.size() >= 2, "what was not answered is not selected");
+    return {};
+}
+
+}  // namespace
+
+Task::Task(InputReader& reader)
+    : scenario(Scenarios()[reader.Byte() % Scenarios().size()]),
+      object(reader.Byte()),
+      sections(static_cast<Enclosures::Sections>(reader.Byte()))
+{
+}
+
+std::vector<Failure> Converse(const Task& task, IpmiTransport& transport,
+                              const Enclosures::Limits& limits, const GoodAnswers& answers)
+{
+    const auto converse = task.IsSelection() ? &Select : &Read;
+    std::vector<Failure> failures = converse(task, transport, limits, answers);
+    std::for_each(failures.begin(), failures.end(), &RequireOneLine);
+    return failures;
 }
 
 }  // namespace Tulvo::Fuzz
