@@ -2,9 +2,9 @@
 // A decode is small work: without traces it allocates what the texts that it returns need.
 #include <gtest/gtest.h>
 
-#include "bench/allocations.h"
 #include "bench/decoders.h"
 #include "common/log/log.h"
+#include "tests/support/allocations.h"
 
 namespace Tulvo::Bench {
 namespace {

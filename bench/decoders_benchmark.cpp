@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "bench/allocations.h"
 #include "bench/decoders.h"
 #include "common/log/log.h"
+#include "tests/support/allocations.h"
 
 namespace Tulvo::Bench {
 namespace {

@@ -2,48 +2,22 @@
 // What a record costs in allocations.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
+#include <cstdint>
 #include <string>
 #include <thread>
 
 #include "common/log/log.h"
-
-namespace {
-
-thread_local int allocations = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size)
-{
-    ++allocations;
-    void* const memory = std::malloc(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
+#include "tests/support/allocations.h"
 
 namespace Tulvo {
 namespace {
 
-int AllocationsOfARecord(int level)
+std::uint64_t AllocationsOfARecord(int level)
 {
     static const std::string text(100, 'x');
-    const int before = allocations;
-    Log(level, __FILE__, __LINE__).Stream() << text << ' ' << 123456 << ' ' << 1.5;
-    return allocations - before;
+    return AllocationsOf([level] {
+        Log(level, __FILE__, __LINE__).Stream() << text << ' ' << 123456 << ' ' << 1.5;
+    });
 }
 
 class LogCostTest : public testing::Test
@@ -59,22 +33,22 @@ protected:
 
 TEST_F(LogCostTest, RecordAboveTheThresholdAllocatesNothing)
 {
-    EXPECT_GT(AllocationsOfARecord(2), 0) << "the counter must count";
-    EXPECT_EQ(AllocationsOfARecord(3), 0);
-    EXPECT_EQ(AllocationsOfARecord(4), 0);
+    EXPECT_GT(AllocationsOfARecord(2), 0U) << "the counter must count";
+    EXPECT_EQ(AllocationsOfARecord(3), 0U);
+    EXPECT_EQ(AllocationsOfARecord(4), 0U);
 }
 
 TEST_F(LogCostTest, ContextCostsNothingAboveTheThreshold)
 {
     const LogContext context("a name that is too long to be kept within the object");
-    EXPECT_EQ(AllocationsOfARecord(4), 0);
+    EXPECT_EQ(AllocationsOfARecord(4), 0U);
 }
 
 TEST_F(LogCostTest, FirstRecordOfAThreadAllocatesNothingAboveTheThreshold)
 {
-    int count = -1;
+    std::uint64_t count = 1;
     std::thread([&count] { count = AllocationsOfARecord(4); }).join();
-    EXPECT_EQ(count, 0);
+    EXPECT_EQ(count, 0U);
 }
 
 }  // namespace

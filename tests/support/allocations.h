@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 /// @file
 /// Counts what a piece of code allocates, in this program and in the libraries that it loads.
-#ifndef BENCH_ALLOCATIONS_H
-#define BENCH_ALLOCATIONS_H
+#ifndef TESTS_SUPPORT_ALLOCATIONS_H
+#define TESTS_SUPPORT_ALLOCATIONS_H
 
 #include <cstdint>
 
-namespace Tulvo::Bench {
+namespace Tulvo {
 
 /// How often this process has called operator new so far.
 std::uint64_t AllocationCount();
@@ -20,6 +20,6 @@ std::uint64_t AllocationsOf(const Work& work)
     return AllocationCount() - before;
 }
 
-}  // namespace Tulvo::Bench
+}  // namespace Tulvo
 
 #endif

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "bench/allocations.h"
+#include "tests/support/allocations.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -7,14 +7,14 @@
 
 namespace {
 
-std::atomic<std::uint64_t> count{0};
+std::atomic<std::uint64_t> allocations{0};
 
 }  // namespace
 
 // The other forms of operator new and delete end in these.
 void* operator new(std::size_t size)
 {
-    count.fetch_add(1, std::memory_order_relaxed);
+    allocations.fetch_add(1, std::memory_order_relaxed);
     void* const memory = std::malloc(size == 0 ? 1 : size);
     if (memory == nullptr) {
         throw std::bad_alloc();
@@ -32,11 +32,11 @@ void operator delete(void* memory, std::size_t) noexcept
     std::free(memory);
 }
 
-namespace Tulvo::Bench {
+namespace Tulvo {
 
 std::uint64_t AllocationCount()
 {
-    return count.load(std::memory_order_relaxed);
+    return allocations.load(std::memory_order_relaxed);
 }
 
-}  // namespace Tulvo::Bench
+}  // namespace Tulvo
