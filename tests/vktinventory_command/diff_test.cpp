@@ -164,6 +164,26 @@ TEST_F(Diff, DoesNotCompareWhatWasNotRead)
            "enc1: not compared, not read in the second\n");
 }
 
+TEST_F(Diff, CountsValuesThatWereNotReadWhereTheyAreMany)
+{
+    const auto partly = [](const std::string& host) {
+        return Shown(host, [](FakeEnclosure& fake) {
+            const Unread silence(Cause::kTimedOut, "no answer");
+            fake.record.consumption = silence;
+            fake.record.powerSupplies[0].fans = silence;
+            fake.record.powerSupplies[1].fans = silence;
+            fake.record.identity.name = silence;
+        });
+    };
+    Json other = partly("enc1");
+    other["identity"]["serialNumber"] = "J30ABC13";
+    Expect(Compare(Json{Healthy("enc1"), Healthy("enc2"), Healthy("enc3")},
+                   Json{other, partly("enc2"), partly("enc3")}),
+           ExitCode::kSomeQueriesFailed,
+           "enc1 identity.serialNumber: \"J30ABC12\" -> \"J30ABC13\"\n"
+           "enc[1-3]: 4 values not compared, not read in the second\n");
+}
+
 TEST_F(Diff, FoldsHostsOfWhichTheSameIsToldOfTheWhole)
 {
     const auto unread = [](const std::string& host) {

@@ -27,6 +27,9 @@ using Enclosures::Field;
 using Enclosures::ObjectKind;
 using Json = nlohmann::json;
 
+/// So many values of an enclosure that could not be compared are named; more are counted.
+constexpr std::size_t kMostUncompared = 3;
+
 const Json kNothing;
 
 const Json& Member(const Json& object, const std::string& name)
@@ -179,11 +182,12 @@ private:
     void Enclosure(const std::string& host, const Reading& before, const Reading& after)
     {
         if (before.Failed() || after.Failed()) {
-            return NotCompared(host, "", before.Failed(), after.Failed());
+            return Line(host, "", NotCompared(before.Failed(), after.Failed()));
         }
         Fields(host, {}, before, before.Whole(), after, after.Whole());
         List(host, ObjectKind::kPowerSupply, "powerSupplies", before, after);
         List(host, ObjectKind::kNode, "nodes", before, after);
+        TellOfUnread(host);
     }
 
     void List(const std::string& host, ObjectKind kind, const std::string& name,
@@ -229,8 +233,8 @@ private:
             if (unread || laterUnread) {
                 // Values that one answer tells are missed together.
                 if (told != field.Name()) {
-                    NotCompared(host, thing.Name() + " " + std::string(field.Name()), unread,
-                                laterUnread);
+                    unread_[NotCompared(unread, laterUnread)].push_back(thing.Name() + " " +
+                                                                        std::string(field.Name()));
                 }
                 told = field.Name();
             } else if (*one != *other) {
@@ -274,15 +278,29 @@ private:
         result_.found = true;
     }
 
-    void NotCompared(const std::string& host, const std::string& what, bool before, bool after)
+    static std::string NotCompared(bool before, bool after)
     {
-        Line(host, what,
-             std::string("not compared, not read in ") + (before && after ? "either"
-                                                          : before        ? "the first"
-                                                                          : "the second"));
+        return std::string("not compared, not read in ") + (before && after ? "either"
+                                                            : before        ? "the first"
+                                                                            : "the second");
+    }
+
+    void TellOfUnread(const std::string& host)
+    {
+        for (const auto& [text, values] : unread_) {
+            if (values.size() > kMostUncompared) {
+                Line(host, "", std::to_string(values.size()) + " values " + text);
+                continue;
+            }
+            for (const std::string& value : values) {
+                Line(host, value, text);
+            }
+        }
+        unread_.clear();
     }
 
     Differences& result_;
+    std::map<std::string, std::vector<std::string>> unread_;  ///< Of one host, by what is told.
     std::vector<std::string> whole_;  ///< Hosts of which textOfWhole_ is still to be told.
     std::string textOfWhole_;
 };
