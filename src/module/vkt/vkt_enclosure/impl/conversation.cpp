@@ -10,6 +10,7 @@
 #include "common/failure/log_in_gate.h"
 #include "common/log/log.h"
 #include "common/text/hexadecimal.h"
+#include "module/vkt/vkt_inventory/impl/byte_view.h"
 
 namespace Tulvo::Enclosures {
 namespace {
@@ -96,16 +97,6 @@ Cause CauseOf(Reaction reaction)
 Pace::Span Possible(Pace::Span time)
 {
     return std::clamp(time, Pace::Span::zero(), kLongest);
-}
-
-std::uint32_t LittleEndian(const std::vector<std::uint8_t>& bytes, std::size_t at,
-                           std::size_t count)
-{
-    std::uint32_t number = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        number |= std::uint32_t{bytes[at + i]} << (8 * i);
-    }
-    return number;
 }
 
 }  // namespace
@@ -295,14 +286,20 @@ void Conversation::Ask(Pending pending)
     }
 }
 
-/// A request that costs a session twice would cost all that there may be.
-void Conversation::Lost(Pending pending, const Failure& failure)
+/// Puts it at the end, unless it has been there.
+void Conversation::AskLast(Pending pending, const Failure& failure)
 {
     if (++pending.silences == kMostSilences) {
         GiveUp(pending, Share(failure));
     } else {
         pending_.push_back(std::move(pending));
     }
+}
+
+/// A request that costs a session twice would cost all that there may be.
+void Conversation::Lost(Pending pending, const Failure& failure)
+{
+    AskLast(std::move(pending), failure);
     Reopen(failure);
 }
 
@@ -313,14 +310,11 @@ void Conversation::Silent(Pending pending, const Failure& failure)
     const bool twoInARow = silentBefore_ && *silentBefore_ != pending.order;
     silentBefore_ = pending.order;
     silentKinds_.insert(pending.request.rank);
-    if (++pending.silences == kMostSilences) {
-        GiveUp(pending, Share(failure));
-    } else {
-        pending_.push_back(std::move(pending));
-    }
     if (twoInARow) {
-        Reopen(failure);
-    } else if (!pending_.empty() && OnlySilentKindsAreLeft()) {
+        return Lost(std::move(pending), failure);
+    }
+    AskLast(std::move(pending), failure);
+    if (!pending_.empty() && OnlySilentKindsAreLeft()) {
         Probe();
     }
 }
@@ -433,9 +427,11 @@ Failure Conversation::OtherModule()
     std::string who = "another kind of device answers";
     if (exchange.end == IpmiExchange::End::kAnswered && exchange.completionCode == 0 &&
         exchange.data.size() >= kLength) {
-        who += ": manufacturer id " +
-               std::to_string(LittleEndian(exchange.data, kManufacturerAt, 3) & 0xFFFFFU) +
-               ", product id " + std::to_string(LittleEndian(exchange.data, kProductAt, 2));
+        const ByteView id(exchange.data);
+        const unsigned manufacturer = id.LittleEndian16(kManufacturerAt) |
+                                      (id[kManufacturerAt + 2] & 0x0FU) << 16U;  // 20 bits
+        who += ": manufacturer id " + std::to_string(manufacturer) + ", product id " +
+               std::to_string(id.LittleEndian16(kProductAt));
     }
     return {Cause::kNoSuchModule, who, "check the address", {}};
 }

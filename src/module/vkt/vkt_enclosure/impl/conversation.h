@@ -86,6 +86,7 @@ private:
     IpmiExchange Exchange(const IPMICOMMAND& request, Resend resend);
     void Ask(Pending pending);
     void Silent(Pending pending, const Failure& failure);
+    void AskLast(Pending pending, const Failure& failure);
     void Lost(Pending pending, const Failure& failure);
     bool OnlySilentKindsAreLeft() const;
     void Probe();

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "module/vkt/vkt_enclosure/impl/plan.h"
 
-#include <algorithm>
 #include <chrono>
 #include <iterator>
 #include <string>
-#include <utility>
+#include <type_traits>
 
 #include "module/vkt/vkt_enclosure/catalogue.h"
 #include "module/vkt/vkt_enclosure/impl/answers.h"
