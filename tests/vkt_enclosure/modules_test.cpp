@@ -155,6 +155,17 @@ TEST_F(ModulesTest, AreReadWithEachAccountThatTheyLetRead)
     }
 }
 
+TEST_F(ModulesTest, ThatNeedMorePrivilegeThanTheTargetAllowsAreNotBlamedOnTheAccountAlone)
+{
+    PaperModule module({}, 4);
+    const Enclosure record =
+        ReadEnclosure(module.At({.privilege = Privilege::kOperator}), {}, kAmple);
+    ASSERT_TRUE(record.error);
+    EXPECT_EQ(record.error->completionCode, kInsufficientPrivilege);
+    EXPECT_THAT(record.error->advice, HasSubstr("a higher privilege"));
+    EXPECT_EQ(module.Server().OpenSessions(), 0U);
+}
+
 TEST_F(ModulesTest, WithAKeyOfTheirOwnAreReadWithIt)
 {
     FakeRmcpModuleOptions options;

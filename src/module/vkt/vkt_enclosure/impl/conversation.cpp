@@ -35,6 +35,7 @@ constexpr Pace::Span kPauseForOnceMore = 50ms;
 constexpr Pace::Span kPauseForInvalidCommand = 1s;
 
 const IPMICOMMAND kGetDeviceId{0x01, {}, 0x06};
+constexpr auto kHighestPrivilege = static_cast<std::uint8_t>(Privilege::kAdministrator);
 
 constexpr int kTrace = 4;
 
@@ -395,6 +396,9 @@ void Conversation::OnceMore(Pending pending, Span pause, const Failure& failure)
 void Conversation::RaisePrivilege(Pending pending, Failure failure)
 {
     failure.advice = "use an account that may ask for it";
+    if (transport_.Info().privilege.value_or(kHighestPrivilege) < kHighestPrivilege) {
+        failure.advice += ", or let the session have a higher privilege";
+    }
     if (std::exchange(raiseTried_, true)) {
         return GiveUp(pending, Share(failure));
     }
