@@ -10,22 +10,15 @@
 #include <fstream>
 #include <string>
 
+#include "tests/support/temporary_directory.h"
+
 namespace Tulvo::Fleet {
 
-/// A folder that is gone with the test.
+/// A directory for files of the fleet, removed with them.
 class TemporaryFolder
 {
 public:
-    TemporaryFolder()
-    {
-        std::string name = testing::TempDir() + "fleet.XXXXXX";
-        path_ = mkdtemp(name.data());
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-
-    std::string Path(const std::string& name) const { return (path_ / name).string(); }
+    std::string Path(const std::string& name) const { return (directory_ / name).string(); }
 
     /// The path of a new file with this text.
     std::string Write(const std::string& name, const std::string& text, mode_t mode = 0600) const
@@ -38,7 +31,7 @@ public:
     }
 
 private:
-    std::filesystem::path path_;
+    TemporaryDirectory directory_;
 };
 
 /// A variable of the environment for a test.
