@@ -38,7 +38,7 @@ start_simulator() {
     export IPMI_PASSWORD
 }
 
-# start_fleet COUNT PROGRAM WORD...: returns when so many enclosures answer.
+# start_fleet COUNT PROGRAM WORD...: returns when COUNT enclosures answer.
 start_fleet() {
     left=$1
     shift

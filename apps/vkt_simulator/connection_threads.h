@@ -22,7 +22,7 @@ public:
     /// Serves one connection of a port, given by its number. What it throws ends the connection.
     using Serve = std::function<void(std::size_t port, const FileDescriptor& socket)>;
 
-    /// @param most so many connections are served at a time
+    /// @param most connections that are served at a time
     ConnectionThreads(Serve serve, std::size_t most) : serve_(std::move(serve)), most_(most) {}
     /// Waits until all have been served.
     ~ConnectionThreads();

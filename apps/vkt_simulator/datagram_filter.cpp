@@ -38,7 +38,8 @@ constexpr sock_filter Word(std::uint32_t offset)
 {
     return BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offset);
 }
-/// Steps over the next statements: so many when the value is the one given, so many when not.
+/// Steps over the next statements: `then` of them when the value is the given one, else
+/// `otherwise`.
 constexpr sock_filter If(std::uint32_t value, std::uint8_t then, std::uint8_t otherwise)
 {
     return BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, value, then, otherwise);

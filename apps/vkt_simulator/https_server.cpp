@@ -188,7 +188,7 @@ private:
     std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> context_;
 };
 
-// Tells when all answers of a state have been sent. Each holds the one end of a pipe as long as it
+// Tells when all answers of a state have been sent. Each holds one end of a pipe as long as it
 // is under way.
 class AnswersUnderWay
 {

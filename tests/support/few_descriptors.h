@@ -7,7 +7,7 @@
 
 namespace Tulvo {
 
-/// Leaves this process so many descriptors that it can still open.
+/// Leaves this process `left` descriptors that it can still open.
 class FewDescriptors
 {
 public:

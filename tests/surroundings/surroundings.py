@@ -46,7 +46,7 @@ def limits(**values):
 
 
 def few_threads(count):
-    """Lets the child start so many threads: a stack takes half of what is left for one more."""
+    """Lets the child start `count` threads: a stack takes half of what is left for one more."""
     stack = 1 << 32
     return limits(stack=stack, **{"as": stack // 2 + count * stack})
 

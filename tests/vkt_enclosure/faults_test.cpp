@@ -125,7 +125,7 @@ std::vector<Place> PlacesOfFaults(bool overHttps)
     return places;
 }
 
-/// Calls `check` with every place of a transport, so many at the same time.
+/// Calls `check` with every place of a transport, `atOnce` at the same time.
 template <class Check>
 void AtEachPlace(bool overHttps, Check check, std::size_t atOnce = kAllAtOnce)
 {

@@ -107,7 +107,7 @@ public:
     std::uint16_t Port() const { return port_; }
     int Connections() const { return connections_; }
     int Handshakes() const { return handshakes_; }
-    /// Waits until there were so many.
+    /// Waits until there were `count`.
     void AwaitHandshakes(int count) const;
     /// Handshakes that took up the session of an earlier one, without a certificate.
     int Resumptions() const { return resumptions_; }

@@ -113,8 +113,8 @@ public:
     /// hears no later one.
     static void interruptAll();
 
-    /// Waits until no client of this process holds a session, for at most so long. After
-    /// interruptAll() the program may end as soon as this is true.
+    /// Waits until no client of this process holds a session, but no longer than `milliseconds`.
+    /// After interruptAll() the program may end as soon as this is true.
     /// @return whether all are closed.
     static bool waitUntilAllClosed(std::uint32_t milliseconds);
 

@@ -67,9 +67,9 @@ public:
     /// not reach it.
     static void InterruptAll();
 
-    /// Waits until no transport of this process has a session on a module, for at most so long.
-    /// After InterruptAll() the program may end as soon as this is true; a module that does not
-    /// answer takes up to three seconds.
+    /// Waits until no transport of this process has a session on a module, but no longer than
+    /// `milliseconds`. After InterruptAll() the program may end as soon as this is true; a module
+    /// that does not answer takes up to three seconds.
     /// @return whether all are deleted, or given up.
     static bool WaitUntilAllClosed(std::uint32_t milliseconds);
 
