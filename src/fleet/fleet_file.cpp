@@ -45,6 +45,21 @@ std::string Variable(const char* name)
     return value == nullptr ? "" : value;
 }
 
+/// So many groups are named to somebody who asks for another; more are counted.
+constexpr std::size_t kMostNamed = 8;
+
+std::string SomeOf(const std::vector<std::string>& groups)
+{
+    std::string text;
+    for (std::size_t index = 0; index < std::min(groups.size(), kMostNamed); ++index) {
+        text.append(text.empty() ? "" : ", ").append(Text::Quoted(groups[index]));
+    }
+    if (groups.size() > kMostNamed) {
+        text.append(" and ").append(std::to_string(groups.size() - kMostNamed)).append(" more");
+    }
+    return text.empty() ? "none" : text;
+}
+
 }  // namespace
 
 std::vector<std::string> FleetFile::GroupNames() const
@@ -152,7 +167,8 @@ std::variant<Hosts, Mistakes> FleetFile::Select(const Selection& selection) cons
         const auto group = std::find_if(groups_.begin(), groups_.end(),
                                         [&name](const Part& part) { return part.name == name; });
         if (group == groups_.end()) {
-            mistakes.push_back({path_ + " has no group " + Text::Quoted(name)});
+            mistakes.push_back({path_ + " has no group " + Text::Quoted(name) + "; it has " +
+                                SomeOf(GroupNames())});
         }
         groups.insert(static_cast<std::size_t>(group - groups_.begin()));
     }

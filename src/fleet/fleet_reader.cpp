@@ -165,7 +165,7 @@ public:
     {
         const auto file = ReadFile(fleet_.path_, kLargestFleetFile);
         if (const auto* const reason = std::get_if<std::string>(&file)) {
-            return Mistakes{{fleet_.path_ + ": cannot be read: " + *reason}};
+            return Mistakes{{fleet_.path_ + ": the fleet file cannot be read: " + *reason}};
         }
         const FileText& content = std::get<FileText>(file);
         if (const std::size_t line = LineOfDeepKey(content.text)) {

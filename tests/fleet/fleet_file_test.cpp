@@ -15,6 +15,7 @@ using namespace Tulvo;
 using namespace Tulvo::Fleet;
 using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -200,11 +201,25 @@ TEST_F(FleetFiles, AreSelectedFromByGroupAndLabel)
     EXPECT_THAT(Selected({.groups = {"rack1"}, .labels = {{"rack", "1b"}}}), ElementsAre("enc017"));
     const auto wrong = Load().Select({.groups = {"rack9", "rack\x1b"}, .labels = {}});
     ASSERT_TRUE(std::holds_alternative<Mistakes>(wrong));
-    EXPECT_THAT(std::get<Mistakes>(wrong)[0].message, HasSubstr("has no group \"rack9\""));
+    EXPECT_THAT(std::get<Mistakes>(wrong)[0].message,
+                EndsWith(R"( has no group "rack9"; it has "rack1", "rack2", "remote")"));
     EXPECT_THAT(std::get<Mistakes>(wrong)[1].message, HasSubstr("\"rack\\x1b\""));
     const auto nobody = Load().Select({.groups = {}, .labels = {{"site", "west"}}});
     ASSERT_TRUE(std::holds_alternative<Mistakes>(nobody));
     EXPECT_THAT(std::get<Mistakes>(nobody)[0].message, HasSubstr("\"site=west\""));
+}
+
+TEST_F(FleetFiles, CountTheirGroupsWhereTheyAreMany)
+{
+    std::string text;
+    for (const char* const name : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"}) {
+        text.append("[[group]]\nname = \"").append(name).append("\"\nhosts = [\"");
+        text.append(name).append("1\"]\n");
+    }
+    EXPECT_THAT(std::get<Mistakes>(Load(text).Select({.groups = {"x"}, .labels = {}}))[0].message,
+                EndsWith(R"("g", "h" and 2 more)"));
+    EXPECT_THAT(std::get<Mistakes>(FleetFile().Select({.groups = {"x"}, .labels = {}}))[0].message,
+                EndsWith("it has none"));
 }
 
 TEST_F(FleetFiles, TakePasswordsFromTheServiceManagerFirst)
@@ -457,8 +472,9 @@ TEST_F(FleetFiles, ThatAreNotThereAreAMistakeWhenNamed)
 {
     const auto loaded = FleetFile::Load(folder_.Path("none.toml"));
     ASSERT_TRUE(std::holds_alternative<Mistakes>(loaded));
-    EXPECT_EQ(std::get<Mistakes>(loaded)[0].message,
-              folder_.Path("none.toml") + ": cannot be read: No such file or directory");
+    EXPECT_EQ(
+        std::get<Mistakes>(loaded)[0].message,
+        folder_.Path("none.toml") + ": the fleet file cannot be read: No such file or directory");
 }
 
 TEST_F(FleetFiles, AreLookedForInOneOrder)
