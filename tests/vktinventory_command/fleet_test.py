@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """The command against a fleet of simulated enclosures."""
 import contextlib
+import fcntl
 import json
 import os
 import random
@@ -216,21 +217,13 @@ class Interrupted(unittest.TestCase):
             print(f"{len(too_slow)} of {self.MOMENTS} moments show nothing: this computer was too busy to log out "
                   f"within {self.LOG_OUT} s")
 
-    def start_with_full_pipe(self):
-        """A command that waits to print its first bracket, the pipe, and how much stands in it before that."""
-        reader, writer = os.pipe()
-        os.set_blocking(writer, False)
-        filled = os.write(writer, b" " * 1_000_000)
-        os.set_blocking(writer, True)
-        child = self.over_rmcp.start("--all", "-P", "enclosure", "--format", "json", "show", stdout=writer)
-        os.close(writer)
-        arguments_once_hidden(child.pid)
-        wait_until_asleep(child.pid)
-        return child, reader, filled
-
     def test_a_further_signal_ends_it_though_nobody_reads(self):
-        child, reader, _ = self.start_with_full_pipe()
+        reader, writer = os.pipe()
         self.addCleanup(os.close, reader)
+        fcntl.fcntl(writer, fcntl.F_SETPIPE_SZ, 4096)  # too little for all
+        child = self.over_rmcp.start("--all", "--format", "json", "show", stdout=writer)
+        os.close(writer)
+        os.read(reader, 1)
         child.send_signal(signal.SIGINT)
         code = None
         while code is None:  # by its own limit it ends with the first
@@ -240,7 +233,14 @@ class Interrupted(unittest.TestCase):
         self.assertEqual(code, 128 + signal.SIGTERM)
 
     def test_closes_an_array_in_which_nothing_stands(self):
-        child, reader, filled = self.start_with_full_pipe()
+        reader, writer = os.pipe()
+        os.set_blocking(writer, False)
+        filled = os.write(writer, b" " * 1_000_000)
+        os.set_blocking(writer, True)
+        child = self.over_rmcp.start("--all", "-P", "enclosure", "--format", "json", "show", stdout=writer)
+        os.close(writer)
+        arguments_once_hidden(child.pid)
+        wait_until_asleep(child.pid)  # to print the first bracket
         child.send_signal(signal.SIGSTOP)
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGCONT):  # two at a time are one request to end
             child.send_signal(number)
