@@ -277,10 +277,17 @@ TEST_F(IpmiClientTest, WithoutASpareDescriptorConnectFails)
     EXPECT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
 }
 
-TEST_F(IpmiClientTest, AChildThatEndsLeavesItsParentTheSession)
+TEST_F(IpmiClientTest, AChildLeavesItsParentTheSessionAndOpensItsOwn)
 {
     auto client = Client();
     ASSERT_EQ(client->connect(), CONNECTION_CONNECTED) << client->lastError();
+    EXPECT_TRUE(RunsWellInAChild([&client] {
+        const bool sendsNothing = Send(*client).result < 0 &&
+                                  client->lastError().find("another process") != std::string::npos;
+        const bool opensItsOwn = client->connect() == CONNECTION_CONNECTED && Serves(*client);
+        client.reset();
+        return sendsNothing && opensItsOwn;
+    }));
     EXPECT_TRUE(RunsWellInAChild([&client] {
         client.reset();
         return true;

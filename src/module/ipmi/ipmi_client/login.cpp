@@ -19,8 +19,7 @@
 namespace Tulvo::Rmcp {
 namespace {
 
-/// How long the answer to the first request is waited for after a stop request, as long as for a
-/// log-out.
+/// How long the answer to the first request is waited for after a stop request.
 constexpr std::chrono::seconds kLateAnswerAtStop{1};
 /// The same after the module had all of its time.
 constexpr std::chrono::milliseconds kLateAnswerAtEnd{200};

@@ -25,6 +25,11 @@ Session::~Session()
 
 std::optional<Failure> Session::Ask(const IPMICOMMAND& request, IpmiAnswer& answer)
 {
+    // The numbers of a child's packets would be those of its parent's next ones, which the module
+    // would then take for repetitions.
+    if (!connection_->BelongsToThisProcess()) {
+        return Failure{CONNECTION_FAILED, "the session is another process's", "connect again"};
+    }
     return AskWithin(waits_, request, answer);
 }
 

@@ -26,7 +26,7 @@ public:
     Session& operator=(const Session&) = delete;
     ~Session();
 
-    /// Sends a request and waits for its answer.
+    /// Sends a request and waits for its answer. In a child made by fork() nothing is sent.
     std::optional<Failure> Ask(const IPMICOMMAND& request, IpmiAnswer& answer);
 
 private:
