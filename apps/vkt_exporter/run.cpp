@@ -27,7 +27,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// A log-out takes a second at most.
+/// A log-out takes three seconds at most.
 constexpr std::chrono::seconds kLogOutLimit = 5s;
 
 /// Reads and connections take a descriptor each, and more than a shell lets a program have unasked.

@@ -222,8 +222,8 @@ void ScriptedModule::Close(const CallLimit& limit)
     if (limit.stop.stop_requested() || pace_.now >= limit.until) {
         return;  // no time to tell the module
     }
-    closed += sessionOpen ? 1 : 0;
-    sessionOpen = false;
+    const bool wasOpen = std::exchange(sessionOpen, false);
+    closed += wasOpen && pace_.Pass(logOutTime, limit) ? 1 : 0;
 }
 
 }  // namespace Tulvo::Fakes

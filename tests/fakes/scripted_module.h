@@ -76,6 +76,7 @@ public:
 
     std::chrono::milliseconds answerTime{0};
     std::chrono::milliseconds silenceTime{3000};
+    std::chrono::milliseconds logOutTime{0};  ///< A log-out with less time is not told.
     /// Requests of these commands are never answered.
     Bytes silentCommands;
     /// Called with the number of the request, from 0, before it is answered.
@@ -87,7 +88,7 @@ public:
     std::vector<CallLimit> openLimits;  ///< Of each attempt to open a session.
     std::vector<CallLimit> askLimits;   ///< Of each request.
     int opened = 0;
-    int closed = 0;
+    int closed = 0;  ///< Sessions that the module was told of in time.
     int raised = 0;
     bool sessionOpen = false;
 

@@ -8,6 +8,7 @@
 #include <map>
 #include <numeric>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -340,6 +341,57 @@ TEST_F(ConversationTest, LeavesATenthOfTheTimeForTheLogOut)
     EXPECT_EQ(Kind::kAnswer, outcomes[3].kind);
     EXPECT_EQ(Cause::kTimedOut, outcomes[4].failure->cause);
     EXPECT_EQ(1, module.closed);
+}
+
+// Amid a request over HTTPS that costs the connection, and a slow module's log-out a handshake.
+TEST_F(ConversationTest, GivesTheLogOutOfACancelledReadMoreTimeUnlessTheModuleWasSilent)
+{
+    struct Case
+    {
+        const char* what;
+        bool isCancelled;
+        bool wasSilent;
+        std::chrono::milliseconds deadline;
+        std::chrono::milliseconds logOutTime;
+        std::chrono::milliseconds takes;  ///< From the second request to the end.
+        int closed;
+    };
+    const Case cases[] = {
+        {"a slow handshake", true, false, 30s, 2500ms, 2500ms, 1},
+        {"no answer", true, false, 30s, 1h, 3s, 0},
+        {"nor one before", true, true, 30s, 1h, 1s, 0},
+        {"a deadline after two seconds", true, false, 2s, 1h, 1800ms, 0},
+        {"no stop", false, false, 30s, 1h, 100ms + 1s, 0},
+    };
+    for (const Case& given : cases) {
+        SCOPED_TRACE(given.what);
+        StillPace clock;
+        ScriptedModule slow(clock);
+        slow.Give(Numbered(1), {});
+        slow.Give(Numbered(2), {});
+        slow.answerTime = 100ms;  // the log-in's, too
+        slow.logOutTime = given.logOutTime;
+        if (given.wasSilent) {
+            slow.StaySilent(Numbered(1));
+        }
+        std::stop_source stop;
+        Pace::Time begin{};
+        slow.onAsk = [&](std::size_t number) {
+            begin = number == 1 ? clock.now : begin;
+            if (number == 1 && given.isCancelled) {
+                stop.request_stop();
+            }
+        };
+        Conversation conversation(slow, clock,
+                                  {.deadline = given.deadline, .stop = stop.get_token()});
+        for (std::uint8_t number = 1; number <= 2; ++number) {
+            conversation.Add(
+                {.command = Numbered(number), .rank = number, .done = [](const Outcome&) {}});
+        }
+        EXPECT_EQ(given.isCancelled, conversation.Run() != nullptr);
+        EXPECT_EQ(given.takes, clock.now - begin);
+        EXPECT_EQ(given.closed, slow.closed);
+    }
 }
 
 TEST_F(ConversationTest, TakesNoTimeForNoTimeAndADayForMore)

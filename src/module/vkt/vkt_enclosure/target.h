@@ -103,8 +103,9 @@ struct Limits
     /// log-out fits. None or less: nobody is asked. More than a day is a day.
     std::chrono::milliseconds deadline{30'000};
     /// Ends the read at once, with Cause::kCancelled; what was read by then is given, and the
-    /// session is given back, for which there is a second at most. The source of the token may be
-    /// another thread's, and touches no other read.
+    /// session is given back, for which there are three seconds at most, or one where the module
+    /// left the request before unanswered. The source of the token may be another thread's, and
+    /// touches no other read.
     std::stop_token stop = {};
     /// For the module's first answer; 0 leaves it to the deadline. Who gives none is unreachable.
     std::chrono::milliseconds firstAnswer{};

@@ -21,6 +21,9 @@ using namespace std::chrono_literals;
 constexpr Pace::Span kLongest = 24h;
 constexpr Pace::Span kMostForLogOut = 1s;
 constexpr int kLogOutShare = 10;  // a tenth of the time, if that is less
+// Whoever is cancelled amid a request over HTTPS gives up its connection, and its log-out begins
+// with a handshake: up to two seconds of a module's processor.
+constexpr Pace::Span kMostForLogOutAfterStop = 3s;
 constexpr unsigned kMostNewSessions = 3;
 constexpr unsigned kMostSilences = 2;
 // While others wait: one request that is never answered must not cost the time of all. So much of
@@ -138,8 +141,10 @@ SharedFailure Conversation::Run()
             GiveUp(next, wasPutOff ? next.asksForLater : ended_);
         }
     }
-    // Even a cancelled read gives its session back.
-    transport_.Close({std::min(deadline_, pace_.Now() + kMostForLogOut), {}});
+    // Even a cancelled read gives its session back. A module that was silent is not waited for.
+    const bool isWorthMore = asking_.stop.stop_requested() && !wasSilent_;
+    const Span most = isWorthMore ? kMostForLogOutAfterStop : kMostForLogOut;
+    transport_.Close({std::min(deadline_, pace_.Now() + most), {}});
     return ended_;
 }
 
@@ -244,6 +249,9 @@ IpmiExchange Conversation::Exchange(const IPMICOMMAND& request, Resend resend)
 {
     const Time asked = pace_.Now();
     IpmiExchange exchange = transport_.Ask(request, resend, OneRequest());
+    if (!asking_.stop.stop_requested()) {
+        wasSilent_ = exchange.end == IpmiExchange::End::kSilent;
+    }
     if (exchange.end == IpmiExchange::End::kAnswered) {
         slowest_ = std::max(slowest_, std::chrono::ceil<Span>(pace_.Now() - asked));
     }

@@ -106,6 +106,7 @@ private:
     unsigned added_ = 0;
     unsigned reopened_ = 0;
     std::optional<unsigned> silentBefore_;  ///< The request asked last, when it was silent.
+    bool wasSilent_ = false;                ///< The last request that was not cancelled was.
     std::set<unsigned> silentKinds_;        ///< Ranks of requests that none was answered of since.
     Span slowest_{};                        ///< Of the answers so far.
     bool raiseTried_ = false;               ///< In this session.
