@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <atomic>
@@ -22,6 +23,7 @@
 #include <vector>
 
 #include "module/ipmi/ipmi_client/rmcp_timing.h"
+#include "module/ipmi/ipmi_client/stop_signal.h"
 #include "tests/ipmi_client/fake_rmcp_module.h"
 #include "tests/ipmi_client/fault_injecting_relay.h"
 #include "tests/support/few_descriptors.h"
@@ -1411,6 +1413,21 @@ TEST(StopRequest, OfOneTransportLeavesAnotherAlone)
     EXPECT_EQ(one.Transport().Ask(kRequest, Resend::kFreely, {Ample().until, stop.get_token()}).end,
               End::kSilent);
     EXPECT_EQ(other.Ask().end, End::kAnswered);
+}
+
+TEST(StopRequest, InAChildDoesNotWakeItsParent)
+{
+    std::stop_source stop;
+    const Rmcp::StopSignal signal(stop.get_token());
+    EXPECT_TRUE(signal.IsOf(stop.get_token()));
+    EXPECT_TRUE(RunsWellInAChild([&] {
+        stop.request_stop();
+        return !signal.IsOf(stop.get_token());
+    }));
+    pollfd woken{signal.Descriptor(), POLLIN, 0};
+    EXPECT_EQ(poll(&woken, 1, 0), 0);
+    stop.request_stop();
+    EXPECT_EQ(poll(&woken, 1, 0), 1);
 }
 
 // --- Side by side
