@@ -4,7 +4,9 @@
 #include <chrono>
 #include <cstdint>
 #include <utility>
+#include <variant>
 
+#include "fleet/settings.h"
 #include "module/vkt/vkt_enclosure/read_enclosure.h"
 
 namespace Tulvo::Cli {
@@ -19,6 +21,19 @@ Enclosures::Enclosure EnclosureOf(const Enclosures::Selection& selection)
     enclosure.module.powerSupplyCount = selection.powerSupplyCount;
     enclosure.cost = selection.cost;
     return enclosure;
+}
+
+/// Where a fleet file names the password's file or command; empty for any other password.
+std::string PlaceOf(const std::optional<Fleet::PasswordSource>& password)
+{
+    if (!password) {
+        return {};
+    }
+    if (const auto* const file = std::get_if<Fleet::PasswordFile>(&*password)) {
+        return file->where;
+    }
+    const auto* const command = std::get_if<Fleet::PasswordCommand>(&*password);
+    return command == nullptr ? "" : command->where;
 }
 
 }  // namespace
@@ -44,6 +59,7 @@ Report ReportFor(const Options& options, const Fleet::Member& member,
     }
     report.labels = member.labels;
     report.withoutUser = !member.settings.user;
+    report.passwordFrom = PlaceOf(member.settings.password);
     report.pinsFrom = member.settings.pinsFrom;
     if (options.command->action == Action::kSelectSupply) {
         report.selected = static_cast<std::uint8_t>(options.number);

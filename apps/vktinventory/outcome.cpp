@@ -163,6 +163,16 @@ Failure Advised(Failure failure, const Report& report)
     return failure;
 }
 
+/// Which of a fleet file's passwords was refused.
+std::string PasswordRefused(const Failure& failure, const Report& report)
+{
+    const std::string_view flags = MeaningOf(failure).lanplusFlags;
+    const bool refused = failure.cause == Cause::kRefused && flags.find("-f") != flags.npos;
+    return refused && !report.withoutUser && !report.passwordFrom.empty()
+               ? "; the password is that of " + report.passwordFrom
+               : "";
+}
+
 std::string Count(std::uint64_t count, std::string_view one, std::string_view many)
 {
     return std::to_string(count) + " " + std::string(count == 1 ? one : many);
@@ -218,7 +228,8 @@ std::vector<std::string> Messages(const Report& report)
 {
     if (const Failure* const why = report.WhyNothingWasRead()) {
         return {NoConversation(Advised(*why, report), report.enclosure.source.overHttps,
-                               report.pinsFrom)};
+                               report.pinsFrom) +
+                PasswordRefused(*why, report)};
     }
     const auto& error = report.enclosure.error;
     const bool onThisSide = error && error->cause == Cause::kLocal && report.notRead.empty();

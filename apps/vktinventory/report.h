@@ -23,8 +23,9 @@ struct Report
     std::string host = {};                  ///< As it was named, with its port if it was.
     std::optional<std::string> group = {};  ///< Of the fleet file.
     std::map<std::string, std::string> labels = {};
-    bool withoutUser = false;   ///< Nobody has said as whom to log in.
-    std::string pinsFrom = {};  ///< Where the file of pins is named that says whom to trust.
+    bool withoutUser = false;       ///< Nobody has said as whom to log in.
+    std::string passwordFrom = {};  ///< Where a fleet file says which file or command has it.
+    std::string pinsFrom = {};      ///< Where the file of pins is named that says whom to trust.
     /// After a selection only the module's status and the source; the error is the selection's.
     Enclosures::Enclosure enclosure;
     std::uint8_t selected = 0;  ///< The supply that was to be selected; 0 when none was.

@@ -346,6 +346,26 @@ TEST_F(Fleet, NamesTheFileOfPinsWhereAKeyIsAnother)
                 HasSubstr("(see --ca-file and --pin)"));
 }
 
+TEST_F(Fleet, SaysWhereARefusedPasswordIsFrom)
+{
+    FakeEnclosure::Current().Refuse({Cause::kRefused, "the password is wrong", "check it", {}});
+    EXPECT_EQ(RunOn({"-H", "enc001", "status"}).error,
+              "vktinventory: refused: the password is wrong; check it (see -U and -f); the "
+              "password is that of " +
+                  Path("fleet.toml") + ":4: password-file\n");
+    EXPECT_EQ(RunOn({"-H", "enc001", "-P", "typed", "status"}).error,
+              "vktinventory: refused: the password is wrong; check it (see -U and -f)\n");
+    FakeEnclosure::Current().Refuse({Cause::kRefused, "the privilege is too high", "", {}});
+    EXPECT_EQ(RunOn({"-H", "enc001", "status"}).error,
+              "vktinventory: refused: the privilege is too high (see -U and -L)\n");
+    FakeEnclosure::Current().Refuse({Cause::kRefused, "not asked: refused", "check it", {}});
+    Write("fleet.toml",
+          "[[group]]\nname = \"a\"\nhosts = [\"enc1\"]\nuser = \"u\"\n"
+          "password-command = \"echo x\"\n");
+    EXPECT_THAT(RunOn({"-H", "enc1", "status"}).error,
+                HasSubstr("that of " + Path("fleet.toml") + ":5: password-command\n"));
+}
+
 TEST_F(Fleet, NeverShowsItsPasswords)
 {
     FakeEnclosure::Current().Refuse({Cause::kRefused, "the password is wrong", "", {}});
