@@ -164,8 +164,8 @@ class Interrupted(unittest.TestCase):
     MODULES = 8
     MOMENTS = 50
     LONGEST = 0.6  # seconds
-    # So long the command waits for a module to confirm a log-out. On a computer so busy that it takes longer,
-    # a session stays open until the module forgets it, and the moment shows nothing.
+    # The command waits at least so long for what is left of a log-in and for a log-out. On a computer so busy
+    # that they take longer, a session stays open until the module forgets it, and the moment shows nothing.
     LOG_OUT = 1  # second
 
     @classmethod

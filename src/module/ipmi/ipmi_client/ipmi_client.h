@@ -75,7 +75,8 @@ public:
 /// asks: connect() answers as the module did, and says so. So a module that locks an account after
 /// some wrong passwords is sent one, not one for each request. The configuration key
 /// `IPMI_PRIVILEGE_LEVEL` (2 user, 3 operator, 4 administrator, the default) is asked for. When the
-/// source of this key or of `IPMI_CIPHER_SUITE` cannot be used, connect() refuses.
+/// source of this key or of `IPMI_CIPHER_SUITE` cannot be used, connect() refuses. The session is
+/// its process's: in a child made by fork() send() fails until the child connects itself.
 class VKT_EXPORT IpmiClient : public IpmiClientInterface
 {
 public:
