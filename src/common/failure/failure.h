@@ -14,11 +14,11 @@ namespace Tulvo {
 /// What kept a value from being read.
 enum class Cause : std::uint8_t
 {
-    kUnreachable,      ///< No such host, no route, nobody listens.
-    kTimedOut,         ///< No answer within the time that was left.
+    kUnreachable,      ///< No such host, no route, nobody listens, or no first answer in time.
+    kTimedOut,         ///< No answer in time.
     kRefused,          ///< Wrong user, password, K_g key, cipher suite or privilege.
     kNotTrusted,       ///< The peer did not prove that it is the module.
-    kBusy,             ///< The module asks to come back later, and there was no time left to.
+    kBusy,             ///< The module is busy for longer than is waited for.
     kNoSuchModule,     ///< Somebody answers who is no such module.
     kMalformedAnswer,  ///< An answer came that means nothing.
     kCompletionCode,   ///< The module refused this one request.
@@ -31,9 +31,9 @@ enum class Cause : std::uint8_t
 struct Failure
 {
     Cause cause = Cause::kLocal;  ///< For programs; a later version may know more of them.
-    std::string message;          ///< What was tried and what came back, on one line, printable.
-    std::string advice;           ///< What to do about it; may be empty.
-    std::optional<std::uint8_t> completionCode;  ///< With kCompletionCode and kBusy, if any.
+    std::string message = {};     ///< What was tried and what came back, on one line, printable.
+    std::string advice = {};      ///< What to do about it; may be empty.
+    std::optional<std::uint8_t> completionCode = {};  ///< With kCompletionCode and kBusy, if any.
 
     friend bool operator==(const Failure&, const Failure&) = default;
 };

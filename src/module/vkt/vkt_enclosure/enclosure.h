@@ -34,37 +34,38 @@ enum class Generation : std::uint8_t
 /// What the module is and manages; every part of it hangs on the one status answer.
 struct Module
 {
-    Reading<Generation> generation;          ///< Of the module.
-    Reading<std::uint8_t> platformId;        ///< 0xFC, 0xFD or 0xFE.
-    Reading<std::uint8_t> nodeCount;         ///< 4 or 12.
-    Reading<std::uint8_t> powerSupplyCount;  ///< Slots: 2, 6 or 9.
+    Reading<Generation> generation = {};          ///< Of the module.
+    Reading<std::uint8_t> platformId = {};        ///< 0xFC, 0xFD or 0xFE.
+    Reading<std::uint8_t> nodeCount = {};         ///< 4 or 12.
+    Reading<std::uint8_t> powerSupplyCount = {};  ///< Slots: 2, 6 or 9.
 };
 
 /// What tells the enclosure from others.
 struct Identity
 {
-    Reading<std::string> machineType;      ///< Four letters or digits; absent when there are none.
-    Reading<std::string> serialNumber;     ///< Printable ASCII; may be empty.
-    Reading<std::string> firmwareVersion;  ///< "ABC123-1.0a": build name, major and minor version.
-    Reading<std::string> name;             ///< Printable ASCII; may be empty.
+    Reading<std::string> machineType = {};  ///< Four letters or digits; absent when there are none.
+    Reading<std::string> serialNumber = {};  ///< Printable ASCII; may be empty.
+    /// "ABC123-1.0a": build name, major and minor version.
+    Reading<std::string> firmwareVersion = {};
+    Reading<std::string> name = {};  ///< Printable ASCII; may be empty.
 };
 
 /// Of the chassis or of a node. Absent: 65535, and a node's 0.
 struct Consumption
 {
-    Reading<std::uint16_t> minimum;  ///< Lowest.
-    Reading<std::uint16_t> average;  ///< On average.
-    Reading<std::uint16_t> maximum;  ///< Highest.
+    Reading<std::uint16_t> minimum = {};  ///< Lowest.
+    Reading<std::uint16_t> average = {};  ///< On average.
+    Reading<std::uint16_t> maximum = {};  ///< Highest.
 };
 
 /// Caps of the chassis. Absent: 0.
 struct PowerCaps
 {
-    Reading<std::uint16_t> lowest;      ///< That can be set.
-    Reading<std::uint16_t> highest;     ///< That can be set.
-    Reading<std::uint16_t> protective;  ///< Protects the chassis.
-    Reading<std::uint16_t> user;        ///< That the user has set.
-    Reading<std::uint16_t> thermal;     ///< For the temperature's sake.
+    Reading<std::uint16_t> lowest = {};      ///< That can be set.
+    Reading<std::uint16_t> highest = {};     ///< That can be set.
+    Reading<std::uint16_t> protective = {};  ///< Protects the chassis.
+    Reading<std::uint16_t> user = {};        ///< That the user has set.
+    Reading<std::uint16_t> thermal = {};     ///< For the temperature's sake.
 };
 
 /// Of all fans of a supply.
@@ -79,8 +80,8 @@ enum class FanState : std::uint8_t
 /// Absent: 0, and fan B of a first-generation module, which has one fan a supply.
 struct Fan
 {
-    Reading<std::uint16_t> speed;   ///< 1 to 65535.
-    Reading<std::uint8_t> pattern;  ///< Speed pattern that it follows, 1 to 255.
+    Reading<std::uint16_t> speed = {};   ///< 1 to 65535.
+    Reading<std::uint8_t> pattern = {};  ///< Speed pattern that it follows, 1 to 255.
 };
 
 /// The fans of one supply, which one answer tells.
@@ -88,8 +89,8 @@ struct SupplyFans
 {
     FanState state = FanState::kUnknown;  ///< Of both.
     std::uint8_t code = 0;                ///< Of the state, as the module gave it.
-    Fan a;                                ///< The first.
-    Fan b;                                ///< The second.
+    Fan a = {};                           ///< The first.
+    Fan b = {};                           ///< The second.
 };
 
 /// One slot, and all of the supply in it. What hangs on a supply that is not there is absent.
@@ -98,14 +99,15 @@ struct PowerSupply
     std::uint8_t number = 0;  ///< From 1.
     /// The module has status bits for eight supplies. Whether the ninth is present is told by its
     /// fans and registers; its other bits are absent.
-    Reading<bool> present;
-    Reading<bool> powerGood;            ///< Whether it has good power.
-    Reading<bool> powerOffWarning;      ///< Early power-off warning.
-    Reading<bool> throttling;           ///< Whether it makes the nodes throttle.
-    Reading<SupplyFans> fans;           ///< Both fans.
-    Reading<std::string> version;       ///< "1.03".
-    Reading<std::string> manufacturer;  ///< Four characters, as the supply gives them: any byte.
-    Reading<std::string> position;      ///< Hexadecimal: "10a".
+    Reading<bool> present = {};
+    Reading<bool> powerGood = {};        ///< Whether it has good power.
+    Reading<bool> powerOffWarning = {};  ///< Early power-off warning.
+    Reading<bool> throttling = {};       ///< Whether it makes the nodes throttle.
+    Reading<SupplyFans> fans = {};       ///< Both fans.
+    Reading<std::string> version = {};   ///< "1.03".
+    /// Four characters, as the supply gives them: any byte.
+    Reading<std::string> manufacturer = {};
+    Reading<std::string> position = {};  ///< Hexadecimal: "10a".
 };
 
 /// Of a node's power.
@@ -140,19 +142,20 @@ struct NodeState
 /// One bay, and the node in it.
 struct Node
 {
-    std::uint8_t number = 0;     ///< From 1.
-    Reading<NodeState> state;    ///< Power, size, permission. A bay without a size holds no node.
-    Reading<Consumption> power;  ///< What it consumes.
+    std::uint8_t number = 0;  ///< From 1.
+    /// Power, size, permission. A bay without a size holds no node.
+    Reading<NodeState> state = {};
+    Reading<Consumption> power = {};  ///< What it consumes.
 };
 
 /// From whom it was read, and how.
 struct Source
 {
-    std::string host;                         ///< As the target named it.
-    std::uint16_t port = 0;                   ///< That was asked; never 0 after a read.
-    bool overHttps = false;                   ///< Else over RMCP+.
-    std::optional<std::uint8_t> cipherSuite;  ///< RMCP+: agreed on, else asked for last.
-    std::optional<Privilege> privilege;       ///< RMCP+: the session's ceiling.
+    std::string host = {};                         ///< As the target named it.
+    std::uint16_t port = 0;                        ///< That was asked; never 0 after a read.
+    bool overHttps = false;                        ///< Else over RMCP+.
+    std::optional<std::uint8_t> cipherSuite = {};  ///< RMCP+: agreed on, else asked for last.
+    std::optional<Privilege> privilege = {};       ///< RMCP+: the session's ceiling.
 };
 
 /// What the read cost the module and the network.
@@ -166,7 +169,7 @@ struct Cost
     /// Log-ins in which the module refused user or password. Over RMCP+ no proof has left when it
     /// shows at once that it has others.
     std::uint64_t logInsRefused = 0;
-    std::uint64_t tlsHandshakes = 0;      ///< HTTPS only.
+    std::uint64_t tlsHandshakes = 0;      ///< HTTPS only: begun ones.
     std::chrono::milliseconds elapsed{};  ///< From the call to its return.
 };
 
@@ -195,35 +198,35 @@ inline constexpr Sections kEverything = kIdentity | kPower | kSupplies | kNodes;
 /// One read of one enclosure. Whatever happened, every part is there.
 struct Enclosure
 {
-    std::chrono::system_clock::time_point time;  ///< When the read began.
-    Source source;                               ///< Who was asked.
-    Sections asked = kModuleOnly;                ///< The module's own status is always asked.
+    std::chrono::system_clock::time_point time = {};  ///< When the read began.
+    Source source = {};                               ///< Who was asked.
+    Sections asked = kModuleOnly;                     ///< The module's own status is always asked.
     /// Why there was no conversation, or why it ended early; nothing when it ran to its end, though
     /// single values may be missing then, too: NotRead() tells.
-    std::optional<Failure> error;
-    Module module;                     ///< What it is and manages.
-    Identity identity;                 ///< What tells it from others.
-    Reading<Consumption> consumption;  ///< Of the chassis.
-    Reading<PowerCaps> caps;           ///< Of the chassis.
+    std::optional<Failure> error = {};
+    Module module = {};                     ///< What it is and manages.
+    Identity identity = {};                 ///< What tells it from others.
+    Reading<Consumption> consumption = {};  ///< Of the chassis.
+    Reading<PowerCaps> caps = {};           ///< Of the chassis.
     /// One a slot, in their order; empty when the module did not tell, or no section of them was
     /// asked.
-    std::vector<PowerSupply> powerSupplies;
+    std::vector<PowerSupply> powerSupplies = {};
     /// One a bay, in their order, or only Scope::node: Node::number tells which one it is; empty
     /// when the module did not tell, or no section of them was asked.
-    std::vector<Node> nodes;
-    Cost cost;  ///< What it took.
+    std::vector<Node> nodes = {};
+    Cost cost = {};  ///< What it took.
 };
 
 /// Something that was asked and not read.
 struct Missing
 {
-    std::string object;                       ///< "Module", "Chassis", "PSU3", "Node 4".
-    std::optional<std::uint8_t> powerSupply;  ///< Its number, of a supply.
-    std::optional<std::uint8_t> node;         ///< Its number, of a node.
+    std::string object = {};                       ///< "Module", "Chassis", "PSU3", "Node 4".
+    std::optional<std::uint8_t> powerSupply = {};  ///< Its number, of a supply.
+    std::optional<std::uint8_t> node = {};         ///< Its number, of a node.
     /// The value's name in JSON, such as "powerGood", or that of all that one answer tells at once:
     /// "consumption", "caps", "fans", "powerState" (with width, height, permission), "power".
-    std::string field;
-    Failure failure;  ///< Why.
+    std::string field = {};
+    Failure failure = {};  ///< Why.
 };
 
 /// Everything that was asked and not read, in the order of the record. Empty: the read is complete.

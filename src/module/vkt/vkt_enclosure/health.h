@@ -36,18 +36,18 @@ struct Expectations
 struct Finding
 {
     Health severity = Health::kWarning;            ///< Never kOk.
-    std::string object;                            ///< "Module", "Chassis", "PSU5", "Node 4".
+    std::string object = {};                       ///< "Module", "Chassis", "PSU5", "Node 4".
     std::optional<std::uint8_t> powerSupply = {};  ///< Its number, of a supply.
     std::optional<std::uint8_t> node = {};         ///< Its number, of a node.
-    std::string field;                             ///< As in Missing, such as "powerGood".
-    std::string message;  ///< A sentence without its object: "has no good power".
+    std::string field = {};                        ///< As in Missing, such as "powerGood".
+    std::string message = {};  ///< A sentence without its object: "has no good power".
 };
 
 /// What a read means.
 struct Judgement
 {
-    Health status = Health::kUnknown;  ///< The worst of the findings; kOk without any.
-    std::vector<Finding> findings;     ///< Worst first, then in the order of the record.
+    Health status = Health::kUnknown;    ///< The worst of the findings; kOk without any.
+    std::vector<Finding> findings = {};  ///< Worst first, then in the order of the record.
 };
 
 /// Judges what was read, and what is missing though it was asked. An enclosure of which nothing

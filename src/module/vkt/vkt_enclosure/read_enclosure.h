@@ -36,11 +36,11 @@ VKT_EXPORT Enclosure ReadEnclosure(const Target& target, const Scope& scope, con
 /// What became of a selection.
 struct Selection
 {
-    std::optional<Failure> failure;  ///< Nothing: the module has selected the supply.
+    std::optional<Failure> failure = {};  ///< Nothing: the module has selected the supply.
     /// The slots that the enclosure has; a number beyond them is refused without being sent.
-    Reading<std::uint8_t> powerSupplyCount;
-    Source source;  ///< Who was asked.
-    Cost cost;      ///< What it took.
+    Reading<std::uint8_t> powerSupplyCount = {};
+    Source source = {};  ///< Who was asked.
+    Cost cost = {};      ///< What it took.
 };
 
 /// Selects a power supply on the module. The request is never sent over a second session: whether
