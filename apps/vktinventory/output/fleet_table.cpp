@@ -245,7 +245,9 @@ public:
     std::string Add(std::size_t index, const Report& report) override
     {
         for (HostTable& table : tables_) {
-            table.rows[index] = {{Text::PrintableAscii(report.host)}, table.rowsOf(report)};
+            HostTable::Rows& rows = table.rows[index];
+            rows.host.text = Text::PrintableAscii(report.host);
+            rows.rows = table.rowsOf(report);
         }
         return {};
     }
