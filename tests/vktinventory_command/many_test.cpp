@@ -184,12 +184,14 @@ TEST_F(Many, PrintsRowsBelowHostsBesideWhichTheyHaveNoRoom)
               "  rack12-enc4.example.com:8443\n"
               "  not read: no answer in time\n");
     EXPECT_EQ(RunOn(hosts, {"power"}).out,
-              "                             Lowest  Highest  Protective  User  Thermal\n"
-              "  Minimum  Average  Maximum     cap      cap         cap   cap      cap\n"
-              "  rack12-enc1.example.com:8443\n"
-              "      300      400      500     N/A     1200         N/A  1000    65535\n"
-              "  rack12-enc4.example.com:8443\n"
-              "  not read: no answer in time\n");
+              "                                                           Lowest  Highest  "
+              "Protective  User  Thermal\n"
+              "  Host                          Minimum  Average  Maximum     cap      cap         "
+              "cap   cap      cap\n"
+              "  rack12-enc1.example.com:8443      300      400      500     N/A     1200         "
+              "N/A  1000    65535\n"
+              "  rack12-enc4.example.com:8443  not read: no answer in time\n")
+        << "a row an enclosure, for grep and sort";
     for (const std::string& line : LinesOf(RunOn(hosts, {"psu"}).out)) {
         EXPECT_LE(line.size(), 80U) << line;
     }

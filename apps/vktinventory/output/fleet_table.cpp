@@ -205,6 +205,7 @@ struct HostTable
     std::string title;
     std::vector<GridRow> heading;
     std::function<std::vector<GridRow>(const Report&)> rowsOf;
+    bool belowLongHosts = false;            ///< For rows that their own headings tell apart.
     std::map<std::size_t, Rows> rows = {};  ///< In the order given.
 };
 
@@ -223,7 +224,7 @@ std::vector<GridRow> BesideTheirHosts(const HostTable& table)
     return grid;
 }
 
-/// For hosts with names so long that a row beside them would pass the end of the line.
+/// For hosts with names so long that rows beside them would pass the end of the line.
 std::vector<GridRow> BelowTheirHosts(const HostTable& table)
 {
     std::vector<GridRow> grid = table.heading;
@@ -254,8 +255,9 @@ public:
 
     std::string End() override
     {
-        const bool fits = WidestLine(Rendered(&BesideTheirHosts, false)) <= kLineWidth;
-        std::string text = Rendered(fits ? &BesideTheirHosts : &BelowTheirHosts, colour_);
+        const bool below = tables_.front().belowLongHosts &&
+                           WidestLine(Rendered(&BesideTheirHosts, false)) > kLineWidth;
+        std::string text = Rendered(below ? &BelowTheirHosts : &BesideTheirHosts, colour_);
         for (HostTable& table : tables_) {
             table.rows.clear();
         }
@@ -315,7 +317,7 @@ HostTable ObjectTable(const Block& block)
         return why == nullptr ? ReportTable(report).ObjectRows(block)
                               : std::vector<GridRow>{NotReadRow(WordsFor(*why))};
     };
-    return {std::string(block.heading), {HeadingOf(block)}, rowsOf};
+    return {std::string(block.heading), {HeadingOf(block)}, rowsOf, true};
 }
 
 std::vector<HostTable> TablesOf(const Command& command)
