@@ -162,7 +162,7 @@ TEST_F(ModulesTest, ThatNeedMorePrivilegeThanTheTargetAllowsAreNotBlamedOnTheAcc
         ReadEnclosure(module.At({.privilege = Privilege::kOperator}), {}, kAmple);
     ASSERT_TRUE(record.error);
     EXPECT_EQ(record.error->completionCode, kInsufficientPrivilege);
-    EXPECT_THAT(record.error->advice, HasSubstr("a higher privilege"));
+    EXPECT_THAT(record.error->advice, HasSubstr("where one is set, a higher privilege"));
     EXPECT_EQ(module.Server().OpenSessions(), 0U);
 }
 

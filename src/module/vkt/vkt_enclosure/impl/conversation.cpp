@@ -405,7 +405,7 @@ void Conversation::RaisePrivilege(Pending pending, Failure failure)
 {
     failure.advice = "use an account that may ask for it";
     if (transport_.Info().privilege.value_or(kHighestPrivilege) < kHighestPrivilege) {
-        failure.advice += ", or let the session have a higher privilege";
+        failure.advice += " or, where one is set, a higher privilege";
     }
     if (std::exchange(raiseTried_, true)) {
         return GiveUp(pending, Share(failure));
