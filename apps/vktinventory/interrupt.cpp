@@ -20,6 +20,8 @@
 namespace Tulvo::Cli {
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 /// Ctrl-Z, and what a shell's fg and bg send.
 constexpr int kJobSignals[] = {SIGTSTP, SIGCONT};
@@ -118,12 +120,10 @@ int WaitForLogOuts(int signal)
     sigemptyset(&signals);
     AddTo(signals, kEndingSignals);
     constexpr timespec kNow{};
-    for (std::chrono::milliseconds waited{0}; waited < kLogOutLimit; waited += kSlice) {
-        if (AllHaveEnded(kSlice)) {
-            break;
-        }
+    const auto begun = Clock::now();
+    while (!AllHaveEnded(kSlice) && Clock::now() - begun < kLogOutLimit) {
         const int again = sigtimedwait(&signals, nullptr, &kNow);
-        if (again > 0 && waited >= kSameRequest) {
+        if (again > 0 && Clock::now() - begun >= kSameRequest) {
             return again;
         }
     }
