@@ -349,19 +349,19 @@ TEST_F(ConversationTest, GivesTheLogOutOfACancelledReadMoreTimeUnlessTheModuleWa
     struct Case
     {
         const char* what;
-        bool isCancelled;
-        bool wasSilent;
         std::chrono::milliseconds deadline;
         std::chrono::milliseconds logOutTime;
         std::chrono::milliseconds takes;  ///< From the second request to the end.
         int closed;
+        bool isCancelled;
+        bool wasSilent;
     };
     const Case cases[] = {
-        {"a slow handshake", true, false, 30s, 2500ms, 2500ms, 1},
-        {"no answer", true, false, 30s, 1h, 3s, 0},
-        {"nor one before", true, true, 30s, 1h, 1s, 0},
-        {"a deadline after two seconds", true, false, 2s, 1h, 1800ms, 0},
-        {"no stop", false, false, 30s, 1h, 100ms + 1s, 0},
+        {"a slow handshake", 30s, 2500ms, 2500ms, 1, true, false},
+        {"no answer", 30s, 1h, 3s, 0, true, false},
+        {"nor one before", 30s, 1h, 1s, 0, true, true},
+        {"a deadline after two seconds", 2s, 1h, 1800ms, 0, true, false},
+        {"no stop", 30s, 1h, 100ms + 1s, 0, false, false},
     };
     for (const Case& given : cases) {
         SCOPED_TRACE(given.what);
